@@ -1,0 +1,227 @@
+#include "DDCCI/Arm64Utility.h"
+
+#include <IOKit/IOKitLib.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <set>
+
+#include "Cocoa/SystemLog.h"
+#include "Platform/CFRef.h"
+#include "Platform/CoreDisplay.h"
+#include "Platform/IOObject.h"
+#include "Platform/Properties.h"
+#include "Platform/Text.h"
+
+Guarded<std::shared_ptr<Arm64Utility>>& arm64Util = *new Guarded<std::shared_ptr<Arm64Utility>>;
+
+namespace {
+
+constexpr auto proxyName = "DCPAVServiceProxy";
+constexpr std::array framebufferNames = {"AppleCLCD2", "IOMobileFramebufferShim"};
+
+constexpr std::int32_t highestScore = 13;
+
+bool isFramebuffer(const std::string& name) {
+    return std::find(framebufferNames.begin(), framebufferNames.end(), name) !=
+           framebufferNames.end();
+}
+
+std::int64_t limited(std::int64_t value, std::int64_t largest) {
+    return std::clamp<std::int64_t>(value, 0, largest);
+}
+
+/// Four hex digits that must stand at a place of the EDID UUID.
+struct Piece {
+    std::string digits;
+    std::size_t position;
+};
+
+std::array<Piece, 4> expectedPieces(CFDictionaryRef info) {
+    const auto number = [info](CFStringRef key) { return integerEntry(info, key).value_or(0); };
+    const auto bytes = [](std::int64_t first, std::int64_t second) {
+        return formatText("%02X%02X", static_cast<unsigned>(first), static_cast<unsigned>(second));
+    };
+    const auto vendor = limited(number(CFSTR("DisplayVendorID")), 0xFFFF);
+    const auto product = limited(number(CFSTR("DisplayProductID")), 0xFFFF);
+    const auto week = limited(number(CFSTR("DisplayWeekManufacture")), 255);
+    const auto year = limited(number(CFSTR("DisplayYearManufacture")) - 1990, 255);
+    const auto width = limited(number(CFSTR("DisplayHorizontalImageSize")) / 10, 255);
+    const auto height = limited(number(CFSTR("DisplayVerticalImageSize")) / 10, 255);
+    return {{
+        {formatText("%04X", static_cast<unsigned>(vendor)), 0},
+        {bytes(product & 0xFF, product >> 8), 4},
+        {bytes(week, year), 19},
+        {bytes(width, height), 30},
+    }};
+}
+
+/// Reads the platform's "model" property. It takes no part in any decision.
+void readPlatformModel() {
+    const IOObject platform(IOServiceGetMatchingService(
+        kIOMasterPortDefault, IOServiceMatching("IOPlatformExpertDevice")));
+    if (!platform) return;
+    const CFRef<CFTypeRef> model(
+        IORegistryEntryCreateCFProperty(platform.get(), CFSTR("model"), kCFAllocatorDefault, 0));
+}
+
+}  // namespace
+
+std::vector<IOregService> Arm64Utility::getIoregServicesForMatching() const {
+    std::vector<IOregService> candidates;
+    const IOObject root(IORegistryGetRootEntry(kIOMasterPortDefault));
+    io_iterator_t walk = IO_OBJECT_NULL;
+    if (IORegistryEntryCreateIterator(root.get(), kIOServicePlane, kIORegistryIterateRecursively,
+                                      &walk) != kIOReturnSuccess) {
+        return candidates;
+    }
+    const IOObject iterator(walk);
+
+    // Carried from entry to entry: a proxy belongs to the framebuffer met last before it.
+    IOregService candidate;
+    std::int32_t framebuffers = 0;
+    std::string name;
+    io_service_t found = IO_OBJECT_NULL;
+    while (ioregIterateToNextObjectOfInterest(iterator.get(), &name, &found)) {
+        const IOObject service(found);
+        if (isFramebuffer(name)) {
+            candidate = getIORegServiceMonitorProperties(service.get());
+            candidate.serviceLocation = ++framebuffers;
+        } else {
+            setIORegServiceDCPAVServiceProxy(service.get(), &candidate);
+            candidates.push_back(candidate);
+        }
+    }
+    return candidates;
+}
+
+bool Arm64Utility::ioregIterateToNextObjectOfInterest(io_iterator_t iterator, std::string* name,
+                                                      io_service_t* service) const {
+    *service = IO_OBJECT_NULL;
+    while (IOObject entry{IOIteratorNext(iterator)}) {
+        io_name_t entryName = {};
+        if (IORegistryEntryGetName(entry.get(), entryName) != kIOReturnSuccess) return false;
+        if (isFramebuffer(entryName) || entryName == std::string_view(proxyName)) {
+            *name = entryName;
+            *service = entry.release();
+            return true;
+        }
+    }
+    return false;
+}
+
+IOregService Arm64Utility::getIORegServiceMonitorProperties(io_service_t framebuffer) const {
+    IOregService service;
+    if (const auto uuid = copyStringProperty(framebuffer, CFSTR("EDID UUID"))) {
+        service.edidUUID = makeText(uuid.get());
+    }
+    const auto attributes = copyDictionaryProperty(framebuffer, CFSTR("DisplayAttributes"));
+    const auto product = dictionaryEntry(attributes.get(), CFSTR("ProductAttributes"));
+    service.productName = textEntry(product, CFSTR("ProductName"));
+    service.manufacturerID = textEntry(product, CFSTR("ManufacturerID"));
+    service.serialNumber =
+        static_cast<std::int32_t>(integerEntry(product, CFSTR("SerialNumber")).value_or(0));
+    const auto transport = copyDictionaryProperty(framebuffer, CFSTR("Transport"));
+    service.transportUpstream = textEntry(transport.get(), CFSTR("Upstream"));
+    service.transportDownstream = textEntry(transport.get(), CFSTR("Downstream"));
+    return service;
+}
+
+void Arm64Utility::setIORegServiceDCPAVServiceProxy(io_service_t proxy,
+                                                    IOregService* candidate) const {
+    const auto location = copyStringProperty(proxy, CFSTR("Location"));
+    if (!location) return;
+    candidate->location = makeText(location.get());
+    if (candidate->location != "External") return;
+    // Never released: the references live in display records until the process ends.
+    candidate->avService = IOAVServiceCreateWithService != nullptr
+                               ? IOAVServiceCreateWithService(kCFAllocatorDefault, proxy)
+                               : nullptr;
+}
+
+std::vector<DisplayService> Arm64Utility::getServiceMatches(
+    const std::vector<CGDirectDisplayID>& displayIDs) const {
+    std::map<std::int32_t, std::vector<DisplayService>> pairingsByScore;
+    for (const CGDirectDisplayID displayID : displayIDs) {
+        for (const IOregService& candidate : getIoregServicesForMatching()) {
+            if (!candidate.location || candidate.location->find("External") == std::string::npos) {
+                continue;
+            }
+            const std::int32_t score =
+                ioregMatchScore(displayID, candidate.edidUUID, candidate.productName,
+                                candidate.serialNumber, candidate.serviceLocation);
+            pairingsByScore[score].push_back({displayID, candidate.avService,
+                                              candidate.serviceLocation,
+                                              checkIfDiscouraged(candidate)});
+        }
+    }
+
+    // A pairing is refused only when both its display and its service are taken: callers use the
+    // first one of a display, which is its best.
+    std::vector<DisplayService> matches;
+    std::set<CGDirectDisplayID> usedDisplays;
+    std::set<std::int32_t> usedLocations;
+    for (std::int32_t score = highestScore; score >= 1; --score) {
+        for (const DisplayService& pairing : pairingsByScore[score]) {
+            const bool newDisplay = usedDisplays.insert(pairing.displayID).second;
+            const bool newLocation = usedLocations.insert(pairing.serviceLocation).second;
+            if (newDisplay || newLocation) matches.push_back(pairing);
+        }
+    }
+    return matches;
+}
+
+std::int32_t Arm64Utility::ioregMatchScore(CGDirectDisplayID displayID,
+                                           const std::optional<std::string>& edidUUID,
+                                           const std::optional<std::string>& productName,
+                                           std::int32_t serialNumber,
+                                           std::int32_t serviceLocation) const {
+    const CFRef<CFDictionaryRef> info(CoreDisplay_DisplayCreateInfoDictionary != nullptr
+                                          ? CoreDisplay_DisplayCreateInfoDictionary(displayID)
+                                          : nullptr);
+    std::int32_t score = 0;
+    for (const Piece& piece : expectedPieces(info.get())) {
+        const bool fits = edidUUID && edidUUID->size() >= piece.position + piece.digits.size() &&
+                          edidUUID->compare(piece.position, piece.digits.size(), piece.digits) == 0;
+        if (fits) score += 2;
+    }
+    if (productName && !productName->empty()) {
+        const auto names = dictionaryEntry(info.get(), CFSTR("DisplayProductName"));
+        const auto name = textEntry(names, CFSTR("en_US"));
+        if (name && lowercaseText(*name) == lowercaseText(*productName)) score += 2;
+    }
+    const auto serial = static_cast<std::int32_t>(
+        integerEntry(info.get(), CFSTR("DisplaySerialNumber")).value_or(0));
+    if (serialNumber != 0 && serialNumber == serial) score += 2;
+    // The ordinal says nothing of the display ID; where they are equal it breaks a tie.
+    if (static_cast<std::int64_t>(serviceLocation) == displayID) score += 1;
+    return score;
+}
+
+bool Arm64Utility::checkIfDiscouraged(const IOregService& candidate) const {
+    readPlatformModel();
+    return candidate.manufacturerID == "AOC" && candidate.productName == "28E850";
+}
+
+std::optional<std::string> Arm64Utility::readEDID(IOAVServiceRef service) const {
+    constexpr CFIndex blockSize = 128;
+
+    CFDataRef copied = nullptr;
+    if (IOAVServiceCopyEDID == nullptr ||
+        IOAVServiceCopyEDID(service, &copied) != kIOReturnSuccess) {
+        Cocoa::log("Cannot copy EDID");
+        return std::nullopt;
+    }
+    const CFRef<CFDataRef> edid(copied);
+    if (!edid) {
+        Cocoa::log("No EDID found");
+        return std::string();
+    }
+    std::array<std::uint8_t, blockSize> block{};
+    CFDataGetBytes(edid.get(), CFRange{0, std::min(blockSize, CFDataGetLength(edid.get()))},
+                   block.data());
+    std::string text;
+    for (const std::uint8_t byte : block) text += formatText("%02X", byte);
+    return text;
+}

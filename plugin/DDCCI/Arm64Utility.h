@@ -1,0 +1,76 @@
+#pragma once
+
+#include <CoreGraphics/CoreGraphics.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Exported.h"
+#include "Platform/Guarded.h"
+#include "Platform/IOAVService.h"
+
+/// One display service that the I/O registry offers: the identity that a framebuffer publishes and
+/// the AV service proxy that follows it in the walk.
+struct IOregService {
+    std::optional<std::string> edidUUID;  ///< hex digit groups derived from the monitor's EDID
+    std::optional<std::string> manufacturerID;
+    std::optional<std::string> productName;
+    std::int32_t serialNumber = 0;        ///< 0 when there is none
+    std::optional<std::string> location;  ///< of the proxy; "External" for an external display
+    std::optional<std::string> transportUpstream;
+    std::optional<std::string> transportDownstream;
+    IOAVServiceRef avService = nullptr;  ///< NULL when none was made; never released
+    std::int32_t serviceLocation = 0;    ///< ordinal of the framebuffer in the walk, from 1
+};
+
+/// A screen paired with an AV service.
+struct DisplayService {
+    CGDirectDisplayID displayID = 0;
+    IOAVServiceRef avService = nullptr;  ///< not owned
+    std::int32_t serviceLocation = 0;    ///< ordinal of the service's framebuffer
+    bool discouraged = false;            ///< the monitor is the model that checkIfDiscouraged names
+};
+
+/// Finds the display services of an Apple-silicon Mac and pairs them with screens. Holds no state:
+/// every call walks the registry afresh.
+class Arm64Utility {
+  public:
+    /// One candidate for each AV service proxy, in walk order; empty when the walk can't start.
+    std::vector<IOregService> getIoregServicesForMatching() const;
+
+    /// The next framebuffer or proxy of the walk: its name and the entry, which the caller owns.
+    /// False, with entry 0, at the end or when an entry's name can't be read.
+    bool ioregIterateToNextObjectOfInterest(io_iterator_t iterator, std::string* name,
+                                            io_service_t* service) const;
+
+    /// The identity and transport that a framebuffer entry publishes.
+    IOregService getIORegServiceMonitorProperties(io_service_t framebuffer) const;
+
+    /// Takes a proxy's location over into the candidate and, for an external display, opens its AV
+    /// service. A proxy without a location changes nothing.
+    void setIORegServiceDCPAVServiceProxy(io_service_t proxy, IOregService* candidate) const;
+
+    /// Pairings of screens and AV services, best score first; none below score 1.
+    std::vector<DisplayService> getServiceMatches(
+        const std::vector<CGDirectDisplayID>& displayIDs) const;
+
+    /// How well a candidate fits a display, 0 to 13: two points each for vendor, product, date,
+    /// size, product name and serial number, one when the ordinal equals the display ID.
+    std::int32_t ioregMatchScore(CGDirectDisplayID displayID,
+                                 const std::optional<std::string>& edidUUID,
+                                 const std::optional<std::string>& productName,
+                                 std::int32_t serialNumber, std::int32_t serviceLocation) const;
+
+    /// Whether the monitor is the one model of another maker whose DDC/CI is known to misbehave.
+    bool checkIfDiscouraged(const IOregService& candidate) const;
+
+    /// The first 128 bytes of the monitor's EDID in upper-case hex, 256 characters, filled up with
+    /// zeros; nothing when they can't be read, the empty text when there are none.
+    std::optional<std::string> readEDID(IOAVServiceRef service) const;
+};
+
+/// A new one at every entry of the pane.
+EXPORTED Guarded<std::shared_ptr<Arm64Utility>>& arm64Util;

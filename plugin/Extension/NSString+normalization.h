@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+/// The bare model name in a display name: upper case, without the brand word, outer blanks and
+/// what follows in brackets.
+std::string regularMonitorName(const std::string& displayName);
+
+/// Cuts `str`, an upper-cased and trimmed form of `displayName`, before its first bracket. A
+/// bracket that stands first stays; a full-width one never does.
+std::string getRealModelNameWithStr(const std::string& displayName, const std::string& str);

@@ -1,0 +1,125 @@
+#include <CoreGraphics/CoreGraphics.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "Cocoa/ThreadSleep.h"
+#include "DDCCI/DDCCtl.h"
+#include "Extension/NSString+normalization.h"
+#include "MyInstallerPane.h"
+#include "Platform/Text.h"
+#include "ProductData.h"
+#include "Utilities/EDIDUtils.h"
+
+// Which monitor a display is, and the verdict on it.
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr std::uint32_t confirmationCode = 0xF1;  // of the maker's own VCP codes
+constexpr std::int32_t confirmationBit = 0x4000;
+
+/// An EDID text that is too short to hold an identity gives an empty one.
+EDIDInfo decode(const std::string& EDID) {
+    try {
+        return edidUtils->generateEDIDInfo(EDID);
+    } catch (const std::out_of_range&) {
+        return {};
+    }
+}
+
+/// Whether an EDID's identity is that of a display, by name and serial number.
+bool fits(const EDIDInfo& info, const displayInfo& display) {
+    const std::string modelName = info.modelName.value_or("");
+    const std::string name = display.name.value_or("");
+    if (name.empty() || modelName.empty()) return false;
+    return uppercaseText(name).find(uppercaseText(modelName)) != std::string::npos &&
+           display.serialNumber == info.serialNumber;
+}
+
+}  // namespace
+
+namespace vorn {
+
+void MyInstallerPane::parseMonitorEDIDWithScreenNumber(const std::vector<DisplayService>& matches,
+                                                       std::vector<std::string> EDIDs,
+                                                       const DisplayList& displays) {
+    if (EDIDs.size() + 1 != displays.size()) {
+        Cocoa::sleepThread(1s);
+        EDIDs = readEDIDs(matches);
+    }
+    for (const auto& display : displays) {
+        if (CGDisplayIsBuiltin(display->screenNumber) ||
+            display->displayState == displayInfo::notSupported) {
+            continue;
+        }
+        // The last fit wins.
+        for (const std::string& EDID : EDIDs) {
+            const EDIDInfo info = decode(EDID);
+            if (!fits(info, *display)) continue;
+            display->EDIDString = EDID;
+            display->serviceTag = info.serviceTag;
+            display->modelInfo = info.modelInfo;
+            display->plugNplayID = info.plugNplayID;
+        }
+    }
+}
+
+void MyInstallerPane::setupM1DDCCIServices(const std::vector<DisplayService>& matches,
+                                           const DisplayList& displays) {
+    for (const auto& display : displays) {
+        for (const DisplayService& match : matches) {
+            if (match.displayID != display->screenNumber) continue;
+            display->arm64avService = match.avService;
+            break;
+        }
+    }
+}
+
+void MyInstallerPane::setDisplayConnectionState(const DisplayList& displays) {
+    for (const auto& display : displays) {
+        const std::string name = display->name.value_or("");
+        if (CGDisplayIsBuiltin(display->screenNumber) ||
+            name.find("Build-in") != std::string::npos) {
+            continue;
+        }
+        const bool listed = ::whiteList->availableDisplay(display->name);
+        const bool recent = isYear25orAbove(regularMonitorName(name));
+        const bool fromMaker =
+            lowercaseText(display->plugNplayID.value_or("")).find(ProductData::manufacturerID) !=
+            std::string::npos;
+        if (!listed && !recent) {
+            display->displayState = displayInfo::notSupported;
+            continue;
+        }
+        // Holds while the monitor is asked, for a run that ends meanwhile.
+        display->displayState = displayInfo::supportedAndAnswering;
+        if (!fromMaker) {
+            display->displayState = displayInfo::notSupported;
+        } else if (!answersOverDDCCI(*display)) {
+            // A recent model counts only when it answers; an older one counts by the list alone.
+            display->displayState =
+                recent ? displayInfo::notSupported : displayInfo::supportedByList;
+        }
+    }
+}
+
+bool MyInstallerPane::answersOverDDCCI(const displayInfo& display) const {
+    std::uint32_t result = DDCCtl::nothingRead;
+    const std::int32_t status = DDC->Get(confirmationCode, display, &result);
+    const auto value = static_cast<std::int32_t>(result);
+    return status == DDCCtl::success && value >= 0 && (value & confirmationBit) != 0;
+}
+
+bool MyInstallerPane::isYear25orAbove(const std::string& name) const {
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+
+    const auto last = name.find_last_of("0123456789");
+    if (last == std::string::npos || last == 0) return false;
+    // Only two digits can read as 25 or more.
+    if (!isDigit(name[last - 1])) return false;
+    return (name[last - 1] - '0') * 10 + (name[last] - '0') >= 25;
+}
+
+}  // namespace vorn

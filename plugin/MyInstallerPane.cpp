@@ -1,0 +1,100 @@
+#include "MyInstallerPane.h"
+
+#include <CoreGraphics/CoreGraphics.h>
+
+#include "Cocoa/StringTable.h"
+#include "Cocoa/Workspace.h"
+#include "DDCCI/DDCCtl.h"
+#include "Platform/CFRef.h"
+#include "Platform/Dispatch.h"
+#include "Platform/Text.h"
+#include "ProductData.h"
+#include "Utilities/EDIDUtils.h"
+#include "Utilities/StringUtil.h"
+
+namespace vorn {
+
+namespace {
+
+template <class T>
+void makeWhenMissing(T*& object) {
+    if (object == nullptr) object = new T;
+}
+
+/// Where the link word first occurs in a text, in UTF-16 units; nothing when it does not.
+std::optional<CFRange> findLink(const std::string& text, const std::string& word) {
+    const auto whole = makeCFString(text);
+    const auto part = makeCFString(word);
+    if (word.empty() || !whole || !part) return std::nullopt;
+    const CFRange found = CFStringFind(whole.get(), part.get(), 0);
+    if (found.location == kCFNotFound) return std::nullopt;
+    return found;
+}
+
+}  // namespace
+
+MyInstallerPane::MyInstallerPane(void* pane, void* title, void* warnings)
+    : InstallerPane(pane), lb_title(title), lb_warnings(warnings) {}
+
+std::string MyInstallerPane::title() const {
+    return Cocoa::localizedString("PaneTitle");
+}
+
+void MyInstallerPane::didEnterPane(int /*direction*/) {
+    lb_title.setStringValue(Cocoa::localizedString("TITLE"));
+    lb_warnings.setStringValue("");
+    setNextEnabled(false);
+
+    makeWhenMissing(strUtil);
+    makeWhenMissing(DDC);
+    makeWhenMissing(::whiteList);
+    makeWhenMissing(edidUtils);
+    DDC->UseArm64 = ::whiteList->isM1Mac();
+    arm64Util.set(std::make_shared<Arm64Utility>());
+    infoDic.set({});
+
+    SerialQueue("SerialQueue").async([this] {
+        getDisplayInfo();
+        listeningUSBDevice();
+    });
+}
+
+void MyInstallerPane::initializeUI() {
+    lb_title.setStringValue(Cocoa::localizedString("TITLE"));
+    lb_warnings.setStringValue("");
+
+    bool supportedMonitor = false;
+    for (const auto& display : displayInfoArray.get()) {
+        if (CGDisplayIsBuiltin(display->screenNumber)) continue;
+        const std::int32_t state = display->displayState;
+        if (state == displayInfo::supportedAndAnswering || state == displayInfo::supportedByList) {
+            supportedMonitor = true;
+        }
+        if (state == displayInfo::supportedAndAnswering) break;
+    }
+    if (infoDic.get().empty() && !supportedMonitor) showHyperLink();
+}
+
+void MyInstallerPane::showHyperLink() {
+    const std::string warning = Cocoa::localizedString("NO_CAMERA_AND_DISPLAY_WARNING");
+    const std::string request =
+        Cocoa::localizedString("Please connect a supported Vorn monitor or camera");
+    const std::string click = Cocoa::localizedString("Click here for the compatible models.");
+    const std::string sentences = " \n\n" + request + ". " + click;
+
+    Cocoa::AttributedString label{warning + sentences, std::nullopt};
+    // Only the sentences behind the warning are searched for the link word.
+    if (auto link = findLink(sentences, Cocoa::localizedString("here"))) {
+        link->location += static_cast<CFIndex>(utf16Units(warning).size());
+        label.link = link;
+    }
+    lb_warnings.setAttributedStringValue(label);
+    // One more at every warning; none is ever removed.
+    lb_warnings.addClickGestureRecognizer(object());
+}
+
+void MyInstallerPane::vornWebsiteBtnDidClicked() {
+    Cocoa::openAddress(std::string(ProductData::supportArticle));
+}
+
+}  // namespace vorn

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <IOKit/IOKitLib.h>
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Cocoa/InstallerPane.h"
+#include "Cocoa/TextField.h"
+#include "DDCCI/Arm64Utility.h"
+#include "Display/EDIDInfo.h"
+#include "Display/displayInfo.h"
+#include "Platform/Exported.h"
+#include "Platform/Guarded.h"
+#include "WhiteList.h"
+
+/// One of the maker's cameras. Texts that the device lacks are empty.
+struct CameraEntry {
+    io_service_t service = 0;            ///< registry handle of the USB device
+    std::string kUSBSerialNumberString;  ///< the device's property of that name
+    std::string name;                    ///< its "kUSBProductString" property
+};
+
+/// Cameras by USB location, written "0x%08X".
+using CameraDictionary = std::map<std::string, CameraEntry>;
+
+/// The cameras seen since the pane was entered last. One that is detached stays.
+EXPORTED Guarded<CameraDictionary>& infoDic;
+
+/// The displays of the last enumeration, with their verdicts.
+EXPORTED Guarded<DisplayList>& displayInfoArray;
+
+/// The USB watcher's state. Every entry of the pane arms a new notification and overwrites it; the
+/// earlier one is never torn down.
+EXPORTED std::atomic<CFMutableDictionaryRef> classToMatch;
+EXPORTED std::atomic<IONotificationPortRef> gNotifyPort;
+EXPORTED std::atomic<io_iterator_t> gNewDeviceAddedIter;
+EXPORTED std::atomic<io_iterator_t> gNewDeviceRemovedIter;  ///< for detachments; never armed
+EXPORTED void* deviceArray;                                 ///< never set
+
+namespace vorn {
+
+/// The pane that the installer shows: finds out whether a supported monitor or camera is connected,
+/// warns with a link when none is, and lets the user continue either way. The installer loads the
+/// Objective-C class of the same name, which hands its calls over to this one.
+class MyInstallerPane : public Cocoa::InstallerPane {
+  public:
+    /// `pane` is the installer's object of this pane, `title` and `warnings` its two labels. None
+    /// is owned.
+    MyInstallerPane(void* pane, void* title, void* warnings);
+
+    Cocoa::TextField lb_title;     ///< the pane's heading
+    Cocoa::TextField lb_warnings;  ///< the warning and its link, empty when there is none
+    /// Not used by the detection, which uses the process-wide list.
+    std::shared_ptr<WhiteList> whiteList;
+
+    // The pane in the installer, on the main thread.
+
+    /// The title that the installer shows for the pane.
+    std::string title() const;
+    /// Starts a detection run and returns at once. Continue is disabled until the run ends. The
+    /// direction of entry (InstallerSectionDirection) changes nothing.
+    void didEnterPane(int direction);
+    /// Shows the verdict on what the last runs found: the warning, or none.
+    void initializeUI();
+    /// Shows the warning with its link.
+    void showHyperLink();
+    /// Opens the support article that lists the compatible models.
+    void vornWebsiteBtnDidClicked();
+
+    // USB devices.
+
+    /// Arms the notification of attached USB devices and examines those that are there already.
+    void listeningUSBDevice();
+    /// Schedules the examination of the devices that `iterator` yields and the verdict after it.
+    /// `firstLaunch` changes nothing.
+    void deviceAdded(io_iterator_t iterator, bool firstLaunch);
+
+    // One display enumeration. Blocks: not on the main thread. The steps work on the displays of
+    // their own run, so that a later run which replaces displayInfoArray doesn't mix with them.
+
+    /// Lists the screens, identifies their monitors and judges them.
+    void getDisplayInfo();
+    /// Number of external screens.
+    std::int32_t getNSScreenCount() const;
+    /// The display IDs of all screens, the built-in one's included.
+    std::vector<CGDirectDisplayID> getDisplayIDsArr() const;
+    /// A record for each screen with a first verdict, up to the first entry of the screen list that
+    /// is no screen.
+    DisplayList ReturnAllDisplaysWithBuiltIn() const;
+    /// Takes USB indices over from the DDC controller's list of USB displays.
+    void mappingUSBDisplays(const DisplayList& displays = displayInfoArray.get());
+    /// Pairs each external display with the EDID of the same monitor and takes its identity over.
+    /// Reads the EDIDs once more, after a second, when their number is not that of the displays
+    /// less one built-in panel.
+    void parseMonitorEDIDWithScreenNumber(const std::vector<DisplayService>& matches,
+                                          std::vector<std::string> EDIDs,
+                                          const DisplayList& displays = displayInfoArray.get());
+    /// Gives each display the AV service of its first match.
+    void setupM1DDCCIServices(const std::vector<DisplayService>& matches,
+                              const DisplayList& displays = displayInfoArray.get());
+    /// The final verdict on each external display.
+    void setDisplayConnectionState(const DisplayList& displays = displayInfoArray.get());
+    /// Whether the two characters that end at the last digit of a bare model name are a model year
+    /// of 25 or later.
+    bool isYear25orAbove(const std::string& name) const;
+
+  private:
+    std::vector<std::string> readEDIDs(const std::vector<DisplayService>& matches) const;
+    bool answersOverDDCCI(const displayInfo& display) const;
+    void examineDevices(io_iterator_t iterator) const;
+    void finishRun();
+};
+
+}  // namespace vorn

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <utility>
+
+/// Owns one reference of a Core Foundation object and releases it. Made from what a function with
+/// "Create" or "Copy" in its name returned; empty when that was NULL.
+template <class Ref>
+class CFRef {
+  public:
+    CFRef() = default;
+    explicit CFRef(Ref owned) : ref_(owned) {}
+    CFRef(CFRef&& other) noexcept : ref_(std::exchange(other.ref_, nullptr)) {}
+    CFRef& operator=(CFRef&& other) noexcept {
+        std::swap(ref_, other.ref_);
+        return *this;
+    }
+    ~CFRef() {
+        if (ref_ != nullptr) CFRelease(ref_);
+    }
+
+    explicit operator bool() const { return ref_ != nullptr; }
+    Ref get() const { return ref_; }
+    /// Gives the reference away, to a function that consumes it or to somebody who keeps it.
+    Ref release() { return std::exchange(ref_, nullptr); }
+
+  private:
+    Ref ref_ = nullptr;
+};

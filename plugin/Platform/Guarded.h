@@ -1,0 +1,29 @@
+#pragma once
+
+#include <mutex>
+#include <utility>
+
+/// A process-wide value that detection runs on several threads may touch: the pane can be entered
+/// again while the run of an earlier entry goes on.
+template <class T>
+class Guarded {
+  public:
+    T get() const {
+        const std::lock_guard lock(mutex_);
+        return value_;
+    }
+    void set(T value) {
+        const std::lock_guard lock(mutex_);
+        std::swap(value_, value);  // the old value dies outside the lock
+    }
+    /// Calls `change` with the value. No platform call may be made inside.
+    template <class Change>
+    auto update(Change change) {
+        const std::lock_guard lock(mutex_);
+        return change(value_);
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    T value_{};
+};

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOKitLib.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Platform/CFRef.h"
+
+// Readers of property values. A value of another type than the one asked for counts as absent:
+// drivers and monitors decide what stands in the registry.
+
+/// The entry under `key`, not owned; nullptr of a NULL dictionary, a missing key, another type.
+CFStringRef stringEntry(CFDictionaryRef dictionary, CFStringRef key);
+CFDictionaryRef dictionaryEntry(CFDictionaryRef dictionary, CFStringRef key);
+
+std::optional<std::string> textEntry(CFDictionaryRef dictionary, CFStringRef key);
+/// A number's integer value, 64 bits wide.
+std::optional<std::int64_t> integerEntry(CFDictionaryRef dictionary, CFStringRef key);
+
+/// All properties of a registry entry; empty when they can't be read.
+CFRef<CFMutableDictionaryRef> copyProperties(io_registry_entry_t entry);
+
+/// One property of a registry entry, empty when it is missing or of another type.
+CFRef<CFStringRef> copyStringProperty(io_registry_entry_t entry, CFStringRef key);
+CFRef<CFDictionaryRef> copyDictionaryProperty(io_registry_entry_t entry, CFStringRef key);

@@ -1,0 +1,112 @@
+#include "Platform/Text.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace {
+
+using MutableString = CFRef<CFMutableStringRef>;
+
+template <class Mapping>
+std::string mapCase(const std::string& text, Mapping mapping) {
+    const auto string = makeCFString(text);
+    if (!string) return text;
+    const MutableString copy(CFStringCreateMutableCopy(kCFAllocatorDefault, 0, string.get()));
+    if (!copy) return text;
+    mapping(copy.get(), nullptr);
+    return makeText(copy.get());
+}
+
+}  // namespace
+
+CFRef<CFStringRef> makeCFString(std::string_view text) {
+    return CFRef<CFStringRef>(
+        CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
+                                static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+}
+
+std::string makeText(CFStringRef string) {
+    if (string == nullptr) return {};
+    const CFRange whole{0, CFStringGetLength(string)};
+    CFIndex size = 0;
+    CFStringGetBytes(string, whole, kCFStringEncodingUTF8, '?', false, nullptr, 0, &size);
+    std::string text(static_cast<std::size_t>(size), '\0');
+    CFStringGetBytes(string, whole, kCFStringEncodingUTF8, '?', false,
+                     reinterpret_cast<UInt8*>(text.data()), size, nullptr);
+    return text;
+}
+
+std::u16string utf16Units(const std::string& text) {
+    const auto string = makeCFString(text);
+    if (!string) return {};
+    std::u16string units(static_cast<std::size_t>(CFStringGetLength(string.get())), u'\0');
+    CFStringGetCharacters(string.get(), CFRange{0, static_cast<CFIndex>(units.size())},
+                          reinterpret_cast<UniChar*>(units.data()));
+    return units;
+}
+
+std::string textOfUnit(char16_t unit) {
+    const auto bits = static_cast<unsigned>(unit);
+    std::string text;
+    if (bits < 0x80) {
+        text += static_cast<char>(bits);
+    } else if (bits < 0x800) {
+        text += static_cast<char>(0xC0 | (bits >> 6));
+        text += static_cast<char>(0x80 | (bits & 0x3F));
+    } else {
+        text += static_cast<char>(0xE0 | (bits >> 12));
+        text += static_cast<char>(0x80 | ((bits >> 6) & 0x3F));
+        text += static_cast<char>(0x80 | (bits & 0x3F));
+    }
+    return text;
+}
+
+std::string uppercaseText(const std::string& text) {
+    return mapCase(text, CFStringUppercase);
+}
+
+std::string lowercaseText(const std::string& text) {
+    return mapCase(text, CFStringLowercase);
+}
+
+std::string trimWhitespace(const std::string& text) {
+    const auto string = makeCFString(text);
+    if (!string) return text;
+    const CFCharacterSetRef blanks = CFCharacterSetGetPredefined(kCFCharacterSetWhitespace);
+    const auto isBlank = [&](CFIndex index) {
+        return CFCharacterSetIsCharacterMember(
+                   blanks, CFStringGetCharacterAtIndex(string.get(), index)) != 0;
+    };
+    CFIndex begin = 0;
+    CFIndex end = CFStringGetLength(string.get());
+    while (begin < end && isBlank(begin)) ++begin;
+    while (end > begin && isBlank(end - 1)) --end;
+    const CFRef<CFStringRef> trimmed(CFStringCreateWithSubstring(kCFAllocatorDefault, string.get(),
+                                                                 CFRange{begin, end - begin}));
+    return makeText(trimmed.get());
+}
+
+std::string replaceAll(std::string text, std::string_view what, std::string_view with) {
+    for (auto at = text.find(what); at != std::string::npos;
+         at = text.find(what, at + with.size())) {
+        text.replace(at, what.size(), with);
+    }
+    return text;
+}
+
+std::string textOrNull(const std::optional<std::string>& text) {
+    return text.value_or("(null)");
+}
+
+std::string formatText(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, arguments);
+    va_end(arguments);
+    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}

@@ -1,0 +1,84 @@
+#include "Utilities/EDIDUtils.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "DDCCI/DDCCtl.h"
+#include "Platform/Text.h"
+#include "Utilities/CustomMemcpy.h"
+#include "Utilities/StringUtil.h"
+
+EDIDUtils* edidUtils = nullptr;
+
+namespace {
+
+// Base block (VESA E-EDID 1.4, sections 3.4 and 3.10).
+constexpr std::size_t blockSize = 128;
+constexpr std::size_t identityOffset = 8;
+constexpr std::size_t identitySize = 8;
+constexpr std::size_t firstDescriptor = 54;
+constexpr std::size_t endOfDescriptors = 126;
+constexpr std::size_t descriptorSize = 18;
+constexpr std::size_t tagOffset = 3;
+constexpr std::size_t textOffset = 5;
+constexpr std::uint8_t monitorNameTag = 0xFC;
+constexpr std::uint8_t serialNumberTag = 0xFF;
+
+using Block = std::array<std::uint8_t, blockSize>;
+
+/// EDID bytes 15 down to 12, read from the hex text itself.
+std::uint32_t serialNumberOf(const std::string& hexText) {
+    const std::u16string units = utf16Units(hexText);
+    if (units.size() < 32) {
+        throw std::out_of_range(
+            formatText("an EDID text of %zu characters is too short to hold a serial number "
+                       "(at least 32 are needed)",
+                       units.size()));
+    }
+    std::string digits;
+    for (const std::size_t position : {30u, 28u, 26u, 24u}) {
+        digits += textOfUnit(units[position]) + textOfUnit(units[position + 1]);
+    }
+    return static_cast<std::uint32_t>(std::strtoull(digits.c_str(), nullptr, 16));
+}
+
+/// The name comes from the first name descriptor, the service tag from a serial-number descriptor
+/// before it: one behind the name ends the scan unread.
+void readDescriptors(const Block& edid, EDIDInfo& info) {
+    for (std::size_t slot = firstDescriptor; slot < endOfDescriptors; slot += descriptorSize) {
+        const std::uint8_t tag = edid[slot + tagOffset];
+        if (tag != monitorNameTag && tag != serialNumberTag) continue;
+        if (info.modelName) return;
+        const std::string text = DDC->EDIDString(&edid[slot + textOffset]);
+        if (tag == monitorNameTag) {
+            info.modelName = replaceAll(uppercaseText(text), "VORN ", "Vorn ");
+        } else {
+            info.serviceTag = text;
+        }
+    }
+}
+
+}  // namespace
+
+EDIDInfo EDIDUtils::generateEDIDInfo(const std::string& hexText) const {
+    EDIDInfo info;
+    info.serialNumber = serialNumberOf(hexText);
+
+    auto data = strUtil->dataFromHexString(hexText);
+    data.resize(std::max(data.size(), blockSize));
+    Block edid{};
+    customMemcpy(edid.data(), data.data(), edid.size());
+    readDescriptors(edid, info);
+
+    std::array<std::uint8_t, identitySize> identity{};
+    customMemcpy(identity.data(), &data[identityOffset], identity.size());
+    std::optional<std::string> bareName;
+    if (info.modelName) bareName = replaceAll(*info.modelName, "Vorn ", "");
+    info.modelInfo = strUtil->ParseModelInfo(identity.data()) + "." + textOrNull(bareName) + "." +
+                     textOrNull(info.serviceTag);
+    info.plugNplayID = strUtil->ParseManufacturer(identity.data());
+    return info;
+}

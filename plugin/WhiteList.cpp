@@ -1,0 +1,38 @@
+#include "WhiteList.h"
+
+#include <algorithm>
+
+#include "Platform/Text.h"
+#include "ProductData.h"
+#include "Utilities/RunCommand.h"
+
+WhiteList* whiteList = nullptr;
+
+WhiteList::WhiteList() {
+    if (runCmd == nullptr) runCmd = new RunCommand;
+}
+
+bool WhiteList::isM1Mac() const {
+    const auto output =
+        runCmd->runCommand("system_profiler SPDisplaysDataType | grep \"Chipset Model\"");
+    return lowercaseText(output.value_or("")).find("apple") != std::string::npos;
+}
+
+bool WhiteList::availableDisplay(const std::optional<std::string>& name) const {
+    constexpr std::string_view brand = "VORN ";
+
+    if (!name) return false;
+    std::string model = uppercaseText(*name);
+    const auto first = model.find(brand);
+    if (first != std::string::npos) {
+        const auto begin = first + brand.size();
+        model = model.substr(begin, model.find(brand, begin) - begin);
+    }
+    const auto& supported = ProductData::supportedDisplays;
+    return std::find(supported.begin(), supported.end(), model) != supported.end();
+}
+
+bool WhiteList::isRTKChipDisplay(const std::optional<std::string>& name) const {
+    const auto& special = ProductData::specialChipDisplays;
+    return name && std::find(special.begin(), special.end(), *name) != special.end();
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Exported.h"
+
+/// Which monitors are supported, and on which kind of Mac this runs.
+class WhiteList {
+  public:
+    /// Filled by nobody here; a caller may keep display names in it.
+    std::vector<std::string> supportedDisplayArr;
+
+    /// Makes the process-wide `runCmd` when there is none yet.
+    WhiteList();
+
+    /// Whether this Mac has Apple silicon, by the chipset that the system's profiler names. Runs
+    /// that tool at every call.
+    bool isM1Mac() const;
+
+    /// Whether a display name, in any case, with the brand word and a blank in front or without
+    /// them, is a supported model. Nothing else is trimmed. False for no name.
+    bool availableDisplay(const std::optional<std::string>& name) const;
+
+    /// Whether the name is exactly that of a model whose display chip needs a clean request before
+    /// it answers again. Neither case nor brand word is forgiven.
+    bool isRTKChipDisplay(const std::optional<std::string>& name) const;
+};
+
+/// Made when the pane is first entered; never destroyed.
+EXPORTED WhiteList* whiteList;

@@ -1,0 +1,106 @@
+#pragma once
+
+// Core Foundation, as far as the plug-in calls it: the platform's documented declarations.
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef uint8_t UInt8;
+typedef uint32_t UInt32;
+typedef uint16_t UniChar;
+typedef unsigned char Boolean;
+
+typedef const void* CFTypeRef;
+typedef long CFIndex;
+typedef unsigned long CFTypeID;
+typedef unsigned long CFOptionFlags;
+typedef UInt32 CFStringEncoding;
+
+typedef struct {
+    CFIndex location;
+    CFIndex length;
+} CFRange;
+
+enum { kCFNotFound = -1 };
+
+typedef const struct __CFAllocator* CFAllocatorRef;
+typedef const struct __CFString* CFStringRef;
+typedef struct __CFString* CFMutableStringRef;
+typedef const struct __CFNumber* CFNumberRef;
+typedef const struct __CFData* CFDataRef;
+typedef const struct __CFDictionary* CFDictionaryRef;
+typedef struct __CFDictionary* CFMutableDictionaryRef;
+typedef const struct __CFLocale* CFLocaleRef;
+typedef const struct __CFCharacterSet* CFCharacterSetRef;
+typedef struct __CFRunLoop* CFRunLoopRef;
+typedef struct __CFRunLoopSource* CFRunLoopSourceRef;
+typedef CFStringRef CFRunLoopMode;
+
+extern const CFAllocatorRef kCFAllocatorDefault;
+void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint);
+void CFAllocatorDeallocate(CFAllocatorRef allocator, void* ptr);
+
+CFTypeRef CFRetain(CFTypeRef cf);
+void CFRelease(CFTypeRef cf);
+CFTypeID CFGetTypeID(CFTypeRef cf);
+
+enum {
+    kCFStringEncodingASCII = 0x0600,
+    kCFStringEncodingUTF8 = 0x08000100,
+};
+
+typedef CFOptionFlags CFStringCompareFlags;
+enum { kCFCompareCaseInsensitive = 1 };
+
+CFStringRef __CFStringMakeConstantString(const char* cStr);
+#define CFSTR(cStr) __CFStringMakeConstantString("" cStr "")
+
+CFTypeID CFStringGetTypeID(void);
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
+                                    CFStringEncoding encoding, Boolean isExternalRepresentation);
+CFStringRef CFStringCreateWithSubstring(CFAllocatorRef alloc, CFStringRef str, CFRange range);
+CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef alloc, CFIndex maxLength,
+                                             CFStringRef theString);
+CFIndex CFStringGetLength(CFStringRef theString);
+UniChar CFStringGetCharacterAtIndex(CFStringRef theString, CFIndex idx);
+void CFStringGetCharacters(CFStringRef theString, CFRange range, UniChar* buffer);
+CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding encoding,
+                         UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer,
+                         CFIndex maxBufLen, CFIndex* usedBufLen);
+CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind,
+                     CFStringCompareFlags compareOptions);
+void CFStringUppercase(CFMutableStringRef theString, CFLocaleRef locale);
+void CFStringLowercase(CFMutableStringRef theString, CFLocaleRef locale);
+
+typedef CFIndex CFCharacterSetPredefinedSet;
+enum { kCFCharacterSetWhitespace = 2 };
+CFCharacterSetRef CFCharacterSetGetPredefined(CFCharacterSetPredefinedSet theSetIdentifier);
+Boolean CFCharacterSetIsCharacterMember(CFCharacterSetRef theSet, UniChar theChar);
+
+typedef CFIndex CFNumberType;
+enum {
+    kCFNumberSInt32Type = 3,
+    kCFNumberSInt64Type = 4,
+    kCFNumberCFIndexType = 14,
+};
+CFTypeID CFNumberGetTypeID(void);
+Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
+
+CFIndex CFDataGetLength(CFDataRef theData);
+void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer);
+
+CFTypeID CFDictionaryGetTypeID(void);
+const void* CFDictionaryGetValue(CFDictionaryRef theDict, const void* key);
+
+extern const CFRunLoopMode kCFRunLoopDefaultMode;
+CFRunLoopRef CFRunLoopGetCurrent(void);
+CFRunLoopRef CFRunLoopGetMain(void);
+void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
+
+#ifdef __cplusplus
+}
+#endif
