@@ -1,0 +1,179 @@
+#include <dispatch/dispatch.h>
+#include <fmt/format.h>
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+#include "Mac.h"
+#include "Trace.h"
+
+// Grand Central Dispatch, on the Mac's own threads.
+
+using namespace simulated_mac;
+
+namespace {
+
+/// A serial queue. A thread takes its work up when there is some and ends when there is none.
+struct Queue : std::enable_shared_from_this<Queue> {
+    std::string label;
+    std::mutex mutex;
+    std::deque<std::function<void()>> work;
+    bool hasThread = false;
+
+    void submit(std::function<void()> piece) {
+        const std::lock_guard lock(mutex);
+        work.push_back(std::move(piece));
+        if (hasThread) return;
+        hasThread = true;
+        Mac::current()->scheduler.startThread(label,
+                                              [self = shared_from_this()] { self->drain(); });
+    }
+
+    void drain() {
+        for (;;) {
+            std::function<void()> piece;
+            {
+                const std::lock_guard lock(mutex);
+                if (work.empty()) {
+                    hasThread = false;
+                    return;
+                }
+                piece = std::move(work.front());
+                work.pop_front();
+            }
+            piece();
+        }
+    }
+};
+
+/// Dispatch objects that the plug-in holds. They outlive the Mac on which they were made, as the
+/// plug-in's own objects do.
+struct Objects {
+    std::mutex mutex;
+    std::unordered_map<const void*, std::shared_ptr<Queue>> queues;
+    std::unordered_map<const void*, std::shared_ptr<Scheduler::Semaphore>> semaphores;
+};
+
+Objects& objects() {
+    static auto& all = *new Objects;
+    return all;
+}
+
+// Only its address counts.
+char mainQueue;
+
+template <class Made>
+std::shared_ptr<Made> find(const std::unordered_map<const void*, std::shared_ptr<Made>>& made,
+                           const void* object) {
+    const std::lock_guard lock(objects().mutex);
+    const auto found = made.find(object);
+    return found != made.end() ? found->second : nullptr;
+}
+
+std::string labelOf(dispatch_queue_t queue) {
+    if (queue == dispatch_get_main_queue()) return "main queue";
+    const auto found = find(objects().queues, queue);
+    return found != nullptr ? found->label : "unknown queue";
+}
+
+}  // namespace
+
+dispatch_queue_t dispatch_queue_create(const char* label, dispatch_queue_attr_t) {
+    constexpr auto name = "dispatch_queue_create";
+    PlatformCall call(name, [&] { return fmt::format("label \"{}\"", label); });
+    if (call.fails()) return call.pointer<dispatch_queue_t>(nullptr);
+    const auto queue = std::make_shared<Queue>();
+    queue->label = label;
+    if (Mac* const mac = Mac::current()) mac->ledger.handedOut(Reference::dispatchQueue, name);
+    const std::lock_guard lock(objects().mutex);
+    objects().queues[queue.get()] = queue;
+    return call.pointer(reinterpret_cast<dispatch_queue_t>(queue.get()));
+}
+
+dispatch_queue_t dispatch_get_main_queue() {
+    return reinterpret_cast<dispatch_queue_t>(&mainQueue);
+}
+
+void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
+    const PlatformCall call("dispatch_async_f", [&] { return labelOf(queue); });
+    if (queue == dispatch_get_main_queue()) {
+        Mac::current()->scheduler.onMain([=] { work(context); });
+    } else {
+        find(objects().queues, queue)->submit([=] { work(context); });
+    }
+}
+
+void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
+    const PlatformCall call("dispatch_sync_f", [&] { return labelOf(queue); });
+    Scheduler& scheduler = Mac::current()->scheduler;
+    Scheduler::Semaphore done(0);
+    const auto piece = [&] {
+        work(context);
+        scheduler.signal(done);
+    };
+    if (queue == dispatch_get_main_queue()) {
+        scheduler.onMain(piece);
+    } else {
+        find(objects().queues, queue)->submit(piece);
+    }
+    scheduler.wait(done);
+}
+
+void dispatch_once_f(dispatch_once_t* predicate, void* context, dispatch_function_t function) {
+    static std::mutex mutex;
+    const PlatformCall call("dispatch_once_f");
+    const std::lock_guard lock(mutex);
+    if (*predicate != 0) return;
+    function(context);
+    *predicate = -1;
+}
+
+dispatch_semaphore_t dispatch_semaphore_create(intptr_t value) {
+    constexpr auto name = "dispatch_semaphore_create";
+    PlatformCall call(name, [&] { return fmt::format("value {}", value); });
+    if (call.fails()) return call.pointer<dispatch_semaphore_t>(nullptr);
+    const auto semaphore = std::make_shared<Scheduler::Semaphore>(value);
+    if (Mac* const mac = Mac::current()) mac->ledger.handedOut(Reference::dispatchSemaphore, name);
+    const std::lock_guard lock(objects().mutex);
+    objects().semaphores[semaphore.get()] = semaphore;
+    return call.pointer(reinterpret_cast<dispatch_semaphore_t>(semaphore.get()));
+}
+
+intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore, dispatch_time_t) {
+    PlatformCall call("dispatch_semaphore_wait");
+    Mac::current()->scheduler.wait(*find(objects().semaphores, semaphore));
+    return call.result<intptr_t>(0);
+}
+
+intptr_t dispatch_semaphore_signal(dispatch_semaphore_t semaphore) {
+    PlatformCall call("dispatch_semaphore_signal");
+    Mac::current()->scheduler.signal(*find(objects().semaphores, semaphore));
+    return call.result<intptr_t>(0);
+}
+
+void dispatch_release(dispatch_object_t object) {
+    const PlatformCall call("dispatch_release");
+    std::shared_ptr<Queue> queue;  // dies outside the lock
+    bool isQueue = false;
+    {
+        const std::lock_guard lock(objects().mutex);
+        const auto found = objects().queues.find(object);
+        isQueue = found != objects().queues.end();
+        if (isQueue) {
+            queue = found->second;
+            objects().queues.erase(found);
+        } else {
+            objects().semaphores.erase(object);
+        }
+    }
+    Mac* const mac = Mac::current();
+    if (mac == nullptr) return;
+    if (isQueue) {
+        mac->ledger.givenBack(Reference::dispatchQueue, "dispatch_queue_create");
+    } else {
+        mac->ledger.givenBack(Reference::dispatchSemaphore, "dispatch_semaphore_create");
+    }
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <IOKit/IOKitLib.h>
+
+#include <memory>
+#include <optional>
+
+#include "Mac.h"
+
+namespace simulated_mac {
+
+/// The display whose framebuffer a handle stands for; nullptr when it stands for something else.
+Display* displayOfFramebuffer(io_service_t handle);
+
+/// One I2C bus of a display's framebuffer.
+struct Bus {
+    Display* display;
+    std::size_t index;
+
+    const BusDescription& description() const { return display->screen.framebuffer.buses[index]; }
+};
+
+/// The registry entry of a bus's I2C interface; nullptr for a bus that is not there.
+std::shared_ptr<RegistryEntry> interfaceOfBus(const Display& display, std::size_t bus);
+
+/// The bus whose interface a handle stands for.
+std::optional<Bus> busOfInterface(io_service_t handle);
+
+}  // namespace simulated_mac

@@ -1,0 +1,111 @@
+#include <fmt/format.h>
+
+#include "Cocoa/InstallerPane.h"
+#include "Cocoa/Screens.h"
+#include "Cocoa/StringTable.h"
+#include "Cocoa/SystemLog.h"
+#include "Cocoa/TextField.h"
+#include "Cocoa/ThreadSleep.h"
+#include "Cocoa/Workspace.h"
+#include "InstallerWindow.h"
+#include "Mac.h"
+#include "Trace.h"
+
+// What the plug-in asks of Cocoa, without one: the screens are the Mac's, the labels and the button
+// those of its installer window, and sleeping goes by its clock.
+
+using simulated_mac::InstallerWindow;
+using simulated_mac::Mac;
+using simulated_mac::PlatformCall;
+
+namespace {
+
+/// Changes what the user sees. Only the main thread may.
+void onMain(const std::string& what) {
+    Mac& mac = *Mac::current();
+    mac.note("pane", what);
+    if (!mac.scheduler.onMainThread()) {
+        mac.misuse(fmt::format("{} by the thread {}, not by the main thread", what,
+                               mac.scheduler.threadName()));
+    }
+}
+
+InstallerWindow::Label& labelOf(void* label) {
+    return *static_cast<InstallerWindow::Label*>(label);
+}
+
+std::string changeOf(const InstallerWindow::Label& label, const std::string& text) {
+    return text.empty() ? label.name + " is emptied"
+                        : fmt::format("{} shows \"{}\"", label.name, text);
+}
+
+}  // namespace
+
+namespace Cocoa {
+
+std::vector<Screen> screens() {
+    PlatformCall call("NSScreen.screens");
+    std::vector<Screen> list;
+    for (const auto* display : Mac::current()->screens()) {
+        list.push_back({display->screen.isScreen, display->displayID, display->localizedName});
+    }
+    if (call.fails()) list.clear();
+    call.result(list.size());
+    return list;
+}
+
+std::string localizedString(const std::string& key) {
+    const Mac* const mac = Mac::current();
+    return mac != nullptr ? mac->localizedString(key) : key;
+}
+
+void log(const std::string& message) {
+    const PlatformCall call("NSLog", [&] { return fmt::format("\"{}\"", message); });
+    if (Mac* const mac = Mac::current()) mac->log(message);
+}
+
+void openAddress(const std::string& address) {
+    const PlatformCall call("NSWorkspace.openURL", [&] { return address; });
+    Mac& mac = *Mac::current();
+    mac.window.openedAddresses.push_back(address);
+    onMain("opens " + address);
+}
+
+void sleepThread(std::chrono::microseconds duration) {
+    const PlatformCall call("NSThread.sleep",
+                            [&] { return fmt::format("{} us", duration.count()); });
+    if (Mac* const mac = Mac::current()) mac->scheduler.sleep(duration);
+}
+
+void TextField::setStringValue(const std::string& text) const {
+    const PlatformCall call("NSTextField.setStringValue",
+                            [&] { return fmt::format("\"{}\"", text); });
+    auto& label = labelOf(label_);
+    onMain(changeOf(label, text));
+    label.text = text;
+    label.link.reset();
+}
+
+void TextField::setAttributedStringValue(const AttributedString& string) const {
+    const PlatformCall call("NSTextField.setAttributedStringValue",
+                            [&] { return fmt::format("\"{}\"", string.text); });
+    auto& label = labelOf(label_);
+    onMain(changeOf(label, string.text));
+    label.text = string.text;
+    label.link = string.link;
+}
+
+void TextField::addClickGestureRecognizer(void*) const {
+    const PlatformCall call("NSView.addGestureRecognizer");
+    auto& label = labelOf(label_);
+    ++label.clickRecognizers;
+    onMain(label.name + " takes clicks");
+}
+
+void InstallerPane::setNextEnabled(bool enabled) const {
+    const PlatformCall call("InstallerPane.setNextEnabled", [&] { return enabled ? "YES" : "NO"; });
+    onMain(enabled ? "Continue is enabled" : "Continue is disabled");
+    static_cast<InstallerWindow*>(pane_)->nextEnabled = enabled;
+}
+
+}  // namespace Cocoa

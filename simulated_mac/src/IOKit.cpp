@@ -1,0 +1,247 @@
+#include <IOKit/IOKitLib.h>
+#include <fmt/format.h>
+
+#include <cstring>
+
+#include "CFObjects.h"
+#include "Mac.h"
+#include "NotificationPort.h"
+#include "Trace.h"
+
+// The I/O Kit's registry functions, over the Mac's registry.
+
+using namespace simulated_mac;
+
+namespace {
+
+// Bad arguments, as the platform answers them (kIOReturnBadArgument).
+constexpr auto badArgument = static_cast<IOReturn>(0xE00002C2);
+
+constexpr auto classKey = "IOProviderClass";
+constexpr auto nameKey = "IONameMatch";
+
+CFMutableDictionaryRef makeMatching(PlatformCall& call, const char* function, const char* key,
+                                    const char* name) {
+    if (call.fails()) return call.pointer<CFMutableDictionaryRef>(nullptr);
+    const auto dictionary = makeCF(CFObject::Dictionary{{key, makeCFText(name)}});
+    return call.pointer(
+        static_cast<CFMutableDictionaryRef>(const_cast<void*>(handOut(dictionary, function))));
+}
+
+Match matchOf(CFDictionaryRef dictionary) {
+    Match match;
+    for (const auto& [key, value] : std::get<CFObject::Dictionary>(objectOf(dictionary)->value)) {
+        if (key == classKey) match.className = textOf(value.get());
+        if (key == nameKey) match.name = textOf(value.get());
+    }
+    return match;
+}
+
+std::string describe(CFDictionaryRef dictionary) {
+    if (dictionary == nullptr) return "NULL";
+    const Match match = matchOf(dictionary);
+    return match.name.empty() ? "class " + match.className : "name " + match.name;
+}
+
+std::string describe(io_object_t handle) {
+    const Mac* const mac = Mac::current();
+    const auto entry = mac != nullptr ? mac->registry.entryOf(handle) : nullptr;
+    return entry != nullptr ? fmt::format("{:#x} ({})", handle, entry->name)
+                            : fmt::format("{:#x}", handle);
+}
+
+Registry& registry() {
+    return Mac::current()->registry;
+}
+
+}  // namespace
+
+const mach_port_t kIOMasterPortDefault = 0;
+mach_port_t mach_task_self_ = 0x103;
+
+kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort) {
+    constexpr auto name = "IOMasterPort";
+    PlatformCall call(name, [&] { return fmt::format("bootstrap port {:#x}", bootstrapPort); });
+    if (call.fails()) return call.error();
+    *masterPort = 0xB03;
+    Mac::current()->ledger.handedOut(Reference::machPort, name);
+    return call.ioResult(kIOReturnSuccess);
+}
+
+kern_return_t mach_port_deallocate(ipc_space_t, mach_port_name_t port) {
+    PlatformCall call("mach_port_deallocate", [&] { return fmt::format("port {:#x}", port); });
+    if (call.fails()) return call.error();
+    Mac::current()->ledger.givenBack(Reference::machPort, "IOMasterPort");
+    return call.ioResult(kIOReturnSuccess);
+}
+
+CFMutableDictionaryRef IOServiceMatching(const char* className) {
+    PlatformCall call("IOServiceMatching", [&] { return fmt::format("class {}", className); });
+    return makeMatching(call, "IOServiceMatching", classKey, className);
+}
+
+CFMutableDictionaryRef IOServiceNameMatching(const char* entryName) {
+    PlatformCall call("IOServiceNameMatching", [&] { return fmt::format("name {}", entryName); });
+    return makeMatching(call, "IOServiceNameMatching", nameKey, entryName);
+}
+
+io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
+    constexpr auto name = "IOServiceGetMatchingService";
+    PlatformCall call(name, [&] { return describe(matching); });
+    if (matching == nullptr) return call.result(IO_OBJECT_NULL);
+    const Match match = matchOf(matching);
+    takeBack(matching);
+    if (call.fails()) return call.result(IO_OBJECT_NULL);
+    const auto entries = registry().matching(match);
+    return call.result(entries.empty() ? IO_OBJECT_NULL
+                                       : registry().handOut(entries.front(), name));
+}
+
+kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching,
+                                           io_iterator_t* existing) {
+    constexpr auto name = "IOServiceGetMatchingServices";
+    PlatformCall call(name, [&] { return describe(matching); });
+    if (matching == nullptr) return call.ioResult(badArgument);
+    const Match match = matchOf(matching);
+    takeBack(matching);
+    if (call.fails()) return call.error();
+    *existing = registry().handOutIterator(registry().matching(match), name);
+    return call.ioResult(kIOReturnSuccess);
+}
+
+kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const io_name_t type,
+                                               CFDictionaryRef matching,
+                                               IOServiceMatchingCallback callback, void* refCon,
+                                               io_iterator_t* notification) {
+    constexpr auto name = "IOServiceAddMatchingNotification";
+    PlatformCall call(name, [&] { return fmt::format("type {}, {}", type, describe(matching)); });
+    const Match match = matchOf(matching);
+    takeBack(matching);
+    if (call.fails()) return call.error();
+    const auto deliver = [port, callback, refCon](io_iterator_t iterator) {
+        if (!port->source.delivers) return;
+        Mac::current()->scheduler.onMain([=] { callback(refCon, iterator); });
+    };
+    *notification = registry().handOutNotification(match, deliver, name);
+    return call.ioResult(kIOReturnSuccess);
+}
+
+IONotificationPortRef IONotificationPortCreate(mach_port_t) {
+    constexpr auto name = "IONotificationPortCreate";
+    PlatformCall call(name);
+    if (call.fails()) return call.pointer<IONotificationPortRef>(nullptr);
+    Mac* const mac = Mac::current();
+    mac->ledger.handedOut(Reference::notificationPort, name);
+    return call.pointer(mac->addNotificationPort());
+}
+
+CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port) {
+    PlatformCall call("IONotificationPortGetRunLoopSource");
+    if (call.fails()) return call.pointer<CFRunLoopSourceRef>(nullptr);
+    return call.pointer(referenceOf(port->source));
+}
+
+io_object_t IOIteratorNext(io_iterator_t iterator) {
+    constexpr auto name = "IOIteratorNext";
+    PlatformCall call(name, [&] { return fmt::format("iterator {:#x}", iterator); });
+    if (call.fails()) return call.result(IO_OBJECT_NULL);
+    return call.result(registry().handOut(registry().next(iterator), name));
+}
+
+kern_return_t IOObjectRetain(io_object_t object) {
+    constexpr auto name = "IOObjectRetain";
+    PlatformCall call(name, [&] { return describe(object); });
+    if (call.fails()) return call.error();
+    return call.ioResult(registry().retain(object, name) ? kIOReturnSuccess : badArgument);
+}
+
+kern_return_t IOObjectRelease(io_object_t object) {
+    PlatformCall call("IOObjectRelease", [&] { return describe(object); });
+    if (call.fails()) return call.error();
+    if (registry().release(object)) return call.ioResult(kIOReturnSuccess);
+    Mac::current()->misuse(
+        fmt::format("registry object {:#x} was released, which the plug-in doesn't hold", object));
+    return call.ioResult(badArgument);
+}
+
+io_registry_entry_t IORegistryGetRootEntry(mach_port_t) {
+    constexpr auto name = "IORegistryGetRootEntry";
+    PlatformCall call(name);
+    if (call.fails()) return call.result(IO_OBJECT_NULL);
+    return call.result(registry().handOut(registry().root(), name));
+}
+
+kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_name_t plane,
+                                            IOOptionBits options, io_iterator_t* iterator) {
+    constexpr auto name = "IORegistryEntryCreateIterator";
+    PlatformCall call(name, [&] {
+        return fmt::format("{}, plane {}, options {:#x}", describe(entry), plane, options);
+    });
+    if (call.fails()) return call.error();
+    const auto from = registry().entryOf(entry);
+    if (from == nullptr) return call.ioResult(badArgument);
+    auto entries =
+        options == kIORegistryIterateRecursively ? registry().walk(from) : from->children;
+    // The walk is over what stands below the entry.
+    if (options == kIORegistryIterateRecursively) entries.erase(entries.begin());
+    *iterator = registry().handOutIterator(std::move(entries), name);
+    return call.ioResult(kIOReturnSuccess);
+}
+
+kern_return_t IORegistryEntryGetName(io_registry_entry_t handle, io_name_t name) {
+    PlatformCall call("IORegistryEntryGetName", [&] { return describe(handle); });
+    if (call.fails()) return call.error();
+    const auto entry = registry().entryOf(handle);
+    if (entry == nullptr || !entry->nameReadable) return call.ioResult(badArgument);
+    const std::size_t length = std::min(entry->name.size(), sizeof(io_name_t) - 1);
+    std::memcpy(name, entry->name.data(), length);
+    name[length] = '\0';
+    return call.ioResult(kIOReturnSuccess);
+}
+
+kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t handle, const io_name_t plane,
+                                            io_registry_entry_t* parent) {
+    constexpr auto name = "IORegistryEntryGetParentEntry";
+    PlatformCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
+    if (call.fails()) return call.error();
+    const auto entry = registry().entryOf(handle);
+    const auto found = entry != nullptr && entry->parentFound ? entry->parent.lock() : nullptr;
+    if (found == nullptr) return call.ioResult(kIOReturnNoDevice);
+    *parent = registry().handOut(found, name);
+    return call.ioResult(kIOReturnSuccess);
+}
+
+CFStringRef IORegistryEntryCopyPath(io_registry_entry_t handle, const io_name_t plane) {
+    constexpr auto name = "IORegistryEntryCopyPath";
+    PlatformCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
+    const auto entry = registry().entryOf(handle);
+    if (call.fails() || entry == nullptr) return call.pointer<CFStringRef>(nullptr);
+    const std::string path = registry().pathOf(entry);
+    if (call.traced()) call.text(path);
+    return static_cast<CFStringRef>(handOut(makeCFText(path), name));
+}
+
+kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t handle,
+                                                CFMutableDictionaryRef* properties, CFAllocatorRef,
+                                                IOOptionBits) {
+    constexpr auto name = "IORegistryEntryCreateCFProperties";
+    PlatformCall call(name, [&] { return describe(handle); });
+    if (call.fails()) return call.error();
+    const auto entry = registry().entryOf(handle);
+    if (entry == nullptr || !entry->readable) return call.ioResult(badArgument);
+    const CFObject::Dictionary copy = entry->properties;
+    *properties =
+        static_cast<CFMutableDictionaryRef>(const_cast<void*>(handOut(makeCF(copy), name)));
+    return call.ioResult(kIOReturnSuccess);
+}
+
+CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t handle, CFStringRef key,
+                                          CFAllocatorRef, IOOptionBits) {
+    constexpr auto name = "IORegistryEntryCreateCFProperty";
+    PlatformCall call(name,
+                      [&] { return fmt::format("{}, key \"{}\"", describe(handle), textOf(key)); });
+    const auto entry = registry().entryOf(handle);
+    if (call.fails() || entry == nullptr || !entry->readable)
+        return call.pointer<CFTypeRef>(nullptr);
+    return call.pointer(handOut(entry->get(textOf(key)), name));
+}

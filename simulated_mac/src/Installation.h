@@ -1,0 +1,14 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+/// Where the program finds what belongs to it, beside its own executable: bin/ holds programs,
+/// libexec/simulated_mac/ the Mac's system tools, share/displaycheck/ the pane's resources.
+namespace simulated_mac::Installation {
+
+std::filesystem::path tools();
+/// A file of the pane's resources, such as "en.lproj/Localizable.strings".
+std::filesystem::path resource(const std::string& name);
+
+}  // namespace simulated_mac::Installation

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace simulated_mac {
+
+/// Kinds of references that the platform hands out.
+enum class Reference {
+    allocation,  ///< memory of CFAllocatorAllocate
+    string,
+    data,
+    number,
+    dictionary,
+    otherObject,  ///< any other Core Foundation object
+    avService,
+    registryEntry,
+    iterator,
+    i2cConnection,
+    notificationPort,
+    machPort,
+    dispatchQueue,
+    dispatchSemaphore,
+};
+
+/// The name of a kind in reports, such as "CFString" or "io_iterator_t".
+std::string_view nameOf(Reference kind);
+
+/// Counts the references that the plug-in holds, by kind and by the call that handed them out.
+class Ledger {
+  public:
+    /// `call` is the name of a platform function, a literal.
+    void handedOut(Reference kind, const char* call);
+    /// Gives one of a kind back that `call` had handed out.
+    void givenBack(Reference kind, const char* call);
+
+    /// How many the plug-in holds, for every kind there is.
+    std::map<std::string, std::int64_t> held() const;
+    /// The same, by kind and call; what is 0 is left out.
+    std::map<std::pair<std::string, std::string>, std::int64_t> heldByCall() const;
+
+  private:
+    struct Held {
+        const char* call;
+        std::int64_t count;
+    };
+
+    mutable std::mutex mutex_;
+    std::map<Reference, std::vector<Held>> held_;
+};
+
+}  // namespace simulated_mac

@@ -1,0 +1,186 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+/// What a Mac file says, as plain data. Everything that is derived (a screen's name from its EDID,
+/// a framebuffer's identity dictionary) stays empty here unless the file overrides it.
+namespace simulated_mac {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// A property value as the I/O registry can hold it.
+struct PropertyValue;
+using PropertyList = std::vector<PropertyValue>;
+/// In the order of the file: what a tool prints follows it.
+using PropertyMap = std::vector<std::pair<std::string, PropertyValue>>;
+struct PropertyValue {
+    /// std::monostate says that the property is missing, whatever would be derived.
+    std::variant<std::monostate, bool, std::int64_t, std::string, Bytes, PropertyList, PropertyMap>
+        value;
+};
+
+enum class Chip { intel, apple };
+
+/// A valid 128-byte EDID 1.4 base block is made from these (VESA E-EDID 1.4, section 3).
+struct EDIDFields {
+    enum class Descriptor { serial, name, range, timing };
+
+    std::string manufacturer = "VRN";       ///< three letters A to Z
+    std::uint16_t product = 0;              ///< product code, bytes 10 and 11
+    std::uint32_t serial = 0;               ///< bytes 12 to 15; 0 says that there is none
+    std::uint8_t week = 1;                  ///< week of manufacture, byte 16
+    std::uint16_t year = 2021;              ///< year of manufacture, 1990 to 2245
+    std::uint8_t widthCm = 60;              ///< image width in cm, byte 21
+    std::uint8_t heightCm = 34;             ///< image height in cm, byte 22
+    std::optional<std::string> name;        ///< monitor-name descriptor, at most 13 bytes
+    std::optional<std::string> serialText;  ///< serial-number descriptor, at most 13 bytes
+    /// Order of the four descriptor slots. One that has no text to hold (no name, no serial text)
+    /// is written as a dummy; slots that are not listed are dummies too.
+    std::vector<Descriptor> descriptors = {Descriptor::timing, Descriptor::serial, Descriptor::name,
+                                           Descriptor::range};
+};
+
+/// One VCP code of a monitor (VESA DDC/CI 1.1, Get VCP Feature reply).
+struct VCPEntry {
+    std::uint16_t current = 0;
+    std::uint16_t maximum = 0xFFFF;
+    std::uint8_t type = 0;    ///< 0 set parameter, 1 momentary
+    std::uint8_t result = 0;  ///< result code of the reply; 0 no error, 1 unsupported code
+};
+
+/// What a monitor sends in place of a good reply.
+struct DDCAnswer {
+    enum class Kind {
+        good,
+        silent,
+        wrongSource,
+        wrongOpcode,
+        wrongCode,
+        wrongLength,
+        badChecksum,
+        bytes,  ///< `bytes`, whatever was asked
+    };
+    Kind kind = Kind::good;
+    Bytes bytes;
+};
+
+struct MonitorDescription {
+    /// The EDID's bytes, whole; empty says that the monitor has none.
+    Bytes edid;
+    std::map<std::uint8_t, VCPEntry> vcp;
+    /// One a Get VCP request, in order; the last one holds for every later request. Empty: good.
+    std::vector<DDCAnswer> answers;
+    /// A request that gives the monitor less time than this gets no answer (nanoseconds).
+    std::uint64_t needsReplyDelay = 0;
+    /// Replies carry a bad checksum until a clean request (a get of VCP code 0) was received.
+    bool settlesAfterClean = false;
+};
+
+/// One I2C bus of a framebuffer (Intel Macs).
+struct BusDescription {
+    bool leadsToMonitor = true;
+    std::int32_t copyResult = 0;                ///< of IOFBCopyI2CInterfaceForBus
+    std::int32_t openResult = 0;                ///< of IOI2CInterfaceOpen
+    std::optional<std::int32_t> sendResult;     ///< of IOI2CSendRequest
+    std::optional<std::int32_t> requestResult;  ///< stands in the request's result field
+    /// IOI2CTransactionTypes of the bus's interface; a missing value leaves the property out.
+    std::optional<std::uint32_t> transactionTypes = 0x0E;
+};
+
+/// The framebuffer that drives a screen (Intel Macs).
+struct FramebufferDescription {
+    bool present = true;
+    /// Overrides of the display information dictionary, by key.
+    PropertyMap dictionary;
+    std::vector<BusDescription> buses = {BusDescription{}};
+    /// Of IOFBGetI2CInterfaceCount, where it differs from the number of buses.
+    std::optional<std::uint32_t> busCount;
+    /// The framebuffer's path in the I/O registry's service plane.
+    std::optional<std::string> path;
+    /// Whether CGDisplayIOServicePort knows the framebuffer.
+    bool hasServicePort = true;
+};
+
+struct ScreenDescription {
+    bool builtIn = false;
+    /// Whether the screen's device description holds "NSDeviceIsScreen".
+    bool isScreen = true;
+    std::optional<std::string> name;  ///< the screen's localised name
+    std::optional<std::uint32_t> displayID;
+    std::optional<std::uint32_t> vendorNumber;
+    std::optional<std::uint32_t> modelNumber;
+    std::optional<std::uint32_t> serialNumber;
+    /// Seconds after power-on at which the screen joins the screen list.
+    double appearsAt = 0;
+    /// Whether and from when on (seconds) the system's tools print the screen's EDID.
+    std::optional<bool> edidListed;
+    double edidListedAt = 0;
+    MonitorDescription monitor;
+    FramebufferDescription framebuffer;
+};
+
+struct USBDeviceDescription {
+    std::string nodeName = "USB Device";
+    std::optional<std::uint32_t> locationID;
+    std::optional<std::uint16_t> vendorID;
+    std::optional<std::uint16_t> productID;
+    std::optional<std::string> product;  ///< "kUSBProductString" and "USB Product Name"
+    std::optional<std::string> serial;   ///< "kUSBSerialNumberString"
+    /// Further properties, or overrides of those above.
+    PropertyMap properties;
+    bool readable = true;   ///< false: its properties can't be read
+    bool hasParent = true;  ///< false: the lookup of its parent fails
+};
+
+/// The user and the machine during a run; exactly one of the actions is set.
+struct EventDescription {
+    enum class User { entersPane, clicksWarning };
+
+    double at = 0;  ///< seconds after the pane was first entered
+    std::optional<USBDeviceDescription> attach;
+    std::optional<std::uint32_t> detach;  ///< locationID of the device
+    std::optional<User> user;
+};
+
+/// What one call of a system tool does instead of printing the Mac's state.
+struct ToolOverride {
+    std::optional<std::string> prints;  ///< missing: what the real state gives
+    int status = 0;                     ///< exit status
+};
+
+struct GraphicsDescription {
+    std::optional<std::string> chipset;  ///< as system_profiler names it
+    /// Name of the graphics driver's node, the element of the registry path above framebuffers.
+    std::optional<std::string> driver;
+};
+
+/// A platform call that fails.
+struct FaultDescription {
+    std::string call;                    ///< the function's name
+    std::uint64_t nth = 1;               ///< its n-th use, counted from 1
+    bool andLater = false;               ///< all later uses too
+    std::optional<std::int32_t> result;  ///< the I/O error that it answers, where it answers one
+};
+
+struct MacDescription {
+    std::string title;
+    Chip chip = Chip::intel;
+    std::optional<std::string> model;  ///< "model" of the platform expert
+    GraphicsDescription graphics;
+    std::vector<ScreenDescription> screens;
+    std::vector<USBDeviceDescription> usb;
+    std::vector<EventDescription> events;
+    /// By tool name: what its first, second, ... call does; the last one holds for later calls.
+    std::map<std::string, std::vector<ToolOverride>> tools;
+    /// Overrides of the string table; a missing value takes the key out of the table.
+    std::map<std::string, std::optional<std::string>> strings;
+    std::vector<FaultDescription> faults;
+};
+
+}  // namespace simulated_mac

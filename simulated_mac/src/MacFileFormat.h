@@ -1,0 +1,233 @@
+#pragma once
+
+#include "MacDescription.h"
+#include "MacFileValues.h"
+
+/// The format of a Mac file: for each structure its keys, what they hold and what they mean.
+/// Reading, the key lists in messages and the JSON Schema all come from here; to add a key, add its
+/// line.
+namespace simulated_mac {
+
+/// `edid` in its mapping forms; which one it is shows in the keys that are there.
+struct EDIDForms {
+    std::optional<Bytes> file;
+    std::optional<Bytes> hex;
+    EDIDFields made;
+    std::map<std::uint16_t, std::uint8_t> patch;  ///< bytes to put in last, by offset
+};
+
+/// none, hex digits, or a mapping as in EDIDForms.
+struct EDIDBytes {
+    void read(YAMLReader& reader, const YAMLNode& node, Bytes& target) const;
+    JSON schema(const Bytes&) const;
+};
+
+/// [width, height] of the image in cm.
+struct ImageSize {
+    void read(YAMLReader& reader, const YAMLNode& node, EDIDFields& target) const;
+    JSON schema(const EDIDFields&) const;
+};
+
+/// The current value alone, or a mapping.
+struct VCPValue {
+    void read(YAMLReader& reader, const YAMLNode& node, VCPEntry& target) const;
+    JSON schema(const VCPEntry&) const;
+};
+
+/// One of the words for a kind, or {bytes: hex}.
+struct AnswerKind {
+    void read(YAMLReader& reader, const YAMLNode& node, DDCAnswer& target) const;
+    JSON schema(const DDCAnswer&) const;
+};
+
+/// true, false, or {at: seconds}.
+struct EDIDListing {
+    void read(YAMLReader& reader, const YAMLNode& node, ScreenDescription& target) const;
+    JSON schema(const ScreenDescription&) const;
+};
+
+template <class Visitor>
+void fields(Visitor& field, EDIDFields& edid) {
+    using Descriptor = EDIDFields::Descriptor;
+    const LimitedText descriptorText = {0, 13, ' ', '~'};
+    field("manufacturer", edid.manufacturer, LimitedText{3, 3, 'A', 'Z'},
+          "Manufacturer, three letters.");
+    field("product", edid.product, Number{}, "Product code.");
+    field("serial", edid.serial, Number{}, "Serial number as a number; 0 says that there is none.");
+    field("name", edid.name, descriptorText, "Text of the monitor-name descriptor.");
+    field("serial_text", edid.serialText, descriptorText, "Text of the serial-number descriptor.");
+    field("week", edid.week, Number{}, "Week of manufacture; 255: the year is a model year.");
+    field("year", edid.year, Number{1990, 2245}, "Year of manufacture.");
+    field("size_cm", edid, ImageSize{}, "Width and height of the image in cm.");
+    field("descriptors", edid.descriptors,
+          ListOf<Choice<Descriptor>>{{{{"serial", Descriptor::serial},
+                                       {"name", Descriptor::name},
+                                       {"range", Descriptor::range},
+                                       {"timing", Descriptor::timing}}},
+                                     0,
+                                     4},
+          "What the four descriptor slots hold, in order; slots beyond the list are empty, and so "
+          "is one whose text is not given.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, EDIDForms& edid) {
+    field.onlyWith("file", {"patch"});
+    field.onlyWith("hex", {"patch"});
+    field("file", edid.file, FileContents{},
+          "Binary file with the EDID, relative to the Mac file's folder.");
+    field("hex", edid.hex, HexBytes{}, "The EDID as hex digits.");
+    fields(field, edid.made);
+    field("patch", edid.patch, ByNumber<Number>{},
+          "Bytes to change at the end, by offset; the checksum is left as it was.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, VCPEntry& entry) {
+    field("current", entry.current, Number{}, "Current value.");
+    field("maximum", entry.maximum, Number{}, "Maximum value.");
+    field("type", entry.type, Number{}, "Type byte: 0 set parameter, 1 momentary.");
+    field("result", entry.result, Number{}, "Result byte: 0 no error, 1 unsupported code.");
+}
+
+/// The mapping form of an answer.
+template <class Visitor>
+void fields(Visitor& field, DDCAnswer& answer) {
+    field("bytes", answer.bytes, HexBytes{}, "What comes back, as hex digits, whatever was asked.",
+          Presence::required);
+}
+
+template <class Visitor>
+void fields(Visitor& field, MonitorDescription& monitor) {
+    field("edid", monitor.edid, EDIDBytes{},
+          "The EDID: none, hex digits, {file: ...}, {hex: ...}, or the keys to make a valid one.");
+    field("vcp", monitor.vcp, ByNumber<VCPValue>{}, "What the monitor answers, by VCP code.");
+    field("answers", monitor.answers, ListOf<AnswerKind>{},
+          "How it answers the first, second, ... request; the last one holds for all later ones.");
+    field("needs_reply_delay_ns", monitor.needsReplyDelay, Number{},
+          "A request that gives the monitor less time than this (nanoseconds) gets no answer.");
+    field("settles_after_clean", monitor.settlesAfterClean, Boolean{},
+          "Replies have a bad checksum until VCP code 0 was asked for once.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, BusDescription& bus) {
+    field("leads_to_monitor", bus.leadsToMonitor, Boolean{}, "Whether the monitor is on this bus.");
+    field("copy_result", bus.copyResult, IOResult{}, "Result of IOFBCopyI2CInterfaceForBus.");
+    field("open_result", bus.openResult, IOResult{}, "Result of IOI2CInterfaceOpen.");
+    field("send_result", bus.sendResult, IOResult{}, "Result of IOI2CSendRequest.");
+    field("request_result", bus.requestResult, IOResult{},
+          "Result of the transaction itself, as it stands in the request.");
+    field("transaction_types", bus.transactionTypes, NullOr<Number>{},
+          "Mask of the transaction types that the bus knows; null leaves the property out.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, FramebufferDescription& framebuffer) {
+    field("dictionary", framebuffer.dictionary, Properties{},
+          "Changes to the display information dictionary; null takes a key out.");
+    field("buses", framebuffer.buses, ListOf<Mapping>{},
+          "The I2C buses; one that leads to the monitor unless given.");
+    field("bus_count", framebuffer.busCount, Number{},
+          "Number of buses that IOFBGetI2CInterfaceCount tells, where that differs.");
+    field("path", framebuffer.path, Text{}, "Path in the I/O registry's service plane.");
+    field("service_port", framebuffer.hasServicePort, Boolean{},
+          "Whether CGDisplayIOServicePort knows the framebuffer.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, ScreenDescription& screen) {
+    field("built_in", screen.builtIn, Boolean{}, "Whether this is the Mac's own panel.");
+    field("name", screen.name, Text{}, "The screen's localised name, as macOS shows it.");
+    field("display_id", screen.displayID, Number{}, "Core Graphics' number of the display.");
+    field("vendor_number", screen.vendorNumber, Number{}, "Result of CGDisplayVendorNumber.");
+    field("model_number", screen.modelNumber, Number{}, "Result of CGDisplayModelNumber.");
+    field("serial_number", screen.serialNumber, Number{}, "Result of CGDisplaySerialNumber.");
+    field("is_screen", screen.isScreen, Boolean{},
+          "Whether the device description holds NSDeviceIsScreen.");
+    field("appears_at", screen.appearsAt, Seconds{},
+          "Seconds after power-on at which the screen joins the screen list.");
+    field("edid_listed", screen, EDIDListing{},
+          "Whether the system's tools print the EDID; {at: seconds} for one that they print late.");
+    field("monitor", screen.monitor, Mapping{}, "The monitor behind the screen.");
+    field("framebuffer", screen.framebuffer,
+          WordOrMapping<FramebufferDescription>{"none", &FramebufferDescription::present, false},
+          "The framebuffer that drives the screen; none for a screen without one.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, USBDeviceDescription& device) {
+    field("node_name", device.nodeName, Text{}, "Name of the device's registry node.");
+    field("location_id", device.locationID, Number{}, "Property locationID.");
+    field("vendor_id", device.vendorID, Number{}, "Property idVendor.");
+    field("product_id", device.productID, Number{}, "Property idProduct.");
+    field("product", device.product, Text{},
+          "Properties kUSBProductString and \"USB Product Name\".");
+    field("serial", device.serial, Text{}, "Property kUSBSerialNumberString.");
+    field("properties", device.properties, Properties{},
+          "Further properties, or other values for those above; null takes one out.");
+    field("readable", device.readable, Boolean{}, "Whether its properties can be read.");
+    field("parent", device.hasParent, Boolean{}, "Whether the lookup of its parent succeeds.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, EventDescription& event) {
+    using User = EventDescription::User;
+    field.exactlyOne({"attach", "detach", "user"});
+    field("at", event.at, Seconds{}, "Seconds after the pane was first entered.",
+          Presence::required);
+    field("attach", event.attach, Mapping{}, "A USB device to attach.");
+    field("detach", event.detach, Number{}, "locationID of the USB device to detach.");
+    field("user", event.user,
+          Choice<User>{
+              {{"enters the pane", User::entersPane}, {"clicks the warning", User::clicksWarning}}},
+          "What the user does.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, ToolOverride& call) {
+    field.onlyWith("prints_file", {"status"});
+    field("prints", call.prints, Text{}, "What the tool prints in place of the Mac's state.");
+    field("prints_file", call.prints, FileContents{},
+          "File with what the tool prints, relative to the Mac file's folder.");
+    field("status", call.status, Number{0, 255}, "The tool's exit status.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, GraphicsDescription& graphics) {
+    field("chipset", graphics.chipset, Text{}, "Graphics chip, as system_profiler names it.");
+    field("driver", graphics.driver, Text{},
+          "Name of the driver's registry node above the framebuffers.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, FaultDescription& fault) {
+    field("call", fault.call, Text{}, "Name of the platform's function.", Presence::required);
+    field("nth", fault.nth, Number{1, {}}, "Which of its uses fails, counted from 1.");
+    field("and_later", fault.andLater, Boolean{}, "Whether all later uses fail too.");
+    field("result", fault.result, IOResult{}, "The I/O error that it answers.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, MacDescription& mac) {
+    field("mac", mac.title, Text{}, "A title: what this Mac is meant to show.");
+    field("chip", mac.chip, Choice<Chip>{{{"intel", Chip::intel}, {"apple", Chip::apple}}},
+          "Whose processor the Mac has.");
+    field("model", mac.model, Text{}, "Model identifier of the Mac.");
+    field("graphics", mac.graphics, Mapping{}, "The graphics chip and its driver.");
+    field("screens", mac.screens,
+          ListOf<WordOrMapping<ScreenDescription>>{{"built-in", &ScreenDescription::builtIn, true}},
+          "The screens, in the order of the screen list; built-in is short for {built_in: true}.",
+          Presence::required);
+    field("usb", mac.usb, ListOf<Mapping>{}, "The USB devices that are there from the start.");
+    field("events", mac.events, ListOf<Mapping>{}, "What happens during the run, and when.");
+    field("tools", mac.tools,
+          ByWord<OneOrListOf<Mapping>>{{"ioreg", "system_profiler", "afktool"}, {}},
+          "What calls of a system tool do; of a list, the first call takes the first entry and all "
+          "later ones the last.");
+    field("strings", mac.strings, ByText<NullOr<Text>>{},
+          "Changes to the table of localised strings, by key; null takes one out.");
+    field("faults", mac.faults, ListOf<Mapping>{}, "Platform calls that fail.");
+}
+
+}  // namespace simulated_mac

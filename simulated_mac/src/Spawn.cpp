@@ -1,0 +1,59 @@
+#include <crt_externs.h>
+#include <fmt/format.h>
+#include <spawn.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "Mac.h"
+#include "Trace.h"
+
+// Starting processes: they run in the Mac's environment, and no descriptor of this process reaches
+// them that the file actions don't name.
+
+#undef posix_spawn
+#undef posix_spawnattr_setflags
+
+using namespace simulated_mac;
+
+extern char** environ;
+
+char*** _NSGetEnviron() {
+    return &environ;
+}
+
+int simulated_posix_spawnattr_setflags(posix_spawnattr_t* attributes, short flags) {
+    // Where the system doesn't know the flag, simulated_posix_spawn does what it asks for.
+    return posix_spawnattr_setflags(attributes,
+                                    static_cast<short>(flags & ~POSIX_SPAWN_CLOEXEC_DEFAULT));
+}
+
+int simulated_posix_spawn(pid_t* pid, const char* path,
+                          const posix_spawn_file_actions_t* fileActions,
+                          const posix_spawnattr_t* attributes, char* const arguments[],
+                          char* const environment[]) {
+    PlatformCall call("posix_spawn", [&] {
+        std::string text = path;
+        for (char* const* word = arguments + 1; *word != nullptr; ++word) {
+            text += fmt::format(", \"{}\"", *word);
+        }
+        return text;
+    });
+    if (call.fails()) return call.result(EAGAIN);
+
+    auto actions = *fileActions;
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+    std::vector<std::string> variables;
+    if (const Mac* const mac = Mac::current()) {
+        variables = mac->environment(environment);
+    } else {
+        for (char* const* variable = environment; *variable != nullptr; ++variable) {
+            variables.emplace_back(*variable);
+        }
+    }
+    std::vector<char*> pointers;
+    for (std::string& variable : variables) pointers.push_back(variable.data());
+    pointers.push_back(nullptr);
+    return call.result(posix_spawn(pid, path, &actions, attributes, arguments, pointers.data()));
+}

@@ -1,0 +1,139 @@
+#include "ToolServer.h"
+
+#include <fmt/format.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include "Mac.h"
+#include "SystemTools.h"
+
+namespace simulated_mac {
+
+namespace {
+
+[[noreturn]] void failed(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+std::string makeFolder() {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "simulated-mac-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) failed("a folder for the Mac's tools");
+    return pattern;
+}
+
+sockaddr_un addressOf(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        errno = ENAMETOOLONG;
+        failed("the socket of the Mac's tools");
+    }
+    std::memcpy(address.sun_path, path.data(), path.size());
+    return address;
+}
+
+std::string readAll(int connection) {
+    std::string text;
+    std::array<char, 4096> piece;
+    for (;;) {
+        const ssize_t count = read(connection, piece.data(), piece.size());
+        if (count > 0) {
+            text.append(piece.data(), static_cast<std::size_t>(count));
+        } else if (count == 0 || errno != EINTR) {
+            return text;
+        }
+    }
+}
+
+void writeAll(int connection, std::string_view text) {
+    while (!text.empty()) {
+        // A tool that is gone already must not end this process.
+        const ssize_t count = send(connection, text.data(), text.size(), MSG_NOSIGNAL);
+        if (count > 0) {
+            text.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno != EINTR) {
+            return;
+        }
+    }
+}
+
+/// The words of a command line, each ended by a zero byte.
+std::vector<std::string> wordsOf(const std::string& message) {
+    std::vector<std::string> words;
+    for (std::size_t at = 0; at < message.size();) {
+        const std::size_t end = std::min(message.find('\0', at), message.size());
+        words.push_back(message.substr(at, end - at));
+        at = end + 1;
+    }
+    return words;
+}
+
+}  // namespace
+
+ToolServer::ToolServer(Mac& mac) : mac_(mac), folder_(makeFolder()), path_(folder_ + "/socket") {
+    const sockaddr_un address = addressOf(path_);
+    listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (listener_ == -1 ||
+        bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(listener_, 8) != 0) {
+        failed("the socket of the Mac's tools");
+    }
+    thread_ = std::thread([this] { serve(); });
+}
+
+ToolServer::~ToolServer() {
+    shutdown(listener_, SHUT_RDWR);
+    thread_.join();
+    close(listener_);
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+}
+
+void ToolServer::serve() {
+    for (;;) {
+        const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (connection != -1) {
+            answer(connection);
+            close(connection);
+        } else if (errno != EINTR && errno != ECONNABORTED) {
+            return;
+        }
+    }
+}
+
+void ToolServer::answer(int connection) {
+    const auto commandLine = wordsOf(readAll(connection));
+    if (!commandLine.empty()) writeAll(connection, run(commandLine));
+}
+
+std::string ToolServer::run(const std::vector<std::string>& commandLine) {
+    const std::string& tool = commandLine.front();
+    const std::vector<std::string> arguments(commandLine.begin() + 1, commandLine.end());
+    ToolOutput output = runSystemTool(mac_, tool, arguments);
+
+    const std::size_t call = calls_[tool]++;
+    const auto overrides = mac_.description.tools.find(tool);
+    if (overrides != mac_.description.tools.end() && !overrides->second.empty()) {
+        const auto& list = overrides->second;
+        const ToolOverride& instead = list[std::min(call, list.size() - 1)];
+        if (instead.prints) output = {*instead.prints, 0};
+        if (instead.status != 0) output.status = instead.status;
+    }
+    mac_.note("mac", fmt::format(
+                         "{} prints {} bytes{}", fmt::join(commandLine, " "), output.text.size(),
+                         output.status != 0 ? fmt::format(" and ends with status {}", output.status)
+                                            : ""));
+    return fmt::format("{}\n{}", output.status, output.text);
+}
+
+}  // namespace simulated_mac

@@ -1,0 +1,85 @@
+#include "Trace.h"
+
+#include <fmt/format.h>
+
+#include "Mac.h"
+
+namespace simulated_mac {
+
+Trace::Trace(std::vector<FaultDescription> faults)
+    : faults_(std::move(faults)), counts_(!faults_.empty()) {}
+
+void Trace::keepAll() {
+    keepsAll_ = true;
+    keeps_ = true;
+}
+
+void Trace::keepOnly(std::set<std::string, std::less<>> calls) {
+    kept_ = std::move(calls);
+    keeps_ = true;
+}
+
+void Trace::countUses() {
+    counts_ = true;
+}
+
+std::optional<FaultDescription> Trace::use(std::string_view call) {
+    if (!counts_) return std::nullopt;
+    const std::lock_guard lock(mutex_);
+    auto found = uses_.find(call);
+    if (found == uses_.end()) found = uses_.emplace(std::string(call), 0).first;
+    const std::uint64_t count = ++found->second;
+    for (const FaultDescription& fault : faults_) {
+        if (fault.call != call) continue;
+        if (count == fault.nth || (fault.andLater && count > fault.nth)) return fault;
+    }
+    return std::nullopt;
+}
+
+bool Trace::keeps(std::string_view call) const {
+    return keeps_ && (keepsAll_ || kept_.find(call) != kept_.end());
+}
+
+void Trace::add(TracedCall call) {
+    const std::lock_guard lock(mutex_);
+    calls_.push_back(std::move(call));
+}
+
+std::vector<TracedCall> Trace::calls() const {
+    const std::lock_guard lock(mutex_);
+    return calls_;
+}
+
+std::map<std::string, std::uint64_t, std::less<>> Trace::uses() const {
+    const std::lock_guard lock(mutex_);
+    return uses_;
+}
+
+PlatformCall::PlatformCall(std::string_view name, const Arguments& arguments) {
+    Mac* const mac = Mac::current();
+    if (mac == nullptr) return;
+    fault_ = mac->trace.use(name);
+    isTraced_ = mac->trace.keeps(name);
+    if (!isTraced_) return;
+    traced_.time = mac->scheduler.now();
+    traced_.thread = mac->scheduler.threadName();
+    traced_.call = name;
+    if (arguments) traced_.arguments = arguments();
+    traced_.failed = fails();
+}
+
+PlatformCall::~PlatformCall() {
+    if (!isTraced_) return;
+    if (Mac* const mac = Mac::current()) mac->trace.add(std::move(traced_));
+}
+
+IOReturn PlatformCall::error() {
+    return ioResult(fault_ && fault_->result ? *fault_->result : kIOReturnError);
+}
+
+IOReturn PlatformCall::ioResult(IOReturn result) {
+    if (isTraced_) traced_.result = fmt::format("{:#x}", static_cast<std::uint32_t>(result));
+    return result;
+}
+
+}  // namespace simulated_mac

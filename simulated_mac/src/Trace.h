@@ -1,0 +1,106 @@
+#pragma once
+
+#include <IOKit/IOKitLib.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "MacDescription.h"
+#include "Scheduler.h"
+
+namespace simulated_mac {
+
+/// One platform call, as a trace shows it.
+struct TracedCall {
+    Time time{0};
+    std::string thread;
+    std::string call;
+    std::string arguments;  ///< "name value, name value"
+    std::string result;     ///< empty where the call returns nothing
+    bool failed = false;    ///< on purpose, by a fault of the Mac file
+};
+
+/// Keeps the platform calls and lets those fail that the Mac file names.
+class Trace {
+  public:
+    explicit Trace(std::vector<FaultDescription> faults);
+
+    /// Keeps every call, or those with these names only.
+    void keepAll();
+    void keepOnly(std::set<std::string, std::less<>> calls);
+
+    /// Counts the uses of every call from now on, for uses().
+    void countUses();
+
+    /// Counts one use of a call; the fault that is due at it, if any.
+    std::optional<FaultDescription> use(std::string_view call);
+    bool keeps(std::string_view call) const;
+    void add(TracedCall call);
+
+    std::vector<TracedCall> calls() const;
+    /// How often each call was used.
+    std::map<std::string, std::uint64_t, std::less<>> uses() const;
+
+  private:
+    const std::vector<FaultDescription> faults_;
+    std::atomic<bool> counts_;
+    std::atomic<bool> keeps_ = false;
+    mutable std::mutex mutex_;
+    bool keepsAll_ = false;
+    std::set<std::string, std::less<>> kept_;
+    std::map<std::string, std::uint64_t, std::less<>> uses_;
+    std::vector<TracedCall> calls_;
+};
+
+/// One call of the platform that is being made: notes it in the trace of the Mac that is switched
+/// on and tells whether it has to fail.
+class PlatformCall {
+  public:
+    using Arguments = std::function<std::string()>;
+
+    /// `arguments` is asked for its text only where the call is traced.
+    explicit PlatformCall(std::string_view name, const Arguments& arguments = {});
+    PlatformCall(const PlatformCall&) = delete;
+    PlatformCall& operator=(const PlatformCall&) = delete;
+    ~PlatformCall();
+
+    bool fails() const { return fault_.has_value(); }
+    /// The I/O error of a call that fails: what the Mac file says, or kIOReturnError.
+    IOReturn error();
+
+    /// Notes the result and hands it back.
+    IOReturn ioResult(IOReturn result);
+    template <class T>
+    T result(T value);
+    template <class Pointer>
+    Pointer pointer(Pointer value);
+    void text(std::string result) { traced_.result = std::move(result); }
+    bool traced() const { return isTraced_; }
+
+  private:
+    std::optional<FaultDescription> fault_;
+    bool isTraced_ = false;
+    TracedCall traced_;
+};
+
+template <class T>
+T PlatformCall::result(T value) {
+    if (isTraced_) traced_.result = std::to_string(value);
+    return value;
+}
+
+template <class Pointer>
+Pointer PlatformCall::pointer(Pointer value) {
+    if (isTraced_) traced_.result = value != nullptr ? "ok" : "NULL";
+    return value;
+}
+
+}  // namespace simulated_mac

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// A YAML text as a tree that knows where in the text each of its values stands.
+namespace simulated_mac {
+
+/// Lines and characters (not bytes) count from 1.
+struct TextPosition {
+    std::size_t line = 1;
+    std::size_t column = 1;
+};
+
+/// What is wrong with a YAML text, and where.
+class YAMLMistake : public std::runtime_error {
+  public:
+    YAMLMistake(TextPosition where, const std::string& message)
+        : std::runtime_error(message), position(where) {}
+
+    TextPosition position;
+};
+
+struct YAMLEntry;
+
+struct YAMLNode {
+    enum class Kind { null, scalar, list, mapping };
+
+    Kind kind = Kind::null;
+    std::size_t offset = 0;  ///< byte of the text at which the value starts
+    /// Of a scalar. Of a null: the word that stands for it, empty when there is no value at all.
+    std::string text;
+    bool quoted = false;             ///< a scalar in quotes or in block form, which is always text
+    std::vector<YAMLNode> items;     ///< of a list
+    std::vector<YAMLEntry> entries;  ///< of a mapping, in the order of the text
+};
+
+struct YAMLEntry {
+    YAMLNode key;
+    YAMLNode value;
+};
+
+/// The most that a text may hold, so that a hostile one neither hangs nor exhausts anything.
+struct YAMLLimits {
+    static constexpr std::size_t bytes = 4U << 20;      ///< of the text
+    static constexpr std::size_t depth = 64;            ///< lists and mappings inside one another
+    static constexpr std::size_t values = 100'000;      ///< with anchors and aliases spelt out
+    static constexpr std::size_t textBytes = 8U << 20;  ///< of all scalars, likewise
+};
+
+/// One YAML document. Aliases are spelt out; keys may still occur twice in a mapping.
+class YAMLDocument {
+  public:
+    /// Throws YAMLMistake when the text is empty, over a limit, not UTF-8, not YAML, holds several
+    /// documents or tags.
+    explicit YAMLDocument(std::string text);
+
+    const YAMLNode& root() const { return root_; }
+    /// The text, without a byte-order mark; offsets count in it.
+    std::string_view text() const { return text_; }
+    TextPosition position(std::size_t offset) const;
+
+  private:
+    std::string text_;
+    YAMLNode root_;
+};
+
+}  // namespace simulated_mac

@@ -1,0 +1,70 @@
+// A system tool of the simulated Mac. The name under which it is started says which one it is; what
+// it prints and its exit status come from the Mac that runs.
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+constexpr int failure = 70;
+
+int fail(const char* tool, const char* what) {
+    std::fprintf(stderr, "%s: %s\n", tool, what);
+    return failure;
+}
+
+bool writeAll(int descriptor, const char* bytes, std::size_t size) {
+    while (size > 0) {
+        const ssize_t count = write(descriptor, bytes, size);
+        if (count <= 0) return false;
+        bytes += count;
+        size -= static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int argumentCount, char* arguments[]) {
+    const char* const slash = std::strrchr(arguments[0], '/');
+    const char* const tool = slash != nullptr ? slash + 1 : arguments[0];
+    const char* const path = std::getenv("SIMULATED_MAC_SOCKET");
+    if (path == nullptr) return fail(tool, "no simulated Mac runs here");
+
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+    const int mac = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (connect(mac, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        return fail(tool, "the simulated Mac doesn't answer");
+    }
+
+    std::string question = tool;
+    question += '\0';
+    for (int at = 1; at < argumentCount; ++at) {
+        question += arguments[at];
+        question += '\0';
+    }
+    if (!writeAll(mac, question.data(), question.size())) {
+        return fail(tool, "the simulated Mac doesn't listen");
+    }
+    shutdown(mac, SHUT_WR);
+
+    std::string answer;
+    std::array<char, 65536> piece;
+    for (ssize_t count; (count = read(mac, piece.data(), piece.size())) > 0;) {
+        answer.append(piece.data(), static_cast<std::size_t>(count));
+    }
+    const std::size_t lineEnd = answer.find('\n');
+    if (lineEnd == std::string::npos) return fail(tool, "the simulated Mac gave no answer");
+    const int status = std::atoi(answer.c_str());
+    writeAll(STDOUT_FILENO, answer.data() + lineEnd + 1, answer.size() - lineEnd - 1);
+    return status;
+}
