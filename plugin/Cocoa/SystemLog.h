@@ -1,10 +1,14 @@
 #pragma once
 
+#include <CoreFoundation/CoreFoundation.h>
+
 #include <string>
 
 namespace Cocoa {
 
 /// Writes one entry to the system log (NSLog).
 void log(const std::string& message);
+/// The same with a dictionary's own description as the message ("%@").
+void log(CFDictionaryRef dictionary);
 
 }  // namespace Cocoa

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <map>
 #include <set>
 
@@ -32,29 +33,10 @@ std::int64_t limited(std::int64_t value, std::int64_t largest) {
     return std::clamp<std::int64_t>(value, 0, largest);
 }
 
-/// Four hex digits that must stand at a place of the EDID UUID.
-struct Piece {
-    std::string digits;
-    std::size_t position;
-};
-
-std::array<Piece, 4> expectedPieces(CFDictionaryRef info) {
-    const auto number = [info](CFStringRef key) { return integerEntry(info, key).value_or(0); };
-    const auto bytes = [](std::int64_t first, std::int64_t second) {
-        return formatText("%02X%02X", static_cast<unsigned>(first), static_cast<unsigned>(second));
-    };
-    const auto vendor = limited(number(CFSTR("DisplayVendorID")), 0xFFFF);
-    const auto product = limited(number(CFSTR("DisplayProductID")), 0xFFFF);
-    const auto week = limited(number(CFSTR("DisplayWeekManufacture")), 255);
-    const auto year = limited(number(CFSTR("DisplayYearManufacture")) - 1990, 255);
-    const auto width = limited(number(CFSTR("DisplayHorizontalImageSize")) / 10, 255);
-    const auto height = limited(number(CFSTR("DisplayVerticalImageSize")) / 10, 255);
-    return {{
-        {formatText("%04X", static_cast<unsigned>(vendor)), 0},
-        {bytes(product & 0xFF, product >> 8), 4},
-        {bytes(week, year), 19},
-        {bytes(width, height), 30},
-    }};
+/// Two numbers, each limited to a byte, as four upper-case hex digits.
+std::string hexBytes(std::int64_t first, std::int64_t second) {
+    return formatText("%02X%02X", static_cast<unsigned>(limited(first, 255)),
+                      static_cast<unsigned>(limited(second, 255)));
 }
 
 /// Reads the platform's "model" property. It takes no part in any decision.
@@ -177,26 +159,53 @@ std::int32_t Arm64Utility::ioregMatchScore(CGDirectDisplayID displayID,
                                            const std::optional<std::string>& productName,
                                            std::int32_t serialNumber,
                                            std::int32_t serviceLocation) const {
+    return matchedPieces(displayID, edidUUID, productName, serialNumber, serviceLocation).score();
+}
+
+std::int32_t MatchedPieces::score() const {
+    const auto points = [](bool matched, std::int32_t worth) { return matched ? worth : 0; };
+    return points(vendor, 2) + points(product, 2) + points(date, 2) + points(size, 2) +
+           points(productName, 2) + points(serialNumber, 2) + points(location, 1);
+}
+
+MatchedPieces Arm64Utility::matchedPieces(CGDirectDisplayID displayID,
+                                          const std::optional<std::string>& edidUUID,
+                                          const std::optional<std::string>& productName,
+                                          std::int32_t serialNumber,
+                                          std::int32_t serviceLocation) const {
     const CFRef<CFDictionaryRef> info(CoreDisplay_DisplayCreateInfoDictionary != nullptr
                                           ? CoreDisplay_DisplayCreateInfoDictionary(displayID)
                                           : nullptr);
-    std::int32_t score = 0;
-    for (const Piece& piece : expectedPieces(info.get())) {
-        const bool fits = edidUUID && edidUUID->size() >= piece.position + piece.digits.size() &&
-                          edidUUID->compare(piece.position, piece.digits.size(), piece.digits) == 0;
-        if (fits) score += 2;
-    }
+    const auto number = [&info](CFStringRef key) {
+        return limited(integerEntry(info.get(), key).value_or(0),
+                       std::numeric_limits<std::int32_t>::max());
+    };
+    const std::u16string uuid = utf16Units(edidUUID.value_or(""));
+    const auto hasPiece = [&uuid](std::size_t position, const std::string& digits) {
+        return uuid.size() >= position + digits.size() &&
+               std::equal(digits.begin(), digits.end(),
+                          uuid.begin() + static_cast<std::ptrdiff_t>(position));
+    };
+
+    MatchedPieces matched;
+    const auto vendor = limited(number(CFSTR("DisplayVendorID")), 0xFFFF);
+    matched.vendor = hasPiece(0, hexBytes(vendor >> 8, vendor & 0xFF));
+    const auto product = limited(number(CFSTR("DisplayProductID")), 0xFFFF);
+    matched.product = hasPiece(4, hexBytes(product & 0xFF, product >> 8));
+    matched.date = hasPiece(19, hexBytes(number(CFSTR("DisplayWeekManufacture")),
+                                         number(CFSTR("DisplayYearManufacture")) - 1990));
+    matched.size = hasPiece(30, hexBytes(number(CFSTR("DisplayHorizontalImageSize")) / 10,
+                                         number(CFSTR("DisplayVerticalImageSize")) / 10));
     if (productName && !productName->empty()) {
         const auto names = dictionaryEntry(info.get(), CFSTR("DisplayProductName"));
         const auto name = textEntry(names, CFSTR("en_US"));
-        if (name && lowercaseText(*name) == lowercaseText(*productName)) score += 2;
+        matched.productName = name && lowercaseText(*name) == lowercaseText(*productName);
     }
-    const auto serial = static_cast<std::int32_t>(
-        integerEntry(info.get(), CFSTR("DisplaySerialNumber")).value_or(0));
-    if (serialNumber != 0 && serialNumber == serial) score += 2;
+    const auto serial = integerEntry(info.get(), CFSTR("DisplaySerialNumber")).value_or(0);
+    matched.serialNumber = serialNumber != 0 && serialNumber == static_cast<std::int32_t>(serial);
     // The ordinal says nothing of the display ID; where they are equal it breaks a tie.
-    if (static_cast<std::int64_t>(serviceLocation) == displayID) score += 1;
-    return score;
+    matched.location = static_cast<std::int64_t>(serviceLocation) == displayID;
+    return matched;
 }
 
 bool Arm64Utility::checkIfDiscouraged(const IOregService& candidate) const {

@@ -34,6 +34,22 @@ struct DisplayService {
     bool discouraged = false;            ///< the monitor is the model that checkIfDiscouraged names
 };
 
+/// What of a candidate's identity is also a display's.
+struct MatchedPieces {
+    // In the EDID UUID.
+    bool vendor = false;
+    bool product = false;
+    bool date = false;
+    bool size = false;
+
+    bool productName = false;
+    bool serialNumber = false;
+    bool location = false;  ///< the framebuffer's ordinal equals the display ID
+
+    /// 0 to 13: two points a piece, but one for the location.
+    std::int32_t score() const;
+};
+
 /// Finds the display services of an Apple-silicon Mac and pairs them with screens. Holds no state:
 /// every call walks the registry afresh.
 class Arm64Utility {
@@ -57,12 +73,19 @@ class Arm64Utility {
     std::vector<DisplayService> getServiceMatches(
         const std::vector<CGDirectDisplayID>& displayIDs) const;
 
-    /// How well a candidate fits a display, 0 to 13: two points each for vendor, product, date,
-    /// size, product name and serial number, one when the ordinal equals the display ID.
+    /// How well a candidate fits a display: the score of matchedPieces.
     std::int32_t ioregMatchScore(CGDirectDisplayID displayID,
                                  const std::optional<std::string>& edidUUID,
                                  const std::optional<std::string>& productName,
                                  std::int32_t serialNumber, std::int32_t serviceLocation) const;
+
+    /// Which pieces of a candidate's identity are those of the display's information dictionary.
+    /// One that is missing on either side doesn't match; nor does a piece beyond the end of a short
+    /// EDID UUID.
+    MatchedPieces matchedPieces(CGDirectDisplayID displayID,
+                                const std::optional<std::string>& edidUUID,
+                                const std::optional<std::string>& productName,
+                                std::int32_t serialNumber, std::int32_t serviceLocation) const;
 
     /// Whether the monitor is the one model of another maker whose DDC/CI is known to misbehave.
     bool checkIfDiscouraged(const IOregService& candidate) const;

@@ -1,8 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
+#include "Platform/CFRef.h"
+#include "Platform/Exported.h"
 #include "Platform/IOAVService.h"
+
+/// The inventory of display framebuffers, for diagnostics: dictionaries by the display's
+/// alphanumeric serial number. Made by initM1AVServiceDic; NULL before.
+EXPORTED CFMutableDictionaryRef matchedM1Device;
 
 /// DDC/CI over a display's AV service, as Apple-silicon Macs have it. Every pause gives the monitor
 /// time for the request before it: 60 ms each.
@@ -33,4 +40,13 @@ class M1DDCCI {
     /// Logs the 12 bytes of a reply and tells whether they answer a get of the code. The last byte
     /// is not checked.
     static bool checkChecksum(const std::uint8_t* reply, std::uint8_t VCPCmd);
+
+    /// Makes `matchedM1Device` anew from the registry and logs it.
+    void initM1AVServiceDic() const;
+    /// Adds one framebuffer to `matchedM1Device`; one whose display has no alphanumeric serial
+    /// number is left out.
+    void setDisplayInfoWithService(io_service_t framebuffer) const;
+    /// One property of a registry entry, as found there; empty when it is missing.
+    CFRef<CFTypeRef> getIORegistryPropertyWithService(io_service_t service,
+                                                      const std::string& fieldName) const;
 };

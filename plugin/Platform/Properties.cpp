@@ -23,12 +23,16 @@ CFRef<Ref> copyProperty(io_registry_entry_t entry, CFStringRef key, CFTypeID typ
 
 }  // namespace
 
+CFDictionaryRef asDictionary(CFTypeRef value) {
+    return typed<CFDictionaryRef>(value, CFDictionaryGetTypeID());
+}
+
 CFStringRef stringEntry(CFDictionaryRef dictionary, CFStringRef key) {
     return typed<CFStringRef>(anyEntry(dictionary, key), CFStringGetTypeID());
 }
 
 CFDictionaryRef dictionaryEntry(CFDictionaryRef dictionary, CFStringRef key) {
-    return typed<CFDictionaryRef>(anyEntry(dictionary, key), CFDictionaryGetTypeID());
+    return asDictionary(anyEntry(dictionary, key));
 }
 
 std::optional<std::string> textEntry(CFDictionaryRef dictionary, CFStringRef key) {

@@ -12,6 +12,9 @@
 // Readers of property values. A value of another type than the one asked for counts as absent:
 // drivers and monitors decide what stands in the registry.
 
+/// The value itself when it is a dictionary, else nullptr.
+CFDictionaryRef asDictionary(CFTypeRef value);
+
 /// The entry under `key`, not owned; nullptr of a NULL dictionary, a missing key, another type.
 CFStringRef stringEntry(CFDictionaryRef dictionary, CFStringRef key);
 CFDictionaryRef dictionaryEntry(CFDictionaryRef dictionary, CFStringRef key);

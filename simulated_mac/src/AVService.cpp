@@ -1,3 +1,13 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <span>
+
+#include "CFObjects.h"
+#include "HardwareTree.h"
+#include "Mac.h"
 #include "Platform/CoreDisplay.h"
 #include "Platform/IOAVService.h"
 #include "Trace.h"
@@ -7,27 +17,111 @@
 
 using namespace simulated_mac;
 
-IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t) {
-    PlatformCall call("IOAVServiceCreateWithService");
-    return call.pointer<IOAVServiceRef>(nullptr);
+namespace {
+
+constexpr auto serviceType = "IOAVService";
+constexpr auto badArgument = static_cast<IOReturn>(0xE00002C2);
+
+/// A proxy and the display whose monitor it reaches.
+struct Port {
+    Display* display;
+    const ProxyDescription* proxy;
+};
+
+/// The port behind the proxy entry with this registry ID.
+std::optional<Port> portOf(std::uint64_t entryID) {
+    for (const auto& display : Mac::current()->displays()) {
+        for (std::size_t index = 0; index < display->proxies.size(); ++index) {
+            if (display->proxies[index]->id != entryID) continue;
+            return Port{display.get(), &display->screen.displayService.proxies[index]};
+        }
+    }
+    return std::nullopt;
 }
 
-IOReturn IOAVServiceCopyEDID(IOAVServiceRef, CFDataRef*) {
-    PlatformCall call("IOAVServiceCopyEDID");
-    return call.ioResult(kIOReturnUnsupported);
+std::optional<Port> portOf(IOAVServiceRef service) {
+    if (service == nullptr) return std::nullopt;
+    const auto* const opaque = std::get_if<CFObject::Opaque>(&objectOf(service)->value);
+    if (opaque == nullptr || opaque->type != serviceType) return std::nullopt;
+    return portOf(opaque->id);
 }
 
-IOReturn IOAVServiceReadI2C(IOAVServiceRef, uint32_t, uint32_t, void*, uint32_t) {
-    PlatformCall call("IOAVServiceReadI2C");
-    return call.ioResult(kIOReturnUnsupported);
+std::string describe(IOAVServiceRef service) {
+    const auto port = portOf(service);
+    return port ? fmt::format("service of display {}", port->display->displayID) : "no service";
 }
 
-IOReturn IOAVServiceWriteI2C(IOAVServiceRef, uint32_t, uint32_t, void*, uint32_t) {
-    PlatformCall call("IOAVServiceWriteI2C");
-    return call.ioResult(kIOReturnUnsupported);
+}  // namespace
+
+IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t proxy) {
+    constexpr auto name = "IOAVServiceCreateWithService";
+    PlatformCall call(name, [&] { return fmt::format("proxy {:#x}", proxy); });
+    const auto entry = Mac::current()->registry.entryOf(proxy);
+    const auto port = entry != nullptr ? portOf(entry->id) : std::nullopt;
+    if (call.fails() || !port || !port->proxy->opens) return call.pointer<IOAVServiceRef>(nullptr);
+    return call.pointer(handOut(makeCF(CFObject::Opaque{serviceType, entry->id}), name));
 }
 
-CFDictionaryRef CoreDisplay_DisplayCreateInfoDictionary(CGDirectDisplayID) {
-    PlatformCall call("CoreDisplay_DisplayCreateInfoDictionary");
-    return call.pointer<CFDictionaryRef>(nullptr);
+IOReturn IOAVServiceCopyEDID(IOAVServiceRef service, CFDataRef* edid) {
+    constexpr auto name = "IOAVServiceCopyEDID";
+    PlatformCall call(name, [&] { return describe(service); });
+    if (call.fails()) return call.error();
+    const auto port = portOf(service);
+    if (!port) return call.ioResult(badArgument);
+    if (port->proxy->copyEDIDResult != kIOReturnSuccess) {
+        return call.ioResult(port->proxy->copyEDIDResult);
+    }
+    const Bytes bytes = port->proxy->edid.value_or(port->display->screen.monitor.edid);
+    *edid = bytes.empty() ? nullptr : static_cast<CFDataRef>(handOut(makeCF(bytes), name));
+    return call.ioResult(kIOReturnSuccess);
+}
+
+IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint32_t dataAddress,
+                             void* inputBuffer, uint32_t inputBufferSize) {
+    const std::span sent(static_cast<const std::uint8_t*>(inputBuffer), inputBufferSize);
+    PlatformCall call("IOAVServiceWriteI2C", [&] {
+        return fmt::format("{}, chip {:#x}, address {:#x}, bytes {:02X}", describe(service),
+                           chipAddress, dataAddress, fmt::join(sent, " "));
+    });
+    if (call.fails()) return call.error();
+    const auto port = portOf(service);
+    if (!port) return call.ioResult(badArgument);
+    if (chipAddress != Monitor::address) return call.ioResult(kIOReturnNoDevice);
+    // On the bus the data address goes in front of the buffer.
+    Bytes message = {static_cast<std::uint8_t>(dataAddress)};
+    message.insert(message.end(), sent.begin(), sent.end());
+    port->display->monitor.receive(message, Mac::current()->scheduler.now());
+    return call.ioResult(kIOReturnSuccess);
+}
+
+IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32_t offset,
+                            void* outputBuffer, uint32_t outputBufferSize) {
+    PlatformCall call("IOAVServiceReadI2C", [&] {
+        return fmt::format("{}, chip {:#x}, offset {:#x}, size {}", describe(service), chipAddress,
+                           offset, outputBufferSize);
+    });
+    if (call.fails()) return call.error();
+    const auto port = portOf(service);
+    if (!port) return call.ioResult(badArgument);
+    if (chipAddress != Monitor::address) return call.ioResult(kIOReturnNoDevice);
+    // The caller decided itself how long it waited.
+    const auto reply = port->display->monitor.reply(std::numeric_limits<std::uint64_t>::max());
+    if (!reply) return call.ioResult(kIOReturnError);
+    std::memcpy(outputBuffer, reply->data(),
+                std::min<std::size_t>(reply->size(), outputBufferSize));
+    if (call.traced()) call.text(fmt::format("0x0, bytes {:02X}", fmt::join(*reply, " ")));
+    return kIOReturnSuccess;
+}
+
+CFDictionaryRef CoreDisplay_DisplayCreateInfoDictionary(CGDirectDisplayID displayID) {
+    constexpr auto name = "CoreDisplay_DisplayCreateInfoDictionary";
+    PlatformCall call(name, [&] { return fmt::format("display {}", displayID); });
+    const Mac& mac = *Mac::current();
+    const Display* const display = mac.display(displayID);
+    if (call.fails() || mac.description.chip != Chip::apple || display == nullptr ||
+        !display->screen.hasInfoDictionary) {
+        return call.pointer<CFDictionaryRef>(nullptr);
+    }
+    return call.pointer(static_cast<CFDictionaryRef>(
+        handOut(makeCF(PropertyValue{coreDisplayDictionary(*display)}), name)));
 }

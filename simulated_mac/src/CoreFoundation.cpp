@@ -254,6 +254,21 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
     return true;
 }
 
+CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value) {
+    constexpr auto name = "CFNumberCreate";
+    PlatformCall call(name);
+    if (call.fails()) return call.pointer<CFNumberRef>(nullptr);
+    std::int64_t number = 0;
+    if (type == kCFNumberSInt32Type) {
+        std::int32_t narrow = 0;
+        std::memcpy(&narrow, value, sizeof narrow);
+        number = narrow;
+    } else {
+        std::memcpy(&number, value, sizeof number);
+    }
+    return call.pointer(static_cast<CFNumberRef>(handOut(makeCF(number), name)));
+}
+
 CFIndex CFDataGetLength(CFDataRef data) {
     return static_cast<CFIndex>(std::get<Bytes>(objectOf(data)->value).size());
 }
@@ -261,6 +276,34 @@ CFIndex CFDataGetLength(CFDataRef data) {
 void CFDataGetBytes(CFDataRef data, CFRange range, UInt8* buffer) {
     const auto& bytes = std::get<Bytes>(objectOf(data)->value);
     std::copy_n(bytes.begin() + range.location, range.length, buffer);
+}
+
+// Dictionaries hold objects here; only the callbacks for those are ever asked for.
+const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {};
+const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {};
+
+CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex,
+                                                 const CFDictionaryKeyCallBacks*,
+                                                 const CFDictionaryValueCallBacks*) {
+    constexpr auto name = "CFDictionaryCreateMutable";
+    PlatformCall call(name);
+    if (call.fails()) return call.pointer<CFMutableDictionaryRef>(nullptr);
+    return call.pointer(static_cast<CFMutableDictionaryRef>(
+        const_cast<void*>(handOut(makeCF(CFObject::Dictionary()), name))));
+}
+
+void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
+    const PlatformCall call("CFDictionarySetValue", [&] { return quoted(key); });
+    auto& entries =
+        std::get<CFObject::Dictionary>(const_cast<CFObject*>(objectOf(dictionary))->value);
+    const std::string name = textOf(key);
+    const auto known = std::find_if(entries.begin(), entries.end(),
+                                    [&](const auto& entry) { return entry.first == name; });
+    if (known != entries.end()) {
+        known->second = sharedObject(value);
+    } else {
+        entries.emplace_back(name, sharedObject(value));
+    }
 }
 
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {

@@ -26,7 +26,7 @@ std::optional<Bus> busOfInterface(io_service_t handle) {
     if (entry == nullptr) return std::nullopt;
     for (const auto& display : mac.displays()) {
         if (display->framebuffer == nullptr) continue;
-        for (std::size_t bus = 0; bus < display->screen.framebuffer.buses.size(); ++bus) {
+        for (std::size_t bus = 0; bus < display->buses.size(); ++bus) {
             if (interfaceOfBus(*display, bus) == entry) return Bus{display.get(), bus};
         }
     }

@@ -17,7 +17,7 @@ struct Bus {
     Display* display;
     std::size_t index;
 
-    const BusDescription& description() const { return display->screen.framebuffer.buses[index]; }
+    const BusDescription& description() const { return display->buses[index]; }
 };
 
 /// The registry entry of a bus's I2C interface; nullptr for a bus that is not there.

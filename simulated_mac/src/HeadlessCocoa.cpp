@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include "CFDescription.h"
 #include "Cocoa/InstallerPane.h"
 #include "Cocoa/Screens.h"
 #include "Cocoa/StringTable.h"
@@ -62,6 +63,10 @@ std::string localizedString(const std::string& key) {
 void log(const std::string& message) {
     const PlatformCall call("NSLog", [&] { return fmt::format("\"{}\"", message); });
     if (Mac* const mac = Mac::current()) mac->log(message);
+}
+
+void log(CFDictionaryRef dictionary) {
+    log(simulated_mac::descriptionOf(dictionary));
 }
 
 void openAddress(const std::string& address) {

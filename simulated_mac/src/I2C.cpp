@@ -56,8 +56,8 @@ IOReturn IOFBGetI2CInterfaceCount(io_service_t framebuffer, IOItemCount* count) 
     if (call.fails()) return call.error();
     const Display* const display = displayOfFramebuffer(framebuffer);
     if (display == nullptr) return call.ioResult(badArgument);
-    const auto& description = display->screen.framebuffer;
-    *count = description.busCount.value_or(static_cast<IOItemCount>(description.buses.size()));
+    *count = display->screen.framebuffer.busCount.value_or(
+        static_cast<IOItemCount>(display->buses.size()));
     if (call.traced()) call.text(fmt::format("0x0, count {}", *count));
     return kIOReturnSuccess;
 }
@@ -72,7 +72,7 @@ IOReturn IOFBCopyI2CInterfaceForBus(io_service_t framebuffer, IOOptionBits bus,
     if (display == nullptr) return call.ioResult(badArgument);
     const auto entry = interfaceOfBus(*display, bus);
     if (entry == nullptr) return call.ioResult(kIOReturnNoDevice);
-    const IOReturn result = display->screen.framebuffer.buses[bus].copyResult;
+    const IOReturn result = display->buses[bus].copyResult;
     if (result == kIOReturnSuccess) {
         *interface = Mac::current()->registry.handOut(entry, name);
     }

@@ -245,3 +245,21 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t handle, CFStringRe
         return call.pointer<CFTypeRef>(nullptr);
     return call.pointer(handOut(entry->get(textOf(key)), name));
 }
+
+CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t handle, const io_name_t plane,
+                                          CFStringRef key, CFAllocatorRef, IOOptionBits options) {
+    constexpr auto name = "IORegistryEntrySearchCFProperty";
+    PlatformCall call(name, [&] {
+        return fmt::format("{}, plane {}, key \"{}\", options {:#x}", describe(handle), plane,
+                           textOf(key), options);
+    });
+    const auto entry = registry().entryOf(handle);
+    if (call.fails() || entry == nullptr) return call.pointer<CFTypeRef>(nullptr);
+    // Below the entry, itself first; nothing here searches towards the parents.
+    for (const auto& found : registry().walk(entry)) {
+        const CFPointer value = found->get(textOf(key));
+        if (value != nullptr) return call.pointer(handOut(value, name));
+        if (options != kIORegistryIterateRecursively) break;
+    }
+    return call.pointer<CFTypeRef>(nullptr);
+}

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <stdexcept>
@@ -36,12 +37,22 @@ std::string defaultName(const ScreenDescription& screen) {
     return name.value_or("Unknown Display");
 }
 
+/// Whether the system's tools print the screen's EDID, at some time.
+bool listsEDID(const ScreenDescription& screen) {
+    return screen.edidListed.value_or(!screen.builtIn) && !screen.monitor.edid.empty();
+}
+
 std::string describe(const USBDeviceDescription& device) {
     return fmt::format("{} (product {:04X})", device.product.value_or(device.nodeName),
                        device.productID.value_or(0));
 }
 
 }  // namespace
+
+Display::Display(ScreenDescription what)
+    : screen(std::move(what)),
+      buses(screen.framebuffer.buses.value_or(std::vector<BusDescription>(screen.builtIn ? 0 : 1))),
+      monitor(screen.monitor) {}
 
 Mac::Mac(MacDescription what, Options options)
     : description(std::move(what)),
@@ -54,11 +65,14 @@ Mac::Mac(MacDescription what, Options options)
     }
     strings_ = readStringsFile(Installation::resource("en.lproj/Localizable.strings"));
     addDisplays();
-    usbController_ = buildHardwareTree(registry, description, displays_);
+    const HardwareTree tree = buildHardwareTree(registry, description, displays_);
+    usbController_ = tree.usbController;
     for (const USBDeviceDescription& device : description.usb) {
         registry.add(usbController_, makeUSBDevice(device));
     }
+    scheduleScreens();
     scheduleEvents();
+    scheduleDisplayServices(tree.displayServices);
     toolServer_ = std::make_unique<ToolServer>(*this);
 }
 
@@ -112,33 +126,60 @@ std::vector<const Display*> Mac::screens() const {
     return known;
 }
 
-void Mac::scheduleEvents() {
+Time Mac::timeOfListing(const Display& display) const {
+    return timeOf(std::max(display.screen.appearsAt, display.screen.edidListedAt));
+}
+
+std::vector<const Display*> Mac::displaysWithListedEDID() const {
+    const Time now = scheduler.now();
+    std::vector<const Display*> listed;
     for (const auto& display : displays_) {
-        if (display->screen.appearsAt > 0) {
-            scheduler.onMainAt(timeOf(display->screen.appearsAt),
-                               [this, name = display->localizedName] {
-                                   note("mac", "screen " + name + " appears");
-                               });
-        }
-        if (const auto connection = connectionOf(*display)) {
-            const bool listed = display->screen.edidListed.value_or(!display->screen.builtIn);
-            if (!listed || display->screen.monitor.edid.empty()) continue;
-            const auto list = [this, connection, edid = makeCF(display->screen.monitor.edid)] {
-                registry.setProperty(connection, "IODisplayEDID", edid);
-            };
-            if (display->screen.edidListedAt > 0) {
-                scheduler.onMainAt(timeOf(display->screen.edidListedAt),
-                                   [this, list, name = display->localizedName] {
-                                       list();
-                                       note("mac", "the EDID of " + name + " appears");
-                                   });
-            } else {
-                list();
-            }
+        if (listsEDID(display->screen) && timeOfListing(*display) <= now) {
+            listed.push_back(display.get());
         }
     }
+    return listed;
+}
+
+void Mac::scheduleScreens() {
+    for (const auto& display : displays_) {
+        const std::string& name = display->localizedName;
+        if (display->screen.appearsAt > 0) {
+            scheduler.onMainAt(timeOf(display->screen.appearsAt),
+                               [this, name] { note("mac", "screen " + name + " appears"); });
+        }
+        if (!listsEDID(display->screen)) continue;
+        const auto list = [this, connection = connectionOf(*display),
+                           edid = makeCF(display->screen.monitor.edid)] {
+            if (connection != nullptr) registry.setProperty(connection, "IODisplayEDID", edid);
+        };
+        const Time time = timeOfListing(*display);
+        if (time > Time(0)) {
+            scheduler.onMainAt(time, [this, list, name] {
+                list();
+                note("mac", "the EDID of " + name + " appears");
+            });
+        } else {
+            list();
+        }
+    }
+}
+
+void Mac::scheduleEvents() {
     for (const EventDescription& event : description.events) {
         scheduler.onMainAt(timeOf(event.at), [this, event] { play(event); });
+    }
+}
+
+void Mac::scheduleDisplayServices(const std::shared_ptr<RegistryEntry>& parent) {
+    if (parent == nullptr) return;
+    for (const auto& display : displays_) {
+        const DisplayServiceDescription& service = display->screen.displayService;
+        if (!service.present || service.appearsAt <= 0) continue;
+        scheduler.onMainAt(timeOf(service.appearsAt), [this, parent, &display = *display] {
+            addDisplayService(registry, parent, display);
+            note("mac", "the display service of " + display.localizedName + " appears");
+        });
     }
 }
 

@@ -32,7 +32,7 @@ struct TimelineEntry {
 
 /// A screen of the Mac with the monitor behind it.
 struct Display {
-    explicit Display(ScreenDescription what) : screen(std::move(what)), monitor(screen.monitor) {}
+    explicit Display(ScreenDescription what);
 
     const ScreenDescription screen;
     std::uint32_t displayID = 0;
@@ -40,8 +40,12 @@ struct Display {
     std::uint32_t modelNumber = 0;
     std::uint32_t serialNumber = 0;
     std::string localizedName;
+    const std::vector<BusDescription> buses;  ///< of its framebuffer
     Monitor monitor;
-    std::shared_ptr<RegistryEntry> framebuffer;  ///< none where the Mac has none for it
+    /// The entry of an Intel Mac's framebuffer; none where it has none for the display.
+    std::shared_ptr<RegistryEntry> framebuffer;
+    /// The entries of an Apple-silicon Mac's AV service proxies, as the description lists them.
+    std::vector<std::shared_ptr<RegistryEntry>> proxies;
 };
 
 /// A Mac as a description says it is. While it is switched on, the platform's functions of this
@@ -72,6 +76,8 @@ class Mac {
     Display* display(std::uint32_t displayID) const;
     /// The screens that the window system knows by now, in its order.
     std::vector<const Display*> screens() const;
+    /// Those whose EDID the system's tools print by now.
+    std::vector<const Display*> displaysWithListedEDID() const;
 
     /// What the user does in the events of the description; the host of the pane takes part.
     void onUser(std::function<void(EventDescription::User)> action);
@@ -103,7 +109,10 @@ class Mac {
 
   private:
     void addDisplays();
+    Time timeOfListing(const Display& display) const;
+    void scheduleScreens();
     void scheduleEvents();
+    void scheduleDisplayServices(const std::shared_ptr<RegistryEntry>& parent);
     void play(const EventDescription& event);
 
     std::vector<std::unique_ptr<Display>> displays_;

@@ -74,7 +74,7 @@ struct MonitorDescription {
     /// The EDID's bytes, whole; empty says that the monitor has none.
     Bytes edid;
     std::map<std::uint8_t, VCPEntry> vcp;
-    /// One a Get VCP request, in order; the last one holds for every later request. Empty: good.
+    /// One a reply that is read, in order; the last one holds for every later reply. Empty: good.
     std::vector<DDCAnswer> answers;
     /// A request that gives the monitor less time than this gets no answer (nanoseconds).
     std::uint64_t needsReplyDelay = 0;
@@ -98,13 +98,38 @@ struct FramebufferDescription {
     bool present = true;
     /// Overrides of the display information dictionary, by key.
     PropertyMap dictionary;
-    std::vector<BusDescription> buses = {BusDescription{}};
+    /// Not set: one that leads to the monitor, none for a built-in panel.
+    std::optional<std::vector<BusDescription>> buses;
     /// Of IOFBGetI2CInterfaceCount, where it differs from the number of buses.
     std::optional<std::uint32_t> busCount;
     /// The framebuffer's path in the I/O registry's service plane.
     std::optional<std::string> path;
     /// Whether CGDisplayIOServicePort knows the framebuffer.
     bool hasServicePort = true;
+};
+
+/// An AV service proxy in the registry (Apple silicon).
+struct ProxyDescription {
+    /// "Location"; not set: "External", or "Embedded" for the built-in panel.
+    std::optional<PropertyValue> location;
+    bool nameReadable = true;
+    bool opens = true;                ///< IOAVServiceCreateWithService gives a service
+    std::int32_t copyEDIDResult = 0;  ///< of IOAVServiceCopyEDID
+    /// The EDID that the service gives, where it is not the monitor's; empty: none.
+    std::optional<Bytes> edid;
+};
+
+/// The framebuffer entry that an Apple-silicon Mac's registry has for a screen, and the AV service
+/// proxies below it.
+struct DisplayServiceDescription {
+    bool present = true;
+    double appearsAt = 0;                  ///< seconds after power-on
+    std::optional<std::int64_t> position;  ///< in the registry's order; not set: the screen's own
+    std::string entryName = "AppleCLCD2";
+    bool nameReadable = true;
+    PropertyMap properties;         ///< overrides of the entry's properties
+    PropertyMap productAttributes;  ///< overrides in its "ProductAttributes"
+    std::vector<ProxyDescription> proxies = {ProxyDescription{}};
 };
 
 struct ScreenDescription {
@@ -123,6 +148,10 @@ struct ScreenDescription {
     double edidListedAt = 0;
     MonitorDescription monitor;
     FramebufferDescription framebuffer;
+    DisplayServiceDescription displayService;
+    /// Overrides of CoreDisplay's information dictionary (Apple silicon).
+    PropertyMap infoDictionary;
+    bool hasInfoDictionary = true;
 };
 
 struct USBDeviceDescription {
@@ -181,6 +210,11 @@ struct MacDescription {
     /// Overrides of the string table; a missing value takes the key out of the table.
     std::map<std::string, std::optional<std::string>> strings;
     std::vector<FaultDescription> faults;
+    /// AV service proxies that come before every framebuffer in the registry (Apple silicon).
+    std::vector<ProxyDescription> strayProxies;
+    /// Entries of no interest in the registry; not set: some thousands on Apple silicon, none on an
+    /// Intel Mac.
+    std::optional<std::uint32_t> otherRegistryEntries;
 };
 
 }  // namespace simulated_mac

@@ -7,7 +7,7 @@
 namespace simulated_mac {
 namespace {
 
-constexpr const char* kNoEDID = "none";
+constexpr const char* kNone = "none";
 
 Choice<DDCAnswer::Kind> answerWords() {
     using Kind = DDCAnswer::Kind;
@@ -52,7 +52,7 @@ void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t si
 }  // namespace
 
 void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) const {
-    if (YAMLReader::isWord(node, kNoEDID)) {
+    if (YAMLReader::isWord(node, kNone)) {
         target.clear();
         return;
     }
@@ -73,8 +73,8 @@ void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) co
 }
 
 JSON EDIDBytes::schema(const Bytes& initial) const {
-    return {{"anyOf",
-             {{{"const", kNoEDID}}, HexBytes{}.schema(initial), Mapping{}.schema(EDIDForms())}}};
+    return {
+        {"anyOf", {{{"const", kNone}}, HexBytes{}.schema(initial), Mapping{}.schema(EDIDForms())}}};
 }
 
 void ImageSize::read(YAMLReader& reader, const YAMLNode& node, EDIDFields& target) const {
@@ -135,6 +135,21 @@ void EDIDListing::read(YAMLReader& reader, const YAMLNode& node, ScreenDescripti
 
 JSON EDIDListing::schema(const ScreenDescription&) const {
     return {{"anyOf", {Boolean{}.schema(true), Mapping{}.schema(LateListing())}}};
+}
+
+void InfoDictionary::read(YAMLReader& reader, const YAMLNode& node,
+                          ScreenDescription& target) const {
+    if (YAMLReader::isWord(node, kNone)) {
+        target.hasInfoDictionary = false;
+    } else if (node.kind == YAMLNode::Kind::mapping) {
+        Properties{}.read(reader, node, target.infoDictionary);
+    } else {
+        reader.failFound(node, "none or a mapping");
+    }
+}
+
+JSON InfoDictionary::schema(const ScreenDescription& initial) const {
+    return {{"anyOf", {{{"const", kNone}}, Properties{}.schema(initial.infoDictionary)}}};
 }
 
 }  // namespace simulated_mac

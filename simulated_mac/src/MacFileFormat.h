@@ -46,6 +46,12 @@ struct EDIDListing {
     JSON schema(const ScreenDescription&) const;
 };
 
+/// Changes to CoreDisplay's dictionary, or none for a display without one.
+struct InfoDictionary {
+    void read(YAMLReader& reader, const YAMLNode& node, ScreenDescription& target) const;
+    JSON schema(const ScreenDescription&) const;
+};
+
 template <class Visitor>
 void fields(Visitor& field, EDIDFields& edid) {
     using Descriptor = EDIDFields::Descriptor;
@@ -103,7 +109,8 @@ void fields(Visitor& field, MonitorDescription& monitor) {
           "The EDID: none, hex digits, {file: ...}, {hex: ...}, or the keys to make a valid one.");
     field("vcp", monitor.vcp, ByNumber<VCPValue>{}, "What the monitor answers, by VCP code.");
     field("answers", monitor.answers, ListOf<AnswerKind>{},
-          "How it answers the first, second, ... request; the last one holds for all later ones.");
+          "What it sends when its first, second, ... reply is read; the last one holds for all "
+          "later replies.");
     field("needs_reply_delay_ns", monitor.needsReplyDelay, Number{},
           "A request that gives the monitor less time than this (nanoseconds) gets no answer.");
     field("settles_after_clean", monitor.settlesAfterClean, Boolean{},
@@ -127,12 +134,44 @@ void fields(Visitor& field, FramebufferDescription& framebuffer) {
     field("dictionary", framebuffer.dictionary, Properties{},
           "Changes to the display information dictionary; null takes a key out.");
     field("buses", framebuffer.buses, ListOf<Mapping>{},
-          "The I2C buses; one that leads to the monitor unless given.");
+          "The I2C buses; unless given, one that leads to the monitor, none for a built-in panel.");
     field("bus_count", framebuffer.busCount, Number{},
           "Number of buses that IOFBGetI2CInterfaceCount tells, where that differs.");
     field("path", framebuffer.path, Text{}, "Path in the I/O registry's service plane.");
     field("service_port", framebuffer.hasServicePort, Boolean{},
           "Whether CGDisplayIOServicePort knows the framebuffer.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, ProxyDescription& proxy) {
+    field("location", proxy.location, Property{},
+          "Property Location; null leaves it out. External, or Embedded for the built-in panel, "
+          "unless given.");
+    field("name_readable", proxy.nameReadable, Boolean{}, "Whether the entry's name can be read.");
+    field("opens", proxy.opens, Boolean{}, "Whether an AV service can be made for it.");
+    field("copy_edid_result", proxy.copyEDIDResult, IOResult{}, "Result of IOAVServiceCopyEDID.");
+    field("edid", proxy.edid, EDIDBytes{},
+          "The EDID that the service gives in place of the monitor's; none for no data.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, DisplayServiceDescription& service) {
+    field("appears_at", service.appearsAt, Seconds{},
+          "Seconds after power-on at which the entry joins the registry, behind all others.");
+    field("position", service.position, Number{},
+          "Place among the framebuffers of the registry; the screen's own place unless given.");
+    field("entry_name", service.entryName, Text{},
+          "Name of the framebuffer's entry: AppleCLCD2 or IOMobileFramebufferShim on real Macs.");
+    field("name_readable", service.nameReadable, Boolean{},
+          "Whether the entry's name can be read.");
+    field(
+        "properties", service.properties, Properties{},
+        "Changes to the entry's properties EDID UUID, DisplayAttributes and Transport; null takes "
+        "one out.");
+    field("product_attributes", service.productAttributes, Properties{},
+          "Changes to the ProductAttributes in its DisplayAttributes; null takes a key out.");
+    field("proxies", service.proxies, ListOf<Mapping>{},
+          "The AV service proxies below the entry; one unless given.");
 }
 
 template <class Visitor>
@@ -152,7 +191,15 @@ void fields(Visitor& field, ScreenDescription& screen) {
     field("monitor", screen.monitor, Mapping{}, "The monitor behind the screen.");
     field("framebuffer", screen.framebuffer,
           WordOrMapping<FramebufferDescription>{"none", &FramebufferDescription::present, false},
-          "The framebuffer that drives the screen; none for a screen without one.");
+          "The framebuffer that drives the screen (Intel Macs); none for a screen without one.");
+    field("display_service", screen.displayService,
+          WordOrMapping<DisplayServiceDescription>{"none", &DisplayServiceDescription::present,
+                                                   false},
+          "The framebuffer entry and AV service proxies of the screen (Apple silicon); none for a "
+          "screen without them.");
+    field("info_dictionary", screen, InfoDictionary{},
+          "Changes to CoreDisplay's dictionary of the display (Apple silicon); null takes a key "
+          "out, none leaves the display without one.");
 }
 
 template <class Visitor>
@@ -228,6 +275,12 @@ void fields(Visitor& field, MacDescription& mac) {
     field("strings", mac.strings, ByText<NullOr<Text>>{},
           "Changes to the table of localised strings, by key; null takes one out.");
     field("faults", mac.faults, ListOf<Mapping>{}, "Platform calls that fail.");
+    field("stray_proxies", mac.strayProxies, ListOf<Mapping>{},
+          "AV service proxies that come before every framebuffer in the registry (Apple silicon); "
+          "no monitor is behind them.");
+    field("other_registry_entries", mac.otherRegistryEntries, Number{0, 10'000'000},
+          "Number of registry entries that nobody looks for; 3000 on Apple silicon and none on an "
+          "Intel Mac unless given.");
 }
 
 }  // namespace simulated_mac

@@ -93,9 +93,15 @@ void Properties::read(YAMLReader& reader, const YAMLNode& node, PropertyMap& tar
 }
 
 JSON Properties::schema(const PropertyMap&) const {
-    const JSON property = {{"$ref", "#/definitions/property"}};
-    return {{"type", "object"},
-            {"additionalProperties", {{"anyOf", {{{"type", "null"}}, property}}}}};
+    return {{"type", "object"}, {"additionalProperties", Property{}.schema({})}};
+}
+
+void Property::read(YAMLReader& reader, const YAMLNode& node, PropertyValue& target) const {
+    target = readPropertyOrNull(reader, node);
+}
+
+JSON Property::schema(const PropertyValue&) const {
+    return {{"anyOf", {{{"type", "null"}}, {{"$ref", "#/definitions/property"}}}}};
 }
 
 JSON Properties::definition() {

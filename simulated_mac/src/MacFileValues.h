@@ -332,6 +332,12 @@ struct Properties {
     static JSON definition();
 };
 
+/// A registry property's value; null for one that is missing.
+struct Property {
+    void read(YAMLReader& reader, const YAMLNode& node, PropertyValue& target) const;
+    JSON schema(const PropertyValue&) const;
+};
+
 /// Whether a key has to be there.
 enum class Presence { optional, required };
 

@@ -36,19 +36,19 @@ class Parser {
             if (std::isspace(static_cast<unsigned char>(text_[at_]))) {
                 ++at_;
             } else if (text_.compare(at_, 2, "/*") == 0) {
-                skipTo("*/");
+                skipComment();
             } else if (text_.compare(at_, 2, "//") == 0) {
-                skipTo("\n");
+                at_ = std::min(text_.find('\n', at_), text_.size());
             } else {
                 return;
             }
         }
     }
 
-    void skipTo(std::string_view end) {
-        const auto found = text_.find(end, at_ + 2);
-        if (found == std::string::npos) fail("a comment has no end");
-        at_ = found + end.size();
+    void skipComment() {
+        const auto end = text_.find("*/", at_ + 2);
+        if (end == std::string::npos) fail("a comment has no end");
+        at_ = end + 2;
     }
 
     void expect(char wanted) {

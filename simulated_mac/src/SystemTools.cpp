@@ -97,12 +97,29 @@ ToolOutput systemProfiler(const Mac& mac, const std::vector<std::string>& argume
     return {text + "\n", 0};
 }
 
+/// The firmware's register sets: one line an EDID block, its fields between bars.
+ToolOutput afktool(const Mac& mac, const std::vector<std::string>& arguments) {
+    if (arguments != std::vector<std::string>{"-r", "all", "registry"}) return {"", usageError};
+    constexpr std::size_t blockSize = 128;
+    ToolOutput output;
+    for (const Display* display : mac.displaysWithListedEDID()) {
+        Bytes block = display->screen.monitor.edid;
+        block.resize(std::min(block.size(), blockSize));
+        output.text += fmt::format(
+            "\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <{:02x}> | "
+            "\"RegisterSetSize\" = {}\n",
+            fmt::join(block, ""), block.size());
+    }
+    return output;
+}
+
 }  // namespace
 
 ToolOutput runSystemTool(const Mac& mac, const std::string& tool,
                          const std::vector<std::string>& arguments) {
     if (tool == "ioreg") return ioreg(mac, arguments);
     if (tool == "system_profiler") return systemProfiler(mac, arguments);
+    if (tool == "afktool" && mac.description.chip == Chip::apple) return afktool(mac, arguments);
     return {"", notFound};
 }
 

@@ -71,6 +71,10 @@ kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t entry,
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key,
                                           CFAllocatorRef allocator, IOOptionBits options);
 
+CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t entry, const io_name_t plane,
+                                          CFStringRef key, CFAllocatorRef allocator,
+                                          IOOptionBits options);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <string>
+
+namespace simulated_mac {
+
+/// What "%@" makes of an object: Foundation's description in the style of a property list, a
+/// dictionary's entries in the order of their keys.
+std::string descriptionOf(CFTypeRef object);
+
+}  // namespace simulated_mac
