@@ -1,0 +1,37 @@
+# The commands of this project. README.md says what each is for.
+
+preset ?= default
+build  := build/$(preset)
+
+.PHONY: help run test packages build tests clean
+
+help:
+	@echo 'make run       build, and run the pane on an example Mac'
+	@echo 'make test      build, and run all tests'
+	@echo 'make packages  install what is needed and missing (Debian 12)'
+	@echo 'make clean     remove what was built'
+
+packages:
+	@scripts/install-packages
+
+$(build)/build.ninja:
+	@cmake --preset $(preset) $(if $(VERBOSE),,> /dev/null)
+
+build: packages $(build)/build.ninja
+	@cmake --build --preset $(preset) --target displaycheck $(if $(VERBOSE),,-- --quiet)
+
+tests: packages $(build)/build.ninja
+	@cmake --build --preset $(preset) $(if $(VERBOSE),,-- --quiet)
+
+run: build
+	@$(build)/bin/displaycheck run examples/intel-first-look.yaml
+	@echo
+	@echo 'More Macs to try:  $(build)/bin/displaycheck run examples/NAME.yaml'
+	@echo 'Their names:       ls examples        What each shows: the comment at its top'
+	@echo 'All the rest:      $(build)/bin/displaycheck --help'
+
+test: tests
+	@ctest --preset $(preset)
+
+clean:
+	@rm -rf build

@@ -1,0 +1,49 @@
+#include "displaycheck/CapturedOutput.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+namespace displaycheck {
+
+namespace {
+
+[[noreturn]] void fail() {
+    throw std::system_error(errno, std::generic_category(), "can't capture the standard output");
+}
+
+}  // namespace
+
+CapturedOutput::CapturedOutput() {
+    std::fflush(stdout);
+    file_ = memfd_create("standard output", MFD_CLOEXEC);
+    if (file_ == -1) fail();
+    original_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+    if (original_ == -1 || dup2(file_, STDOUT_FILENO) == -1) fail();
+}
+
+CapturedOutput::~CapturedOutput() {
+    std::fflush(stdout);
+    dup2(original_, STDOUT_FILENO);
+    close(original_);
+    close(file_);
+}
+
+std::string CapturedOutput::text() const {
+    std::fflush(stdout);
+    std::string all;
+    std::array<char, 65536> piece;
+    for (;;) {
+        const ssize_t count =
+            pread(file_, piece.data(), piece.size(), static_cast<off_t>(all.size()));
+        if (count <= 0) return all;
+        all.append(piece.data(), static_cast<std::size_t>(count));
+    }
+}
+
+}  // namespace displaycheck

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace displaycheck {
+
+/// `displaycheck edid`: decodes the EDIDs in files as the pane does; "-" and no file at all stand
+/// for standard input. Returns the exit status.
+int showEDIDs(const std::vector<std::string>& files, bool json);
+
+}  // namespace displaycheck

@@ -1,0 +1,40 @@
+#include "displaycheck/MacFiles.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include "displaycheck/ExitStatus.h"
+#include "displaycheck/TerminalText.h"
+#include "simulated_mac/src/MacFile.h"
+
+namespace displaycheck {
+
+std::vector<MacFile> readMacFiles(const std::vector<std::string>& paths) {
+    std::vector<MacFile> files;
+    for (const std::string& path : paths) {
+        MacFile file{path, {}, std::nullopt};
+        try {
+            file.description = simulated_mac::readMacFile(path);
+        } catch (const simulated_mac::MacFileError& error) {
+            file.error = error.what();
+        }
+        files.push_back(std::move(file));
+    }
+    return files;
+}
+
+int checkMacFiles(const std::vector<std::string>& paths) {
+    int status = done;
+    for (const MacFile& file : readMacFiles(paths)) {
+        if (file.error) {
+            fmt::print(stderr, "{}\n", *file.error);
+            status = badInput;
+        } else {
+            fmt::print("{}: ok\n", printable(file.path));
+        }
+    }
+    return status;
+}
+
+}  // namespace displaycheck

@@ -1,0 +1,42 @@
+#include "displaycheck/PaneHost.h"
+
+namespace displaycheck {
+
+namespace {
+
+using User = simulated_mac::EventDescription::User;
+
+constexpr int forward = 1;  // InstallerSectionDirection of a user who goes on
+
+}  // namespace
+
+PaneHost::PaneHost(simulated_mac::Mac& mac)
+    : mac_(mac), pane_(&mac.window, &mac.window.title, &mac.window.warnings) {}
+
+simulated_mac::Scheduler::Outcome PaneHost::run() {
+    mac_.onUser([this](User action) {
+        switch (action) {
+            case User::entersPane:
+                return enterPane();
+            case User::clicksWarning:
+                return clickWarning();
+        }
+    });
+    mac_.scheduler.onMainAt(simulated_mac::Time(0), [this] { enterPane(); });
+    return mac_.scheduler.runUntilQuiet();
+}
+
+void PaneHost::enterPane() {
+    mac_.note("user", "enters the pane");
+    pane_.didEnterPane(forward);
+}
+
+void PaneHost::clickWarning() {
+    // However many recognizers the label has, one of them takes the click.
+    const bool takesClicks = mac_.window.warnings.clickRecognizers > 0;
+    mac_.note("user", takesClicks ? "clicks the warning"
+                                  : "clicks where the warning would be; nothing takes the click");
+    if (takesClicks) pane_.vornWebsiteBtnDidClicked();
+}
+
+}  // namespace displaycheck

@@ -1,0 +1,134 @@
+#include "displaycheck/RunCommand.h"
+
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "displaycheck/CapturedOutput.h"
+#include "displaycheck/ChildProcess.h"
+#include "displaycheck/ExitStatus.h"
+#include "displaycheck/JSONReport.h"
+#include "displaycheck/MacFiles.h"
+#include "displaycheck/PaneHost.h"
+#include "displaycheck/Progress.h"
+#include "displaycheck/TextReport.h"
+
+namespace displaycheck {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// A run takes milliseconds of the wall clock; one that takes this long never ends.
+constexpr auto limit = 60s;
+
+constexpr std::size_t narrowest = 60;
+constexpr std::size_t usualColumns = 80;
+constexpr std::size_t widest = 100;
+
+bool wantsColour(int descriptor) {
+    const char* const refused = std::getenv("NO_COLOR");
+    return isatty(descriptor) == 1 && (refused == nullptr || *refused == '\0');
+}
+
+std::size_t columnsOf(int descriptor) {
+    winsize size{};
+    if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return usualColumns;
+    return std::clamp<std::size_t>(size.ws_col, narrowest, widest);
+}
+
+/// What a run's child process needs to know of the terminal, which it no longer has.
+struct Terminal {
+    Palette output{wantsColour(STDOUT_FILENO)};
+    Palette errors{wantsColour(STDERR_FILENO)};
+    bool errorsLive = isatty(STDERR_FILENO) == 1;
+    std::size_t columns = columnsOf(STDOUT_FILENO);
+};
+
+simulated_mac::Mac::Options macOptions(const RunOptions& options) {
+    simulated_mac::Mac::Options macOptions;
+    macOptions.scheduler.realtime = options.realtime;
+    return macOptions;
+}
+
+Report runOnMac(const MacFile& file, const RunOptions& options, const Terminal& terminal,
+                simulated_mac::Mac& mac) {
+    if (options.trace) {
+        mac.trace.keepAll();
+    } else {
+        mac.trace.keepOnly(callsOfReports());
+    }
+    std::unique_ptr<Progress> progress;
+    if (options.realtime) {
+        progress =
+            std::make_unique<Progress>(terminal.errorsLive, terminal.columns, terminal.errors);
+        mac.onNote([&progress](const auto& entry) { progress->show(entry); });
+    }
+    const CapturedOutput output;
+    PaneHost host(mac);
+    const auto outcome = host.run();
+    mac.onNote({});
+    return makeReport(file.path, mac, host.pane(), outcome, output.text());
+}
+
+/// The body of a run's child process.
+void runFile(const MacFile& file, const RunOptions& options, const Terminal& terminal,
+             const ChildEnd& end) {
+    simulated_mac::Mac mac(file.description, macOptions(options));
+    const Report report = runOnMac(file, options, terminal, mac);
+    const auto problems = problemsOf(report);
+    for (const std::string& problem : problems) {
+        fmt::print(stderr, "displaycheck: {}: {}\n", printable(file.path), printable(problem));
+    }
+    std::fflush(stderr);
+    const TextReportOptions textOptions{options.log, options.trace, terminal.columns};
+    end.finish(options.json ? jsonReport(report, options.trace)
+                            : textReport(report, textOptions, terminal.output),
+               problems.empty() ? done : unfinished);
+}
+
+std::chrono::milliseconds limitOf(const RunOptions& options) {
+    if (!options.realtime) return limit;
+    const auto longest = simulated_mac::Scheduler::Options{}.longestRun;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(longest) + limit;
+}
+
+}  // namespace
+
+int runMacFiles(const RunOptions& options) {
+    const auto files = readMacFiles(options.files);
+    bool allGood = true;
+    for (const MacFile& file : files) {
+        if (!file.error) continue;
+        fmt::print(stderr, "{}\n", *file.error);
+        allGood = false;
+    }
+    if (!allGood) return badInput;
+
+    const Terminal terminal;
+    int status = done;
+    bool first = true;
+    for (const MacFile& file : files) {
+        const ChildResult result = runInChild(
+            [&](const ChildEnd& end) { runFile(file, options, terminal, end); }, limitOf(options));
+        if (result.failure) {
+            fmt::print(stderr, "displaycheck: {}: the run {}\n", printable(file.path),
+                       printable(*result.failure));
+            status = unfinished;
+            continue;
+        }
+        if (!first && !options.json) fmt::print("\n");
+        first = false;
+        std::fwrite(result.output.data(), 1, result.output.size(), stdout);
+        status = std::max(status, result.status);
+    }
+    return status;
+}
+
+}  // namespace displaycheck

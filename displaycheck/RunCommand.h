@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace displaycheck {
+
+struct RunOptions {
+    std::vector<std::string> files;
+    bool json = false;
+    bool log = false;
+    bool trace = false;
+    bool realtime = false;
+};
+
+/// `displaycheck run`: enters the pane on the Mac of each file, in a process of its own, and prints
+/// the reports in order. Runs nothing when one of the files is bad. Returns the exit status.
+int runMacFiles(const RunOptions& options);
+
+}  // namespace displaycheck

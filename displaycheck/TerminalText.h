@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Text as a terminal shows it. Texts come in as UTF-8 from files and monitors that nobody vouches
+/// for; what is not UTF-8 reads as U+FFFD.
+namespace displaycheck {
+
+/// Colours for a terminal that wants them; the plain text where none does.
+class Palette {
+  public:
+    explicit Palette(bool colour) : colour_(colour) {}
+
+    bool hasColour() const { return colour_; }
+
+    std::string bold(std::string_view text) const { return painted("1", text); }
+    std::string dim(std::string_view text) const { return painted("2", text); }
+    std::string green(std::string_view text) const { return painted("32", text); }
+    std::string yellow(std::string_view text) const { return painted("33", text); }
+    std::string alarm(std::string_view text) const { return painted("1;31", text); }
+    /// A link, as windows show it: blue and underlined.
+    std::string link(std::string_view text) const { return painted("4;34", text); }
+
+  private:
+    std::string painted(std::string_view code, std::string_view text) const;
+
+    bool colour_;
+};
+
+/// Part of a text, in UTF-16 units.
+struct TextRange {
+    std::size_t start = 0;
+    std::size_t length = 0;
+};
+
+/// One line ready to be written, and the columns that it takes.
+struct TerminalLine {
+    std::string text;
+    std::size_t width = 0;
+};
+
+/// Columns that a text takes, by Unicode's East Asian Width: wide characters take two, combining
+/// ones none. Characters that would act on the terminal count as their escapes.
+std::size_t displayWidth(std::string_view text);
+
+/// The text on one line. What would act on the terminal or reorder its line (control and format
+/// characters, line ends, a combining mark with nothing to combine with) or takes columns that
+/// terminals disagree about (joined pictographs) is spelt as an escape: "\n", "\x1B", "\u{202E}".
+std::string printable(std::string_view text);
+
+/// `printable`, filled up with blanks to a number of columns.
+std::string padded(std::string_view text, std::size_t columns);
+
+/// The part of a text that a range covers.
+std::string utf16Part(std::string_view text, TextRange range);
+
+/// Breaks a text into lines of at most `columns` (12 or more), at its own line ends and where
+/// Unicode allows a break; longer words are cut. `link` is painted as a link, or stands between
+/// "_" where there is no colour.
+std::vector<TerminalLine> wrapText(std::string_view text, std::size_t columns,
+                                   const std::optional<TextRange>& link, const Palette& palette);
+
+}  // namespace displaycheck

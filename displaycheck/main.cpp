@@ -1,0 +1,159 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+#include "displaycheck/EDIDCommand.h"
+#include "displaycheck/ExitStatus.h"
+#include "displaycheck/MacFiles.h"
+#include "displaycheck/ModelCommand.h"
+#include "displaycheck/RunCommand.h"
+#include "simulated_mac/src/MacFile.h"
+
+namespace {
+
+using namespace displaycheck;
+
+constexpr auto description =
+    "Enters the display-check pane of the installer on simulated Macs,\n"
+    "and tells what it showed and why.\n";
+
+constexpr auto runText =
+    "Enters the pane on the Mac that each FILE describes, lets the run and the file's\n"
+    "events play out on a virtual clock, and reports what the user sees and why. All\n"
+    "files are checked before the first one runs.";
+
+constexpr auto checkText =
+    "Prints \"FILE: ok\" for a good file, and for a bad one the place of its first mistake,\n"
+    "what was found there and what was expected.";
+
+constexpr auto schemaText = "With it, editors complete and check Mac files while they are written.";
+
+constexpr auto EDIDText =
+    "A FILE is a binary EDID, or a text with one EDID in hex on each line. \"-\", and no\n"
+    "FILE at all, stand for standard input.";
+
+constexpr auto modelText =
+    "For each NAME: whether it is a supported model, whether its display chip needs the\n"
+    "special treatment, its bare model name, and whether its model year is 25 or later.";
+
+constexpr auto exitStatuses =
+    "Exit status:\n"
+    "  0  done, whatever the pane's verdict\n"
+    "  1  a run did not finish: it crashed, got stuck, ran out of time, left Continue greyed or\n"
+    "     misused the platform; or the output could not be written\n"
+    "  2  wrong usage, or a file that can't be used";
+
+/// The commands and options; each command leaves its exit status in `status`.
+class CommandLine {
+  public:
+    CommandLine() {
+        app_.set_version_flag("--version", "displaycheck " DISPLAYCHECK_VERSION,
+                              "Print the version and leave");
+        app_.set_help_flag("-h,--help", "Print this help and leave");
+        app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
+        app_.get_formatter()->label("Subcommands", "Commands");
+        app_.footer(std::string("\"displaycheck COMMAND --help\" explains a command.\n"
+                                "Try: displaycheck run examples/*.yaml\n\n") +
+                    exitStatuses);
+        addRun();
+        addCheck();
+        addSchema();
+        addEDID();
+        addModel();
+    }
+
+    int run(int argc, char** argv) {
+        try {
+            app_.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            return app_.exit(error) == 0 ? done : badInput;
+        }
+        if (app_.get_subcommands().empty()) {
+            fmt::print(stderr, "{}", app_.help());
+            return badInput;
+        }
+        return status_;
+    }
+
+  private:
+    CLI::App* addCommand(const std::string& name, const std::string& summary,
+                         const std::string& explanation) {
+        CLI::App* const command = app_.add_subcommand(name, summary);
+        command->footer(explanation + "\n\n" + exitStatuses);
+        return command;
+    }
+
+    void addRun() {
+        auto* const command =
+            addCommand("run", "Enter the pane on Macs and report what it showed", runText);
+        command->add_option("FILE", run_.files, "Mac files (YAML)")->required();
+        command->add_flag("--json", run_.json, "One JSON object on a line for each FILE");
+        command->add_flag("--log", run_.log,
+                          "Add the system log and the pane's standard output\n"
+                          "(JSON always has them)");
+        command->add_flag("--trace", run_.trace,
+                          "Add every platform call: time, thread,\ncall(arguments) = result");
+        command->add_flag("--realtime", run_.realtime,
+                          "Go by the wall clock, with progress on standard error");
+        command->callback([this] { status_ = runMacFiles(run_); });
+    }
+
+    void addCheck() {
+        auto* const command = addCommand(
+            "check", "Tell whether Mac files are valid, without running them", checkText);
+        command->add_option("FILE", checked_, "Mac files (YAML)")->required();
+        command->callback([this] { status_ = checkMacFiles(checked_); });
+    }
+
+    void addSchema() {
+        auto* const command =
+            addCommand("schema", "Print the JSON Schema of Mac files", schemaText);
+        command->callback([] { fmt::print("{}", simulated_mac::macFileSchema()); });
+    }
+
+    void addEDID() {
+        auto* const command = addCommand("edid", "Decode EDIDs as the pane does", EDIDText);
+        command->add_option("FILE", EDIDs_, "Binary EDIDs or texts of hex EDIDs");
+        command->add_flag("--json", EDIDsAsJSON_, "One JSON object on a line for each EDID");
+        command->callback([this] { status_ = showEDIDs(EDIDs_, EDIDsAsJSON_); });
+    }
+
+    void addModel() {
+        auto* const command =
+            addCommand("model", "Tell what the pane makes of display names", modelText);
+        command->add_option("NAME", models_, "Display names, such as \"VORN K2723QX\"")->required();
+        command->add_flag("--json", modelsAsJSON_, "One JSON object on a line for each NAME");
+        command->callback([this] { status_ = showModels(models_, modelsAsJSON_); });
+    }
+
+    CLI::App app_{description, "displaycheck"};
+    int status_ = done;
+    RunOptions run_;
+    std::vector<std::string> checked_;
+    std::vector<std::string> EDIDs_;
+    bool EDIDsAsJSON_ = false;
+    std::vector<std::string> models_;
+    bool modelsAsJSON_ = false;
+};
+
+/// The program's exit status, once all of its output is written.
+int finishOutput(int status) {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+    fmt::print(stderr, "displaycheck: the output can't be written: {}\n", std::strerror(errno));
+    return status == done ? unfinished : status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return finishOutput(CommandLine().run(argc, argv));
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "displaycheck: {}\n", error.what());
+        return unfinished;
+    }
+}

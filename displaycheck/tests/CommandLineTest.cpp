@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include "displaycheck/tests/Program.h"
+
+namespace test {
+namespace {
+
+const std::string good = "mac: A Mac alone\nscreens: [built-in]\n";
+
+TEST(CommandLine, HelpsEverywhere) {
+    const Folder folder;
+    for (const std::string command : {"", "run", "check", "schema", "edid", "model"}) {
+        for (const std::string help : {"--help", "-h"}) {
+            const auto finished =
+                command.empty() ? run(folder, {help}) : run(folder, {command, help});
+            EXPECT_EQ(finished.status, 0) << command;
+            EXPECT_NE(finished.output.find("Exit status:"), std::string::npos) << command;
+            EXPECT_EQ(finished.errors, "");
+        }
+    }
+}
+
+TEST(CommandLine, TellsItsVersion) {
+    const Folder folder;
+    EXPECT_EQ(run(folder, {"--version"}).output, "displaycheck 0.1.0\n");
+}
+
+TEST(CommandLine, RefusesWrongUsage) {
+    const Folder folder;
+    for (const auto& arguments :
+         std::vector<std::vector<std::string>>{{},
+                                               {"bogus"},
+                                               {"run"},
+                                               {"run", "--bogus", "x"},
+                                               {"check"},
+                                               {"schema", "x"},
+                                               {"edid", "--trace"},
+                                               {"--json"},
+                                               {"run", "--json=maybe", "x"}}) {
+        const auto finished = run(folder, arguments);
+        EXPECT_EQ(finished.status, 2);
+        EXPECT_EQ(finished.output, "");
+        EXPECT_NE(finished.errors, "");
+    }
+}
+
+TEST(CommandLine, PrintsTheSchema) {
+    const Folder folder;
+    const auto finished = run(folder, {"schema"});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(nlohmann::json::parse(finished.output)["type"], "object");
+}
+
+TEST(CheckCommand, ChecksEveryFile) {
+    const Folder folder;
+    const std::string first = folder.write("first.yaml", good);
+    const std::string bad = folder.write("bad.yaml", "mac: X\nscreens: [built-in]\nbogus: 1\n");
+    const std::string last = folder.write("last.yaml", good);
+    const std::string missing = folder.path("missing.yaml");
+
+    const auto mixed = run(folder, {"check", first, bad, missing, last});
+    EXPECT_EQ(mixed.status, 2);
+    EXPECT_EQ(mixed.output, first + ": ok\n" + last + ": ok\n");
+    const auto errors = linesOf(mixed.errors);
+    ASSERT_EQ(errors.size(), 2u);
+    EXPECT_EQ(errors[0].rfind(bad + ":3:1: ", 0), 0u) << errors[0];
+    EXPECT_EQ(errors[1].rfind(missing + ":", 0), 0u) << errors[1];
+
+    EXPECT_EQ(run(folder, {"check", first, last}).status, 0);
+}
+
+TEST(RunCommandLine, RunsNothingWhenAFileIsBad) {
+    const Folder folder;
+    const std::string file = folder.write("good.yaml", good);
+    const std::string bad = folder.write("bad.yaml", "mac: [\n");
+    const auto finished = run(folder, {"run", file, bad});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_EQ(finished.output, "");
+    EXPECT_EQ(finished.errors.rfind(bad + ":", 0), 0u) << finished.errors;
+}
+
+TEST(RunCommandLine, ReportsInTheOrderOfTheFiles) {
+    const Folder folder;
+    const std::string first = folder.write("first.yaml", good);
+    const std::string second = folder.write("second.yaml", "mac: Another\nscreens: []\n");
+    const auto finished = run(folder, {"run", "--json", second, first, second});
+    EXPECT_EQ(finished.status, 0);
+    const auto reports = jsonLinesOf(finished.output);
+    ASSERT_EQ(reports.size(), 3u);
+    EXPECT_EQ(reports[0]["file"], second);
+    EXPECT_EQ(reports[1]["mac"], "A Mac alone");
+    EXPECT_EQ(reports[2].dump(), reports[0].dump());
+}
+
+TEST(RunCommandLine, TellsWhenContinueStaysGreyed) {
+    const Folder folder;
+    const std::string file = folder.write("faulty.yaml", good + "faults: [{call: IOMasterPort}]\n");
+    const auto finished = run(folder, {"run", file});
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_NE(finished.output.find("!!! all is quiet, but Continue was not enabled"),
+              std::string::npos);
+    EXPECT_NE(finished.output.find("╎ Continue ╎"), std::string::npos);
+    EXPECT_EQ(finished.errors,
+              "displaycheck: " + file + ": all is quiet, but Continue was not enabled\n");
+    const auto json = run(folder, {"run", "--json", file});
+    EXPECT_EQ(json.status, 1);
+    const auto report = jsonLinesOf(json.output).at(0);
+    EXPECT_EQ(report["runs"], 0);
+    EXPECT_TRUE(report["elapsed_s"].is_null());
+    EXPECT_EQ(report["pane"]["next_enabled"], false);
+    EXPECT_NE(report["stdout"].get<std::string>().find("IOMasterPort() returned"),
+              std::string::npos);
+}
+
+TEST(RunCommandLine, HasColoursOnlyOnATerminal) {
+    const Folder folder;
+    const std::string file = folder.write("good.yaml", good);
+    EXPECT_EQ(run(folder, {"run", file, "--log", "--trace"}).output.find('\x1B'),
+              std::string::npos);
+}
+
+TEST(RunCommandLine, ShowsLogAndTraceWhenAsked) {
+    const Folder folder;
+    const std::string file = folder.write("good.yaml", good);
+    const auto usual = run(folder, {"run", file}).output;
+    EXPECT_EQ(usual.find("System log"), std::string::npos);
+    EXPECT_EQ(usual.find("Platform calls"), std::string::npos);
+    const auto log = run(folder, {"run", file, "--log"}).output;
+    EXPECT_NE(log.find("System log\n  staticDevice Add observe\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("Standard output\n  nothing\n"), std::string::npos);
+    const auto trace = run(folder, {"run", file, "--trace"}).output;
+    EXPECT_NE(trace.find("  InstallerPane.setNextEnabled(NO)\n"), std::string::npos) << trace;
+}
+
+TEST(RunCommandLine, FollowsTheWallClockWhenAsked) {
+    const Folder folder;
+    const std::string file = folder.write("good.yaml", good);
+    const auto begin = std::chrono::steady_clock::now();
+    const auto finished = run(folder, {"run", "--json", "--realtime", file});
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(jsonLinesOf(finished.output).at(0)["elapsed_s"], 2.0);
+    EXPECT_NE(finished.errors.find("2.000 s  pane  Continue is enabled\n"), std::string::npos)
+        << finished.errors;
+}
+
+TEST(RunCommandLine, TellsWhenTheOutputCannotBeWritten) {
+    const Folder folder;
+    const std::string file = folder.write("good.yaml", good);
+    const std::string line = quoted(DISPLAYCHECK_PROGRAM) + " run " + quoted(file) +
+                             " >/dev/full 2>" + quoted(folder.path("stderr"));
+    const int status = std::system(line.c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_NE(folder.read("stderr").find("can't be written"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace test

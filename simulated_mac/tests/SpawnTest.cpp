@@ -1,0 +1,97 @@
+#include <crt_externs.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <string>
+
+#include "Utilities/RunCommand.h"
+#include "simulated_mac/src/Installation.h"
+#include "simulated_mac/src/Mac.h"
+
+// Starting processes, as the plug-in does.
+
+namespace simulated_mac {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+std::string shell(const std::string& commandLine) {
+    return RunCommand().runCommand(commandLine).value_or("no UTF-8");
+}
+
+TEST(Spawn, TheEnvironmentIsTheProcesss) {
+    ASSERT_EQ(setenv("VORN_TEST", "a value", 1), 0);
+    EXPECT_EQ(*_NSGetEnviron(), environ);
+    EXPECT_EQ(shell("echo $VORN_TEST"), "a value\n");
+    const Mac mac{MacDescription{}};
+    EXPECT_EQ(shell("echo $VORN_TEST"), "a value\n");
+}
+
+TEST(Spawn, AMacsToolsComeFirstOnThePath) {
+    const Mac mac{MacDescription{}};
+    EXPECT_THAT(shell("echo $PATH"), StartsWith(Installation::tools().string() + ":"));
+    EXPECT_EQ(shell("command -v ioreg"), (Installation::tools() / "ioreg").string() + "\n");
+    EXPECT_EQ(shell("printf x | tr x y"), "y") << "the system's own tools are there too";
+}
+
+TEST(Spawn, AMacsToolsAreFoundWithoutAPath) {
+    ASSERT_EQ(unsetenv("PATH"), 0);
+    const Mac mac{MacDescription{}};
+    EXPECT_EQ(shell("command -v ioreg"), (Installation::tools() / "ioreg").string() + "\n");
+}
+
+TEST(Spawn, WithoutAMacThePathIsTheProcesss) {
+    EXPECT_THAT(shell("echo $PATH"), Not(HasSubstr(Installation::tools().string())));
+}
+
+TEST(Spawn, NoDescriptorReachesAProcessThatItWasNotGiven) {
+    const Mac mac{MacDescription{}};
+    const int file = open("/dev/null", O_RDONLY);
+    ASSERT_NE(dup2(file, 37), -1);
+    EXPECT_EQ(shell("[ -e /proc/self/fd/37 ] && echo open || echo closed"), "closed\n");
+    EXPECT_NE(fcntl(37, F_GETFD), -1) << "it stays open here";
+}
+
+TEST(Spawn, AStartThatFailsAnswersItsError) {
+    MacDescription description;
+    description.faults = {{.call = "posix_spawn", .nth = 2, .andLater = false, .result = {}}};
+    const Mac mac(description);
+    EXPECT_EQ(shell("echo one"), "one\n");
+    EXPECT_EQ(shell("echo two"), "");
+    EXPECT_EQ(shell("echo three"), "three\n");
+}
+
+TEST(Spawn, AProgramThatIsNotThereCannotBeStarted) {
+    const Mac mac{MacDescription{}};
+    std::string program = "/no/such/program";
+    const std::array<char*, 2> arguments{program.data(), nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    pid_t child = -1;
+    EXPECT_EQ(
+        posix_spawn(&child, program.c_str(), &actions, nullptr, arguments.data(), *_NSGetEnviron()),
+        ENOENT);
+    posix_spawn_file_actions_destroy(&actions);
+}
+
+TEST(Spawn, ATraceShowsTheCommandLine) {
+    Mac mac{MacDescription{}};
+    mac.trace.keepOnly({"posix_spawn"});
+    shell("echo \"a b\"");
+    ASSERT_THAT(mac.trace.calls(), SizeIs(1));
+    EXPECT_EQ(mac.trace.calls()[0].arguments, "/bin/sh, \"-c\", \"echo \"a b\"\"");
+    EXPECT_EQ(mac.trace.calls()[0].result, "0");
+}
+
+}  // namespace
+}  // namespace simulated_mac

@@ -1,0 +1,128 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+// Each Mac in examples/ shows what its comment says. Its whole report is kept in tests/reports;
+// scripts/update-reports writes it anew.
+
+namespace {
+
+using nlohmann::json;
+
+const std::filesystem::path root = PROJECT_SOURCE_DIR;
+
+json reportOf(const std::string& name) {
+    const std::string command = std::string(DISPLAYCHECK_PROGRAM) + " run --json '" +
+                                (root / "examples" / (name + ".yaml")).string() + "'";
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string text;
+    std::array<char, 4096> piece;
+    while (const auto count = std::fread(piece.data(), 1, piece.size(), pipe.get())) {
+        text.append(piece.data(), count);
+    }
+    json report = json::parse(text);
+    report.erase("file");  // as the path was given
+    return report;
+}
+
+json keptReportOf(const std::string& name) {
+    std::ifstream file(root / "tests" / "reports" / (name + ".json"));
+    return file ? json::parse(file) : json("no report is kept");
+}
+
+std::vector<std::string> namesOfExamples() {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(root / "examples")) {
+        if (entry.path().extension() == ".yaml") names.push_back(entry.path().stem());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class EveryExample : public testing::TestWithParam<std::string> {};
+
+TEST_P(EveryExample, GivesTheReportThatIsKept) {
+    EXPECT_EQ(reportOf(GetParam()), keptReportOf(GetParam()));
+}
+
+TEST_P(EveryExample, SaysInACommentWhatItShows) {
+    std::ifstream file(root / "examples" / (GetParam() + ".yaml"));
+    std::string line;
+    std::getline(file, line);
+    EXPECT_THAT(line, testing::StartsWith("# "));
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, EveryExample, testing::ValuesIn(namesOfExamples()),
+                         [](const auto& example) {
+                             std::string name = example.param;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
+
+/// What an example is about.
+struct Verdict {
+    std::string example;
+    std::vector<int> states;  ///< of the displays, in the order of the screens
+    bool warning;
+    double elapsed;  ///< seconds to Continue
+    int runs = 1;
+};
+
+void PrintTo(const Verdict& verdict, std::ostream* out) {
+    *out << verdict.example;
+}
+
+class Example : public testing::TestWithParam<Verdict> {};
+
+TEST_P(Example, EndsAsItsCommentSays) {
+    const Verdict& expected = GetParam();
+    const json report = reportOf(expected.example);
+    std::vector<int> states;
+    for (const json& display : report["displays"]) states.push_back(display["displayState"]);
+    EXPECT_EQ(states, expected.states);
+    EXPECT_EQ(report["pane"]["warning_shown"], expected.warning);
+    EXPECT_EQ(report["pane"]["next_enabled"], true);
+    EXPECT_DOUBLE_EQ(report["elapsed_s"], expected.elapsed);
+    EXPECT_EQ(report["runs"], expected.runs);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Intel, Example,
+    testing::Values(Verdict{"intel-first-look", {-1, 3}, true, 4},
+                    Verdict{"intel-listed-answers", {-1, 0}, false, 0},
+                    Verdict{"intel-listed-silent", {-1, 1}, false, 4},
+                    Verdict{"intel-listed-without-the-bit", {-1, 1}, false, 0},
+                    Verdict{"intel-recent-silent", {-1, 3}, true, 4},
+                    Verdict{"intel-recent-unlisted-answers", {-1, 0}, false, 0},
+                    Verdict{"intel-other-maker", {-1, 3}, true, 0},
+                    Verdict{"intel-unlisted", {-1, 3}, true, 0},
+                    Verdict{"intel-two-monitors", {-1, 3, 0}, false, 0},
+                    Verdict{"intel-no-built-in-panel", {0}, false, 1},
+                    Verdict{"intel-amd-graphics", {-1, 1, 0}, false, 4},
+                    Verdict{"intel-first-bus-dead", {-1, 0}, false, 0},
+                    Verdict{"intel-third-try", {-1, 0}, false, 2},
+                    Verdict{"intel-wrong-framebuffer-identity", {-1, 1}, false, 4},
+                    Verdict{"intel-no-reply-type", {-1, 1}, false, 4.1},
+                    Verdict{"intel-camera-only", {-1}, false, 2},
+                    Verdict{"intel-camera-later", {-1}, false, 2, 2},
+                    Verdict{"intel-nothing-connected", {-1}, true, 2},
+                    Verdict{"intel-entered-twice", {-1}, true, 2, 2},
+                    Verdict{"intel-late-edid", {-1, 0}, false, 1},
+                    Verdict{"intel-service-tag-behind-name", {-1, 0}, false, 0},
+                    Verdict{"intel-silent-tools", {-1, 3}, true, 1}),
+    [](const auto& verdict) {
+        std::string name = verdict.param.example;
+        std::replace(name.begin(), name.end(), '-', '_');
+        return name;
+    });
+
+}  // namespace

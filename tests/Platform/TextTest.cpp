@@ -1,0 +1,130 @@
+#include "Platform/Text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/PaneOnMac.h"
+
+namespace {
+
+using ::testing::IsEmpty;
+
+class PlatformText : public ::testing::Test {
+  protected:
+    ~PlatformText() override { EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty()); }
+
+    const test::Mac mac{test::macWith({})};
+};
+
+test::MacDescription macWhereFails(const std::string& call) {
+    auto description = test::macWith({});
+    description.faults = {{call, 1, true, {}}};
+    return description;
+}
+
+TEST_F(PlatformText, GoesToAPlatformStringAndBack) {
+    for (const std::string text :
+         {"", "K2790Z", "\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80", "a\nb\tc"}) {
+        EXPECT_EQ(makeText(makeCFString(text).get()), text);
+    }
+}
+
+TEST_F(PlatformText, KeepsZeroBytes) {
+    const std::string text("a\0b", 3);
+    EXPECT_EQ(makeText(makeCFString(text).get()), text);
+    EXPECT_EQ(utf16Units(text), std::u16string(u"a\0b", 3));
+}
+
+TEST_F(PlatformText, BytesThatAreNotUTF8MakeNoString) {
+    for (const std::string bytes : {"\xFF", "a\xC3", "\xC0\x80", "\xED\xA0\x80", "\x80"}) {
+        EXPECT_FALSE(makeCFString(bytes)) << testing::PrintToString(bytes);
+        EXPECT_EQ(utf16Units(bytes), u"");
+    }
+}
+
+TEST_F(PlatformText, OfNoStringIsEmpty) {
+    EXPECT_EQ(makeText(nullptr), "");
+}
+
+TEST_F(PlatformText, CountsInUTF16Units) {
+    EXPECT_EQ(utf16Units("a\xC3\xA9\xF0\x9F\x98\x80"), u"a\u00E9\U0001F600");
+}
+
+TEST_F(PlatformText, OneUnitIsOneToThreeBytes) {
+    EXPECT_EQ(textOfUnit(u'A'), "A");
+    EXPECT_EQ(textOfUnit(u'\x7F'), "\x7F");
+    EXPECT_EQ(textOfUnit(u'\x80'), "\xC2\x80");
+    EXPECT_EQ(textOfUnit(u'\u07FF'), "\xDF\xBF");
+    EXPECT_EQ(textOfUnit(u'\u0800'), "\xE0\xA0\x80");
+    EXPECT_EQ(textOfUnit(u'\uFFFD'), "\xEF\xBF\xBD");
+    EXPECT_EQ(textOfUnit(u'\0'), std::string(1, '\0'));
+}
+
+TEST_F(PlatformText, CaseIsUnicodes) {
+    EXPECT_EQ(uppercaseText("stra\xC3\x9F\x65 \xC3\xA9"), "STRASSE \xC3\x89");
+    EXPECT_EQ(lowercaseText("\xC3\x89 K2790Z"), "\xC3\xA9 k2790z");
+    EXPECT_EQ(uppercaseText("\xEF\xAC\x81"), "FI");  // a ligature
+    EXPECT_EQ(lowercaseText(""), "");
+}
+
+TEST_F(PlatformText, CaseFollowsNoLanguage) {
+    EXPECT_EQ(uppercaseText("i"), "I");
+    EXPECT_EQ(lowercaseText("I"), "i");
+}
+
+TEST_F(PlatformText, ThatIsNotUTF8KeepsItsCase) {
+    EXPECT_EQ(uppercaseText("k\xFF"), "k\xFF");
+    EXPECT_EQ(lowercaseText("K\xFF"), "K\xFF");
+}
+
+TEST_F(PlatformText, BlanksAndTabsAreTrimmedAtBothEndsOnly) {
+    EXPECT_EQ(trimWhitespace(" \t a b \t "), "a b");
+    EXPECT_EQ(trimWhitespace("   "), "");
+    EXPECT_EQ(trimWhitespace(""), "");
+    EXPECT_EQ(trimWhitespace("a"), "a");
+}
+
+TEST_F(PlatformText, BlanksBeyondASCIIAreTrimmedToo) {
+    // No-break space, em space, ideographic space.
+    EXPECT_EQ(trimWhitespace("\xC2\xA0\xE2\x80\x83\x61\xE3\x80\x80"), "a");
+}
+
+TEST_F(PlatformText, LineBreaksAreNotTrimmed) {
+    EXPECT_EQ(trimWhitespace(" \na\n "), "\na\n");
+}
+
+TEST_F(PlatformText, ReplacingGoesOnBehindWhatWasPutIn) {
+    EXPECT_EQ(replaceAll("aaa", "a", "aa"), "aaaaaa");
+    EXPECT_EQ(replaceAll("a  (", " (", "("), "a (");
+    EXPECT_EQ(replaceAll("VORN VORN x", "VORN ", "Vorn "), "Vorn Vorn x");
+    EXPECT_EQ(replaceAll("abc", "x", "y"), "abc");
+    EXPECT_EQ(replaceAll("", "x", "y"), "");
+}
+
+TEST_F(PlatformText, AnAbsentOneIsWrittenAsNull) {
+    EXPECT_EQ(textOrNull(std::nullopt), "(null)");
+    EXPECT_EQ(textOrNull(""), "");
+    EXPECT_EQ(textOrNull("a"), "a");
+}
+
+TEST_F(PlatformText, IsFormattedAsByPrintfAtAnyLength) {
+    EXPECT_EQ(formatText("%02X.%zu", 0x0A, std::size_t{7}), "0A.7");
+    EXPECT_EQ(formatText("%s", std::string(5000, 'x').c_str()), std::string(5000, 'x'));
+    EXPECT_EQ(formatText("%s", ""), "");
+}
+
+TEST(PlatformTextWithoutMemory, KeepsItsCaseWhenNoStringCanBeMade) {
+    const test::Mac mac(macWhereFails("CFStringCreateWithBytes"));
+    EXPECT_EQ(uppercaseText("a"), "a");
+    EXPECT_EQ(trimWhitespace(" a "), " a ");
+    EXPECT_EQ(utf16Units("a"), u"");
+}
+
+TEST(PlatformTextWithoutMemory, KeepsItsCaseWhenNoCopyCanBeMade) {
+    const test::Mac mac(macWhereFails("CFStringCreateMutableCopy"));
+    EXPECT_EQ(uppercaseText("a"), "a");
+    EXPECT_EQ(lowercaseText("A"), "A");
+    EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,226 @@
+#include "Utilities/RunCommand.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+
+#include "tests/support/PaneOnMac.h"
+
+namespace {
+
+/// A named pipe in a folder of its own.
+class NamedPipe {
+  public:
+    NamedPipe() {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "run-command-XXXXXX").string();
+        EXPECT_NE(mkdtemp(pattern.data()), nullptr);
+        folder_ = pattern;
+        EXPECT_EQ(mkfifo(path().c_str(), 0600), 0);
+    }
+    NamedPipe(const NamedPipe&) = delete;
+    NamedPipe& operator=(const NamedPipe&) = delete;
+    ~NamedPipe() {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
+
+    std::string path() const { return (folder_ / "pipe").string(); }
+
+    /// Lets go whoever reads from the pipe, and waits for there to be somebody who does.
+    void write(std::string_view text) const {
+        const int end = open(path().c_str(), O_WRONLY | O_CLOEXEC);
+        EXPECT_NE(end, -1);
+        EXPECT_EQ(::write(end, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        close(end);
+    }
+
+  private:
+    std::filesystem::path folder_;
+};
+
+/// Whether every child of this process is collected in the end; those that run are waited for.
+bool allChildrenAreCollected() {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (std::chrono::steady_clock::now() < deadline) {
+        siginfo_t child{};
+        // Looks for a child that has ended and leaves it to be collected.
+        if (waitid(P_ALL, 0, &child, WEXITED | WNOWAIT) != 0 && errno == ECHILD) return true;
+    }
+    return false;
+}
+
+class ShellCommand : public ::testing::Test {
+  protected:
+    std::optional<std::string> run(const std::string& commandLine) const {
+        return RunCommand().runCommand(commandLine);
+    }
+
+    test::Mac mac{test::macWith({})};
+};
+
+TEST_F(ShellCommand, AllThatItPrintsIsReturnedByteForByte) {
+    EXPECT_EQ(run("printf 'one\\n two\\t\\n\\n'"), "one\n two\t\n\n");
+}
+
+TEST_F(ShellCommand, PipelinesAndQuotesAreTheShells) {
+    EXPECT_EQ(run("printf 'b\\na\\nb\\n' | sort | uniq -c | awk '{print $2 $1}'"), "a1\nb2\n");
+}
+
+TEST_F(ShellCommand, PercentSignsAreNoFormat) {
+    EXPECT_EQ(run("echo '%d %s %@ 100%'"), "%d %s %@ 100%\n");
+}
+
+TEST_F(ShellCommand, TheShellGetsTheCommandLineInOnePiece) {
+    mac.trace.keepOnly({"posix_spawn"});
+    run("echo 'a b'  c");
+    ASSERT_EQ(mac.trace.calls().size(), 1u);
+    EXPECT_EQ(mac.trace.calls().front().arguments, "/bin/sh, \"-c\", \"echo 'a b'  c\"");
+}
+
+TEST_F(ShellCommand, MoreThanAPipeHoldsIsReturnedWhole) {
+    const auto output = run("head -c 3000000 /dev/zero | tr '\\0' x");
+    ASSERT_TRUE(output);
+    EXPECT_EQ(*output, std::string(3000000, 'x'));
+}
+
+TEST_F(ShellCommand, ZeroBytesStay) {
+    EXPECT_EQ(run("printf 'a\\0b'"), std::string("a\0b", 3));
+}
+
+TEST_F(ShellCommand, TextBeyondASCIIIsUTF8) {
+    EXPECT_EQ(run("printf '\\303\\251\\360\\237\\230\\200'"), "\xC3\xA9\xF0\x9F\x98\x80");
+}
+
+TEST_F(ShellCommand, OutputThatIsNotUTF8GivesNothing) {
+    EXPECT_EQ(run("printf 'ab\\377'"), std::nullopt);
+    EXPECT_EQ(run("printf '\\303'"), std::nullopt);
+}
+
+TEST_F(ShellCommand, OneThatPrintsNothingGivesTheEmptyText) {
+    EXPECT_EQ(run("true"), "");
+    EXPECT_EQ(run(""), "");
+}
+
+TEST_F(ShellCommand, OneThatFailsInTheShellGivesTheEmptyText) {
+    EXPECT_EQ(run("no-such-command 2>/dev/null"), "");
+}
+
+TEST_F(ShellCommand, TheExitStatusIsNotLookedAt) {
+    EXPECT_EQ(run("echo said; exit 3"), "said\n");
+    EXPECT_EQ(run("echo said; kill -9 $$"), "said\n");
+}
+
+TEST_F(ShellCommand, WritesNothingToTheSystemLog) {
+    run("exit 3");
+    run("printf '\\377'");
+    EXPECT_THAT(mac.systemLog(), ::testing::IsEmpty());
+}
+
+TEST_F(ShellCommand, KeepsNoReference) {
+    run("echo something");
+    run("printf '\\377'");
+    EXPECT_THAT(mac.ledger.heldByCall(), ::testing::IsEmpty());
+}
+
+TEST_F(ShellCommand, StandardErrorIsNotRedirected) {
+    const int file = memfd_create("standard error", MFD_CLOEXEC);
+    const int original = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+    dup2(file, STDERR_FILENO);
+    const auto output = run("echo printed; echo complained >&2");
+    dup2(original, STDERR_FILENO);
+
+    std::array<char, 64> complaint{};
+    const ssize_t size = pread(file, complaint.data(), complaint.size(), 0);
+    close(file);
+    close(original);
+    EXPECT_EQ(output, "printed\n");
+    EXPECT_EQ(std::string(complaint.data(), static_cast<std::size_t>(size)), "complained\n");
+}
+
+TEST_F(ShellCommand, FindsNothingOnItsStandardInput) {
+    EXPECT_EQ(run("wc -c | tr -d ' '"), "0\n");
+}
+
+TEST_F(ShellCommand, DescriptorsOfThisProcessDoNotReachIt) {
+    constexpr int inherited = 57;
+    ASSERT_EQ(dup2(STDERR_FILENO, inherited), inherited);
+    ASSERT_EQ(fcntl(inherited, F_GETFD) & FD_CLOEXEC, 0);
+    // The shell's own descriptor of the folder it lists is closed again by the second look.
+    const auto output =
+        run("for entry in /proc/$$/fd/*; do "
+            "if [ -e \"$entry\" ]; then printf '%s ' \"${entry##*/}\"; fi; done");
+    close(inherited);
+    EXPECT_EQ(output, "0 1 2 ");
+}
+
+TEST_F(ShellCommand, RunsWithTheSystemsToolsOnItsPath) {
+    EXPECT_EQ(run("system_profiler SPDisplaysDataType | grep -c 'Chipset Model'"), "1\n");
+}
+
+TEST_F(ShellCommand, OneThatClosesItsOutputAndGoesOnIsNotWaitedFor) {
+    const NamedPipe pipe;
+    // It ends only when the pipe is written to, which happens after it was run.
+    EXPECT_EQ(run("echo done; exec >&-; read line < " + pipe.path()), "done\n");
+    pipe.write("go on\n");
+    EXPECT_TRUE(allChildrenAreCollected());
+}
+
+TEST_F(ShellCommand, OneWhoseChildStillHasTheOutputIsReadToTheChildsEnd) {
+    const NamedPipe pipe;
+    // The child prints when the shell, which holds the other end of the pipe, has ended.
+    EXPECT_EQ(run("(read line < " + pipe.path() + "; echo child) & exec 3> " + pipe.path() +
+                  "; echo shell"),
+              "shell\nchild\n");
+}
+
+TEST_F(ShellCommand, LeavesNoZombie) {
+    run("exit 3");
+    run("true");
+    EXPECT_TRUE(allChildrenAreCollected());
+}
+
+TEST_F(ShellCommand, LeavesNoDescriptorOpen) {
+    const auto openDescriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto before = openDescriptors();
+    run("echo something");
+    run("no-such-command 2>/dev/null");
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(ShellCommand, WithoutDescriptorsForItsOutputGivesTheEmptyText) {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit none{0, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const auto output = run("echo something");
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_EQ(output, "");
+}
+
+TEST(ShellCommandThatCannotStart, GivesTheEmptyTextAndLeavesNoDescriptorOpen) {
+    auto description = test::macWith({});
+    description.faults = {{"posix_spawn", 1, false, {}}};
+    const test::Mac mac(description);
+    const auto openDescriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto before = openDescriptors();
+    EXPECT_EQ(RunCommand().runCommand("echo something"), "");
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(RunCommand().runCommand("echo something"), "something\n");
+}
+
+}  // namespace
