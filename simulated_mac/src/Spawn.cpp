@@ -42,8 +42,12 @@ int simulated_posix_spawn(pid_t* pid, const char* path,
     });
     if (call.fails()) return call.result(EAGAIN);
 
-    auto actions = *fileActions;
-    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+    // The closing is added to the caller's own actions: they can't be copied.
+    posix_spawn_file_actions_t none;
+    posix_spawn_file_actions_init(&none);
+    auto* const actions =
+        fileActions != nullptr ? const_cast<posix_spawn_file_actions_t*>(fileActions) : &none;
+    posix_spawn_file_actions_addclosefrom_np(actions, 3);
     std::vector<std::string> variables;
     if (const Mac* const mac = Mac::current()) {
         variables = mac->environment(environment);
@@ -55,5 +59,7 @@ int simulated_posix_spawn(pid_t* pid, const char* path,
     std::vector<char*> pointers;
     for (std::string& variable : variables) pointers.push_back(variable.data());
     pointers.push_back(nullptr);
-    return call.result(posix_spawn(pid, path, &actions, attributes, arguments, pointers.data()));
+    const int error = posix_spawn(pid, path, actions, attributes, arguments, pointers.data());
+    posix_spawn_file_actions_destroy(&none);
+    return call.result(error);
 }

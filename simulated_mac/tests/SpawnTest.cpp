@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <spawn.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -71,17 +72,34 @@ TEST(Spawn, AStartThatFailsAnswersItsError) {
     EXPECT_EQ(shell("echo three"), "three\n");
 }
 
+/// Starts a program without arguments: the error of it.
+int start(std::string program, const posix_spawn_file_actions_t* actions) {
+    const std::array<char*, 2> arguments{program.data(), nullptr};
+    pid_t child = -1;
+    const int error =
+        posix_spawn(&child, program.c_str(), actions, nullptr, arguments.data(), *_NSGetEnviron());
+    if (error == 0) {
+        EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    }
+    return error;
+}
+
 TEST(Spawn, AProgramThatIsNotThereCannotBeStarted) {
     const Mac mac{MacDescription{}};
-    std::string program = "/no/such/program";
-    const std::array<char*, 2> arguments{program.data(), nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    pid_t child = -1;
-    EXPECT_EQ(
-        posix_spawn(&child, program.c_str(), &actions, nullptr, arguments.data(), *_NSGetEnviron()),
-        ENOENT);
-    posix_spawn_file_actions_destroy(&actions);
+    EXPECT_EQ(start("/no/such/program", nullptr), ENOENT);
+}
+
+TEST(Spawn, AnyNumberOfFileActionsIsCarriedOut) {
+    const Mac mac{MacDescription{}};
+    for (int count = 0; count <= 20; ++count) {
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        for (int action = 0; action < count; ++action) {
+            posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        }
+        EXPECT_EQ(start("/bin/true", &actions), 0);
+        posix_spawn_file_actions_destroy(&actions);
+    }
 }
 
 TEST(Spawn, ATraceShowsTheCommandLine) {
