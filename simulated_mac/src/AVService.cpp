@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <span>
 
@@ -107,8 +106,8 @@ IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32
     // The caller decided itself how long it waited.
     const auto reply = port->display->monitor.reply(std::numeric_limits<std::uint64_t>::max());
     if (!reply) return call.ioResult(kIOReturnError);
-    std::memcpy(outputBuffer, reply->data(),
-                std::min<std::size_t>(reply->size(), outputBufferSize));
+    std::copy_n(reply->begin(), std::min<std::size_t>(reply->size(), outputBufferSize),
+                static_cast<std::uint8_t*>(outputBuffer));
     if (call.traced()) call.text(fmt::format("0x0, bytes {:02X}", fmt::join(*reply, " ")));
     return kIOReturnSuccess;
 }

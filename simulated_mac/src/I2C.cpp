@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 #include <span>
 
 #include "FramebufferBuses.h"
@@ -44,7 +43,7 @@ IOReturn transact(Monitor& monitor, IOI2CRequest& request) {
     const auto reply = monitor.reply(request.minReplyDelay);
     if (!reply) return kIOReturnError;
     const std::size_t size = std::min<std::size_t>(reply->size(), request.replyBytes);
-    std::memcpy(reinterpret_cast<void*>(request.replyBuffer), reply->data(), size);
+    std::copy_n(reply->begin(), size, reinterpret_cast<std::uint8_t*>(request.replyBuffer));
     return kIOReturnSuccess;
 }
 
