@@ -3,11 +3,12 @@
 preset ?= default
 build  := build/$(preset)
 
-.PHONY: help run test packages build tests clean
+.PHONY: help run test bench packages build tests clean
 
 help:
 	@echo 'make run       build, and run the pane on an example Mac'
 	@echo 'make test      build, and run all tests'
+	@echo 'make bench     build optimised, and say what things cost'
 	@echo 'make packages  install what is needed and missing (Debian 12)'
 	@echo 'make clean     remove what was built'
 
@@ -32,6 +33,12 @@ run: build
 
 test: tests
 	@ctest --preset $(preset)
+
+bench:
+	@scripts/install-packages libbenchmark-dev
+	@cmake --preset bench $(if $(VERBOSE),,> /dev/null)
+	@cmake --build --preset bench --target benchmarks $(if $(VERBOSE),,-- --quiet)
+	@build/bench/bin/benchmarks
 
 clean:
 	@rm -rf build

@@ -1,0 +1,65 @@
+#include <benchmark/benchmark.h>
+
+#include <vector>
+
+#include "DDCCI/Arm64Utility.h"
+#include "simulated_mac/src/EDID.h"
+#include "simulated_mac/src/Mac.h"
+
+// Finding and pairing the display services of an Apple-silicon Mac.
+
+namespace {
+
+using simulated_mac::Mac;
+using simulated_mac::MacDescription;
+using simulated_mac::ScreenDescription;
+
+/// An Apple-silicon Mac with a built-in panel, so many monitors, and so many registry entries of no
+/// interest.
+MacDescription macWith(std::int64_t monitors, std::int64_t entries) {
+    MacDescription description;
+    description.chip = simulated_mac::Chip::apple;
+    description.otherRegistryEntries = static_cast<std::uint32_t>(entries);
+    description.screens.emplace_back().builtIn = true;
+    for (std::int64_t monitor = 0; monitor < monitors; ++monitor) {
+        simulated_mac::EDIDFields fields;
+        fields.name = "VORN K2422H";
+        fields.serial = static_cast<std::uint32_t>(monitor + 1);
+        description.screens.emplace_back().monitor.edid = simulated_mac::makeEDID(fields);
+    }
+    return description;
+}
+
+void walkRegistry(benchmark::State& state) {
+    const Mac mac(macWith(1, state.range(0)));
+    const Arm64Utility utility;
+    for (auto iteration : state) {
+        benchmark::DoNotOptimize(utility.getIoregServicesForMatching());
+    }
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(walkRegistry)
+    ->Name("registry walk, by entries")
+    ->Unit(benchmark::kMillisecond)
+    ->RangeMultiplier(10)
+    ->Range(100, 1'000'000)
+    ->Complexity();
+
+void pairDisplays(benchmark::State& state) {
+    const Mac mac(macWith(state.range(0), 0));
+    const Arm64Utility utility;
+    std::vector<CGDirectDisplayID> displayIDs;
+    for (const auto& display : mac.displays()) displayIDs.push_back(display->displayID);
+    for (auto iteration : state) {
+        benchmark::DoNotOptimize(utility.getServiceMatches(displayIDs));
+    }
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(pairDisplays)
+    ->Name("pairing, by monitors")
+    ->Unit(benchmark::kMillisecond)
+    ->RangeMultiplier(5)
+    ->Range(1, 50)
+    ->Complexity();
+
+}  // namespace
