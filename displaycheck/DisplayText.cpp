@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "DDCCI/DDCCtl.h"
 #include "Platform/Text.h"
 #include "ProductData.h"
@@ -177,6 +179,91 @@ std::string tries(const Reading& reading, std::uint32_t displayID, std::size_t c
     return text;
 }
 
+std::string pieces(const MatchedPieces& matched) {
+    std::vector<std::string> names;
+    const auto add = [&names](bool is, const char* name) {
+        if (is) names.emplace_back(name);
+    };
+    add(matched.vendor, "vendor");
+    add(matched.product, "product code");
+    add(matched.date, "date");
+    add(matched.size, "size");
+    add(matched.productName, "name");
+    add(matched.serialNumber, "serial number");
+    add(matched.location, "ordinal");
+    return names.empty() ? "" : fmt::format(" ({})", fmt::join(names, ", "));
+}
+
+std::string fate(const ServiceCandidate& candidate) {
+    using Fate = ServiceCandidate::Fate;
+    const std::string opened =
+        candidate.opened ? "" : "; but no AV service could be opened for its proxy";
+    switch (candidate.fate) {
+        case Fate::used:
+            return "handed out first" + opened;
+        case Fate::handedOut:
+            return "handed out too, but only the first counts" + opened;
+        case Fate::refused:
+            return "refused, the display and the service being taken";
+        case Fate::noMatch:
+            return "never handed out";
+        case Fate::notExternal:
+            break;
+    }
+    return candidate.location ? "not external, its location being " + quoted(candidate.location)
+                              : "not known to be external, for want of a location";
+}
+
+std::string judgement(const ServiceCandidate& candidate) {
+    if (candidate.fate == ServiceCandidate::Fate::notExternal) return fate(candidate);
+    return fmt::format("{} of {} points{}: {}", candidate.matched.score(),
+                       MatchedPieces::highestScore, pieces(candidate.matched), fate(candidate));
+}
+
+/// Which AV service the display has.
+std::string service(const DisplayFacts& display) {
+    const ServicePairing& pairing = *display.why.services;
+    const auto& all = pairing.candidates;
+    const auto used = std::find_if(all.begin(), all.end(), [](const ServiceCandidate& candidate) {
+        return candidate.fate == ServiceCandidate::Fate::used;
+    });
+    if (!pairing.asInRun) {
+        return (pairing.reached ? fmt::format("the one of display {}'s monitor", *pairing.reached)
+                                : std::string("none")) +
+               " when the pane looked; asked again, the registry says otherwise";
+    }
+    if (used == all.end()) {
+        return all.empty() ? "none: the registry has no proxy of one" : "none: no proxy matches";
+    }
+    if (!pairing.reached) return "none: it could not be opened";
+    const std::string which = fmt::format("that behind framebuffer {}", used->framebuffer);
+    return *pairing.reached == display.record->screenNumber
+               ? which
+               : fmt::format("{}: it reaches display {}'s monitor", which, *pairing.reached);
+}
+
+/// The display services that there are, held against the display.
+std::string services(const DisplayFacts& display, std::size_t columns) {
+    std::string text = labelled("AV service", service(display), columns);
+    for (const ServiceCandidate& candidate : display.why.services->candidates) {
+        const std::string label = candidate.framebuffer == 0
+                                      ? "  no buffer"
+                                      : fmt::format("  buffer {}", candidate.framebuffer);
+        text += labelled(label, judgement(candidate), columns);
+    }
+    return text;
+}
+
+/// A built-in panel matches no monitor's service, but for an accident.
+bool takesServices(const Explanation& why) {
+    const auto matches = [](const ServiceCandidate& candidate) {
+        return candidate.fate != ServiceCandidate::Fate::notExternal &&
+               candidate.fate != ServiceCandidate::Fate::noMatch;
+    };
+    return why.services &&
+           std::any_of(why.services->candidates.begin(), why.services->candidates.end(), matches);
+}
+
 std::string reasons(const DisplayFacts& display, std::size_t columns) {
     const Explanation& why = display.why;
     const std::string name = quoted(display.record->name);
@@ -188,6 +275,7 @@ std::string reasons(const DisplayFacts& display, std::size_t columns) {
     text += labelled(
         "model year",
         (why.recent ? "recent: \"" : "not recent, or none: \"") + why.regularName + "\"", columns);
+    if (why.services) text += services(display, columns);
     // The name alone decides on these.
     if (!why.listed && !why.recent) return text;
     text += labelled("EDID", pairing(display), columns);
@@ -211,7 +299,11 @@ std::string labelled(std::string_view label, std::string_view text, std::size_t 
 
 std::string displayText(const DisplayFacts& display, std::size_t columns, const Palette& palette) {
     std::string text = heading(display, palette);
-    if (!display.why.builtIn) text += reasons(display, columns);
+    if (!display.why.builtIn) {
+        text += reasons(display, columns);
+    } else if (takesServices(display.why)) {
+        text += services(display, columns);
+    }
     return text;
 }
 

@@ -8,6 +8,7 @@
 #include "Display/displayInfo.h"
 #include "MyInstallerPane.h"
 #include "displaycheck/Reading.h"
+#include "displaycheck/ServicePairing.h"
 #include "simulated_mac/src/Mac.h"
 
 namespace displaycheck {
@@ -18,6 +19,8 @@ struct Explanation {
     bool listed = false;      ///< WhiteList::availableDisplay
     std::string regularName;  ///< regularMonitorName
     bool recent = false;      ///< isYear25orAbove of the regular name
+    /// On Apple silicon, what the registry offered the display; nothing where nothing is paired.
+    std::optional<ServicePairing> services;
     /// What the EDID that was paired with the screen says.
     std::optional<EDIDInfo> paired;
     /// Where none was paired: what the EDID of the monitor behind the screen says, if it has a

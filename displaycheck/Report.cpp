@@ -61,8 +61,12 @@ Report makeReport(std::string file, const Mac& mac, vorn::MyInstallerPane& pane,
     report.pane = paneFacts(mac, pane);
     report.cameras = infoDic.get();
     // What follows makes platform calls of its own.
-    for (const auto& display : displayInfoArray.get()) {
+    const DisplayList displays = displayInfoArray.get();
+    const auto pairings = pairServices(pane, displays);
+    for (const auto& display : displays) {
         report.displays.push_back({display, explain(mac, pane, *display, report.trace)});
+        const auto pairing = pairings.find(display->screenNumber);
+        if (pairing != pairings.end()) report.displays.back().why.services = pairing->second;
     }
     report.misuses = mac.misuses();
     return report;

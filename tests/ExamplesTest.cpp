@@ -48,6 +48,12 @@ std::vector<std::string> namesOfExamples() {
     return names;
 }
 
+/// As names of tests are written.
+std::string underscored(std::string name) {
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
 class EveryExample : public testing::TestWithParam<std::string> {};
 
 TEST_P(EveryExample, GivesTheReportThatIsKept) {
@@ -62,11 +68,7 @@ TEST_P(EveryExample, SaysInACommentWhatItShows) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Examples, EveryExample, testing::ValuesIn(namesOfExamples()),
-                         [](const auto& example) {
-                             std::string name = example.param;
-                             std::replace(name.begin(), name.end(), '-', '_');
-                             return name;
-                         });
+                         [](const auto& example) { return underscored(example.param); });
 
 /// What an example is about.
 struct Verdict {
@@ -79,6 +81,10 @@ struct Verdict {
 
 void PrintTo(const Verdict& verdict, std::ostream* out) {
     *out << verdict.example;
+}
+
+std::string nameOfVerdict(const testing::TestParamInfo<Verdict>& verdict) {
+    return underscored(verdict.param.example);
 }
 
 class Example : public testing::TestWithParam<Verdict> {};
@@ -119,10 +125,34 @@ INSTANTIATE_TEST_SUITE_P(
                     Verdict{"intel-late-edid", {-1, 0}, false, 1},
                     Verdict{"intel-service-tag-behind-name", {-1, 0}, false, 0},
                     Verdict{"intel-silent-tools", {-1, 3}, true, 1}),
-    [](const auto& verdict) {
-        std::string name = verdict.param.example;
-        std::replace(name.begin(), name.end(), '-', '_');
-        return name;
-    });
+    nameOfVerdict);
+
+INSTANTIATE_TEST_SUITE_P(
+    AppleSilicon, Example,
+    testing::Values(
+        // One read takes 0.18 s: two writes and a read, each behind a pause.
+        Verdict{"apple-listed-answers", {-1, 0}, false, 0.18},
+        Verdict{"apple-listed-silent", {-1, 1}, false, 0.18},
+        Verdict{"apple-recent-silent", {-1, 3}, true, 0.18},
+        Verdict{"apple-other-maker", {-1, 3}, true, 0},
+        Verdict{"apple-write-fails", {-1, 1}, false, 0.12},
+        Verdict{"apple-bad-checksums", {-1, 1}, false, 5 * (0.18 + 1)},
+        Verdict{"apple-special-chip", {-1, 0}, false, 0.18 + 0.18 + 1 + 0.18},
+        Verdict{"apple-special-chip-branded", {-1, 1}, false, 5 * (0.18 + 1)},
+        Verdict{"apple-two-proxies", {-1, 0}, false, 0.18},
+        // A second's wait where the EDIDs are not one fewer than the screens.
+        Verdict{"apple-no-built-in-panel", {0}, false, 1 + 0.18},
+        Verdict{"apple-twins", {-1, 0, 0}, false, 1 + 2 * 0.18},
+        Verdict{"apple-ordinal-breaks-the-tie", {-1, 0, 3}, false, 1 + 2 * 0.18},
+        Verdict{"apple-twins-with-serial-numbers", {-1, 0, 3}, false, 2 * 0.18},
+        Verdict{"apple-edid-not-copied", {-1, 3}, true, 1},
+        Verdict{"apple-odd-location", {-1, 3}, true, 1},
+        // Display services are looked for again after 2, 3, 4, 5 and 6 seconds.
+        Verdict{"apple-late-service", {-1, 0}, false, 2 + 3 + 0.18},
+        Verdict{"apple-edid-from-firmware", {-1, 1}, false, 20},
+        Verdict{"apple-no-location", {-1, 1}, false, 20},
+        Verdict{"apple-wrong-identity", {-1, 1}, false, 20},
+        Verdict{"apple-no-service", {-1, 3}, true, 20 + 1}),
+    nameOfVerdict);
 
 }  // namespace

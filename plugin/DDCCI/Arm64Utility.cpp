@@ -22,8 +22,6 @@ namespace {
 constexpr auto proxyName = "DCPAVServiceProxy";
 constexpr std::array framebufferNames = {"AppleCLCD2", "IOMobileFramebufferShim"};
 
-constexpr std::int32_t highestScore = 13;
-
 bool isFramebuffer(const std::string& name) {
     return std::find(framebufferNames.begin(), framebufferNames.end(), name) !=
            framebufferNames.end();
@@ -144,7 +142,7 @@ std::vector<DisplayService> Arm64Utility::getServiceMatches(
     std::vector<DisplayService> matches;
     std::set<CGDirectDisplayID> usedDisplays;
     std::set<std::int32_t> usedLocations;
-    for (std::int32_t score = highestScore; score >= 1; --score) {
+    for (std::int32_t score = MatchedPieces::highestScore; score >= 1; --score) {
         for (const DisplayService& pairing : pairingsByScore[score]) {
             const bool newDisplay = usedDisplays.insert(pairing.displayID).second;
             const bool newLocation = usedLocations.insert(pairing.serviceLocation).second;
@@ -217,7 +215,7 @@ std::optional<std::string> Arm64Utility::readEDID(IOAVServiceRef service) const 
     constexpr CFIndex blockSize = 128;
 
     CFDataRef copied = nullptr;
-    if (IOAVServiceCopyEDID == nullptr ||
+    if (IOAVServiceCopyEDID == nullptr || service == nullptr ||
         IOAVServiceCopyEDID(service, &copied) != kIOReturnSuccess) {
         Cocoa::log("Cannot copy EDID");
         return std::nullopt;

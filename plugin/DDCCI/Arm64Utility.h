@@ -46,7 +46,9 @@ struct MatchedPieces {
     bool serialNumber = false;
     bool location = false;  ///< the framebuffer's ordinal equals the display ID
 
-    /// 0 to 13: two points a piece, but one for the location.
+    static constexpr std::int32_t highestScore = 13;
+
+    /// 0 to highestScore: two points a piece, but one for the location.
     std::int32_t score() const;
 };
 

@@ -1,3 +1,5 @@
+#include "AVService.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -6,7 +8,6 @@
 
 #include "CFObjects.h"
 #include "HardwareTree.h"
-#include "Mac.h"
 #include "Platform/CoreDisplay.h"
 #include "Platform/IOAVService.h"
 #include "Trace.h"
@@ -51,6 +52,15 @@ std::string describe(IOAVServiceRef service) {
 }
 
 }  // namespace
+
+namespace simulated_mac {
+
+const Display* displayBehind(CFTypeRef service) {
+    const auto port = portOf(service);
+    return port ? port->display : nullptr;
+}
+
+}  // namespace simulated_mac
 
 IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t proxy) {
     constexpr auto name = "IOAVServiceCreateWithService";
