@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -13,6 +14,7 @@
 #include "Platform/Text.h"
 #include "Utilities/EDIDUtils.h"
 #include "displaycheck/ChildProcess.h"
+#include "simulated_mac/src/AVService.h"
 #include "tests/support/PaneOnMac.h"
 
 // EDIDs read off real monitors of many makers, and what an independent decoder printed of them: the
@@ -133,21 +135,97 @@ std::string runWith(const RealMonitor& monitor) {
     return {};
 }
 
-void runAll(const std::vector<RealMonitor>& monitors, std::size_t first) {
+/// A screen whose name ends as a recent model's does, so that its EDID is looked up.
+test::ScreenDescription recentScreen(const RealMonitor& monitor, const EDIDInfo& info) {
+    test::ScreenDescription screen;
+    screen.monitor.edid = bytesOf(monitor.hex);
+    screen.name = info.modelName.value_or("") + " 25";
+    return screen;
+}
+
+/// The points of a monitor's own service: vendor, product code, date and size always match, name
+/// and serial number where there are any.
+std::int32_t ownScore(const IOregService& service) {
+    return 8 + (service.productName.value_or("").empty() ? 0 : 2) +
+           (service.serialNumber == 0 ? 0 : 2);
+}
+
+std::int32_t scoreOf(const IOregService& service, const displayInfo& display) {
+    return arm64Util.get()->ioregMatchScore(display.screenNumber, service.edidUUID,
+                                            service.productName, service.serialNumber,
+                                            service.serviceLocation);
+}
+
+/// Whether the pane takes a monitor's EDID for that of a display.
+bool fits(const EDIDInfo& info, const displayInfo& display) {
+    return info.serialNumber == display.serialNumber && !info.modelName.value_or("").empty() &&
+           uppercaseText(*display.name).find(uppercaseText(*info.modelName)) != std::string::npos;
+}
+
+/// What is wrong with one of two monitors of an Apple-silicon Mac, or nothing. Their framebuffers
+/// are the second and the third of the walk.
+std::string wrongOn(test::PaneOnMac& host, const RealMonitor& monitor, const RealMonitor& other,
+                    std::size_t screen) {
+    const auto services = arm64Util.get()->getIoregServicesForMatching();
+    const displayInfo& display = *displayInfoArray.get().at(screen);
+    const IOregService& own = services.at(screen);
+    const std::int32_t score = scoreOf(own, display);
+    if (score != ownScore(own)) return fmt::format("scores {} points", score);
+    const auto* const reached = simulated_mac::displayBehind(display.arm64avService);
+    // The other monitor may be a twin.
+    if (score > scoreOf(services.at(3 - screen), display) &&
+        reached != host.mac.display(display.screenNumber)) {
+        return "is not reached over its own service";
+    }
+    const auto info = edidUtils->generateEDIDInfo(monitor.hex);
+    if (!host.pane.isYear25orAbove(regularMonitorName(*display.name)) || !fits(info, display) ||
+        fits(edidUtils->generateEDIDInfo(other.hex), display)) {
+        return {};
+    }
+    if (display.EDIDString != test::hexOf(bytesOf(monitor.hex.substr(0, 256)))) {
+        return "is paired with another text than its first 128 bytes";
+    }
+    return {};
+}
+
+std::string runWithBoth(const RealMonitor& first, const RealMonitor& second) {
+    test::makeProcessWideObjects();
+    auto description = test::macWith(
+        {test::builtInPanel(), recentScreen(first, edidUtils->generateEDIDInfo(first.hex)),
+         recentScreen(second, edidUtils->generateEDIDInfo(second.hex))});
+    description.chip = simulated_mac::Chip::apple;
+    description.otherRegistryEntries = 10;
+    test::PaneOnMac host(description);
+    if (host.run() != test::Scheduler::Outcome::quiet) return "the run did not end";
+    if (!host.mac.window.nextEnabled) return "Continue is disabled";
+    return wrongOn(host, first, second, 1) + wrongOn(host, second, first, 2);
+}
+
+/// Runs every second monitor, each in a process of its own; `run` says what is wrong with the
+/// monitor at a place, or nothing.
+void runHalf(const std::vector<RealMonitor>& monitors, std::size_t first,
+             const std::function<std::string(std::size_t)>& run) {
     for (std::size_t at = first; at < monitors.size(); at += 2) {
         const auto result = displaycheck::runInChild(
-            [&](const displaycheck::ChildEnd& end) { end.finish(runWith(monitors[at]), 0); },
+            [&](const displaycheck::ChildEnd& end) { end.finish(run(at), 0); },
             std::chrono::minutes(1));
         EXPECT_EQ(result.failure.value_or(result.output), "") << monitors[at].id;
     }
 }
 
-TEST_F(RealMonitors, EachOneRunsToAVerdictOnAnIntelMacFirstHalf) {
-    runAll(monitors, 0);
+// Two halves, which run side by side.
+class HalfOfRealMonitors : public RealMonitors, public testing::WithParamInterface<std::size_t> {};
+
+TEST_P(HalfOfRealMonitors, RunsToVerdictsOnAnIntelMac) {
+    runHalf(monitors, GetParam(), [this](std::size_t at) { return runWith(monitors[at]); });
 }
 
-TEST_F(RealMonitors, EachOneRunsToAVerdictOnAnIntelMacSecondHalf) {
-    runAll(monitors, 1);
+TEST_P(HalfOfRealMonitors, PairsWithItsScreensOnAnAppleSiliconMac) {
+    runHalf(monitors, GetParam(), [this](std::size_t at) {
+        return runWithBoth(monitors[at], monitors[(at + 1) % monitors.size()]);
+    });
 }
+
+INSTANTIATE_TEST_SUITE_P(Of, HalfOfRealMonitors, testing::Values(0u, 1u));
 
 }  // namespace

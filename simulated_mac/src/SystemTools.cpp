@@ -81,6 +81,12 @@ ToolOutput ioreg(const Mac& mac, const std::vector<std::string>& arguments) {
     return output;
 }
 
+/// A name as a tool prints it for people, whatever the monitor put into its EDID.
+std::string withoutControls(std::string name) {
+    std::erase_if(name, [](unsigned char c) { return c < ' ' || c == 0x7F; });
+    return name;
+}
+
 ToolOutput systemProfiler(const Mac& mac, const std::vector<std::string>& arguments) {
     if (arguments != std::vector<std::string>{"SPDisplaysDataType"}) return {"", usageError};
     const std::string chipset = mac.description.graphics.chipset.value_or(
@@ -91,7 +97,7 @@ ToolOutput systemProfiler(const Mac& mac, const std::vector<std::string>& argume
         chipset);
     for (const Display* display : mac.screens()) {
         text += fmt::format("        {}:\n          Online: Yes\n          Connection Type: {}\n",
-                            display->localizedName,
+                            withoutControls(display->localizedName),
                             display->screen.builtIn ? "Internal" : "DisplayPort");
     }
     return {text + "\n", 0};
