@@ -72,8 +72,9 @@ void M1DDCCI::setDisplayInfoWithService(io_service_t framebuffer) const {
     const CFDictionaryRef ends = asDictionary(transport.get());
     const CFStringRef serial = stringEntry(product, CFSTR("AlphanumericSerialNumber"));
     const auto display = makeDictionary();
+    const std::int64_t service = framebuffer;
     const CFRef<CFNumberRef> handle(
-        CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &framebuffer));
+        CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &service));
     if (serial == nullptr || matchedM1Device == nullptr || !display) return;
 
     set(display.get(), CFSTR("service"), handle.get());

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
 #include <span>
 
 #include "CFObjects.h"
@@ -22,7 +21,8 @@ namespace {
 constexpr auto serviceType = "IOAVService";
 constexpr auto badArgument = static_cast<IOReturn>(0xE00002C2);
 
-/// A proxy and the display whose monitor it reaches.
+/// A proxy and the display whose monitor it reaches; nullptr where it stands before every
+/// framebuffer and reaches none.
 struct Port {
     Display* display;
     const ProxyDescription* proxy;
@@ -30,13 +30,20 @@ struct Port {
 
 /// The port behind the proxy entry with this registry ID.
 std::optional<Port> portOf(std::uint64_t entryID) {
-    for (const auto& display : Mac::current()->displays()) {
-        for (std::size_t index = 0; index < display->proxies.size(); ++index) {
-            if (display->proxies[index]->id != entryID) continue;
-            return Port{display.get(), &display->screen.displayService.proxies[index]};
-        }
+    const Mac& mac = *Mac::current();
+    const auto indexIn = [entryID](const auto& entries) {
+        const auto found = std::find_if(entries.begin(), entries.end(),
+                                        [&](const auto& entry) { return entry->id == entryID; });
+        return static_cast<std::size_t>(found - entries.begin());
+    };
+    for (const auto& display : mac.displays()) {
+        const std::size_t index = indexIn(display->proxies);
+        if (index == display->proxies.size()) continue;
+        return Port{display.get(), &display->screen.displayService.proxies[index]};
     }
-    return std::nullopt;
+    const std::size_t index = indexIn(mac.strayProxies());
+    if (index == mac.strayProxies().size()) return std::nullopt;
+    return Port{nullptr, &mac.description.strayProxies[index]};
 }
 
 std::optional<Port> portOf(IOAVServiceRef service) {
@@ -46,9 +53,15 @@ std::optional<Port> portOf(IOAVServiceRef service) {
     return portOf(opaque->id);
 }
 
+bool reaches(const Port& port, std::uint32_t chipAddress) {
+    return port.display != nullptr && chipAddress == Monitor::address;
+}
+
 std::string describe(IOAVServiceRef service) {
     const auto port = portOf(service);
-    return port ? fmt::format("service of display {}", port->display->displayID) : "no service";
+    if (!port) return "no service";
+    return port->display != nullptr ? fmt::format("service of display {}", port->display->displayID)
+                                    : "service of no display";
 }
 
 }  // namespace
@@ -80,7 +93,8 @@ IOReturn IOAVServiceCopyEDID(IOAVServiceRef service, CFDataRef* edid) {
     if (port->proxy->copyEDIDResult != kIOReturnSuccess) {
         return call.ioResult(port->proxy->copyEDIDResult);
     }
-    const Bytes bytes = port->proxy->edid.value_or(port->display->screen.monitor.edid);
+    const Bytes bytes = port->proxy->edid.value_or(
+        port->display != nullptr ? port->display->screen.monitor.edid : Bytes());
     *edid = bytes.empty() ? nullptr : static_cast<CFDataRef>(handOut(makeCF(bytes), name));
     return call.ioResult(kIOReturnSuccess);
 }
@@ -94,8 +108,8 @@ IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint3
     });
     if (call.fails()) return call.error();
     const auto port = portOf(service);
-    if (!port) return call.ioResult(badArgument);
-    if (chipAddress != Monitor::address) return call.ioResult(kIOReturnNoDevice);
+    if (!port || dataAddress > 0xFF) return call.ioResult(badArgument);
+    if (!reaches(*port, chipAddress)) return call.ioResult(kIOReturnNoDevice);
     // On the bus the data address goes in front of the buffer.
     Bytes message = {static_cast<std::uint8_t>(dataAddress)};
     message.insert(message.end(), sent.begin(), sent.end());
@@ -112,9 +126,9 @@ IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32
     if (call.fails()) return call.error();
     const auto port = portOf(service);
     if (!port) return call.ioResult(badArgument);
-    if (chipAddress != Monitor::address) return call.ioResult(kIOReturnNoDevice);
-    // The caller decided itself how long it waited.
-    const auto reply = port->display->monitor.reply(std::numeric_limits<std::uint64_t>::max());
+    if (!reaches(*port, chipAddress)) return call.ioResult(kIOReturnNoDevice);
+    // DDC/CI has no offset to read from: the monitor sends its reply from the start.
+    const auto reply = port->display->monitor.replyAt(Mac::current()->scheduler.now());
     if (!reply) return call.ioResult(kIOReturnError);
     std::copy_n(reply->begin(), std::min<std::size_t>(reply->size(), outputBufferSize),
                 static_cast<std::uint8_t*>(outputBuffer));

@@ -85,31 +85,56 @@ void addDisplayService(Registry& registry, const Entry& parent, Display& display
     }
 }
 
+namespace {
+
+/// The displays whose framebuffers are there from the start, in the order of the registry: those
+/// with a position take it, the others fill the places between in the order of the screens.
+std::vector<Display*> inRegistryOrder(const std::vector<std::unique_ptr<Display>>& displays) {
+    std::vector<Display*> order;
+    std::vector<std::pair<std::int64_t, Display*>> placed;
+    for (const auto& display : displays) {
+        const DisplayServiceDescription& service = display->screen.displayService;
+        if (!service.present || service.appearsAt > 0) continue;
+        if (service.position) {
+            placed.emplace_back(*service.position, display.get());
+        } else {
+            order.push_back(display.get());
+        }
+    }
+    std::stable_sort(placed.begin(), placed.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& [position, display] : placed) {
+        const auto place =
+            std::clamp<std::int64_t>(position, 0, static_cast<std::int64_t>(order.size()));
+        order.insert(order.begin() + place, display);
+    }
+    return order;
+}
+
+}  // namespace
+
 HardwareTree buildAppleTree(Registry& registry, const MacDescription& description,
                             const std::vector<std::unique_ptr<Display>>& displays) {
     const Entry platform = addPlatform(registry, description, "Mac14,9");
-    const Entry io = registry.add(platform, makeEntry("arm-io", "", {"IOPlatformDevice"}));
+    const Entry io =
+        registry.add(platform, makeEntry("arm-io", "", {"IOPlatformDevice", "IOService"}));
     const std::uint32_t others = description.otherRegistryEntries.value_or(usualOtherEntries);
-    addOtherEntries(registry, io, others / 2);
+    addOtherEntries(registry, io, 0, others / 2);
+    std::vector<Entry> strayProxies;
     for (const ProxyDescription& proxy : description.strayProxies) {
-        addProxy(registry, io, proxy, "External");
+        strayProxies.push_back(addProxy(registry, io, proxy, "External"));
     }
 
-    const Entry services = registry.add(io, makeEntry("dispext0", "0", {"AppleARMIODevice"}));
-    std::vector<std::pair<std::int64_t, Display*>> inOrder;
-    for (std::size_t index = 0; index < displays.size(); ++index) {
-        const DisplayServiceDescription& service = displays[index]->screen.displayService;
-        if (!service.present || service.appearsAt > 0) continue;
-        inOrder.emplace_back(service.position.value_or(static_cast<std::int64_t>(index)),
-                             displays[index].get());
+    const Entry services =
+        registry.add(io, makeEntry("dispext0", "0", {"AppleARMIODevice", "IOService"}));
+    for (Display* const display : inRegistryOrder(displays)) {
+        addDisplayService(registry, services, *display);
     }
-    std::stable_sort(inOrder.begin(), inOrder.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
-    for (const auto& placed : inOrder) addDisplayService(registry, services, *placed.second);
 
-    addOtherEntries(registry, io, others - others / 2);
-    const Entry usb = registry.add(io, makeEntry("usb-drd0", "82280000", {"AppleARMIODevice"}));
-    return {addUSBController(registry, usb), services};
+    addOtherEntries(registry, io, others / 2, others - others / 2);
+    const Entry usb =
+        registry.add(io, makeEntry("usb-drd0", "82280000", {"AppleARMIODevice", "IOService"}));
+    return {addUSBController(registry, usb), services, strayProxies};
 }
 
 PropertyMap coreDisplayDictionary(const Display& display) {

@@ -60,12 +60,13 @@ Entry addPlatform(Registry& registry, const MacDescription& description,
     return registry.add(registry.root(), std::move(expert));
 }
 
-void addOtherEntries(Registry& registry, const Entry& parent, std::uint32_t count) {
+void addOtherEntries(Registry& registry, const Entry& parent, std::uint32_t first,
+                     std::uint32_t count) {
     constexpr std::uint32_t perDevice = 16;
 
     Entry device;
-    for (std::uint32_t index = 0; index < count; ++index) {
-        if (index % perDevice == 0) {
+    for (std::uint32_t index = first; index < first + count; ++index) {
+        if (device == nullptr || index % perDevice == 0) {
             device = registry.add(parent, makeEntry("device", fmt::format("{:X}", index),
                                                     {"AppleARMIODevice", "IOService"}));
         } else {

@@ -12,6 +12,8 @@ namespace simulated_mac {
 struct HardwareTree {
     Registry::Entry usbController;
     Registry::Entry displayServices;  ///< parent of an Apple-silicon Mac's framebuffers
+    /// AV service proxies before every framebuffer, as the description lists them.
+    std::vector<Registry::Entry> strayProxies = {};
 };
 
 /// Builds the registry of the Mac's kind: platform expert, graphics with a framebuffer for each
@@ -44,8 +46,9 @@ void overrideProperties(PropertyMap& properties, const PropertyMap& overrides);
 void setProperties(RegistryEntry& entry, const PropertyMap& properties);
 Registry::Entry addPlatform(Registry& registry, const MacDescription& description,
                             const std::string& usualModel);
-/// Entries that nobody looks for.
-void addOtherEntries(Registry& registry, const Registry::Entry& parent, std::uint32_t count);
+/// Entries that nobody looks for: the devices `first` to `first` + `count` - 1.
+void addOtherEntries(Registry& registry, const Registry::Entry& parent, std::uint32_t first,
+                     std::uint32_t count);
 Registry::Entry addUSBController(Registry& registry, const Registry::Entry& parent);
 
 }  // namespace simulated_mac

@@ -257,7 +257,7 @@ CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t handle, const io_n
     if (call.fails() || entry == nullptr) return call.pointer<CFTypeRef>(nullptr);
     // Below the entry, itself first; nothing here searches towards the parents.
     for (const auto& found : registry().walk(entry)) {
-        const CFPointer value = found->get(textOf(key));
+        const CFPointer value = found->readable ? found->get(textOf(key)) : nullptr;
         if (value != nullptr) return call.pointer(handOut(value, name));
         if (options != kIORegistryIterateRecursively) break;
     }

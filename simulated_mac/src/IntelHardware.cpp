@@ -45,8 +45,9 @@ HardwareTree buildIntelTree(Registry& registry, const MacDescription& descriptio
     const Entry platform = addPlatform(registry, description, "MacBookPro16,1");
     const Entry acpi = registry.add(platform, makeEntry("AppleACPIPlatformExpert", "",
                                                         {"AppleACPIPlatformExpert", "IOService"}));
-    const Entry pci = registry.add(acpi, makeEntry("PCI0", "0", {"IOACPIPlatformDevice"}));
-    addOtherEntries(registry, pci, description.otherRegistryEntries.value_or(0));
+    const Entry pci =
+        registry.add(acpi, makeEntry("PCI0", "0", {"IOACPIPlatformDevice", "IOService"}));
+    addOtherEntries(registry, pci, 0, description.otherRegistryEntries.value_or(0));
     const Entry graphics = registry.add(pci, makeEntry("GFX0", "2", {"IOPCIDevice", "IOService"}));
     const std::string driver = description.graphics.driver.value_or(defaultDriver);
     for (std::size_t index = 0; index < displays.size(); ++index) {

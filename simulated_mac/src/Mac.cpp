@@ -67,6 +67,7 @@ Mac::Mac(MacDescription what, Options options)
     addDisplays();
     const HardwareTree tree = buildHardwareTree(registry, description, displays_);
     usbController_ = tree.usbController;
+    strayProxies_ = tree.strayProxies;
     for (const USBDeviceDescription& device : description.usb) {
         registry.add(usbController_, makeUSBDevice(device));
     }

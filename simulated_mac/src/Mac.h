@@ -72,6 +72,10 @@ class Mac {
     InstallerWindow window;
 
     const std::vector<std::unique_ptr<Display>>& displays() const { return displays_; }
+    /// The entries of the AV service proxies before every framebuffer, as described.
+    const std::vector<std::shared_ptr<RegistryEntry>>& strayProxies() const {
+        return strayProxies_;
+    }
     /// nullptr for a display ID that no screen has.
     Display* display(std::uint32_t displayID) const;
     /// The screens that the window system knows by now, in its order.
@@ -125,6 +129,7 @@ class Mac {
     std::vector<std::shared_ptr<IONotificationPort>> notificationPorts_;
     std::map<std::string, std::string> strings_;
     std::shared_ptr<RegistryEntry> usbController_;
+    std::vector<std::shared_ptr<RegistryEntry>> strayProxies_;
     std::unique_ptr<ToolServer> toolServer_;
 };
 

@@ -157,9 +157,12 @@ void fields(Visitor& field, ProxyDescription& proxy) {
 template <class Visitor>
 void fields(Visitor& field, DisplayServiceDescription& service) {
     field("appears_at", service.appearsAt, Seconds{},
-          "Seconds after power-on at which the entry joins the registry, behind all others.");
-    field("position", service.position, Number{},
-          "Place among the framebuffers of the registry; the screen's own place unless given.");
+          "Seconds after power-on at which the entry joins the registry, behind the other "
+          "framebuffers.");
+    field(
+        "position", service.position, Number{},
+        "Place among the framebuffers of the registry, from 0; those without one keep the order of "
+        "the screens.");
     field("entry_name", service.entryName, Text{},
           "Name of the framebuffer's entry: AppleCLCD2 or IOMobileFramebufferShim on real Macs.");
     field("name_readable", service.nameReadable, Boolean{},

@@ -9,6 +9,7 @@ char* mach_error_string(mach_error_t error) {
     static char noDevice[] = "(iokit/common) no such device";
     static char unsupported[] = "(iokit/common) unsupported function";
     static char unsupportedMode[] = "(iokit/common) unsupported mode";
+    static char badArgument[] = "(iokit/common) invalid argument";
     static char notFound[] = "(iokit/common) data was not found";
     static char unknown[] = "(iokit/common) unknown error code";
     switch (error) {
@@ -22,6 +23,8 @@ char* mach_error_string(mach_error_t error) {
             return unsupported;
         case kIOReturnUnsupportedMode:
             return unsupportedMode;
+        case static_cast<IOReturn>(0xE00002C2):  // kIOReturnBadArgument
+            return badArgument;
         case kIOReturnNotFound:
             return notFound;
         default:

@@ -57,6 +57,16 @@ std::optional<Bytes> Monitor::reply(std::uint64_t delay) {
     return reply;
 }
 
+std::optional<Bytes> Monitor::replyAt(Time now) {
+    Time waited{0};
+    {
+        const std::lock_guard lock(mutex_);
+        if (!exchanges_.empty()) waited = now - exchanges_.back().time;
+    }
+    return reply(static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::nanoseconds>(waited).count()));
+}
+
 std::vector<Exchange> Monitor::exchanges() const {
     const std::lock_guard lock(mutex_);
     return exchanges_;

@@ -34,6 +34,8 @@ class Monitor {
     /// The reply to the last request, when the host waited for `delay` nanoseconds; nothing when
     /// there is none to give.
     std::optional<Bytes> reply(std::uint64_t delay);
+    /// The same for a host that decided itself how long to wait and reads now.
+    std::optional<Bytes> replyAt(Time now);
 
     std::vector<Exchange> exchanges() const;
 

@@ -103,7 +103,8 @@ ToolOutput systemProfiler(const Mac& mac, const std::vector<std::string>& argume
     return {text + "\n", 0};
 }
 
-/// The firmware's register sets: one line an EDID block, its fields between bars.
+/// The firmware's register sets: one line for the first block of each EDID, its fields between
+/// bars.
 ToolOutput afktool(const Mac& mac, const std::vector<std::string>& arguments) {
     if (arguments != std::vector<std::string>{"-r", "all", "registry"}) return {"", usageError};
     constexpr std::size_t blockSize = 128;

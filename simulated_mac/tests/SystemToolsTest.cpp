@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <utility>
@@ -43,6 +44,12 @@ ScreenDescription builtInPanel() {
 MacDescription macWith(std::vector<ScreenDescription> screens) {
     MacDescription description;
     description.screens = std::move(screens);
+    return description;
+}
+
+MacDescription appleMacWith(std::vector<ScreenDescription> screens) {
+    auto description = macWith(std::move(screens));
+    description.chip = Chip::apple;
     return description;
 }
 
@@ -227,9 +234,7 @@ TEST(SystemTools, TheProfilerNamesTheChipsetOfTheDescription) {
 }
 
 TEST(SystemTools, TheProfilerNamesAnAppleChipOnAnAppleSiliconMac) {
-    auto description = macWith({});
-    description.chip = Chip::apple;
-    const Mac mac(description);
+    const Mac mac(appleMacWith({}));
     EXPECT_THAT(shell("system_profiler SPDisplaysDataType"), HasSubstr("Chipset Model: Apple M"));
 }
 
@@ -238,6 +243,134 @@ TEST(SystemTools, TheProfilerNamesTheScreens) {
     const std::string text = shell("system_profiler SPDisplaysDataType");
     EXPECT_THAT(text, HasSubstr("        VORN K2422H:\n"));
     EXPECT_THAT(text, HasSubstr("        Built-in Retina Display:\n"));
+}
+
+// The firmware's register sets
+
+/// The pipeline by which an EDID is looked for among the register sets.
+constexpr auto firmwareEDIDs =
+    "afktool -r all registry | grep -E '\"RegisterSetName\"=\"EDID Block 0\"' | "
+    "awk 'BEGIN{RS=\"|\"};{print $3}'";
+
+/// What the pipeline finds between angle brackets.
+std::vector<std::string> edidsOfFirmware() {
+    std::vector<std::string> edids;
+    for (const std::string& line : linesOf(shell(firmwareEDIDs))) {
+        if (line.front() == '<' && line.back() == '>') {
+            edids.push_back(line.substr(1, line.size() - 2));
+        }
+    }
+    return edids;
+}
+
+/// How many EDIDs the pipeline finds at each of the times.
+std::vector<std::size_t> edidsOfFirmwareAt(Mac& mac, const std::vector<Time>& times) {
+    std::vector<std::size_t> counts;
+    for (const Time time : times) {
+        mac.scheduler.onMainAt(time, [&] { counts.push_back(edidsOfFirmware().size()); });
+    }
+    mac.scheduler.runUntilQuiet();
+    return counts;
+}
+
+TEST(SystemTools, TheFirmwareToolPrintsARegisterSetALineWithItsFieldsBetweenBars) {
+    const auto monitor = monitorNamed("VORN K2422H");
+    const Mac mac(appleMacWith({monitor}));
+    EXPECT_EQ(shell("afktool -r all registry"),
+              "\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <" +
+                  hex(monitor.monitor.edid) + "> | \"RegisterSetSize\" = 128\n");
+}
+
+TEST(SystemTools, TheFirmwareToolPrintsTheEDIDOfEveryExternalMonitor) {
+    const auto first = monitorNamed("VORN K2422H");
+    const auto second = monitorNamed("VORN K2725QX");
+    const Mac mac(appleMacWith({first, builtInPanel(), second}));
+    EXPECT_THAT(edidsOfFirmware(), ElementsAre(hex(first.monitor.edid), hex(second.monitor.edid)));
+}
+
+TEST(SystemTools, TheFirmwareToolPrintsTheFirstBlockOfAnEDID) {
+    auto monitor = monitorNamed("VORN K2422H");
+    const auto base = hex(monitor.monitor.edid);
+    monitor.monitor.edid.resize(384, 0xAB);
+    const Mac mac(appleMacWith({monitor}));
+    EXPECT_THAT(edidsOfFirmware(), ElementsAre(base));
+}
+
+TEST(SystemTools, TheFirmwareToolPrintsAShortEDIDAsItIs) {
+    ScreenDescription monitor;
+    monitor.monitor.edid = {0x00, 0xFF, 0x5A};
+    const Mac mac(appleMacWith({monitor}));
+    EXPECT_THAT(edidsOfFirmware(), ElementsAre("00ff5a"));
+    EXPECT_THAT(shell("afktool -r all registry"), HasSubstr("\"RegisterSetSize\" = 3\n"));
+}
+
+TEST(SystemTools, TheFirmwareToolPrintsTheBuiltInPanelsEDIDOnlyWhereTheMacSaysSo) {
+    auto listed = builtInPanel();
+    listed.edidListed = true;
+    const Mac mac(appleMacWith({builtInPanel(), listed}));
+    EXPECT_THAT(edidsOfFirmware(), ElementsAre(hex(listed.monitor.edid)));
+}
+
+TEST(SystemTools, TheFirmwareToolPrintsNothingOfAMonitorThatIsNotListedOrHasNoEDID) {
+    auto unlisted = monitorNamed("VORN K2422H");
+    unlisted.edidListed = false;
+    auto blank = ScreenDescription{};
+    blank.edidListed = true;
+    const Mac mac(appleMacWith({unlisted, ScreenDescription{}, blank}));
+    EXPECT_EQ(shell("afktool -r all registry"), "");
+    EXPECT_EQ(shell(firmwareEDIDs), "");
+}
+
+TEST(SystemTools, TheFirmwareToolPrintsTheEDIDWhateverTheDisplayService) {
+    auto monitor = monitorNamed("VORN K2422H");
+    monitor.displayService.present = false;
+    const Mac mac(appleMacWith({monitor}));
+    EXPECT_THAT(edidsOfFirmware(), ElementsAre(hex(monitor.monitor.edid)));
+}
+
+TEST(SystemTools, TheFirmwareToolMayPrintAnEDIDLater) {
+    auto late = monitorNamed("VORN K2422H");
+    late.edidListedAt = 2;
+    Mac mac(appleMacWith({monitorNamed("VORN K2725QX"), late}));
+    EXPECT_THAT(edidsOfFirmwareAt(mac, {0s, 1999999us, 2s, 3s}), ElementsAre(1u, 1u, 2u, 2u));
+}
+
+TEST(SystemTools, TheFirmwareToolPrintsTheEDIDOfALateScreenWhenThatAppears) {
+    auto late = monitorNamed("VORN K2422H");
+    late.appearsAt = 2;
+    Mac mac(appleMacWith({late}));
+    EXPECT_THAT(edidsOfFirmwareAt(mac, {0s, 1999999us, 2s}), ElementsAre(0u, 0u, 1u));
+}
+
+TEST(SystemTools, TheRegistryToolPrintsUUIDsInPlaceOfEDIDsOnAnAppleSiliconMac) {
+    const auto monitor = monitorNamed("VORN K2422H");
+    const Mac mac(appleMacWith({monitor}));
+    EXPECT_EQ(shell(edidLines), "");
+    EXPECT_THAT(shell("ioreg -l | grep 'EDID UUID'"),
+                testing::EndsWith(" \"EDID UUID\" = \"" + identifyEDID(monitor.monitor.edid).uuid +
+                                  "\"\n"));
+}
+
+TEST(SystemTools, AnOverrideOfTheFirmwareToolTakesThePlaceOfTheRegisterSetsCallByCall) {
+    auto description = appleMacWith({monitorNamed("VORN K2422H")});
+    description.tools["afktool"] = {
+        {"", 1}, {"\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <00ff>\n", 0}, {}};
+    const Mac mac(description);
+    EXPECT_THAT(edidsOfFirmware(), IsEmpty());
+    EXPECT_THAT(edidsOfFirmware(), ElementsAre("00ff"));
+    EXPECT_THAT(edidsOfFirmware(), ElementsAre(hex(description.screens[0].monitor.edid)));
+    EXPECT_EQ(shell("afktool -r all registry > /dev/null; echo $?"), "0\n");
+}
+
+TEST(SystemTools, AnOverrideOfTheFirmwareToolMayHoldOtherRegisterSets) {
+    auto description = appleMacWith({});
+    description.tools["afktool"] = {
+        {"\"RegisterSetName\"=\"EDID Block 1\" | \"RegisterSetData\" = <01>\n"
+         "\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <02>\n"
+         "\"RegisterSetName\"=\"Clocks\" | \"RegisterSetData\" = <03>\n",
+         0}};
+    const Mac mac(description);
+    EXPECT_THAT(edidsOfFirmware(), ElementsAre("02"));
 }
 
 // Other tools and arguments
@@ -252,6 +385,13 @@ TEST(SystemTools, ArgumentsThatAToolDoesNotKnowEndItWithAnError) {
     EXPECT_EQ(shell("ioreg -x; echo $?"), "64\n");
     EXPECT_EQ(shell("ioreg -l -l; echo $?"), "64\n");
     EXPECT_EQ(shell("system_profiler; echo $?"), "64\n");
+}
+
+TEST(SystemTools, ArgumentsThatTheFirmwareToolDoesNotKnowEndItWithAnError) {
+    const Mac mac(appleMacWith({monitorNamed("VORN K2422H")}));
+    for (const char* const arguments : {"", "-r", "-r all", "-l", "-r all registry -l"}) {
+        EXPECT_EQ(shell(fmt::format("afktool {}; echo $?", arguments)), "64\n") << arguments;
+    }
 }
 
 TEST(SystemTools, AToolThatIsNoneOfThemIsNotFound) {
