@@ -42,13 +42,6 @@ constexpr auto firmwareCommand =
     R"(/bin/sh, "-c", "afktool -r all registry | grep -E '"RegisterSetName"="EDID Block 0"' )"
     R"(| awk 'BEGIN{RS="|"};{print $3}'")";
 
-MacDescription appleMacWith(std::vector<ScreenDescription> screens) {
-    auto description = macWith(std::move(screens));
-    description.chip = Chip::apple;
-    description.otherRegistryEntries = 10;
-    return description;
-}
-
 /// The monitor's display service joins the registry only then.
 ScreenDescription lateBy(double seconds, ScreenDescription screen) {
     screen.displayService.appearsAt = seconds;

@@ -190,12 +190,9 @@ std::string wrongOn(test::PaneOnMac& host, const RealMonitor& monitor, const Rea
 
 std::string runWithBoth(const RealMonitor& first, const RealMonitor& second) {
     test::makeProcessWideObjects();
-    auto description = test::macWith(
+    test::PaneOnMac host(test::appleMacWith(
         {test::builtInPanel(), recentScreen(first, edidUtils->generateEDIDInfo(first.hex)),
-         recentScreen(second, edidUtils->generateEDIDInfo(second.hex))});
-    description.chip = simulated_mac::Chip::apple;
-    description.otherRegistryEntries = 10;
-    test::PaneOnMac host(description);
+         recentScreen(second, edidUtils->generateEDIDInfo(second.hex))}));
     if (host.run() != test::Scheduler::Outcome::quiet) return "the run did not end";
     if (!host.mac.window.nextEnabled) return "Continue is disabled";
     return wrongOn(host, first, second, 1) + wrongOn(host, second, first, 2);

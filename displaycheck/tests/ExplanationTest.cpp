@@ -202,8 +202,7 @@ TEST(Explain, AMonitorWithoutTheCode) {
 TEST(Explain, TriesOverAnAVService) {
     auto screen = test::answeringMonitor("K2723QX", 0x4000);
     screen.monitor.settlesAfterClean = true;
-    auto description = test::macWith({test::builtInPanel(), screen});
-    description.chip = simulated_mac::Chip::apple;
+    auto description = test::appleMacWith({test::builtInPanel(), screen});
     const auto facts = reportOn(description).displays.at(1);
     ASSERT_TRUE(facts.why.reading);
     const Reading& reading = *facts.why.reading;
@@ -220,8 +219,7 @@ TEST(Explain, TriesOverAnAVService) {
 
 TEST(Explain, AServiceThatDoesNotWrite) {
     auto description =
-        test::macWith({test::builtInPanel(), test::answeringMonitor("VORN K2424HX", 0x4000)});
-    description.chip = simulated_mac::Chip::apple;
+        test::appleMacWith({test::builtInPanel(), test::answeringMonitor("VORN K2424HX", 0x4000)});
     description.faults = {{"IOAVServiceWriteI2C", 1, false, std::nullopt}};
     const auto facts = reportOn(description).displays.at(1);
     ASSERT_TRUE(facts.why.reading);

@@ -14,16 +14,10 @@ namespace {
 using simulated_mac::MacDescription;
 using simulated_mac::ProxyDescription;
 using simulated_mac::ScreenDescription;
+using test::appleMacWith;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Fate = ServiceCandidate::Fate;
-
-MacDescription appleMacWith(std::vector<ScreenDescription> screens) {
-    auto description = test::macWith(std::move(screens));
-    description.chip = simulated_mac::Chip::apple;
-    description.otherRegistryEntries = 10;
-    return description;
-}
 
 Report reportOn(MacDescription description) {
     simulated_mac::Mac mac(std::move(description));

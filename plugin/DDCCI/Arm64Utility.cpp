@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 #include <map>
 #include <set>
 
@@ -175,8 +174,7 @@ MatchedPieces Arm64Utility::matchedPieces(CGDirectDisplayID displayID,
                                           ? CoreDisplay_DisplayCreateInfoDictionary(displayID)
                                           : nullptr);
     const auto number = [&info](CFStringRef key) {
-        return limited(integerEntry(info.get(), key).value_or(0),
-                       std::numeric_limits<std::int32_t>::max());
+        return std::max<std::int64_t>(integerEntry(info.get(), key).value_or(0), 0);
     };
     const std::u16string uuid = utf16Units(edidUUID.value_or(""));
     const auto hasPiece = [&uuid](std::size_t position, const std::string& digits) {

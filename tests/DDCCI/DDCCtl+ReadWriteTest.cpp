@@ -334,8 +334,7 @@ class ReadOverAVService : public ReadOverFramebuffer {
 
     void switchOnAppleMac(ScreenDescription screen,
                           std::vector<simulated_mac::FaultDescription> faults = {}) {
-        auto description = test::macWith({std::move(screen)});
-        description.chip = simulated_mac::Chip::apple;
+        auto description = test::appleMacWith({std::move(screen)});
         description.faults = std::move(faults);
         switchOn(std::move(description));
         controller->UseArm64 = true;

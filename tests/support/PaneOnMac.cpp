@@ -74,6 +74,13 @@ MacDescription macWith(std::vector<ScreenDescription> screens) {
     return description;
 }
 
+MacDescription appleMacWith(std::vector<ScreenDescription> screens) {
+    MacDescription description = macWith(std::move(screens));
+    description.chip = simulated_mac::Chip::apple;
+    description.otherRegistryEntries = 20;
+    return description;
+}
+
 PaneOnMac::PaneOnMac(MacDescription description, Mac::Options options)
     : mac(std::move(description), options),
       pane(&mac.window, &mac.window.title, &mac.window.warnings) {

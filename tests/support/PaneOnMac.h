@@ -44,6 +44,9 @@ USBDeviceDescription camera();
 /// An Intel Mac with these screens.
 MacDescription macWith(std::vector<ScreenDescription> screens);
 
+/// An Apple-silicon Mac with these screens and a small registry.
+MacDescription appleMacWith(std::vector<ScreenDescription> screens);
+
 /// The pane in the installer of a Mac.
 class PaneOnMac {
   public:
