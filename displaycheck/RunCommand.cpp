@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "displaycheck/CapturedOutput.h"
 #include "displaycheck/ChildProcess.h"
@@ -77,9 +79,9 @@ Report runOnMac(const MacFile& file, const RunOptions& options, const Terminal& 
     return makeReport(file.path, mac, host.pane(), outcome, output.text());
 }
 
-/// The body of a run's child process.
-void runFile(const MacFile& file, const RunOptions& options, const Terminal& terminal,
-             const ChildEnd& end) {
+/// Text for standard output, and the exit status.
+std::pair<std::string, ExitStatus> reportOn(const MacFile& file, const RunOptions& options,
+                                            const Terminal& terminal) {
     simulated_mac::Mac mac(file.description, macOptions(options));
     const Report report = runOnMac(file, options, terminal, mac);
     const auto problems = problemsOf(report);
@@ -88,9 +90,16 @@ void runFile(const MacFile& file, const RunOptions& options, const Terminal& ter
     }
     std::fflush(stderr);
     const TextReportOptions textOptions{options.log, options.trace, terminal.columns};
-    end.finish(options.json ? jsonReport(report, options.trace)
-                            : textReport(report, textOptions, terminal.output),
-               problems.empty() ? done : unfinished);
+    return {options.json ? jsonReport(report, options.trace)
+                         : textReport(report, textOptions, terminal.output),
+            problems.empty() ? done : unfinished};
+}
+
+/// The body of a run's child process. It ends at once, after the Mac is put away.
+void runFile(const MacFile& file, const RunOptions& options, const Terminal& terminal,
+             const ChildEnd& end) {
+    const auto [text, status] = reportOn(file, options, terminal);
+    end.finish(text, status);
 }
 
 std::chrono::milliseconds limitOf(const RunOptions& options) {
