@@ -82,6 +82,7 @@ std::vector<std::string> problemsOf(const Report& report) {
             problems.push_back(
                 fmt::format("the run was still going on after {}", secondsText(report.end)));
             break;
+        case Scheduler::Outcome::waiting:  // not of a run that went on until all was quiet
         case Scheduler::Outcome::quiet:
             if (!report.pane.nextEnabled) {
                 problems.emplace_back("all is quiet, but Continue was not enabled");

@@ -103,7 +103,18 @@ void Scheduler::onMainAt(Time time, std::function<void()> work) {
 }
 
 Scheduler::Outcome Scheduler::runUntilQuiet() {
+    return runUntil(Time::max());
+}
+
+Scheduler::Outcome Scheduler::runUntil(Time time) {
     Lock lock(mutex_);
+    runsUntil_ = time;
+    const Outcome outcome = runLoop(lock);
+    if (time != Time::max() && outcome != Outcome::outOfTime) now_ = std::max(now_, time);
+    return outcome;
+}
+
+Scheduler::Outcome Scheduler::runLoop(Lock& lock) {
     runFinished_ = false;
     for (;;) {
         while (mainWork_.empty() && !runFinished_) {
@@ -164,6 +175,10 @@ bool Scheduler::passTime(Lock& lock) {
     const Time time = next->first.first;
     if (time > options_.longestRun) {
         finishRun(Outcome::outOfTime);
+        return true;
+    }
+    if (time > runsUntil_) {
+        finishRun(Outcome::waiting);
         return true;
     }
     if (options_.realtime && time > now_) {

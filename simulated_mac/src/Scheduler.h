@@ -39,6 +39,7 @@ class Scheduler {
         quiet,      ///< nothing is left to do
         stuck,      ///< threads wait for what can't happen any more
         outOfTime,  ///< the longest run is over
+        waiting,    ///< the next thing to do lies behind the time that was asked for
     };
 
     /// Counts up and down; threads wait for it to be above 0, first come, first served.
@@ -74,6 +75,9 @@ class Scheduler {
 
     /// Runs the main thread's run loop until nothing is left to do. Main thread only.
     Outcome runUntilQuiet();
+    /// Runs it up to a time, for a host whose own loop goes by the wall clock: the Mac's clock
+    /// stands at `time` afterwards, unless something still has to happen before. Main thread only.
+    Outcome runUntil(Time time);
 
   private:
     struct Task {
@@ -86,6 +90,7 @@ class Scheduler {
     using Wake = std::variant<Task*, std::function<void()>>;
     using Lock = std::unique_lock<std::mutex>;
 
+    Outcome runLoop(Lock& lock);
     void makeReady(Task& task);
     void postToMain(std::function<void()> work);
     void addDeadline(Time time, Wake wake);
@@ -101,6 +106,7 @@ class Scheduler {
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     mutable std::mutex mutex_;
     Time now_{0};
+    Time runsUntil_ = Time::max();
     Task main_{"main"};
     std::deque<Task*> ready_;
     unsigned running_ = 1;

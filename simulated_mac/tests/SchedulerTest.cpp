@@ -56,6 +56,42 @@ TEST_F(SchedulerTest, WorkOfLaterTimesIsDoneInTheOrderOfTheTimes) {
     EXPECT_EQ(scheduler_.now(), Time(3s));
 }
 
+TEST_F(SchedulerTest, ARunUpToATimeLeavesLaterWorkForLater) {
+    scheduler_.onMainAt(1s, [&] { note("1"); });
+    scheduler_.onMainAt(3s, [&] { note("3"); });
+    EXPECT_EQ(scheduler_.runUntil(2s), Outcome::waiting);
+    EXPECT_THAT(notes_, ElementsAre("1"));
+    EXPECT_EQ(scheduler_.now(), Time(2s));
+    EXPECT_EQ(scheduler_.runUntil(3s), Outcome::quiet);
+    EXPECT_THAT(notes_, ElementsAre("1", "3"));
+}
+
+TEST_F(SchedulerTest, TheClockGoesOnInARunUpToATimeWithoutWork) {
+    EXPECT_EQ(scheduler_.runUntil(2s), Outcome::quiet);
+    EXPECT_EQ(scheduler_.now(), Time(2s));
+    EXPECT_EQ(scheduler_.runUntil(1s), Outcome::quiet);
+    EXPECT_EQ(scheduler_.now(), Time(2s)) << "and never goes back";
+}
+
+TEST_F(SchedulerTest, AThreadThatSleepsBeyondTheTimeWakesInALaterRun) {
+    scheduler_.startThread("sleeper", [&] {
+        scheduler_.sleep(5s);
+        scheduler_.onMain([&] { note("woke"); });
+    });
+    EXPECT_EQ(scheduler_.runUntil(4s), Outcome::waiting);
+    EXPECT_THAT(notes_, IsEmpty());
+    EXPECT_EQ(scheduler_.runUntil(6s), Outcome::quiet);
+    EXPECT_THAT(notes_, ElementsAre("woke"));
+}
+
+TEST_F(SchedulerTest, ASleepBeginsAtTheTimeThatTheRunHasReached) {
+    scheduler_.runUntil(10s);
+    scheduler_.startThread("sleeper", [&] { scheduler_.sleep(1s); });
+    EXPECT_EQ(scheduler_.runUntil(Time(11s) - Time(1)), Outcome::waiting);
+    EXPECT_EQ(scheduler_.runUntilQuiet(), Outcome::quiet);
+    EXPECT_EQ(scheduler_.now(), Time(11s));
+}
+
 TEST_F(SchedulerTest, WorkOfTheSameTimeIsDoneInTheOrderOfPosting) {
     scheduler_.onMainAt(1s, [&] { note("a"); });
     scheduler_.onMainAt(1s, [&] { note("b"); });
