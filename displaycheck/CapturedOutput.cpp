@@ -1,8 +1,10 @@
 #include "displaycheck/CapturedOutput.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
 
 #include <array>
 #include <cerrno>
@@ -17,11 +19,24 @@ namespace {
     throw std::system_error(errno, std::generic_category(), "can't capture the standard output");
 }
 
+/// A file without a name; -1 when there can be none.
+int makeFile() {
+#ifdef __linux__
+    return memfd_create("standard output", MFD_CLOEXEC);
+#else
+    std::FILE* const file = std::tmpfile();
+    if (file == nullptr) return -1;
+    const int descriptor = fcntl(fileno(file), F_DUPFD_CLOEXEC, 0);
+    std::fclose(file);
+    return descriptor;
+#endif
+}
+
 }  // namespace
 
 CapturedOutput::CapturedOutput() {
     std::fflush(stdout);
-    file_ = memfd_create("standard output", MFD_CLOEXEC);
+    file_ = makeFile();
     if (file_ == -1) fail();
     original_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     if (original_ == -1 || dup2(file_, STDOUT_FILENO) == -1) fail();

@@ -4,9 +4,11 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 
 #include <array>
 #include <cerrno>
@@ -25,7 +27,9 @@ using Clock = std::chrono::steady_clock;
 constexpr char failed = 127;
 
 [[noreturn]] void runBody(const std::function<void(const ChildEnd&)>& body, int pipe) {
+#ifdef __linux__
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+#endif
     const ChildEnd end(pipe);
     try {
         body(end);
@@ -105,9 +109,10 @@ ChildResult runInChild(const std::function<void(const ChildEnd&)>& body,
     std::array<int, 2> ends{};
     // What is still buffered would be written by the child once more.
     std::fflush(nullptr);
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    if (pipe(ends.data()) != 0) {
         throw std::system_error(errno, std::generic_category(), "can't make a pipe");
     }
+    for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
     const pid_t child = fork();
     if (child == 0) {
         close(ends[0]);

@@ -19,14 +19,30 @@ using namespace simulated_mac;
 
 extern char** environ;
 
+namespace {
+
+/// Keeps all descriptors but those of the standard streams from the child.
+void closeOthers(posix_spawn_file_actions_t* actions) {
+#ifdef __APPLE__
+    // The system knows the flag that asks for it.
+    static_cast<void>(actions);
+#else
+    posix_spawn_file_actions_addclosefrom_np(actions, 3);
+#endif
+}
+
+}  // namespace
+
 char*** _NSGetEnviron() {
     return &environ;
 }
 
 int simulated_posix_spawnattr_setflags(posix_spawnattr_t* attributes, short flags) {
-    // Where the system doesn't know the flag, simulated_posix_spawn does what it asks for.
-    return posix_spawnattr_setflags(attributes,
-                                    static_cast<short>(flags & ~POSIX_SPAWN_CLOEXEC_DEFAULT));
+#ifndef __APPLE__
+    // The system doesn't know the flag: simulated_posix_spawn does what it asks for.
+    flags = static_cast<short>(flags & ~POSIX_SPAWN_CLOEXEC_DEFAULT);
+#endif
+    return posix_spawnattr_setflags(attributes, flags);
 }
 
 int simulated_posix_spawn(pid_t* pid, const char* path,
@@ -47,7 +63,7 @@ int simulated_posix_spawn(pid_t* pid, const char* path,
     posix_spawn_file_actions_init(&none);
     auto* const actions =
         fileActions != nullptr ? const_cast<posix_spawn_file_actions_t*>(fileActions) : &none;
-    posix_spawn_file_actions_addclosefrom_np(actions, 3);
+    closeOthers(actions);
     std::vector<std::string> variables;
     if (const Mac* const mac = Mac::current()) {
         variables = mac->environment(environment);

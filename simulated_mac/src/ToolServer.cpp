@@ -1,6 +1,8 @@
 #include "ToolServer.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -29,6 +31,11 @@ std::string makeFolder() {
         (std::filesystem::temp_directory_path() / "simulated-mac-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) failed("a folder for the Mac's tools");
     return pattern;
+}
+
+/// No process that this one starts gets it.
+void keep(int descriptor) {
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
 
 sockaddr_un addressOf(const std::string& path) {
@@ -82,18 +89,20 @@ std::vector<std::string> wordsOf(const std::string& message) {
 
 ToolServer::ToolServer(Mac& mac) : mac_(mac), folder_(makeFolder()), path_(folder_ + "/socket") {
     const sockaddr_un address = addressOf(path_);
-    listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (listener_ == -1 ||
+    listener_ = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (listener_ == -1 || fcntl(listener_, F_SETFL, O_NONBLOCK) == -1 ||
         bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listener_, 8) != 0) {
+        listen(listener_, 8) != 0 || pipe(stop_.data()) != 0) {
         failed("the socket of the Mac's tools");
     }
+    for (const int descriptor : {listener_, stop_[0], stop_[1]}) keep(descriptor);
     thread_ = std::thread([this] { serve(); });
 }
 
 ToolServer::~ToolServer() {
-    shutdown(listener_, SHUT_RDWR);
+    close(stop_[1]);
     thread_.join();
+    close(stop_[0]);
     close(listener_);
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
@@ -101,11 +110,17 @@ ToolServer::~ToolServer() {
 
 void ToolServer::serve() {
     for (;;) {
-        const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        std::array<pollfd, 2> waiting{{{listener_, POLLIN, 0}, {stop_[0], POLLIN, 0}}};
+        if (poll(waiting.data(), waiting.size(), -1) == -1 && errno != EINTR) return;
+        if (waiting[1].revents != 0) return;
+        const int connection = accept(listener_, nullptr, nullptr);
         if (connection != -1) {
+            keep(connection);
+            // Some systems hand the listener's own mode down.
+            fcntl(connection, F_SETFL, 0);
             answer(connection);
             close(connection);
-        } else if (errno != EINTR && errno != ECONNABORTED) {
+        } else if (errno != EINTR && errno != ECONNABORTED && errno != EAGAIN) {
             return;
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <map>
 #include <string>
 #include <thread>
@@ -31,6 +32,7 @@ class ToolServer {
     std::string folder_;
     std::string path_;
     int listener_ = -1;
+    std::array<int, 2> stop_{-1, -1};  ///< a pipe: serve() ends when its second end is closed
     std::map<std::string, std::size_t> calls_;  ///< so far, by tool
     std::thread thread_;
 };

@@ -9,9 +9,11 @@
 #include <cmath>
 #include <fstream>
 #include <limits>
+#include <locale>
 #include <map>
 #include <numeric>
 #include <optional>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -346,9 +348,12 @@ double YAMLReader::seconds(const YAMLNode& node, double max) const {
         failFound(node, expected);
     }
     double value = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
+    // Not every standard library has std::from_chars for it.
+    std::istringstream stream{std::string(text)};
+    stream.imbue(std::locale::classic());
+    stream >> value;
     const bool isNegative = node.text.starts_with('-') && value != 0;
-    if (parsed.ec != std::errc() || isNegative || !(value <= max)) {
+    if (stream.fail() || isNegative || !(value <= max)) {
         failOutOfRange(node, expected);
     }
     return value;

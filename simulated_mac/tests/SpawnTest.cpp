@@ -17,6 +17,8 @@
 
 // Starting processes, as the plug-in does.
 
+extern "C" char** environ;
+
 namespace simulated_mac {
 namespace {
 
@@ -59,7 +61,7 @@ TEST(Spawn, NoDescriptorReachesAProcessThatItWasNotGiven) {
     const Mac mac{MacDescription{}};
     const int file = open("/dev/null", O_RDONLY);
     ASSERT_NE(dup2(file, 37), -1);
-    EXPECT_EQ(shell("[ -e /proc/self/fd/37 ] && echo open || echo closed"), "closed\n");
+    EXPECT_EQ(shell("[ -e /dev/fd/37 ] && echo open || echo closed"), "closed\n");
     EXPECT_NE(fcntl(37, F_GETFD), -1) << "it stays open here";
 }
 

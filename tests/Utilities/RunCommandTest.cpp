@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 
 #include "tests/support/PaneOnMac.h"
@@ -134,7 +134,9 @@ TEST_F(ShellCommand, KeepsNoReference) {
 }
 
 TEST_F(ShellCommand, StandardErrorIsNotRedirected) {
-    const int file = memfd_create("standard error", MFD_CLOEXEC);
+    std::FILE* const errors = std::tmpfile();
+    ASSERT_NE(errors, nullptr);
+    const int file = fileno(errors);
     const int original = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
     dup2(file, STDERR_FILENO);
     const auto output = run("echo printed; echo complained >&2");
@@ -142,7 +144,7 @@ TEST_F(ShellCommand, StandardErrorIsNotRedirected) {
 
     std::array<char, 64> complaint{};
     const ssize_t size = pread(file, complaint.data(), complaint.size(), 0);
-    close(file);
+    std::fclose(errors);
     close(original);
     EXPECT_EQ(output, "printed\n");
     EXPECT_EQ(std::string(complaint.data(), static_cast<std::size_t>(size)), "complained\n");
@@ -158,7 +160,7 @@ TEST_F(ShellCommand, DescriptorsOfThisProcessDoNotReachIt) {
     ASSERT_EQ(fcntl(inherited, F_GETFD) & FD_CLOEXEC, 0);
     // The shell's own descriptor of the folder it lists is closed again by the second look.
     const auto output =
-        run("for entry in /proc/$$/fd/*; do "
+        run("for entry in /dev/fd/*; do "
             "if [ -e \"$entry\" ]; then printf '%s ' \"${entry##*/}\"; fi; done");
     close(inherited);
     EXPECT_EQ(output, "0 1 2 ");
@@ -192,7 +194,7 @@ TEST_F(ShellCommand, LeavesNoZombie) {
 
 TEST_F(ShellCommand, LeavesNoDescriptorOpen) {
     const auto openDescriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+        return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
     };
     const auto before = openDescriptors();
     run("echo something");
@@ -215,7 +217,7 @@ TEST(ShellCommandThatCannotStart, GivesTheEmptyTextAndLeavesNoDescriptorOpen) {
     description.faults = {{"posix_spawn", 1, false, {}}};
     const test::Mac mac(description);
     const auto openDescriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+        return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
     };
     const auto before = openDescriptors();
     EXPECT_EQ(RunCommand().runCommand("echo something"), "");
