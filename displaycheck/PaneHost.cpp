@@ -6,7 +6,7 @@ namespace {
 
 using User = simulated_mac::EventDescription::User;
 
-constexpr int forward = 1;  // InstallerSectionDirection of a user who goes on
+constexpr int forward = 0;  // InstallerDirectionForward
 
 }  // namespace
 

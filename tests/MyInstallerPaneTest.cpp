@@ -120,7 +120,7 @@ TEST(MyInstallerPane, EnteringSetsTheTitleThenEmptiesTheWarningThenDisablesConti
     PaneOnMac onMac(macWithTexts(texts));
     std::vector<std::string> changes;
     onMac.mac.scheduler.onMainAt(Time(0), [&] {
-        onMac.pane.didEnterPane(1);
+        onMac.pane.didEnterPane(0);
         changes = paneChanges(onMac.mac);
     });
     onMac.mac.scheduler.runUntilQuiet();
@@ -133,7 +133,7 @@ TEST(MyInstallerPane, EnteringReturnsAtOnceAndTheRunWorksInTheBackground) {
     onMac.mac.trace.keepOnly({"NSScreen.screens", "IOMasterPort", "NSThread.sleep"});
     std::optional<Time> returned;
     onMac.mac.scheduler.onMainAt(Time(0), [&] {
-        onMac.pane.didEnterPane(1);
+        onMac.pane.didEnterPane(0);
         returned = onMac.mac.scheduler.now();
         EXPECT_THAT(onMac.mac.trace.calls(), IsEmpty()) << "the run must not start on this thread";
         EXPECT_FALSE(onMac.mac.window.nextEnabled);
@@ -249,7 +249,7 @@ TEST(MyInstallerPane, EveryEntryAsksAnewWhichKindOfMacThisIs) {
     std::vector<bool> answers;
     for (const Time time : {0s, 10s}) {
         onMac.mac.scheduler.onMainAt(time, [&] {
-            onMac.pane.didEnterPane(1);
+            onMac.pane.didEnterPane(0);
             answers.push_back(DDC->UseArm64);
         });
     }

@@ -83,7 +83,7 @@ TEST(MissingInterfaces, ACleanRequestFails) {
 TEST(MissingInterfaces, TheFirmwaresEDIDIdentifiesAMonitorAllTheSame) {
     Mac mac(appleMac());
     vorn::MyInstallerPane pane(&mac.window, &mac.window.title, &mac.window.warnings);
-    mac.scheduler.onMainAt(simulated_mac::Time(0), [&pane] { pane.didEnterPane(1); });
+    mac.scheduler.onMainAt(simulated_mac::Time(0), [&pane] { pane.didEnterPane(0); });
     EXPECT_EQ(mac.scheduler.runUntilQuiet(), simulated_mac::Scheduler::Outcome::quiet);
     EXPECT_TRUE(mac.window.nextEnabled);
     EXPECT_EQ(displayInfoArray.get().at(1)->displayState, displayInfo::supportedByList);

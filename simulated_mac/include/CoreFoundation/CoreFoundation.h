@@ -25,7 +25,7 @@ typedef struct {
     CFIndex length;
 } CFRange;
 
-enum { kCFNotFound = -1 };
+static const CFIndex kCFNotFound = -1;
 
 typedef const struct __CFAllocator* CFAllocatorRef;
 typedef const struct __CFString* CFStringRef;
@@ -48,13 +48,13 @@ CFTypeRef CFRetain(CFTypeRef cf);
 void CFRelease(CFTypeRef cf);
 CFTypeID CFGetTypeID(CFTypeRef cf);
 
-enum {
+enum CFStringBuiltInEncodings : CFStringEncoding {
     kCFStringEncodingASCII = 0x0600,
     kCFStringEncodingUTF8 = 0x08000100,
 };
 
 typedef CFOptionFlags CFStringCompareFlags;
-enum { kCFCompareCaseInsensitive = 1 };
+enum : CFOptionFlags { kCFCompareCaseInsensitive = 1 };
 
 CFStringRef __CFStringMakeConstantString(const char* cStr);
 #define CFSTR(cStr) __CFStringMakeConstantString("" cStr "")
@@ -76,13 +76,11 @@ CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind,
 void CFStringUppercase(CFMutableStringRef theString, CFLocaleRef locale);
 void CFStringLowercase(CFMutableStringRef theString, CFLocaleRef locale);
 
-typedef CFIndex CFCharacterSetPredefinedSet;
-enum { kCFCharacterSetWhitespace = 2 };
+enum CFCharacterSetPredefinedSet : CFIndex { kCFCharacterSetWhitespace = 2 };
 CFCharacterSetRef CFCharacterSetGetPredefined(CFCharacterSetPredefinedSet theSetIdentifier);
 Boolean CFCharacterSetIsCharacterMember(CFCharacterSetRef theSet, UniChar theChar);
 
-typedef CFIndex CFNumberType;
-enum {
+enum CFNumberType : CFIndex {
     kCFNumberSInt32Type = 3,
     kCFNumberSInt64Type = 4,
     kCFNumberCFIndexType = 14,
