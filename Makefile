@@ -3,11 +3,16 @@
 preset ?= default
 build  := build/$(preset)
 
-.PHONY: help run test bench packages build tests clean
+# What the window needs beyond the rest, and the tests of it.
+window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
+                   fonts-noto-cjk xvfb xdotool python3-pil
+
+.PHONY: help run test window bench packages window-packages build tests clean
 
 help:
 	@echo 'make run       build, and run the pane on an example Mac'
 	@echo 'make test      build, and run all tests'
+	@echo 'make window    build, and show the pane in a window'
 	@echo 'make bench     build optimised, and say what things cost'
 	@echo 'make packages  install what is needed and missing (Debian 12)'
 	@echo 'make clean     remove what was built'
@@ -15,13 +20,19 @@ help:
 packages:
 	@scripts/install-packages
 
+# Without them all but the window is built and tested.
+window-packages: packages
+	@scripts/install-packages $(window_packages) || \
+	    echo 'The window is left out: its packages can not be had.'
+
 $(build)/build.ninja:
 	@cmake --preset $(preset) $(if $(VERBOSE),,> /dev/null)
 
 build: packages $(build)/build.ninja
 	@cmake --build --preset $(preset) --target displaycheck $(if $(VERBOSE),,-- --quiet)
 
-tests: packages $(build)/build.ninja
+tests: window-packages
+	@cmake --preset $(preset) $(if $(VERBOSE),,> /dev/null)
 	@cmake --build --preset $(preset) $(if $(VERBOSE),,-- --quiet)
 
 run: build
@@ -33,6 +44,12 @@ run: build
 
 test: tests
 	@ctest --preset $(preset)
+
+window: window-packages
+	@cmake --preset $(preset) $(if $(VERBOSE),,> /dev/null)
+	@cmake --build --preset $(preset) --target displaycheck displaycheck-window \
+	    $(if $(VERBOSE),,-- --quiet)
+	@$(build)/bin/displaycheck window examples/intel-camera-later.yaml
 
 bench:
 	@scripts/install-packages libbenchmark-dev

@@ -11,6 +11,7 @@
 #include "displaycheck/MacFiles.h"
 #include "displaycheck/ModelCommand.h"
 #include "displaycheck/RunCommand.h"
+#include "displaycheck/WindowCommand.h"
 #include "simulated_mac/src/MacFile.h"
 
 namespace {
@@ -25,6 +26,12 @@ constexpr auto runText =
     "Enters the pane on the Mac that each FILE describes, lets the run and the file's\n"
     "events play out on a virtual clock, and reports what the user sees and why. All\n"
     "files are checked before the first one runs.";
+
+constexpr auto windowText =
+    "The pane in a window like the installer's, on the Mac that FILE describes, by the wall\n"
+    "clock: Continue greys while the pane looks for devices, Go Back and Continue leave and\n"
+    "enter it, a click on the warning opens the support article. What the pane writes to its\n"
+    "standard output goes to this program's, between what happens and when.";
 
 constexpr auto checkText =
     "Prints \"FILE: ok\" for a good file, and for a bad one the place of its first mistake,\n"
@@ -60,6 +67,7 @@ class CommandLine {
                                 "Try: displaycheck run examples/*.yaml\n\n") +
                     exitStatuses);
         addRun();
+        addWindow();
         addCheck();
         addSchema();
         addEDID();
@@ -102,6 +110,22 @@ class CommandLine {
         command->callback([this] { status_ = runMacFiles(run_); });
     }
 
+    void addWindow() {
+        auto* const command =
+            addCommand("window", "Show the pane in a window, as the installer does", windowText);
+        command->add_option("FILE", window_.file, "Mac file (YAML)")->required();
+        command->add_option(
+            "--lang", window_.language,
+            "Language of the texts, such as de or pt-BR;\nthe user's own otherwise");
+        command->add_option(
+            "--screenshot", window_.screenshot,
+            "Write what the window shows when all is quiet\nto this PNG file, and end");
+        command
+            ->add_option("--speed", window_.speed, "Let so many of the Mac's seconds pass in one")
+            ->check(CLI::Range(0.1, 100.0));
+        command->callback([this] { status_ = showWindow(window_); });
+    }
+
     void addCheck() {
         auto* const command = addCommand(
             "check", "Tell whether Mac files are valid, without running them", checkText);
@@ -133,6 +157,7 @@ class CommandLine {
     CLI::App app_{description, "displaycheck"};
     int status_ = done;
     RunOptions run_;
+    WindowOptions window_;
     std::vector<std::string> checked_;
     std::vector<std::string> EDIDs_;
     bool EDIDsAsJSON_ = false;

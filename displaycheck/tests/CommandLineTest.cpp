@@ -9,7 +9,7 @@ const std::string good = "mac: A Mac alone\nscreens: [built-in]\n";
 
 TEST(CommandLine, HelpsEverywhere) {
     const Folder folder;
-    for (const std::string command : {"", "run", "check", "schema", "edid", "model"}) {
+    for (const std::string command : {"", "run", "window", "check", "schema", "edid", "model"}) {
         for (const std::string help : {"--help", "-h"}) {
             const auto finished =
                 command.empty() ? run(folder, {help}) : run(folder, {command, help});
@@ -33,6 +33,8 @@ TEST(CommandLine, RefusesWrongUsage) {
                                                {"run"},
                                                {"run", "--bogus", "x"},
                                                {"check"},
+                                               {"window"},
+                                               {"window", "--speed", "0", "x"},
                                                {"schema", "x"},
                                                {"edid", "--trace"},
                                                {"--json"},
@@ -90,6 +92,14 @@ TEST(RunCommandLine, ReportsInTheOrderOfTheFiles) {
     EXPECT_EQ(reports[0]["file"], second);
     EXPECT_EQ(reports[1]["mac"], "A Mac alone");
     EXPECT_EQ(reports[2].dump(), reports[0].dump());
+}
+
+TEST(RunCommandLine, LeavesNoFilesBehind) {
+    const Folder folder;
+    setenv("TMPDIR", folder.path("tmp").c_str(), 1);
+    std::filesystem::create_directory(folder.path("tmp"));
+    EXPECT_EQ(run(folder, {"run", folder.write("mac.yaml", good)}).status, 0);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path("tmp")));
 }
 
 TEST(RunCommandLine, TellsWhenContinueStaysGreyed) {

@@ -8,6 +8,10 @@
 namespace simulated_mac::Installation {
 
 std::filesystem::path tools();
+/// The program that shows the pane in a window, its own resources, and the plug-in's bundle.
+std::filesystem::path window();
+std::filesystem::path windowResources();
+std::filesystem::path plugin();
 /// A file of the pane's resources, such as "en.lproj/Localizable.strings".
 std::filesystem::path resource(const std::string& name);
 

@@ -1,0 +1,44 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "displaycheck/tests/Program.h"
+
+// What `displaycheck window` says where it shows no window.
+
+namespace test {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string good = "screens: [built-in]\n";
+
+TEST(WindowCommand, NamesTheLanguagesThatThereAre) {
+    const Folder folder;
+    const auto finished = run(folder, {"window", "--lang", "xx", folder.write("mac.yaml", good)});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_THAT(finished.errors, HasSubstr("displaycheck: --lang xx: the pane speaks "));
+    EXPECT_THAT(finished.errors, HasSubstr(", de, "));
+    EXPECT_THAT(finished.errors, HasSubstr("pt-BR"));
+}
+
+TEST(WindowCommand, NamesTheMistakeInAMacFile) {
+    const Folder folder;
+    const auto finished = run(folder, {"window", folder.write("mac.yaml", "screens: 5\n")});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_THAT(finished.errors, HasSubstr("mac.yaml:1:"));
+}
+
+TEST(WindowCommand, SaysWhatItNeedsWhereThereIsNoScreen) {
+    const Folder folder;
+    unsetenv("DISPLAY");
+    const auto finished = run(folder, {"window", folder.write("mac.yaml", good)});
+    EXPECT_EQ(finished.status, 1);
+    // With GNUstep the screen is missing, without it the window itself.
+    EXPECT_THAT(finished.errors,
+                testing::AnyOf(HasSubstr("DISPLAY is not set"), HasSubstr("make window")));
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,46 @@
+#pragma once
+
+#import <AppKit/AppKit.h>
+#import <InstallerPlugins/InstallerPlugins.h>
+
+@class InstallerView;
+
+/// How the installer makes a section.
+@interface InstallerSection (Loading)
+- (instancetype)initWithBundle:(NSBundle *)sectionBundle;
+@end
+
+/// A window in the look of the graphical installer: its steps at the left, of which one is the
+/// plug-in's section, and Go Back and Continue. Only the section's step has a pane; the others
+/// stand for what the installer does before and after.
+@interface InstallerWindow : NSWindow {
+  @private
+    InstallerSection *section;
+    NSArray *steps;
+    NSUInteger step;
+    InstallerView *face;
+}
+
+/// The one window; nil before it was made.
++ (InstallerWindow *)shared;
+
+/// A window for a section whose interface file was loaded.
+- (instancetype)initWithSection:(InstallerSection *)loaded;
+
+/// Shows the section's step and enters its pane.
+- (void)enterPane;
+
+/// Clicks the pane's label with the warning, where it takes clicks.
+- (void)clickWarning;
+
+- (void)goForward:(id)sender;
+- (void)goBack:(id)sender;
+- (void)paneChangedItsButtons;
+
+/// Shows a line at the window's foot.
+- (void)showNote:(NSString *)note;
+
+/// Writes what the window shows to a PNG file; NO when that fails.
+- (BOOL)writePNGTo:(NSString *)path;
+
+@end

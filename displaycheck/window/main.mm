@@ -1,0 +1,189 @@
+#import <AppKit/AppKit.h>
+#import <InstallerPlugins/InstallerPlugins.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "displaycheck/ExitStatus.h"
+#import "displaycheck/window/ClickRecognizers.h"
+#import "displaycheck/window/InstallerWindow.h"
+#import "displaycheck/window/SimulatedAppKit.h"
+#include "simulated_mac/src/Installation.h"
+#include "simulated_mac/src/Mac.h"
+#include "simulated_mac/src/MacFile.h"
+
+// The program behind `displaycheck window`, which starts it with a good Mac file, a language, a file
+// for a screenshot (or nothing) and how many of the Mac's seconds pass in one.
+
+using namespace displaycheck;
+using simulated_mac::Mac;
+
+namespace {
+
+/// Set by the signals that ask the program to end.
+volatile std::sig_atomic_t askedToEnd = 0;
+
+/// GNUstep's own answer to these signals locks up when they come in the middle of drawing.
+void setSignals(void (*handler)(int)) {
+    for (const int number : {SIGHUP, SIGINT, SIGTERM}) std::signal(number, handler);
+}
+
+struct Arguments {
+    std::string file;
+    std::string language;
+    std::string screenshot;
+    double speed;
+};
+
+/// Fonts that have the characters of a language, regular and bold; the user's, if there is one.
+std::pair<std::string, std::string> fontsFor(const std::string& language) {
+    const char *usersFont = getenv("DISPLAYCHECK_FONT");
+    if (usersFont != nullptr) return {usersFont, std::string(usersFont) + "-Bold"};
+    static const std::map<std::string, std::string> others = {{"ja", "NotoSansCJKjp"},
+                                                              {"ko", "NotoSansCJKkr"},
+                                                              {"zh-Hans", "NotoSansCJKsc"},
+                                                              {"zh-Hant", "NotoSansCJKtc"}};
+    const auto other = others.find(language);
+    if (other == others.end()) return {"Inter-Regular", "Inter-Bold"};
+    return {other->second + "-Regular", other->second + "-Bold"};
+}
+
+/// Defaults of GNUstep's that make the window look alike wherever it runs.
+void setUpGNUstep(const Arguments& arguments) {
+    const auto [regular, bold] = fontsFor(arguments.language);
+    std::vector<std::string> words = {
+        "displaycheck", "-NSFont",      regular, "-NSUserFont",  regular,
+        "-NSBoldFont",  bold,           "-NSLanguages", "(\"" + arguments.language + "\")",
+        "-GSSuppressAppIcon", "YES",
+    };
+    std::vector<char *> pointers;
+    for (std::string& word : words) pointers.push_back(word.data());
+    [NSProcessInfo initializeWithArguments:pointers.data()
+                                     count:static_cast<int>(pointers.size())
+                               environment:environ];
+}
+
+}  // namespace
+
+/// Loads the plug-in as the installer does and plays the Mac in step with the wall clock.
+@interface WindowHost : NSObject {
+  @private
+    Mac *mac;
+    std::chrono::steady_clock::time_point start;
+    double speed;
+}
+- (instancetype)initWithMac:(Mac *)switchedOn speed:(double)times;
+- (InstallerSection *)loadSection;
+- (void)play;
+@end
+
+@implementation WindowHost
+
+- (instancetype)initWithMac:(Mac *)switchedOn speed:(double)times {
+    self = [super init];
+    if (self == nil) return nil;
+    mac = switchedOn;
+    start = std::chrono::steady_clock::now();
+    speed = times;
+    mac->onUser([](simulated_mac::EventDescription::User action) {
+        using User = simulated_mac::EventDescription::User;
+        if (action == User::entersPane) [[InstallerWindow shared] enterPane];
+        if (action == User::clicksWarning) [[InstallerWindow shared] clickWarning];
+    });
+    mac->onNote([](const simulated_mac::TimelineEntry& entry) {
+        printf("%10.3f s  %-4s  %s\n", std::chrono::duration<double>(entry.time).count(),
+               entry.source.c_str(), entry.what.c_str());
+        fflush(stdout);
+    });
+    return self;
+}
+
+/// The section of the plug-in's bundle with its pane; nil with a message when it can't be loaded.
+- (InstallerSection *)loadSection {
+    NSString *path = [NSString
+        stringWithUTF8String:simulated_mac::Installation::plugin().c_str()];
+    NSBundle *bundle = [NSBundle bundleWithPath:path];
+    if (bundle == nil || ![bundle load]) {
+        fprintf(stderr, "displaycheck: %s: the plug-in can't be loaded\n", [path UTF8String]);
+        return nil;
+    }
+    simulateAppKit(bundle);
+    InstallerSection *section = [[[bundle principalClass] alloc] initWithBundle:bundle];
+    NSString *nib = [bundle objectForInfoDictionaryKey:@"NSMainNibFile"];
+    NSDictionary *names = [NSDictionary dictionaryWithObject:section forKey:NSNibOwner];
+    [section willLoadMainNib];
+    if (![bundle loadNibFile:nib externalNameTable:names withZone:NULL] ||
+        [section firstPane] == nil) {
+        fprintf(stderr, "displaycheck: %s: its interface file can't be loaded\n",
+                [path UTF8String]);
+        return nil;
+    }
+    [section didLoadMainNib];
+    return section;
+}
+
+- (void)play {
+    if (askedToEnd != 0) return [[InstallerWindow shared] close];
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+    mac->scheduler.runUntil(std::chrono::duration_cast<simulated_mac::Time>(passed * speed));
+}
+
+@end
+
+namespace {
+
+int show(const Arguments& arguments) {
+    Mac mac(simulated_mac::readMacFile(arguments.file));
+    [NSApplication sharedApplication];
+    WindowHost *host = [[WindowHost alloc] initWithMac:&mac speed:arguments.speed];
+    InstallerSection *section = [host loadSection];
+    if (section == nil) return unfinished;
+    InstallerWindow *window = [[InstallerWindow alloc] initWithSection:section];
+    [window center];
+    [window makeKeyAndOrderFront:nil];
+    if (!arguments.screenshot.empty()) {
+        setSignals(SIG_DFL);
+        mac.scheduler.onMain([window] { [window enterPane]; });
+        mac.scheduler.runUntilQuiet();
+        [window display];
+        NSString *path = [NSString stringWithUTF8String:arguments.screenshot.c_str()];
+        if ([window writePNGTo:path]) return done;
+        fprintf(stderr, "displaycheck: %s: can't be written\n", arguments.screenshot.c_str());
+        return unfinished;
+    }
+    setSignals([](int) { askedToEnd = 1; });
+    [window enterPane];
+    NSTimer *timer = [NSTimer scheduledTimerWithTimeInterval:0.02
+                                                      target:host
+                                                    selector:@selector(play)
+                                                    userInfo:nil
+                                                     repeats:YES];
+    // Time passes while a button is held down, too.
+    [[NSRunLoop currentRunLoop] addTimer:timer forMode:NSEventTrackingRunLoopMode];
+    [NSApp run];
+    return done;
+}
+
+}  // namespace
+
+int main(int argc, char *argv[]) {
+    if (argc != 5) {
+        fputs("displaycheck-window: this is started by displaycheck window\n", stderr);
+        return badInput;
+    }
+    const Arguments arguments{argv[1], argv[2], argv[3], strtod(argv[4], nullptr)};
+    setUpGNUstep(arguments);
+    takeLog();
+    @autoreleasepool {
+        const int status = show(arguments);
+        fflush(nullptr);
+        // Threads of the Mac may still wait for their turn.
+        std::_Exit(status);
+    }
+}
