@@ -93,6 +93,7 @@ void MyInstallerPane::listeningUSBDevice() {
     const CFMutableDictionaryRef matching = IOServiceMatching("IOUSBDevice");
     if (matching == nullptr) {
         std::printf("%s(): IOServiceMatching returned a NULL dictionary.\n", listeningName);
+        mach_port_deallocate(mach_task_self(), masterPort);
         return;
     }
     classToMatch = matching;
