@@ -1,0 +1,122 @@
+"""scripts/check-bundle, which says whether a built bundle is right."""
+
+import shutil
+import unittest
+
+from project import PRIVATE_FUNCTIONS, RESOURCES, exported_symbols, project_version
+from scripts import ScriptTest
+
+
+class CheckBundleTest(ScriptTest):
+    """The Mac's tools have stand-ins that print what a file of the test says."""
+
+    script = "check-bundle"
+
+    def setUp(self):
+        super().setUp()
+        self.bundle = self.folder / "VornDisplayCheck.bundle"
+        shutil.copytree(RESOURCES, self.bundle / "Contents" / "Resources")
+        (self.bundle / "Contents" / "MacOS").mkdir()
+        (self.bundle / "Contents" / "MacOS" / "VornDisplayCheck").touch()
+        (self.bundle / "Contents" / "Resources" / "MyInstallerPane.nib").touch()
+        (self.bundle / "Contents" / "Info.plist").write_text(
+            (RESOURCES / "Info.plist").read_text().replace("@PROJECT_VERSION@", project_version()))
+
+        self.tool("plutil", 'shift; for file; do [ -f "$file" ]; done')
+        self.tool("lipo", '[ -f "$here/$3.-l" ]; echo "$3" > "$5"')
+        self.tool("otool", 'cat "$here/$(cat "$2").$1"')
+        self.tool("nm", 'cat "$here/$(cat "$2").$1"')
+        for architecture, minimum in (("x86_64", "10.15"), ("arm64", "11.0")):
+            self.write(architecture, "-l",
+                       "Load command 9\n      cmd LC_BUILD_VERSION\n  cmdsize 32\n platform 1\n"
+                       f"    minos {minimum}\n      sdk 15.0\n"
+                       "Load command 10\n          cmd LC_LOAD_DYLIB\n"
+                       "         name /System/Library/Frameworks/IOKit.framework/IOKit"
+                       " (offset 24)\n"
+                       "Load command 11\n          cmd LC_LOAD_WEAK_DYLIB\n"
+                       "         name /System/Library/Frameworks/CoreDisplay.framework/CoreDisplay"
+                       " (offset 24)\n")
+            self.write(architecture, "-L",
+                       "slice:\n\t/usr/lib/libc++.1.dylib (compatibility version 1.0.0)\n"
+                       "\t/System/Library/Frameworks/IOKit.framework/IOKit (compatibility)\n")
+            self.write(architecture, "-gUj", "".join(f"{name}\n" for name in exported_symbols()))
+            self.write(architecture, "-m",
+                       "".join(f"                 (undefined) weak external {name} (from IOKit)\n"
+                               for name in PRIVATE_FUNCTIONS))
+
+    def write(self, architecture, option, text):
+        """What the tool that has this option prints of a slice."""
+        (self.folder / f"{architecture}.{option}").write_text(text)
+
+    def replace(self, architecture, option, old, new):
+        path = self.folder / f"{architecture}.{option}"
+        text = path.read_text()
+        self.assertIn(old, text)
+        path.write_text(text.replace(old, new))
+
+    def wrong(self):
+        """What the script finds wrong with the bundle."""
+        run = self.run_script(self.bundle)
+        self.assertEqual(run.stderr, "")
+        wrong = [line.removeprefix("wrong").strip() for line in run.stdout.splitlines()
+                 if line.startswith("wrong")]
+        self.assertEqual(run.returncode, 1 if wrong else 0)
+        return wrong
+
+    def test_it_is_clean(self):
+        self.assert_is_clean()
+
+    def test_a_good_bundle_is_all_right(self):
+        self.assertEqual(self.wrong(), [])
+
+    def test_a_slice_for_other_systems_is_wrong(self):
+        self.replace("arm64", "-l", "minos 11.0", "minos 12.0")
+        self.replace("x86_64", "-l", "minos 10.15", "minos 11.0")
+        self.assertEqual(self.wrong(), ["x86_64: runs from macOS 10.15 on",
+                                        "arm64: runs from macOS 11.0 on"])
+
+    def test_a_missing_slice_is_wrong(self):
+        (self.folder / "x86_64.-l").unlink()
+        self.assertEqual(self.wrong(), ["there is a slice for x86_64"])
+
+    def test_symbols_exported_in_excess_or_not_at_all_are_wrong(self):
+        self.replace("arm64", "-gUj", "_DDC\n", "")
+        self.replace("x86_64", "-gUj", "_DDC\n", "_DDC\n__ZTSNSt3__1\n")
+        self.assertEqual(self.wrong(), ["x86_64: exports what it should",
+                                        "arm64: exports what it should"])
+
+    def test_private_interfaces_that_must_be_there_are_wrong(self):
+        self.replace("arm64", "-m", "weak external _IOAVServiceReadI2C",
+                     "external _IOAVServiceReadI2C")
+        self.replace("arm64", "-l", "LC_LOAD_WEAK_DYLIB", "LC_LOAD_DYLIB")
+        self.assertEqual(self.wrong(), ["arm64: loads CoreDisplay weakly",
+                                        "arm64: imports _IOAVServiceReadI2C weakly"])
+
+    def test_a_library_that_others_lack_is_wrong(self):
+        self.replace("x86_64", "-L", "/usr/lib/libc++", "/usr/local/lib/libc++")
+        self.assertEqual(self.wrong(), ["x86_64: loads the system's libraries alone"])
+
+    def test_missing_resources_are_wrong(self):
+        contents = self.bundle / "Contents"
+        (contents / "Resources" / "MyInstallerPane.nib").unlink()
+        (contents / "Resources" / "de.lproj" / "Localizable.strings").unlink()
+        (contents / "Info.plist").write_text("<string>0.0.0</string>")
+        tables = len(list(RESOURCES.glob("*.lproj/*.strings")))
+        self.assertEqual(self.wrong(), [f"its version is {project_version()}",
+                                        "the interface is compiled",
+                                        f"its {tables} string tables are string tables"])
+
+    def test_bad_usage_is_told(self):
+        for arguments, message in [
+                (["--fast"], "unknown option: --fast; see --help"),
+                (["no/such.bundle"], "no plug-in at no/such.bundle"),
+                (["one.bundle", "another.bundle"], "more than one bundle; see --help"),
+        ]:
+            with self.subTest(arguments=arguments):
+                run = self.run_script(*arguments)
+                self.assertEqual((run.returncode, run.stdout, run.stderr),
+                                 (2, "", f"check-bundle: {message}\n"))
+
+
+if __name__ == "__main__":
+    unittest.main()

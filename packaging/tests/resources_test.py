@@ -1,0 +1,178 @@
+"""What the bundle and its product archive are made of: property lists, texts, the interface."""
+
+import re
+import unittest
+import xml.etree.ElementTree
+
+from project import RESOURCES, ROOT, exported_symbols, preset_variables, property_list
+
+
+class PropertyListsTest(unittest.TestCase):
+    def test_the_bundle_is_a_section_of_the_installer(self):
+        information = property_list(RESOURCES / "Info.plist")
+        self.assertEqual(information["CFBundlePackageType"], "BNDL")
+        self.assertEqual(information["CFBundleExecutable"], "VornDisplayCheck")
+        self.assertEqual(information["CFBundleInfoDictionaryVersion"], "6.0")
+        self.assertRegex(information["CFBundleIdentifier"], r"^[a-z]+(\.[a-z]+)+$")
+        self.assertEqual(information["CFBundleDevelopmentRegion"], "en")
+        self.assertEqual(information["NSPrincipalClass"], "InstallerSection")
+        self.assertTrue(information["InstallerSectionTitle"])
+
+    def test_the_bundles_interface_file_is_there(self):
+        name = property_list(RESOURCES / "Info.plist")["NSMainNibFile"]
+        self.assertTrue((RESOURCES / f"{name}.xib").is_file())
+
+    def test_the_bundles_version_is_the_projects(self):
+        information = property_list(RESOURCES / "Info.plist")
+        for key in ("CFBundleShortVersionString", "CFBundleVersion"):
+            self.assertEqual(information[key], "@PROJECT_VERSION@")
+
+    def test_the_pane_comes_after_the_licence_and_before_anything_is_chosen(self):
+        sections = property_list(ROOT / "packaging" / "InstallerSections.plist")
+        self.assertEqual(list(sections), ["SectionOrder"])
+        order = sections["SectionOrder"]
+        bundle = property_list(RESOURCES / "Info.plist")["CFBundleExecutable"] + ".bundle"
+        self.assertEqual([name for name in order if name.endswith(".bundle")], [bundle])
+        self.assertEqual(len(set(order)), len(order))
+        self.assertLess(order.index("License"), order.index(bundle))
+        self.assertLess(order.index(bundle), order.index("TargetSelect"))
+        self.assertLess(order.index(bundle), order.index("Install"))
+
+
+class DistributionTest(unittest.TestCase):
+    def setUp(self):
+        self.script = xml.etree.ElementTree.parse(ROOT / "packaging" / "Distribution.xml").getroot()
+
+    def test_it_is_for_the_macs_that_the_bundle_is_for(self):
+        variables = preset_variables("mac")
+        self.assertEqual(self.script.find("options").get("hostArchitectures").split(","),
+                         variables["CMAKE_OSX_ARCHITECTURES"].split(";"))
+        self.assertEqual(self.script.find(".//os-version").get("min"),
+                         variables["CMAKE_OSX_DEPLOYMENT_TARGET"])
+
+    def test_it_installs_the_package_that_is_made(self):
+        package = (ROOT / "scripts" / "package").read_text()
+        reference = self.script.find("pkg-ref")
+        self.assertIn(f"--identifier {reference.get('id')} ", package)
+        self.assertIn(f"$work/{reference.text}\"", package)
+        self.assertEqual(reference.get("version"), "@VERSION@")
+
+    def test_what_it_names_is_there(self):
+        choices = {choice.get("id") for choice in self.script.findall("choice")}
+        packages = {reference.get("id") for reference in self.script.findall("pkg-ref")}
+        self.assertEqual({line.get("choice") for line in self.script.iter("line")}, choices)
+        self.assertEqual({reference.get("id") for reference in self.script.iter("pkg-ref")},
+                         packages)
+
+
+def string_table(path):
+    """The texts of a string table by their keys. ValueError at what is no entry."""
+    text = path.read_text(encoding="utf-8")
+    entry = re.compile(r'\s*(?:/\*.*?\*/\s*)*"((?:[^"\\]|\\.)*)"\s*=\s*"((?:[^"\\]|\\.)*)"\s*;',
+                       re.DOTALL)
+    table = {}
+    at = 0
+    while match := entry.match(text, at):
+        if match[1] in table:
+            raise ValueError(f"{path}: {match[1]} twice")
+        table[match[1]] = re.sub(r"\\(.)", r"\1", match[2])
+        at = match.end()
+    if re.sub(r"/\*.*?\*/", "", text[at:], flags=re.DOTALL).strip():
+        raise ValueError(f"{path}: no entry at {text[at:at + 40]!r}")
+    return table
+
+
+class StringTablesTest(unittest.TestCase):
+    def setUp(self):
+        self.languages = sorted(folder.stem for folder in RESOURCES.glob("*.lproj"))
+        self.assertIn("en", self.languages)
+
+    def test_every_language_has_the_texts_of_english(self):
+        for name in ("Localizable.strings", "InfoPlist.strings"):
+            english = string_table(RESOURCES / "en.lproj" / name)
+            self.assertTrue(english)
+            for language in self.languages:
+                with self.subTest(table=name, language=language):
+                    table = string_table(RESOURCES / f"{language}.lproj" / name)
+                    self.assertEqual(table.keys(), english.keys())
+                    for key, text in table.items():
+                        self.assertEqual(text, text.strip())
+                        self.assertTrue(text, key)
+
+    def test_the_section_has_its_title_in_every_language(self):
+        key = "InstallerSectionTitle"
+        self.assertIn(key, property_list(RESOURCES / "Info.plist"))
+        self.assertIn(key, string_table(RESOURCES / "en.lproj" / "InfoPlist.strings"))
+
+    def test_the_link_is_a_word_of_its_own_sentence(self):
+        for language in self.languages:
+            with self.subTest(language=language):
+                table = string_table(RESOURCES / f"{language}.lproj" / "Localizable.strings")
+                word = table["here"]
+                self.assertIn(word, table["Click here for the compatible models."])
+                self.assertNotIn(word, table["Please connect a supported Vorn monitor or camera"])
+
+
+class InterfaceFileTest(unittest.TestCase):
+    def setUp(self):
+        self.document = xml.etree.ElementTree.parse(RESOURCES / "MyInstallerPane.xib").getroot()
+        self.by_id = {}
+        for element in self.document.iter():
+            if "id" in element.keys() and element.tag not in ("outlet", "action"):
+                self.assertNotIn(element.get("id"), self.by_id)
+                self.by_id[element.get("id")] = element
+
+    def outlets(self, element):
+        """What each outlet of an object is connected to."""
+        return {outlet.get("property"): self.by_id[outlet.get("destination")]
+                for outlet in element.findall("connections/outlet")}
+
+    def test_every_connection_leads_to_an_object(self):
+        outlets = list(self.document.iter("outlet"))
+        self.assertTrue(outlets)
+        for outlet in outlets:
+            self.assertIn(outlet.get("destination"), self.by_id)
+
+    def test_the_section_that_owns_it_shows_our_pane(self):
+        owner = self.by_id["-2"]
+        self.assertEqual(owner.get("customClass"), "InstallerSection")
+        outlets = self.outlets(owner)
+        self.assertEqual(list(outlets), ["firstPane"])
+        self.assertEqual(outlets["firstPane"].get("customClass"), "MyInstallerPane")
+
+    def test_our_panes_outlets_lead_to_what_they_are_declared_as(self):
+        pane = self.outlets(self.by_id["-2"])["firstPane"]
+        tags = {name: element.tag for name, element in self.outlets(pane).items()}
+        self.assertEqual(tags, {"contentView": "customView", "lb_title": "textField",
+                                "lb_warnings": "textField"})
+
+    def test_our_panes_labels_are_outlets_of_its_class(self):
+        header = (ROOT / "plugin" / "Cocoa" / "PaneClass.h").read_text()
+        self.assertRegex(header, r"@interface MyInstallerPane : InstallerPane\b")
+        labels = re.findall(r"IBOutlet NSTextField \*(\w+);", header)
+        pane = self.outlets(self.by_id["-2"])["firstPane"]
+        self.assertEqual(sorted(labels + ["contentView"]), sorted(self.outlets(pane)))
+
+    def test_the_labels_stand_in_the_panes_view(self):
+        outlets = self.outlets(self.outlets(self.by_id["-2"])["firstPane"])
+        inside = list(outlets["contentView"].iter("textField"))
+        self.assertIn(outlets["lb_title"], inside)
+        self.assertIn(outlets["lb_warnings"], inside)
+
+
+class ExportedSymbolsTest(unittest.TestCase):
+    def test_the_list_holds_all_that_is_declared_exported(self):
+        declared = set()
+        for header in (ROOT / "plugin").rglob("*.h"):
+            text = header.read_text()
+            for name in re.findall(r"^EXPORTED [^;(]*?(\w+)\s*[;(]", text, re.MULTILINE):
+                declared.add("_" + name)
+            for name in re.findall(r"^EXPORTED_CLASS @interface (\w+)", text, re.MULTILINE):
+                declared |= {f"_OBJC_CLASS_$_{name}", f"_OBJC_METACLASS_$_{name}"}
+        listed = exported_symbols()
+        self.assertEqual(sorted(listed), sorted(declared))
+        self.assertIn("_OBJC_CLASS_$_MyInstallerPane", listed)
+
+
+if __name__ == "__main__":
+    unittest.main()
