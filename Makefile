@@ -7,12 +7,13 @@ build  := build/$(preset)
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil
 
-.PHONY: help run test window bench packages window-packages build tests clean
+.PHONY: help run test window torture bench packages window-packages build tests clean
 
 help:
 	@echo 'make run       build, and run the pane on an example Mac'
 	@echo 'make test      build, and run all tests'
 	@echo 'make window    build, and show the pane in a window'
+	@echo 'make torture   build, and let every platform call of every example fail'
 	@echo 'make bench     build optimised, and say what things cost'
 	@echo 'make packages  install what is needed and missing (Debian 12)'
 	@echo 'make clean     remove what was built'
@@ -50,6 +51,10 @@ window: window-packages
 	@cmake --build --preset $(preset) --target displaycheck displaycheck-window \
 	    $(if $(VERBOSE),,-- --quiet)
 	@$(build)/bin/displaycheck window examples/intel-camera-later.yaml
+
+torture: packages $(build)/build.ninja
+	@cmake --build --preset $(preset) --target torture displaycheck $(if $(VERBOSE),,-- --quiet)
+	@scripts/torture $(build)/bin/torture
 
 bench:
 	@scripts/install-packages libbenchmark-dev
