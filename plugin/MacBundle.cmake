@@ -8,8 +8,8 @@ enable_language(OBJCXX)
 find_program(IBTOOL ibtool REQUIRED DOC "Compiles interface files; comes with Xcode")
 
 # What the plug-in compiles and links against. CMAKE_OSX_DEPLOYMENT_TARGET, 10.15, is the oldest
-# system that it is for. The arm64 slice needs no flag of its own: the oldest system of Apple silicon
-# is 11.0, and compiler and linker raise the slice's to that.
+# system that it is for. The arm64 slice needs no flag of its own: Apple silicon's oldest system is
+# 11.0, and compiler and linker raise the slice's to that.
 add_library(platform INTERFACE)
 foreach(framework Cocoa CoreFoundation CoreGraphics InstallerPlugins IOKit)
     target_link_libraries(platform INTERFACE $<LINK_LIBRARY:FRAMEWORK,${framework}>)
