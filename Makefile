@@ -7,13 +7,14 @@ build  := build/$(preset)
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil
 
-.PHONY: help run test window torture bench packages window-packages build tests clean
+.PHONY: help run test window torture fuzz bench packages window-packages build tests clean
 
 help:
 	@echo 'make run       build, and run the pane on an example Mac'
 	@echo 'make test      build, and run all tests'
 	@echo 'make window    build, and show the pane in a window'
 	@echo 'make torture   build, and let every platform call of every example fail'
+	@echo 'make fuzz      build, and feed the pane noise; SECONDS=60 for each fuzzer'
 	@echo 'make bench     build optimised, and say what things cost'
 	@echo 'make packages  install what is needed and missing (Debian 12)'
 	@echo 'make clean     remove what was built'
@@ -55,6 +56,13 @@ window: window-packages
 torture: packages $(build)/build.ninja
 	@cmake --build --preset $(preset) --target torture displaycheck $(if $(VERBOSE),,-- --quiet)
 	@scripts/torture $(build)/bin/torture
+
+SECONDS ?= 10
+fuzz:
+	@scripts/install-packages clang libclang-rt-14-dev
+	@cmake --preset fuzz $(if $(VERBOSE),,> /dev/null)
+	@cmake --build --preset fuzz --target fuzzers $(if $(VERBOSE),,-- --quiet)
+	@scripts/fuzz build/fuzz/bin $(SECONDS)
 
 bench:
 	@scripts/install-packages libbenchmark-dev

@@ -17,10 +17,14 @@ constexpr auto appleSiliconEDIDs =
 
 std::vector<std::string> StringUtil::getEDIDString(bool appleSilicon) const {
     const auto output = runCmd.runCommand(appleSilicon ? appleSiliconEDIDs : intelEDIDs);
+    return EDIDTextsIn(output.value_or(""));
+}
+
+std::vector<std::string> StringUtil::EDIDTextsIn(const std::string& output) const {
     std::vector<std::string> texts;
     std::string current;
     bool inside = false;
-    for (const char16_t unit : utf16Units(output.value_or(""))) {
+    for (const char16_t unit : utf16Units(output)) {
         if (unit == u'<') {
             inside = true;
         } else if (unit == u'>') {

@@ -19,6 +19,10 @@ class StringUtil {
     /// registry's on Intel Macs, the firmware's on Apple silicon. Empty when they print none.
     std::vector<std::string> getEDIDString(bool appleSilicon) const;
 
+    /// The texts between angle brackets in what such a tool prints. A closing bracket ends a text
+    /// even where none was opened; what follows the last one is dropped.
+    std::vector<std::string> EDIDTextsIn(const std::string& output) const;
+
     /// Bytes of a hex text, two characters a byte. Nothing is rejected: a pair that is no hex
     /// number reads as 0, an odd last digit as a byte of its own.
     std::vector<std::uint8_t> dataFromHexString(const std::string& text) const;

@@ -1,0 +1,25 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "simulated_mac/src/MacFile.h"
+
+// Any bytes in place of a Mac file.
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const std::string path = [] {
+        char name[] = "/tmp/fuzzed-mac-XXXXXX";
+        if (mkdtemp(name) == nullptr) std::abort();
+        return std::string(name) + "/mac.yaml";
+    }();
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+    try {
+        simulated_mac::readMacFile(path);
+    } catch (const simulated_mac::MacFileError&) {
+        // A message is what a bad file should get.
+    }
+    return 0;
+}
