@@ -5,7 +5,7 @@
 // What the pane asks of AppKit and GNUstep's declarations lack; the window brings it.
 
 @interface NSScreen (LocalizedName)
-@property(readonly, copy) NSString *localizedName;
+@property(readonly, copy) NSString* localizedName;
 @end
 
 @interface NSClickGestureRecognizer (TargetAndAction)
@@ -13,5 +13,5 @@
 @end
 
 @interface NSView (GestureRecognizers)
-- (void)addGestureRecognizer:(NSGestureRecognizer *)recognizer;
+- (void)addGestureRecognizer:(NSGestureRecognizer*)recognizer;
 @end

@@ -14,8 +14,8 @@ struct TargetAndAction {
 
 /// GNUstep's recognizers hold nothing, and its views know none. Both live as long as the process.
 struct Recognizers {
-    std::map<NSGestureRecognizer *, TargetAndAction> actions;
-    std::map<NSView *, std::vector<NSGestureRecognizer *>> ofViews;
+    std::map<NSGestureRecognizer*, TargetAndAction> actions;
+    std::map<NSView*, std::vector<NSGestureRecognizer*>> ofViews;
 };
 
 Recognizers& recognizers() {
@@ -23,7 +23,7 @@ Recognizers& recognizers() {
     return all;
 }
 
-bool takesClicks(NSView *view) {
+bool takesClicks(NSView* view) {
     return recognizers().ofViews.contains(view);
 }
 
@@ -41,27 +41,27 @@ bool takesClicks(NSView *view) {
 
 @implementation NSView (GestureRecognizers)
 
-- (void)addGestureRecognizer:(NSGestureRecognizer *)recognizer {
+- (void)addGestureRecognizer:(NSGestureRecognizer*)recognizer {
     recognizers().ofViews[self].push_back([recognizer retain]);
 }
 
 @end
 
-void sendClickTo(NSView *view) {
+void sendClickTo(NSView* view) {
     const TargetAndAction& click = recognizers().actions[recognizers().ofViews[view].front()];
     [click.target performSelector:click.action];
 }
 
-NSView *viewTakingClicksAt(NSWindow *window, NSPoint place) {
-    NSView *view = [[window contentView] hitTest:place];
+NSView* viewTakingClicksAt(NSWindow* window, NSPoint place) {
+    NSView* view = [[window contentView] hitTest:place];
     while (view != nil && !takesClicks(view)) view = [view superview];
     return view;
 }
 
-NSView *viewTakingClicksIn(NSView *view) {
+NSView* viewTakingClicksIn(NSView* view) {
     if (takesClicks(view)) return view;
-    for (NSView *part in [view subviews]) {
-        NSView *found = viewTakingClicksIn(part);
+    for (NSView* part in [view subviews]) {
+        NSView* found = viewTakingClicksIn(part);
         if (found != nil) return found;
     }
     return nil;

@@ -9,18 +9,18 @@
 
 @synthesize firstPane;
 
-- (instancetype)initWithBundle:(NSBundle *)sectionBundle {
+- (instancetype)initWithBundle:(NSBundle*)sectionBundle {
     self = [super init];
     if (self != nil) bundle = [sectionBundle retain];
     return self;
 }
 
-- (NSBundle *)bundle {
+- (NSBundle*)bundle {
     return bundle;
 }
 
-- (NSString *)title {
-    NSString *key = @"InstallerSectionTitle";
+- (NSString*)title {
+    NSString* key = @"InstallerSectionTitle";
     return [bundle localizedStringForKey:key
                                    value:[bundle objectForInfoDictionaryKey:key]
                                    table:@"InfoPlist"];
@@ -66,11 +66,11 @@
     [super dealloc];
 }
 
-- (InstallerSection *)section {
+- (InstallerSection*)section {
     return parentSection;
 }
 
-- (NSString *)title {
+- (NSString*)title {
     return @"";
 }
 
@@ -80,8 +80,8 @@
 
 - (void)setNextEnabled:(BOOL)enabled {
     nextEnabled = enabled;
-    simulated_mac::Mac::current()->note(
-        "pane", enabled ? "Continue is enabled" : "Continue is disabled");
+    simulated_mac::Mac::current()->note("pane",
+                                        enabled ? "Continue is enabled" : "Continue is disabled");
     [[InstallerWindow shared] paneChangedItsButtons];
 }
 

@@ -5,27 +5,27 @@
 /// What the installer's window shows.
 @interface InstallerView : NSView {
   @private
-    NSArray *steps;
+    NSArray* steps;
     NSUInteger step;
-    NSString *title;
-    NSView *content;
-    NSString *note;
-    NSButton *continueButton;
-    NSButton *backButton;
+    NSString* title;
+    NSView* content;
+    NSString* note;
+    NSButton* continueButton;
+    NSButton* backButton;
 }
 
 /// The place and size that the view has.
 + (NSRect)frame;
 
-- (instancetype)initWithSteps:(NSArray *)titles;
+- (instancetype)initWithSteps:(NSArray*)titles;
 
-- (NSButton *)continueButton;
-- (NSButton *)backButton;
+- (NSButton*)continueButton;
+- (NSButton*)backButton;
 
 /// Shows a step: its title above the box, and in the box its content, if any.
-- (void)showStep:(NSUInteger)index title:(NSString *)text content:(NSView *)view;
+- (void)showStep:(NSUInteger)index title:(NSString*)text content:(NSView*)view;
 
 /// Shows a line at the foot.
-- (void)showNote:(NSString *)text;
+- (void)showNote:(NSString*)text;
 
 @end

@@ -14,12 +14,12 @@ constexpr CGFloat buttonWidth = 112;
 constexpr CGFloat buttonHeight = 24;
 constexpr CGFloat stepHeight = 26;
 
-NSColor *grey(CGFloat white) {
+NSColor* grey(CGFloat white) {
     return [NSColor colorWithCalibratedWhite:white alpha:1];
 }
 
-NSDictionary *look(NSFont *font, NSColor *colour) {
-    NSMutableParagraphStyle *style = [[[NSMutableParagraphStyle alloc] init] autorelease];
+NSDictionary* look(NSFont* font, NSColor* colour) {
+    NSMutableParagraphStyle* style = [[[NSMutableParagraphStyle alloc] init] autorelease];
     [style setLineBreakMode:NSLineBreakByTruncatingTail];
     return [NSDictionary dictionaryWithObjectsAndKeys:font, NSFontAttributeName, colour,
                                                       NSForegroundColorAttributeName, style,
@@ -34,7 +34,7 @@ NSDictionary *look(NSFont *font, NSColor *colour) {
     return NSMakeRect(0, 0, width, height);
 }
 
-- (instancetype)initWithSteps:(NSArray *)titles {
+- (instancetype)initWithSteps:(NSArray*)titles {
     self = [super initWithFrame:[InstallerView frame]];
     if (self == nil) return nil;
     steps = [titles retain];
@@ -51,15 +51,15 @@ NSDictionary *look(NSFont *font, NSColor *colour) {
     return self;
 }
 
-- (NSButton *)continueButton {
+- (NSButton*)continueButton {
     return continueButton;
 }
 
-- (NSButton *)backButton {
+- (NSButton*)backButton {
     return backButton;
 }
 
-- (void)showStep:(NSUInteger)index title:(NSString *)text content:(NSView *)view {
+- (void)showStep:(NSUInteger)index title:(NSString*)text content:(NSView*)view {
     step = index;
     [title autorelease];
     title = [text copy];
@@ -72,7 +72,7 @@ NSDictionary *look(NSFont *font, NSColor *colour) {
     [self setNeedsDisplay:YES];
 }
 
-- (void)showNote:(NSString *)text {
+- (void)showNote:(NSString*)text {
     [note autorelease];
     note = [text copy];
     [self setNeedsDisplay:YES];
@@ -101,10 +101,10 @@ NSDictionary *look(NSFont *font, NSColor *colour) {
     for (NSUInteger index = 0; index < [steps count]; ++index) {
         const bool current = index == step;
         const bool reached = index <= step;
-        NSColor *blue = [NSColor colorWithCalibratedRed:0.04 green:0.48 blue:1 alpha:1];
+        NSColor* blue = [NSColor colorWithCalibratedRed:0.04 green:0.48 blue:1 alpha:1];
         [(current ? blue : grey(reached ? 0.55 : 0.76)) set];
         [[NSBezierPath bezierPathWithOvalInRect:NSMakeRect(margin, top - 14, 8, 8)] fill];
-        NSFont *font = current ? [NSFont boldSystemFontOfSize:12] : [NSFont systemFontOfSize:12];
+        NSFont* font = current ? [NSFont boldSystemFontOfSize:12] : [NSFont systemFontOfSize:12];
         [[steps objectAtIndex:index]
                 drawInRect:NSMakeRect(margin + 16, top - 19, sideWidth - margin - 24, 18)
             withAttributes:look(font, grey(reached ? 0.15 : 0.5))];

@@ -7,7 +7,7 @@
 
 /// How the installer makes a section.
 @interface InstallerSection (Loading)
-- (instancetype)initWithBundle:(NSBundle *)sectionBundle;
+- (instancetype)initWithBundle:(NSBundle*)sectionBundle;
 @end
 
 /// A window in the look of the graphical installer: its steps at the left, of which one is the
@@ -15,17 +15,17 @@
 /// stand for what the installer does before and after.
 @interface InstallerWindow : NSWindow {
   @private
-    InstallerSection *section;
-    NSArray *steps;
+    InstallerSection* section;
+    NSArray* steps;
     NSUInteger step;
-    InstallerView *face;
+    InstallerView* face;
 }
 
 /// The one window; nil before it was made.
-+ (InstallerWindow *)shared;
++ (InstallerWindow*)shared;
 
 /// A window for a section whose interface file was loaded.
-- (instancetype)initWithSection:(InstallerSection *)loaded;
+- (instancetype)initWithSection:(InstallerSection*)loaded;
 
 /// Shows the section's step and enters its pane.
 - (void)enterPane;
@@ -38,9 +38,9 @@
 - (void)paneChangedItsButtons;
 
 /// Shows a line at the window's foot.
-- (void)showNote:(NSString *)note;
+- (void)showNote:(NSString*)note;
 
 /// Writes what the window shows to a PNG file; NO when that fails.
-- (BOOL)writePNGTo:(NSString *)path;
+- (BOOL)writePNGTo:(NSString*)path;
 
 @end

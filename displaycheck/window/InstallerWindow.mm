@@ -9,14 +9,14 @@ using simulated_mac::Mac;
 
 namespace {
 
-InstallerWindow *sharedWindow = nil;
+InstallerWindow* sharedWindow = nil;
 
 /// Places among the steps: before the section, the section, after it.
 enum Step : NSUInteger { introduction, section_, installation, summary };
 
 /// A text of the window's own string table.
-NSString *text(NSString *key) {
-    NSString *path =
+NSString* text(NSString* key) {
+    NSString* path =
         [NSString stringWithUTF8String:simulated_mac::Installation::windowResources().c_str()];
     return [[NSBundle bundleWithPath:path] localizedStringForKey:key value:nil table:@"Window"];
 }
@@ -25,16 +25,16 @@ NSString *text(NSString *key) {
 
 @implementation InstallerWindow
 
-+ (InstallerWindow *)shared {
++ (InstallerWindow*)shared {
     return sharedWindow;
 }
 
-- (instancetype)initWithSection:(InstallerSection *)loaded {
-    self = [super initWithContentRect:[InstallerView frame]
-                            styleMask:NSTitledWindowMask | NSClosableWindowMask |
-                                      NSMiniaturizableWindowMask
-                              backing:NSBackingStoreBuffered
-                                defer:NO];
+- (instancetype)initWithSection:(InstallerSection*)loaded {
+    self = [super
+        initWithContentRect:[InstallerView frame]
+                  styleMask:NSTitledWindowMask | NSClosableWindowMask | NSMiniaturizableWindowMask
+                    backing:NSBackingStoreBuffered
+                      defer:NO];
     if (self == nil) return nil;
     sharedWindow = self;
     section = [loaded retain];
@@ -75,7 +75,7 @@ NSString *text(NSString *key) {
 
 /// Leaves the step that is shown and enters another one.
 - (void)goTo:(NSUInteger)target direction:(InstallerSectionDirection)direction {
-    InstallerPane *pane = [section firstPane];
+    InstallerPane* pane = [section firstPane];
     const BOOL leaves = step == section_ && target != section_;
     const BOOL enters = target == section_;
     if (leaves && ![pane shouldExitPane:direction]) return;
@@ -86,19 +86,21 @@ NSString *text(NSString *key) {
              title:enters ? [pane title] : [steps objectAtIndex:step]
            content:enters ? [pane contentView] : nil];
     [face showNote:@""];
-    Mac::current()->note("user", enters ? "enters the pane" : leaves ? "leaves the pane" : "goes on");
+    Mac::current()->note("user", enters   ? "enters the pane"
+                                 : leaves ? "leaves the pane"
+                                          : "goes on");
     if (leaves) [pane didExitPane:direction];
     if (enters) [pane didEnterPane:direction];
     [self paneChangedItsButtons];
 }
 
 - (void)paneChangedItsButtons {
-    InstallerPane *pane = step == section_ ? [section firstPane] : nil;
+    InstallerPane* pane = step == section_ ? [section firstPane] : nil;
     [[face continueButton] setEnabled:pane == nil || [pane nextEnabled]];
     [[face backButton] setEnabled:step > introduction && (pane == nil || [pane previousEnabled])];
 }
 
-- (void)showNote:(NSString *)note {
+- (void)showNote:(NSString*)note {
     [face showNote:note];
 }
 
@@ -106,18 +108,17 @@ NSString *text(NSString *key) {
     [self click:viewTakingClicksIn(face)];
 }
 
-- (void)click:(NSView *)view {
-    Mac::current()->note("user", view != nil
-                                     ? "clicks the warning"
-                                     : "clicks where the warning would be; nothing takes the click");
+- (void)click:(NSView*)view {
+    Mac::current()->note(
+        "user", view != nil ? "clicks the warning"
+                            : "clicks where the warning would be; nothing takes the click");
     if (view != nil) sendClickTo(view);
 }
 
 /// A click on a view with recognizers is theirs.
-- (void)sendEvent:(NSEvent *)event {
-    NSView *view = [event type] == NSLeftMouseDown
-                       ? viewTakingClicksAt(self, [event locationInWindow])
-                       : nil;
+- (void)sendEvent:(NSEvent*)event {
+    NSView* view =
+        [event type] == NSLeftMouseDown ? viewTakingClicksAt(self, [event locationInWindow]) : nil;
     if (view != nil) {
         [self click:view];
     } else {
@@ -125,12 +126,12 @@ NSString *text(NSString *key) {
     }
 }
 
-- (BOOL)writePNGTo:(NSString *)path {
+- (BOOL)writePNGTo:(NSString*)path {
     [face lockFocus];
-    NSBitmapImageRep *picture =
+    NSBitmapImageRep* picture =
         [[[NSBitmapImageRep alloc] initWithFocusedViewRect:[face bounds]] autorelease];
     [face unlockFocus];
-    NSData *data = [picture representationUsingType:NSPNGFileType
+    NSData* data = [picture representationUsingType:NSPNGFileType
                                          properties:[NSDictionary dictionary]];
     return [data writeToFile:path atomically:YES];
 }

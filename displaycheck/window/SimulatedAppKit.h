@@ -8,7 +8,7 @@ namespace displaycheck {
 /// the Mac's threads are the Mac's, overridden texts of the string table come from its description,
 /// and an address that is opened is noted and handed to the desktop. GNUstep's own calls, all from
 /// the main thread, stay as they are.
-void simulateAppKit(NSBundle *plugin);
+void simulateAppKit(NSBundle* plugin);
 
 /// Has NSLog write to the system log of the Mac that is switched on.
 void takeLog();

@@ -1,8 +1,8 @@
 #import "displaycheck/window/SimulatedAppKit.h"
 
 #import <AppKit/AppKit.h>
-#import <objc/runtime.h>
 #include <fmt/format.h>
+#import <objc/runtime.h>
 #include <spawn.h>
 #include <unistd.h>
 
@@ -16,17 +16,17 @@ using simulated_mac::PlatformCall;
 
 namespace {
 
-NSBundle *pluginBundle = nil;
+NSBundle* pluginBundle = nil;
 
 /// The Mac, when the calling thread is one of its threads in the background.
-Mac *macOfBackgroundThread() {
-    Mac *mac = Mac::current();
+Mac* macOfBackgroundThread() {
+    Mac* mac = Mac::current();
     if (mac == nullptr || mac->scheduler.onMainThread()) return nullptr;
     return mac->scheduler.threadName() == "unknown" ? nullptr : mac;
 }
 
-NSString *stringOf(const std::string& text) {
-    NSString *string = [NSString stringWithUTF8String:text.c_str()];
+NSString* stringOf(const std::string& text) {
+    NSString* string = [NSString stringWithUTF8String:text.c_str()];
     return string != nil ? string : @"";
 }
 
@@ -40,12 +40,12 @@ IMP replace(Method method, IMP implementation) {
 /// A screen of the Mac, as far as the pane asks for it.
 @interface SimulatedScreen : NSObject {
   @private
-    NSDictionary *deviceDescription;
-    NSString *localizedName;
+    NSDictionary* deviceDescription;
+    NSString* localizedName;
 }
 - (instancetype)initWithDisplay:(const simulated_mac::Display&)display;
-- (NSDictionary *)deviceDescription;
-- (NSString *)localizedName;
+- (NSDictionary*)deviceDescription;
+- (NSString*)localizedName;
 @end
 
 @implementation SimulatedScreen
@@ -53,7 +53,7 @@ IMP replace(Method method, IMP implementation) {
 - (instancetype)initWithDisplay:(const simulated_mac::Display&)display {
     self = [super init];
     if (self == nil) return nil;
-    NSMutableDictionary *description = [NSMutableDictionary dictionary];
+    NSMutableDictionary* description = [NSMutableDictionary dictionary];
     [description setObject:[NSNumber numberWithUnsignedInt:display.displayID]
                     forKey:@"NSScreenNumber"];
     if (display.screen.isScreen) [description setObject:@"YES" forKey:@"NSDeviceIsScreen"];
@@ -68,11 +68,11 @@ IMP replace(Method method, IMP implementation) {
     [super dealloc];
 }
 
-- (NSDictionary *)deviceDescription {
+- (NSDictionary*)deviceDescription {
     return deviceDescription;
 }
 
-- (NSString *)localizedName {
+- (NSString*)localizedName {
     return localizedName;
 }
 
@@ -85,12 +85,12 @@ IMP realSleep = nullptr;
 IMP realText = nullptr;
 
 id screens(id self, SEL selector) {
-    const Mac *mac = macOfBackgroundThread();
+    const Mac* mac = macOfBackgroundThread();
     if (mac == nullptr) return reinterpret_cast<id (*)(id, SEL)>(realScreens)(self, selector);
     PlatformCall call("NSScreen.screens");
-    NSMutableArray *list = [NSMutableArray array];
+    NSMutableArray* list = [NSMutableArray array];
     if (call.fails()) return list;
-    for (const simulated_mac::Display *display : mac->screens()) {
+    for (const simulated_mac::Display* display : mac->screens()) {
         [list addObject:[[[SimulatedScreen alloc] initWithDisplay:*display] autorelease]];
     }
     call.result([list count]);
@@ -98,43 +98,43 @@ id screens(id self, SEL selector) {
 }
 
 void sleepForTimeInterval(id self, SEL selector, NSTimeInterval seconds) {
-    Mac *mac = macOfBackgroundThread();
+    Mac* mac = macOfBackgroundThread();
     if (mac == nullptr) {
         reinterpret_cast<void (*)(id, SEL, NSTimeInterval)>(realSleep)(self, selector, seconds);
         return;
     }
-    const auto duration = std::chrono::round<simulated_mac::Time>(
-        std::chrono::duration<double>(seconds));
+    const auto duration =
+        std::chrono::round<simulated_mac::Time>(std::chrono::duration<double>(seconds));
     const PlatformCall call("NSThread.sleep",
                             [&] { return fmt::format("{} us", duration.count()); });
     mac->scheduler.sleep(duration);
 }
 
-id localizedString(id self, SEL selector, NSString *key, NSString *value, NSString *table) {
-    const Mac *mac = Mac::current();
+id localizedString(id self, SEL selector, NSString* key, NSString* value, NSString* table) {
+    const Mac* mac = Mac::current();
     if (self == pluginBundle && mac != nullptr && key != nil) {
         const auto changed = mac->description.strings.find([key UTF8String]);
         if (changed != mac->description.strings.end()) {
             return changed->second ? stringOf(*changed->second) : key;
         }
     }
-    return reinterpret_cast<id (*)(id, SEL, NSString *, NSString *, NSString *)>(realText)(
+    return reinterpret_cast<id (*)(id, SEL, NSString*, NSString*, NSString*)>(realText)(
         self, selector, key, value, table);
 }
 
 /// Hands an address to the desktop's opener, where there is a desktop.
-void openOnDesktop(const char *address) {
+void openOnDesktop(const char* address) {
     if (getenv("XDG_CURRENT_DESKTOP") == nullptr) return;
     char program[] = "xdg-open";
-    char *const arguments[] = {program, const_cast<char *>(address), nullptr};
+    char* const arguments[] = {program, const_cast<char*>(address), nullptr};
     pid_t child = 0;
     posix_spawnp(&child, program, nullptr, nullptr, arguments, environ);
 }
 
-BOOL openURL(id, SEL, NSURL *address) {
-    const char *text = [[address absoluteString] UTF8String];
+BOOL openURL(id, SEL, NSURL* address) {
+    const char* text = [[address absoluteString] UTF8String];
     const PlatformCall call("NSWorkspace.openURL", [&] { return std::string(text); });
-    Mac *mac = Mac::current();
+    Mac* mac = Mac::current();
     mac->window.openedAddresses.emplace_back(text);
     mac->note("pane", std::string("opens ") + text);
     [[InstallerWindow shared] showNote:[NSString stringWithFormat:@"Opened %s", text]];
@@ -143,16 +143,16 @@ BOOL openURL(id, SEL, NSURL *address) {
 }
 
 /// What NSLog writes, line by line; the message stands behind the process's name and numbers.
-void log(NSString *line) {
+void log(NSString* line) {
     // GNUstep misses a window manager, which nobody else does.
     if ([line rangeOfString:@"Failed to determine offsets"].location != NSNotFound) return;
-    Mac *mac = Mac::current();
+    Mac* mac = Mac::current();
     if (mac == nullptr) {
         fputs([line UTF8String], stderr);
         return;
     }
     const NSRange message = [line rangeOfString:@"] "];
-    NSString *text =
+    NSString* text =
         message.location != NSNotFound ? [line substringFromIndex:NSMaxRange(message)] : line;
     text = [text stringByTrimmingCharactersInSet:[NSCharacterSet newlineCharacterSet]];
     mac->log([text UTF8String]);
@@ -163,7 +163,7 @@ void log(NSString *line) {
 
 namespace displaycheck {
 
-void simulateAppKit(NSBundle *plugin) {
+void simulateAppKit(NSBundle* plugin) {
     pluginBundle = [plugin retain];
     realScreens = replace(class_getClassMethod([NSScreen class], @selector(screens)),
                           reinterpret_cast<IMP>(screens));

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <map>
 #include <string>
 #include <utility>
@@ -18,8 +19,8 @@
 #include "simulated_mac/src/Mac.h"
 #include "simulated_mac/src/MacFile.h"
 
-// The program behind `displaycheck window`, which starts it with a good Mac file, a language, a file
-// for a screenshot (or nothing) and how many of the Mac's seconds pass in one.
+// The program behind `displaycheck window`, which starts it with a good Mac file, a language, a
+// file for a screenshot (or nothing) and how many of the Mac's seconds pass in one.
 
 using namespace displaycheck;
 using simulated_mac::Mac;
@@ -43,7 +44,7 @@ struct Arguments {
 
 /// Fonts that have the characters of a language, regular and bold; the user's, if there is one.
 std::pair<std::string, std::string> fontsFor(const std::string& language) {
-    const char *usersFont = getenv("DISPLAYCHECK_FONT");
+    const char* usersFont = getenv("DISPLAYCHECK_FONT");
     if (usersFont != nullptr) return {usersFont, std::string(usersFont) + "-Bold"};
     static const std::map<std::string, std::string> others = {{"ja", "NotoSansCJKjp"},
                                                               {"ko", "NotoSansCJKkr"},
@@ -58,11 +59,19 @@ std::pair<std::string, std::string> fontsFor(const std::string& language) {
 void setUpGNUstep(const Arguments& arguments) {
     const auto [regular, bold] = fontsFor(arguments.language);
     std::vector<std::string> words = {
-        "displaycheck", "-NSFont",      regular, "-NSUserFont",  regular,
-        "-NSBoldFont",  bold,           "-NSLanguages", "(\"" + arguments.language + "\")",
-        "-GSSuppressAppIcon", "YES",
+        "displaycheck",
+        "-NSFont",
+        regular,
+        "-NSUserFont",
+        regular,
+        "-NSBoldFont",
+        bold,
+        "-NSLanguages",
+        "(\"" + arguments.language + "\")",
+        "-GSSuppressAppIcon",
+        "YES",
     };
-    std::vector<char *> pointers;
+    std::vector<char*> pointers;
     for (std::string& word : words) pointers.push_back(word.data());
     [NSProcessInfo initializeWithArguments:pointers.data()
                                      count:static_cast<int>(pointers.size())
@@ -74,18 +83,18 @@ void setUpGNUstep(const Arguments& arguments) {
 /// Loads the plug-in as the installer does and plays the Mac in step with the wall clock.
 @interface WindowHost : NSObject {
   @private
-    Mac *mac;
+    Mac* mac;
     std::chrono::steady_clock::time_point start;
     double speed;
 }
-- (instancetype)initWithMac:(Mac *)switchedOn speed:(double)times;
-- (InstallerSection *)loadSection;
+- (instancetype)initWithMac:(Mac*)switchedOn speed:(double)times;
+- (InstallerSection*)loadSection;
 - (void)play;
 @end
 
 @implementation WindowHost
 
-- (instancetype)initWithMac:(Mac *)switchedOn speed:(double)times {
+- (instancetype)initWithMac:(Mac*)switchedOn speed:(double)times {
     self = [super init];
     if (self == nil) return nil;
     mac = switchedOn;
@@ -105,18 +114,17 @@ void setUpGNUstep(const Arguments& arguments) {
 }
 
 /// The section of the plug-in's bundle with its pane; nil with a message when it can't be loaded.
-- (InstallerSection *)loadSection {
-    NSString *path = [NSString
-        stringWithUTF8String:simulated_mac::Installation::plugin().c_str()];
-    NSBundle *bundle = [NSBundle bundleWithPath:path];
+- (InstallerSection*)loadSection {
+    NSString* path = [NSString stringWithUTF8String:simulated_mac::Installation::plugin().c_str()];
+    NSBundle* bundle = [NSBundle bundleWithPath:path];
     if (bundle == nil || ![bundle load]) {
         fprintf(stderr, "displaycheck: %s: the plug-in can't be loaded\n", [path UTF8String]);
         return nil;
     }
     simulateAppKit(bundle);
-    InstallerSection *section = [[[bundle principalClass] alloc] initWithBundle:bundle];
-    NSString *nib = [bundle objectForInfoDictionaryKey:@"NSMainNibFile"];
-    NSDictionary *names = [NSDictionary dictionaryWithObject:section forKey:NSNibOwner];
+    InstallerSection* section = [[[bundle principalClass] alloc] initWithBundle:bundle];
+    NSString* nib = [bundle objectForInfoDictionaryKey:@"NSMainNibFile"];
+    NSDictionary* names = [NSDictionary dictionaryWithObject:section forKey:NSNibOwner];
     [section willLoadMainNib];
     if (![bundle loadNibFile:nib externalNameTable:names withZone:NULL] ||
         [section firstPane] == nil) {
@@ -141,10 +149,10 @@ namespace {
 int show(const Arguments& arguments) {
     Mac mac(simulated_mac::readMacFile(arguments.file));
     [NSApplication sharedApplication];
-    WindowHost *host = [[WindowHost alloc] initWithMac:&mac speed:arguments.speed];
-    InstallerSection *section = [host loadSection];
+    WindowHost* host = [[WindowHost alloc] initWithMac:&mac speed:arguments.speed];
+    InstallerSection* section = [host loadSection];
     if (section == nil) return unfinished;
-    InstallerWindow *window = [[InstallerWindow alloc] initWithSection:section];
+    InstallerWindow* window = [[InstallerWindow alloc] initWithSection:section];
     [window center];
     [window makeKeyAndOrderFront:nil];
     if (!arguments.screenshot.empty()) {
@@ -152,14 +160,14 @@ int show(const Arguments& arguments) {
         mac.scheduler.onMain([window] { [window enterPane]; });
         mac.scheduler.runUntilQuiet();
         [window display];
-        NSString *path = [NSString stringWithUTF8String:arguments.screenshot.c_str()];
+        NSString* path = [NSString stringWithUTF8String:arguments.screenshot.c_str()];
         if ([window writePNGTo:path]) return done;
         fprintf(stderr, "displaycheck: %s: can't be written\n", arguments.screenshot.c_str());
         return unfinished;
     }
     setSignals([](int) { askedToEnd = 1; });
     [window enterPane];
-    NSTimer *timer = [NSTimer scheduledTimerWithTimeInterval:0.02
+    NSTimer* timer = [NSTimer scheduledTimerWithTimeInterval:0.02
                                                       target:host
                                                     selector:@selector(play)
                                                     userInfo:nil
@@ -172,7 +180,7 @@ int show(const Arguments& arguments) {
 
 }  // namespace
 
-int main(int argc, char *argv[]) {
+int main(int argc, char* argv[]) {
     if (argc != 5) {
         fputs("displaycheck-window: this is started by displaycheck window\n", stderr);
         return badInput;
@@ -181,7 +189,12 @@ int main(int argc, char *argv[]) {
     setUpGNUstep(arguments);
     takeLog();
     @autoreleasepool {
-        const int status = show(arguments);
+        int status = unfinished;
+        try {
+            status = show(arguments);
+        } catch (const std::exception& error) {
+            fprintf(stderr, "displaycheck: %s\n", error.what());
+        }
         fflush(nullptr);
         // Threads of the Mac may still wait for their turn.
         std::_Exit(status);

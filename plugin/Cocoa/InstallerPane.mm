@@ -6,7 +6,7 @@ namespace Cocoa {
 
 void InstallerPane::setNextEnabled(bool enabled) const {
     @autoreleasepool {
-        [static_cast<::InstallerPane *>(pane_) setNextEnabled:enabled ? YES : NO];
+        [static_cast<::InstallerPane*>(pane_) setNextEnabled:enabled ? YES : NO];
     }
 }
 

@@ -7,8 +7,8 @@
 namespace Cocoa {
 
 /// A UTF-8 text as a string that the caller need not release; the empty one when it is no UTF-8.
-inline NSString *makeNSString(const std::string& text) {
-    NSString *string = [[[NSString alloc] initWithBytes:text.data()
+inline NSString* makeNSString(const std::string& text) {
+    NSString* string = [[[NSString alloc] initWithBytes:text.data()
                                                  length:text.size()
                                                encoding:NSUTF8StringEncoding] autorelease];
     return string != nil ? string : @"";

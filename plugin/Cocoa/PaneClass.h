@@ -10,14 +10,14 @@
 /// name.
 EXPORTED_CLASS @interface MyInstallerPane : InstallerPane {
   @private
-    NSTextField *lb_title;
-    NSTextField *lb_warnings;
-    vorn::MyInstallerPane *pane;
+    NSTextField* lb_title;
+    NSTextField* lb_warnings;
+    vorn::MyInstallerPane* pane;
 }
 
 /// The labels, connected by the interface file; the pane's view owns them.
-@property(assign) IBOutlet NSTextField *lb_title;
-@property(assign) IBOutlet NSTextField *lb_warnings;
+@property(assign) IBOutlet NSTextField* lb_title;
+@property(assign) IBOutlet NSTextField* lb_warnings;
 
 - (void)initializeUI;
 - (void)showHyperLink;

@@ -8,7 +8,7 @@
 @synthesize lb_warnings;
 
 /// Made at its first use: by then the interface file has connected the labels.
-- (vorn::MyInstallerPane *)pane {
+- (vorn::MyInstallerPane*)pane {
     if (pane == nullptr) {
         pane = new vorn::MyInstallerPane(self, lb_title, lb_warnings);
         // Neither is ever released: a detection run may outlast the installer's interest.
@@ -17,7 +17,7 @@
     return pane;
 }
 
-- (NSString *)title {
+- (NSString*)title {
     return Cocoa::makeNSString([self pane]->title());
 }
 

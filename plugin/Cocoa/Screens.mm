@@ -7,12 +7,12 @@ namespace Cocoa {
 std::vector<Screen> screens() {
     std::vector<Screen> list;
     @autoreleasepool {
-        for (NSScreen *screen in [NSScreen screens]) {
-            NSDictionary *description = [screen deviceDescription];
+        for (NSScreen* screen in [NSScreen screens]) {
+            NSDictionary* description = [screen deviceDescription];
             Screen entry;
             entry.deviceIsScreen = [description objectForKey:@"NSDeviceIsScreen"] != nil;
             entry.screenNumber = [[description objectForKey:@"NSScreenNumber"] unsignedIntValue];
-            const char *name = [[screen localizedName] UTF8String];
+            const char* name = [[screen localizedName] UTF8String];
             entry.localizedName = name != nullptr ? name : "";
             list.push_back(entry);
         }

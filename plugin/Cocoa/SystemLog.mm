@@ -13,7 +13,7 @@ void log(const std::string& message) {
 void log(CFDictionaryRef dictionary) {
     @autoreleasepool {
         // On a Mac a dictionary is an object of either framework.
-        NSLog(@"%@", static_cast<id>(const_cast<void *>(static_cast<CFTypeRef>(dictionary))));
+        NSLog(@"%@", static_cast<id>(const_cast<void*>(static_cast<CFTypeRef>(dictionary))));
     }
 }
 

@@ -8,8 +8,8 @@ namespace Cocoa {
 
 namespace {
 
-NSTextField *fieldOf(void *label) {
-    return static_cast<NSTextField *>(label);
+NSTextField* fieldOf(void* label) {
+    return static_cast<NSTextField*>(label);
 }
 
 }  // namespace
@@ -22,7 +22,7 @@ void TextField::setStringValue(const std::string& text) const {
 
 void TextField::setAttributedStringValue(const AttributedString& string) const {
     @autoreleasepool {
-        NSMutableAttributedString *attributed = [[[NSMutableAttributedString alloc]
+        NSMutableAttributedString* attributed = [[[NSMutableAttributedString alloc]
             initWithString:makeNSString(string.text)] autorelease];
         if (string.link) {
             const NSRange link = NSMakeRange(static_cast<NSUInteger>(string.link->location),
@@ -40,9 +40,9 @@ void TextField::setAttributedStringValue(const AttributedString& string) const {
     }
 }
 
-void TextField::addClickGestureRecognizer(void *target) const {
+void TextField::addClickGestureRecognizer(void* target) const {
     @autoreleasepool {
-        NSClickGestureRecognizer *recognizer = [[[NSClickGestureRecognizer alloc]
+        NSClickGestureRecognizer* recognizer = [[[NSClickGestureRecognizer alloc]
             initWithTarget:static_cast<id>(target)
                     action:@selector(vornWebsiteBtnDidClicked)] autorelease];
         [fieldOf(label_) addGestureRecognizer:recognizer];
