@@ -158,11 +158,16 @@ int show(const Arguments& arguments) {
     if (!arguments.screenshot.empty()) {
         setSignals(SIG_DFL);
         mac.scheduler.onMain([window] { [window enterPane]; });
-        mac.scheduler.runUntilQuiet();
+        const auto outcome = mac.scheduler.runUntilQuiet();
         [window display];
         NSString* path = [NSString stringWithUTF8String:arguments.screenshot.c_str()];
-        if ([window writePNGTo:path]) return done;
-        fprintf(stderr, "displaycheck: %s: can't be written\n", arguments.screenshot.c_str());
+        if (![window writePNGTo:path]) {
+            fprintf(stderr, "displaycheck: %s: can't be written\n", arguments.screenshot.c_str());
+            return unfinished;
+        }
+        if (outcome == simulated_mac::Scheduler::Outcome::quiet) return done;
+        fprintf(stderr, "displaycheck: %s: the run did not come to its end\n",
+                arguments.file.c_str());
         return unfinished;
     }
     setSignals([](int) { askedToEnd = 1; });
