@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "MyInstallerPane.h"
-#include "tests/support/PaneOnMac.h"
+#include "tests/support/Detection.h"
 
 // Which monitor a display is, and the verdict on it.
 
@@ -55,53 +55,6 @@ std::string listingOf(const std::vector<EDIDFields>& monitors) {
     }
     return text;
 }
-
-/// A run on a Mac, and what it found out about the displays.
-class Detection {
-  public:
-    explicit Detection(const MacDescription& description) : onMac_(description) {
-        onMac_.mac.trace.keepOnly({"NSThread.sleep", "posix_spawn", "IOI2CSendRequest"});
-        EXPECT_EQ(onMac_.run(), Scheduler::Outcome::quiet);
-        EXPECT_THAT(onMac_.mac.misuses(), IsEmpty());
-        displays_ = displayInfoArray.get();
-    }
-
-    const displayInfo& display(std::size_t screen) const { return *displays_.at(screen); }
-    std::vector<std::int32_t> states() const {
-        std::vector<std::int32_t> states;
-        for (const auto& display : displays_) states.push_back(display->displayState);
-        return states;
-    }
-    bool warns() const { return !onMac_.mac.window.warnings.text.empty(); }
-    Time timeOfContinue() const { return onMac_.timeOfContinue(); }
-    std::vector<std::string> argumentsOf(const std::string& name) const {
-        std::vector<std::string> arguments;
-        for (const auto& call : onMac_.mac.trace.calls()) {
-            if (call.call == name) arguments.push_back(call.arguments);
-        }
-        return arguments;
-    }
-    /// How often the EDIDs were read.
-    std::size_t listings() const {
-        std::size_t count = 0;
-        for (const std::string& arguments : argumentsOf("posix_spawn")) {
-            if (arguments.find("IODisplayEDID") != std::string::npos) ++count;
-        }
-        return count;
-    }
-    /// What reached a screen's monitor over DDC/CI.
-    std::vector<Bytes> requests(std::size_t screen) const {
-        std::vector<Bytes> requests;
-        for (const auto& exchange : onMac_.mac.displays().at(screen)->monitor.exchanges()) {
-            requests.push_back(exchange.request);
-        }
-        return requests;
-    }
-
-  private:
-    PaneOnMac onMac_;
-    DisplayList displays_;
-};
 
 /// The verdict on an external monitor beside the built-in panel.
 std::int32_t verdictOn(const ScreenDescription& monitor) {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "MyInstallerPane.h"
-#include "tests/support/PaneOnMac.h"
+#include "tests/support/Detection.h"
 
 // Whole detection runs on Apple-silicon Macs: display services are found, paired with screens, and
 // DDC/CI goes over them.
@@ -63,51 +63,6 @@ ScreenDescription twin(std::uint32_t serialNumber) {
     screen.monitor.edid = simulated_mac::makeEDID(fields);
     return screen;
 }
-
-/// A run on a Mac, and what it found out.
-class Detection {
-  public:
-    explicit Detection(const MacDescription& description) : onMac_(description) {
-        onMac_.mac.trace.keepAll();
-        EXPECT_EQ(onMac_.run(), Scheduler::Outcome::quiet);
-        EXPECT_THAT(onMac_.mac.misuses(), IsEmpty());
-        EXPECT_TRUE(onMac_.mac.window.nextEnabled);
-        displays_ = displayInfoArray.get();
-    }
-
-    const Mac& mac() const { return onMac_.mac; }
-    const displayInfo& display(std::size_t screen) const { return *displays_.at(screen); }
-    std::vector<std::int32_t> states() const {
-        std::vector<std::int32_t> states;
-        for (const auto& display : displays_) states.push_back(display->displayState);
-        return states;
-    }
-    bool warns() const { return !onMac_.mac.window.warnings.text.empty(); }
-    Time timeOfContinue() const { return onMac_.timeOfContinue(); }
-
-    std::vector<simulated_mac::TracedCall> calls(const std::string& name) const {
-        std::vector<simulated_mac::TracedCall> calls;
-        for (const auto& call : onMac_.mac.trace.calls()) {
-            if (call.call == name) calls.push_back(call);
-        }
-        return calls;
-    }
-    std::vector<std::string> argumentsOf(const std::string& name) const {
-        std::vector<std::string> arguments;
-        for (const auto& call : calls(name)) arguments.push_back(call.arguments);
-        return arguments;
-    }
-    /// Sleeps of a second or more; those around I2C transfers are shorter.
-    std::vector<std::string> waits() const {
-        auto sleeps = argumentsOf("NSThread.sleep");
-        std::erase(sleeps, "60000 us");
-        return sleeps;
-    }
-
-  private:
-    PaneOnMac onMac_;
-    DisplayList displays_;
-};
 
 // Looking for display services
 

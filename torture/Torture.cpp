@@ -28,23 +28,14 @@ using simulated_mac::TracedCall;
 constexpr auto limit = std::chrono::seconds(60);
 constexpr std::uint32_t fewEntries = 12;
 
-/// The only way to enable or change what the user sees is to do it: where these fail on purpose,
-/// nothing else can be expected.
-const std::set<std::string> greysContinue = {
-    // The set-up of the USB watcher, which ends the run where it fails.
-    "IOMasterPort",
-    "IOServiceMatching",
-};
+/// Calls of the USB watcher's set-up, which ends the run where one fails: Continue is never
+/// reached.
+const std::set<std::string> greysContinue = {"IOMasterPort", "IOServiceMatching"};
 
 /// Calls that give a reference back: where one fails, the reference stays.
 const std::set<std::string> givesBack = {
-    "CFRelease",
-    "IOObjectRelease",
-    "IOI2CInterfaceClose",
-    "CFAllocatorDeallocate",
-    "dispatch_release",
-    "IOServiceAddMatchingNotification",
-    "mach_port_deallocate",
+    "CFRelease",        "IOObjectRelease",      "IOI2CInterfaceClose", "CFAllocatorDeallocate",
+    "dispatch_release", "mach_port_deallocate",
 };
 
 /// What is kept on purpose, by the call that handed it out: up to everything that it hands out, ...
@@ -56,11 +47,10 @@ const std::set<std::string> keptAll = {
 
 /// ... or at most one for each time that the pane was entered.
 const std::set<std::string> keptOnce = {
-    "IOServiceMatching",                 // the watcher's state
-    "IONotificationPortCreate",          //
-    "IOServiceAddMatchingNotification",  //
-    "dispatch_queue_create",             // the controller's
-    "CFAllocatorAllocate",               // the table of the displays' locks
+    "IOServiceMatching",  // the watcher's state, with the next two
+    "IONotificationPortCreate", "IOServiceAddMatchingNotification",
+    "dispatch_queue_create",  // the controller's
+    "CFAllocatorAllocate",    // the table of the displays' locks
 };
 
 bool succeeded(const TracedCall& call) {

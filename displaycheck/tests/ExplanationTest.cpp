@@ -3,33 +3,17 @@
 #include <gtest/gtest.h>
 
 #include "DDCCI/DDCCtl.h"
-#include "displaycheck/DisplayText.h"
-#include "displaycheck/PaneHost.h"
-#include "displaycheck/Report.h"
+#include "displaycheck/tests/Reports.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace displaycheck {
 namespace {
 
 using simulated_mac::DDCAnswer;
-using simulated_mac::MacDescription;
 using simulated_mac::ScreenDescription;
-
-Report reportOn(MacDescription description) {
-    simulated_mac::Mac mac(std::move(description));
-    mac.trace.keepOnly(callsOfReports());
-    const CapturedOutput output;
-    PaneHost host(mac);
-    const auto outcome = host.run();
-    return makeReport("mac.yaml", mac, host.pane(), outcome, output.text());
-}
 
 DisplayFacts factsOf(const ScreenDescription& screen) {
     return reportOn(test::macWith({test::builtInPanel(), screen})).displays.at(1);
-}
-
-std::string textOf(const DisplayFacts& facts) {
-    return displayText(facts, 200, Palette(false));
 }
 
 bool contains(const std::string& text, const std::string& part) {

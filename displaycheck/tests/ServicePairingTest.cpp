@@ -3,30 +3,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "displaycheck/DisplayText.h"
-#include "displaycheck/PaneHost.h"
-#include "displaycheck/Report.h"
+#include "displaycheck/tests/Reports.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace displaycheck {
 namespace {
 
-using simulated_mac::MacDescription;
 using simulated_mac::ProxyDescription;
 using simulated_mac::ScreenDescription;
 using test::appleMacWith;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Fate = ServiceCandidate::Fate;
-
-Report reportOn(MacDescription description) {
-    simulated_mac::Mac mac(std::move(description));
-    mac.trace.keepOnly(callsOfReports());
-    const CapturedOutput output;
-    PaneHost host(mac);
-    const auto outcome = host.run();
-    return makeReport("mac.yaml", mac, host.pane(), outcome, output.text());
-}
 
 ScreenDescription twin() {
     simulated_mac::EDIDFields fields;
@@ -49,10 +37,6 @@ std::vector<std::int32_t> scoresOf(const DisplayFacts& display) {
         scores.push_back(candidate.matched.score());
     }
     return scores;
-}
-
-std::string textOf(const DisplayFacts& facts) {
-    return displayText(facts, 200, Palette(false));
 }
 
 TEST(ServicePairing, AMonitorHasItsOwnService) {

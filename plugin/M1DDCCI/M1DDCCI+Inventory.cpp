@@ -24,10 +24,6 @@ void set(CFMutableDictionaryRef dictionary, CFStringRef key, CFTypeRef value) {
     if (value != nullptr) CFDictionarySetValue(dictionary, key, value);
 }
 
-CFTypeRef anyEntry(CFDictionaryRef dictionary, CFStringRef key) {
-    return dictionary != nullptr ? CFDictionaryGetValue(dictionary, key) : nullptr;
-}
-
 CFRef<CFTypeRef> search(io_registry_entry_t entry, CFStringRef key) {
     return CFRef<CFTypeRef>(IORegistryEntrySearchCFProperty(
         entry, kIOServicePlane, key, kCFAllocatorDefault, kIORegistryIterateRecursively));

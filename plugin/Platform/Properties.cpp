@@ -9,10 +9,6 @@ Ref typed(CFTypeRef value, CFTypeID type) {
     return value != nullptr && CFGetTypeID(value) == type ? static_cast<Ref>(value) : nullptr;
 }
 
-CFTypeRef anyEntry(CFDictionaryRef dictionary, CFStringRef key) {
-    return dictionary != nullptr ? CFDictionaryGetValue(dictionary, key) : nullptr;
-}
-
 template <class Ref>
 CFRef<Ref> copyProperty(io_registry_entry_t entry, CFStringRef key, CFTypeID type) {
     CFRef<CFTypeRef> value(IORegistryEntryCreateCFProperty(entry, key, kCFAllocatorDefault, 0));
@@ -22,6 +18,10 @@ CFRef<Ref> copyProperty(io_registry_entry_t entry, CFStringRef key, CFTypeID typ
 }
 
 }  // namespace
+
+CFTypeRef anyEntry(CFDictionaryRef dictionary, CFStringRef key) {
+    return dictionary != nullptr ? CFDictionaryGetValue(dictionary, key) : nullptr;
+}
 
 CFDictionaryRef asDictionary(CFTypeRef value) {
     return typed<CFDictionaryRef>(value, CFDictionaryGetTypeID());

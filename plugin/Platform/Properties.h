@@ -15,7 +15,10 @@
 /// The value itself when it is a dictionary, else nullptr.
 CFDictionaryRef asDictionary(CFTypeRef value);
 
-/// The entry under `key`, not owned; nullptr of a NULL dictionary, a missing key, another type.
+/// The entry under `key` whatever its type, not owned; nullptr of a NULL dictionary or without one.
+CFTypeRef anyEntry(CFDictionaryRef dictionary, CFStringRef key);
+
+/// The same, and nullptr of another type.
 CFStringRef stringEntry(CFDictionaryRef dictionary, CFStringRef key);
 CFDictionaryRef dictionaryEntry(CFDictionaryRef dictionary, CFStringRef key);
 

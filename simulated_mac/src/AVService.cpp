@@ -7,6 +7,7 @@
 
 #include "CFObjects.h"
 #include "HardwareTree.h"
+#include "IOErrors.h"
 #include "Platform/CoreDisplay.h"
 #include "Platform/IOAVService.h"
 #include "Trace.h"
@@ -19,7 +20,6 @@ using namespace simulated_mac;
 namespace {
 
 constexpr auto serviceType = "IOAVService";
-constexpr auto badArgument = static_cast<IOReturn>(0xE00002C2);
 
 /// A proxy and the display whose monitor it reaches; nullptr where it stands before every
 /// framebuffer and reaches none.

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "FramebufferBuses.h"
+#include "IOErrors.h"
 #include "Mac.h"
 #include "Trace.h"
 
@@ -18,8 +19,6 @@ struct IOI2CConnect {
 };
 
 namespace {
-
-constexpr auto badArgument = static_cast<IOReturn>(0xE00002C2);
 
 std::string hex(std::span<const std::uint8_t> bytes) {
     std::string text;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "CFObjects.h"
+#include "IOErrors.h"
 #include "Mac.h"
 #include "NotificationPort.h"
 #include "Trace.h"
@@ -13,9 +14,6 @@
 using namespace simulated_mac;
 
 namespace {
-
-// Bad arguments, as the platform answers them (kIOReturnBadArgument).
-constexpr auto badArgument = static_cast<IOReturn>(0xE00002C2);
 
 constexpr auto classKey = "IOProviderClass";
 constexpr auto nameKey = "IONameMatch";

@@ -1,6 +1,8 @@
 #include <IOKit/IOKitLib.h>
 #include <mach/mach_error.h>
 
+#include "IOErrors.h"
+
 // Texts of I/O errors, as the platform's table has them.
 
 char* mach_error_string(mach_error_t error) {
@@ -23,7 +25,7 @@ char* mach_error_string(mach_error_t error) {
             return unsupported;
         case kIOReturnUnsupportedMode:
             return unsupportedMode;
-        case static_cast<IOReturn>(0xE00002C2):  // kIOReturnBadArgument
+        case simulated_mac::badArgument:
             return badArgument;
         case kIOReturnNotFound:
             return notFound;
