@@ -14,6 +14,8 @@ namespace displaycheck {
 
 namespace {
 
+using JSON = nlohmann::ordered_json;
+
 struct Model {
     std::string name;
     bool supported = false;
@@ -31,7 +33,6 @@ Model judge(const std::string& name) {
 }
 
 std::string jsonLine(const Model& model) {
-    using JSON = nlohmann::ordered_json;
     const JSON object = {{"name", model.name},
                          {"supported", model.supported},
                          {"special_chip", model.specialChip},

@@ -39,7 +39,7 @@ bool wantsColour(int descriptor) {
     return isatty(descriptor) == 1 && (refused == nullptr || *refused == '\0');
 }
 
-std::size_t columnsOf(int descriptor) {
+std::size_t terminalColumns(int descriptor) {
     winsize size{};
     if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return usualColumns;
     return std::clamp<std::size_t>(size.ws_col, narrowest, widest);
@@ -50,7 +50,7 @@ struct Terminal {
     Palette output{wantsColour(STDOUT_FILENO)};
     Palette errors{wantsColour(STDERR_FILENO)};
     bool errorsLive = isatty(STDERR_FILENO) == 1;
-    std::size_t columns = columnsOf(STDOUT_FILENO);
+    std::size_t columns = terminalColumns(STDOUT_FILENO);
 };
 
 simulated_mac::Mac::Options macOptions(const RunOptions& options) {

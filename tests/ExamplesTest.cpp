@@ -14,7 +14,7 @@
 // Each Mac in examples/ shows what its comment says. Its whole report is kept in tests/reports;
 // scripts/update-reports writes it anew.
 
-namespace {
+namespace examples_test {
 
 using nlohmann::json;
 
@@ -155,4 +155,4 @@ INSTANTIATE_TEST_SUITE_P(
         Verdict{"apple-no-service", {-1, 3}, true, 20 + 1}),
     nameOfVerdict);
 
-}  // namespace
+}  // namespace examples_test

@@ -14,7 +14,7 @@
 
 // Watching USB devices and recognising the maker's cameras.
 
-namespace {
+namespace pane_devices_test {
 
 using namespace std::chrono_literals;
 using namespace test;
@@ -659,4 +659,4 @@ TEST(MyInstallerPaneDevices, ANotificationPortThatCannotBeMadeLeavesTheRunToEnd)
     EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
 }
 
-}  // namespace
+}  // namespace pane_devices_test

@@ -13,7 +13,7 @@
 
 // Listing the screens and gathering what is known of them.
 
-namespace {
+namespace pane_displays_test {
 
 using namespace std::chrono_literals;
 using namespace test;
@@ -407,4 +407,4 @@ TEST(MyInstallerPaneDisplays, ADisplayWithoutANameTakesNoUSBPosition) {
     }
 }
 
-}  // namespace
+}  // namespace pane_displays_test

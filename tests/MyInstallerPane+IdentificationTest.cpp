@@ -14,7 +14,7 @@
 
 // Which monitor a display is, and the verdict on it.
 
-namespace {
+namespace pane_identification_test {
 
 using namespace std::chrono_literals;
 using namespace test;
@@ -548,4 +548,4 @@ TEST(MyInstallerPaneIdentification, AnUnsupportedMonitorKeepsNothing) {
     EXPECT_EQ((held[{"io_iterator_t", "IOServiceGetMatchingServices"}]), 0);
 }
 
-}  // namespace
+}  // namespace pane_identification_test

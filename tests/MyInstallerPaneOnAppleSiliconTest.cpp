@@ -16,7 +16,7 @@
 // Whole detection runs on Apple-silicon Macs: display services are found, paired with screens, and
 // DDC/CI goes over them.
 
-namespace {
+namespace pane_on_apple_silicon_test {
 
 using namespace std::chrono_literals;
 using namespace test;
@@ -468,4 +468,4 @@ TEST(MyInstallerPaneOnAppleSilicon, ALyingLocationOpensNoService) {
     }
 }
 
-}  // namespace
+}  // namespace pane_on_apple_silicon_test

@@ -19,7 +19,7 @@
 
 // Entering the pane, its texts, the verdict that it shows, the link and Continue.
 
-namespace {
+namespace pane_test {
 
 using namespace std::chrono_literals;
 using namespace test;
@@ -566,4 +566,4 @@ TEST(MyInstallerPane, AClickOnTheWarningOpensTheSupportArticle) {
     EXPECT_THAT(onMac.mac.window.openedAddresses.front(), testing::StartsWith("https://"));
 }
 
-}  // namespace
+}  // namespace pane_test

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace product_data_test {
 
 /// How many of the names have a form.
 template <class Table>
@@ -86,4 +86,4 @@ TEST(ProductData, TheCheckOfTheTablesTakesNamesOfAnotherFormForBad) {
     }
 }
 
-}  // namespace
+}  // namespace product_data_test

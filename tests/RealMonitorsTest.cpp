@@ -20,7 +20,7 @@
 // EDIDs read off real monitors of many makers, and what an independent decoder printed of them: the
 // file that EDID_CORPUS names. One line each: an ID, PnP letters, product code, name, hex digits.
 
-namespace {
+namespace real_monitors_test {
 
 struct RealMonitor {
     std::string id;
@@ -225,4 +225,4 @@ TEST_P(HalfOfRealMonitors, PairsWithItsScreensOnAnAppleSiliconMac) {
 
 INSTANTIATE_TEST_SUITE_P(Of, HalfOfRealMonitors, testing::Values(0u, 1u));
 
-}  // namespace
+}  // namespace real_monitors_test

@@ -7,7 +7,7 @@
 #include "Utilities/RunCommand.h"
 #include "tests/support/PaneOnMac.h"
 
-namespace {
+namespace white_list_test {
 
 using simulated_mac::ToolOverride;
 using test::Mac;
@@ -195,4 +195,4 @@ TEST(WhiteListObject, TheFirstOneMakesTheSharedCommandRunnerAndLaterOnesKeepIt) 
     EXPECT_EQ(runCmd, made);
 }
 
-}  // namespace
+}  // namespace white_list_test

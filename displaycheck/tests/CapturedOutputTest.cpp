@@ -6,7 +6,7 @@
 #include <cstdio>
 
 namespace displaycheck {
-namespace {
+namespace captured_output_test {
 
 TEST(CapturedOutputTest, TakesEveryByteUp) {
     std::string text;
@@ -33,5 +33,5 @@ TEST(CapturedOutputTest, GivesTheStandardOutputBack) {
     EXPECT_EQ(outer.text(), "outer");
 }
 
-}  // namespace
+}  // namespace captured_output_test
 }  // namespace displaycheck

@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 namespace displaycheck {
-namespace {
+namespace child_process_test {
 
 using namespace std::chrono_literals;
 
@@ -57,5 +57,5 @@ TEST(RunInChild, TellsOfAnException) {
     EXPECT_EQ(result.failure, "no room");
 }
 
-}  // namespace
+}  // namespace child_process_test
 }  // namespace displaycheck

@@ -3,7 +3,7 @@
 #include "displaycheck/tests/Program.h"
 
 namespace test {
-namespace {
+namespace command_line_test {
 
 const std::string good = "mac: A Mac alone\nscreens: [built-in]\n";
 
@@ -165,5 +165,5 @@ TEST(RunCommandLine, TellsWhenTheOutputCannotBeWritten) {
     EXPECT_NE(folder.read("stderr").find("can't be written"), std::string::npos);
 }
 
-}  // namespace
+}  // namespace command_line_test
 }  // namespace test

@@ -5,7 +5,7 @@
 #include "tests/support/PaneOnMac.h"
 
 namespace test {
-namespace {
+namespace edid_command_test {
 
 simulated_mac::Bytes anEDID() {
     EDIDFields fields;
@@ -129,5 +129,5 @@ TEST(EDIDCommand, SurvivesAnything) {
     EXPECT_EQ(run(folder, {"edid"}, "\x01").status, 2);
 }
 
-}  // namespace
+}  // namespace edid_command_test
 }  // namespace test

@@ -7,7 +7,7 @@
 #include "tests/support/PaneOnMac.h"
 
 namespace displaycheck {
-namespace {
+namespace explanation_test {
 
 using simulated_mac::DDCAnswer;
 using simulated_mac::ScreenDescription;
@@ -224,5 +224,5 @@ TEST(Explain, DoesNotShowInTheReport) {
     EXPECT_TRUE(report.misuses.empty());
 }
 
-}  // namespace
+}  // namespace explanation_test
 }  // namespace displaycheck

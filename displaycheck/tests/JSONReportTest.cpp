@@ -7,7 +7,7 @@
 #include "tests/support/PaneOnMac.h"
 
 namespace displaycheck {
-namespace {
+namespace json_report_test {
 
 using JSON = nlohmann::ordered_json;
 using Keys = std::vector<std::string>;
@@ -156,5 +156,5 @@ TEST(PaneHostTest, LetsOneRecognizerTakeAClick) {
     EXPECT_EQ(report["pane"]["opened_addresses"].size(), 1u);
 }
 
-}  // namespace
+}  // namespace json_report_test
 }  // namespace displaycheck

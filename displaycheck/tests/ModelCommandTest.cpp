@@ -3,7 +3,7 @@
 #include "displaycheck/tests/Program.h"
 
 namespace test {
-namespace {
+namespace model_command_test {
 
 std::string lineOf(const std::string& name, bool supported, bool specialChip,
                    const std::string& regularName, bool recent) {
@@ -42,5 +42,5 @@ TEST(ModelCommand, NeedsAName) {
     EXPECT_EQ(run(folder, {"model"}).status, 2);
 }
 
-}  // namespace
+}  // namespace model_command_test
 }  // namespace test

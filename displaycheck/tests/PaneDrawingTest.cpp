@@ -5,7 +5,7 @@
 #include "displaycheck/tests/Program.h"
 
 namespace displaycheck {
-namespace {
+namespace pane_drawing_test {
 
 const Palette plain(false);
 
@@ -71,5 +71,5 @@ TEST(DrawPane, KeepsItsFrameStraightWhateverTheTexts) {
     }
 }
 
-}  // namespace
+}  // namespace pane_drawing_test
 }  // namespace displaycheck

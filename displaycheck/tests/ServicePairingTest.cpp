@@ -7,7 +7,7 @@
 #include "tests/support/PaneOnMac.h"
 
 namespace displaycheck {
-namespace {
+namespace service_pairing_test {
 
 using simulated_mac::ProxyDescription;
 using simulated_mac::ScreenDescription;
@@ -148,5 +148,5 @@ TEST(ServicePairing, IsNotAmongTheReferencesOfTheReport) {
     EXPECT_EQ(report.references.at("IOAVService"), 1);
 }
 
-}  // namespace
+}  // namespace service_pairing_test
 }  // namespace displaycheck

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 namespace displaycheck {
-namespace {
+namespace terminal_text_test {
 
 const Palette plain(false);
 const Palette coloured(true);
@@ -141,5 +141,5 @@ TEST(PaletteTest, PaintsOnlyWithColour) {
     EXPECT_EQ(coloured.bold(""), "");
 }
 
-}  // namespace
+}  // namespace terminal_text_test
 }  // namespace displaycheck

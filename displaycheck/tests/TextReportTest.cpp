@@ -5,7 +5,7 @@
 #include "displaycheck/tests/Program.h"
 
 namespace displaycheck {
-namespace {
+namespace text_report_test {
 
 const Palette plain(false);
 
@@ -90,5 +90,5 @@ TEST(TimelineText, WrapsBelowItself) {
               "                    too long\n");
 }
 
-}  // namespace
+}  // namespace text_report_test
 }  // namespace displaycheck

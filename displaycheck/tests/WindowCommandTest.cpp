@@ -8,7 +8,7 @@
 // What `displaycheck window` says where it shows no window.
 
 namespace test {
-namespace {
+namespace window_command_test {
 
 using testing::HasSubstr;
 
@@ -40,5 +40,5 @@ TEST(WindowCommand, SaysWhatItNeedsWhereThereIsNoScreen) {
                 testing::AnyOf(HasSubstr("DISPLAY is not set"), HasSubstr("make window")));
 }
 
-}  // namespace
+}  // namespace window_command_test
 }  // namespace test

@@ -19,7 +19,7 @@
 // functions.
 
 namespace simulated_mac {
-namespace {
+namespace av_service_test {
 
 using namespace std::chrono_literals;
 using testing::AllOf;
@@ -548,7 +548,7 @@ TEST(NoAVService, GivesErrorsAndReachesNobody) {
         EXPECT_NE(copied.result, kIOReturnSuccess);
         EXPECT_TRUE(copied.isUntouched());
         EXPECT_NE(write(service, getOf10), kIOReturnSuccess);
-        const Read read = simulated_mac::read(service);
+        const Read read = av_service_test::read(service);
         EXPECT_NE(read.result, kIOReturnSuccess);
         EXPECT_THAT(read.buffer, Each(untouched));
     }
@@ -695,5 +695,5 @@ TEST(TraceOfAnAVService, MarksTheCallsThatAFaultLetsFail) {
     EXPECT_FALSE(calls[1].failed);
 }
 
-}  // namespace
+}  // namespace av_service_test
 }  // namespace simulated_mac

@@ -20,7 +20,7 @@
 // Displays in the registry of an Apple-silicon Mac, through the platform's functions.
 
 namespace simulated_mac {
-namespace {
+namespace apple_hardware_test {
 
 using namespace std::chrono_literals;
 using testing::Contains;
@@ -616,5 +616,5 @@ TEST(AppleHardware, TheTimelineTellsOfALateDisplayServiceAndOfNoOther) {
     EXPECT_THAT(displayEntries(), Not(Contains("framebuffer \"VORN never\"")));
 }
 
-}  // namespace
+}  // namespace apple_hardware_test
 }  // namespace simulated_mac

@@ -13,7 +13,7 @@
 // CoreDisplay's information dictionary of a display.
 
 namespace simulated_mac {
-namespace {
+namespace core_display_test {
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -236,5 +236,5 @@ TEST(CoreDisplay, IsTracedWithTheDisplay) {
     EXPECT_EQ(calls[1].result, "NULL");
 }
 
-}  // namespace
+}  // namespace core_display_test
 }  // namespace simulated_mac

@@ -12,7 +12,7 @@
 #include "simulated_mac/src/Mac.h"
 
 namespace simulated_mac {
-namespace {
+namespace core_foundation_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -329,5 +329,5 @@ TEST_F(CoreFoundation, TheRunLoopOfTheMainThreadIsTheMainOne) {
     EXPECT_FALSE(same);
 }
 
-}  // namespace
+}  // namespace core_foundation_test
 }  // namespace simulated_mac

@@ -12,7 +12,7 @@
 #include "simulated_mac/src/Mac.h"
 
 namespace simulated_mac {
-namespace {
+namespace dispatch_test {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -223,5 +223,5 @@ TEST(DispatchWithFaults, AnswersNoneWhereOneCannotBeMade) {
     EXPECT_NE(dispatch_semaphore_create(1), nullptr);
 }
 
-}  // namespace
+}  // namespace dispatch_test
 }  // namespace simulated_mac

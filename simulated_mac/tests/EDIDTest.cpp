@@ -12,7 +12,7 @@
 #include <string>
 
 namespace simulated_mac {
-namespace {
+namespace edid_test {
 
 using Descriptor = EDIDFields::Descriptor;
 
@@ -244,5 +244,5 @@ TEST(IdentifyEDID, AgreesWithAnotherDecoderOnRealMonitors) {
     EXPECT_GT(monitors, 0U);
 }
 
-}  // namespace
+}  // namespace edid_test
 }  // namespace simulated_mac

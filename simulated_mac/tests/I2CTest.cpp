@@ -21,7 +21,7 @@
 // I2C over framebuffers, through the platform's functions.
 
 namespace simulated_mac {
-namespace {
+namespace i2c_test {
 
 using namespace std::chrono_literals;
 using testing::Each;
@@ -419,5 +419,5 @@ TEST(DisplayInformation, ADisplayMayHaveNoServicePort) {
 #pragma GCC diagnostic pop
 }
 
-}  // namespace
+}  // namespace i2c_test
 }  // namespace simulated_mac

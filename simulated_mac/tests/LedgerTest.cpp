@@ -8,7 +8,7 @@
 #include <utility>
 
 namespace simulated_mac {
-namespace {
+namespace ledger_test {
 
 using testing::Each;
 using testing::ElementsAre;
@@ -73,5 +73,5 @@ TEST(Ledger, NeverCountsBelowZero) {
     EXPECT_THAT(ledger.heldByCall(), IsEmpty());
 }
 
-}  // namespace
+}  // namespace ledger_test
 }  // namespace simulated_mac

@@ -22,7 +22,7 @@
 #include "simulated_mac/src/EDID.h"
 
 namespace simulated_mac {
-namespace {
+namespace mac_file_test {
 
 namespace fs = std::filesystem;
 
@@ -1024,5 +1024,5 @@ TEST(MacFileSchema, RefusesWhatTheReaderRefuses) {
     }
 }
 
-}  // namespace
+}  // namespace mac_file_test
 }  // namespace simulated_mac

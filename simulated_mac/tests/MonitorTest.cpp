@@ -11,7 +11,7 @@
 #include <vector>
 
 namespace simulated_mac {
-namespace {
+namespace monitor_test {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -226,5 +226,5 @@ TEST(Monitor, KeepsItsExchangesWithTheirTimes) {
     EXPECT_EQ(exchanges[2].reply, Bytes());
 }
 
-}  // namespace
+}  // namespace monitor_test
 }  // namespace simulated_mac

@@ -23,7 +23,7 @@
 // here would be a wrong width on every Mac. It names nothing of the simulated Mac's own, so that it
 // can be compiled against the SDK too.
 
-namespace {
+namespace platform_headers_test {
 
 template <class T, class Documented>
 constexpr bool is = std::is_same_v<T, Documented>;
@@ -321,4 +321,4 @@ TEST(PlatformHeaders, HaveATextForEveryIOErrorThatTheyName) {
     EXPECT_STRNE(mach_error_string(0x1234), "");
 }
 
-}  // namespace
+}  // namespace platform_headers_test

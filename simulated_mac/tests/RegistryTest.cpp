@@ -14,7 +14,7 @@
 #include "simulated_mac/src/Mac.h"
 
 namespace simulated_mac {
-namespace {
+namespace registry_test {
 
 using Entry = Registry::Entry;
 using testing::ElementsAre;
@@ -505,5 +505,5 @@ TEST_F(RegistryOfAMac, DeliversNothingToARunLoopThatNobodyRuns) {
     EXPECT_NE(IOIteratorNext(iterator), IO_OBJECT_NULL) << "the iterator has it all the same";
 }
 
-}  // namespace
+}  // namespace registry_test
 }  // namespace simulated_mac

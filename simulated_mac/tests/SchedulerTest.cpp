@@ -14,7 +14,7 @@
 #include <vector>
 
 namespace simulated_mac {
-namespace {
+namespace scheduler_test {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -411,5 +411,5 @@ TEST(SchedulerDeathTest, AMainThreadThatWaitsForeverEndsTheProcessWithAMessage) 
         "the Mac's main thread waits for what can't happen any more");
 }
 
-}  // namespace
+}  // namespace scheduler_test
 }  // namespace simulated_mac

@@ -20,7 +20,7 @@
 extern "C" char** environ;
 
 namespace simulated_mac {
-namespace {
+namespace spawn_test {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -113,5 +113,5 @@ TEST(Spawn, ATraceShowsTheCommandLine) {
     EXPECT_EQ(mac.trace.calls()[0].result, "0");
 }
 
-}  // namespace
+}  // namespace spawn_test
 }  // namespace simulated_mac

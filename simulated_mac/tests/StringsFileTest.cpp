@@ -10,7 +10,7 @@
 #include <string>
 
 namespace simulated_mac {
-namespace {
+namespace strings_file_test {
 
 using Table = std::map<std::string, std::string>;
 using testing::EndsWith;
@@ -123,5 +123,5 @@ TEST_F(StringsFile, SaysWhenItCannotBeRead) {
     }
 }
 
-}  // namespace
+}  // namespace strings_file_test
 }  // namespace simulated_mac

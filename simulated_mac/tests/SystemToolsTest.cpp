@@ -17,7 +17,7 @@
 #include "simulated_mac/src/Mac.h"
 
 namespace simulated_mac {
-namespace {
+namespace system_tools_test {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -470,5 +470,5 @@ TEST(SystemTools, AreNotThereWithoutAMac) {
     EXPECT_EQ(shell("ioreg -l 2> /dev/null"), "");
 }
 
-}  // namespace
+}  // namespace system_tools_test
 }  // namespace simulated_mac

@@ -15,7 +15,7 @@
 #include "simulated_mac/src/Mac.h"
 
 namespace simulated_mac {
-namespace {
+namespace trace_test {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -215,5 +215,5 @@ TEST(TraceOfAMac, AConsumedDictionaryIsConsumedByAFaultyCallToo) {
     EXPECT_EQ(iterator, IO_OBJECT_NULL);
 }
 
-}  // namespace
+}  // namespace trace_test
 }  // namespace simulated_mac

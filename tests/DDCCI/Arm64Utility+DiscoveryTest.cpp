@@ -9,7 +9,7 @@
 #include "simulated_mac/src/HardwareTree.h"
 #include "tests/support/AppleMac.h"
 
-namespace {
+namespace arm64_utility_discovery_test {
 
 using simulated_mac::makeEntry;
 using simulated_mac::Registry;
@@ -750,4 +750,4 @@ TEST_F(AVServiceProxy, ThatDoesNotOpenTakesTheServiceAway) {
     EXPECT_EQ(candidate.avService, nullptr);
 }
 
-}  // namespace
+}  // namespace arm64_utility_discovery_test

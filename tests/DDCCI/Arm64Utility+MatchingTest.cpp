@@ -6,7 +6,7 @@
 #include "DDCCI/Arm64Utility.h"
 #include "tests/support/AppleMac.h"
 
-namespace {
+namespace arm64_utility_matching_test {
 
 using simulated_mac::Bytes;
 using test::appleMacWith;
@@ -1123,4 +1123,4 @@ TEST(EDIDOverAVServiceWithFaults, HoldsNothingButTheAVServiceWhicheverCallFails)
     });
 }
 
-}  // namespace
+}  // namespace arm64_utility_matching_test

@@ -12,7 +12,7 @@
 
 using namespace std::chrono_literals;
 
-namespace {
+namespace ddc_ctl_read_write_test {
 
 using test::Mac;
 using test::MacDescription;
@@ -492,4 +492,4 @@ TEST_F(ReadOverAVService, NeitherReleasesNorKeepsAnything) {
     EXPECT_EQ(mac->ledger.heldByCall(), before);
 }
 
-}  // namespace
+}  // namespace ddc_ctl_read_write_test

@@ -9,7 +9,7 @@
 
 using namespace std::chrono_literals;
 
-namespace {
+namespace ddc_ctl_test {
 
 using test::Mac;
 using test::Time;
@@ -189,4 +189,4 @@ TEST_F(USBConnection, AnUnknownDisplayHasSerialNumberZero) {
     EXPECT_EQ(index, 5);
 }
 
-}  // namespace
+}  // namespace ddc_ctl_test

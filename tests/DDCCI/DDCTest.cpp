@@ -15,7 +15,7 @@
 
 using namespace std::chrono_literals;
 
-namespace {
+namespace ddc_test {
 
 using simulated_mac::BusDescription;
 using simulated_mac::Bytes;
@@ -1123,4 +1123,4 @@ TEST_F(Reading, TheWrappersPassDelayAndLoggingOn) {
               tryPrints(goodReply) + tryPrints(goodReply));
 }
 
-}  // namespace
+}  // namespace ddc_test

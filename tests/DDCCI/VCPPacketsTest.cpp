@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace {
+namespace vcp_packets_test {
 
 using ::testing::ElementsAre;
 
@@ -94,4 +94,4 @@ TEST(GetReply, ValuesUseAllTheirBits) {
     EXPECT_EQ(VCP::fourBytes(full.data()), 0xFFFFFFFEu);
 }
 
-}  // namespace
+}  // namespace vcp_packets_test

@@ -7,7 +7,7 @@
 #include "simulated_mac/src/CFObjects.h"
 #include "tests/support/PaneOnMac.h"
 
-namespace {
+namespace display_info_test {
 
 using simulated_mac::CFObject;
 
@@ -131,4 +131,4 @@ TEST_F(USBMapping, AnEntryOfAnotherMonitorChangesNothing) {
     EXPECT_FALSE(display->isUSBPassthrough);
 }
 
-}  // namespace
+}  // namespace display_info_test

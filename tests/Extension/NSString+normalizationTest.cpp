@@ -4,7 +4,7 @@
 
 #include "tests/support/PaneOnMac.h"
 
-namespace {
+namespace normalization_test {
 
 constexpr auto wideOpen = "\xEF\xBC\x88";   // U+FF08
 constexpr auto wideClose = "\xEF\xBC\x89";  // U+FF09
@@ -86,4 +86,4 @@ TEST_F(MonitorName, TheUnchangedNameDecidesWhetherBlanksBeforeBracketsGo) {
     EXPECT_EQ(getRealModelNameWithStr("K2790Z", "A (B)"), "A ");
 }
 
-}  // namespace
+}  // namespace normalization_test

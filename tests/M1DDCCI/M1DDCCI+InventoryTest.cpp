@@ -15,7 +15,7 @@
 
 using namespace std::chrono_literals;
 
-namespace {
+namespace m1_ddcci_inventory_test {
 
 using simulated_mac::Bytes;
 using simulated_mac::CFObject;
@@ -747,4 +747,4 @@ TEST_F(M1DDCCIInventoryWithFaults, IsWholeWhenItIsTakenAgain) {
     });
 }
 
-}  // namespace
+}  // namespace m1_ddcci_inventory_test

@@ -16,7 +16,7 @@
 
 using namespace std::chrono_literals;
 
-namespace {
+namespace m1_ddcci_test {
 
 using simulated_mac::Bytes;
 using simulated_mac::DDCAnswer;
@@ -877,4 +877,4 @@ TEST_F(M1DDCCIReplyLog, ShowsTheCodeThatWasAskedForNotTheEcho) {
                 ElementsAre("Get VCP: 0x10, Reply Data:  6E 88 02 00 F1 00 00 64 00 32 13 00"));
 }
 
-}  // namespace
+}  // namespace m1_ddcci_test

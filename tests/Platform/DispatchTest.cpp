@@ -10,7 +10,7 @@
 
 using namespace std::chrono_literals;
 
-namespace {
+namespace dispatch_test {
 
 using test::Mac;
 using test::Scheduler;
@@ -101,4 +101,4 @@ TEST(MainThread, RunsItsOwnWorkAtOnce) {
     EXPECT_THAT(mac.trace.calls(), IsEmpty());
 }
 
-}  // namespace
+}  // namespace dispatch_test

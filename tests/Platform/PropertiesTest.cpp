@@ -10,7 +10,7 @@
 #include "simulated_mac/src/CFObjects.h"
 #include "tests/support/PaneOnMac.h"
 
-namespace {
+namespace properties_test {
 
 using simulated_mac::Bytes;
 using simulated_mac::CFObject;
@@ -159,4 +159,4 @@ TEST_F(PropertyThatFails, IsAbsentAndReadAgainLater) {
     EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
 }
 
-}  // namespace
+}  // namespace properties_test

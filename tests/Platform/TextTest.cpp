@@ -5,7 +5,7 @@
 
 #include "tests/support/PaneOnMac.h"
 
-namespace {
+namespace text_test {
 
 using ::testing::IsEmpty;
 
@@ -127,4 +127,4 @@ TEST(PlatformTextWithoutMemory, KeepsItsCaseWhenNoCopyCanBeMade) {
     EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
 }
 
-}  // namespace
+}  // namespace text_test

@@ -9,7 +9,7 @@
 
 #include "tests/support/PaneOnMac.h"
 
-namespace {
+namespace custom_memcpy_test {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -130,4 +130,4 @@ TEST_F(BoundedCopyWithoutMemory, DoesNotKeepTheNextCopyFromWorking) {
     EXPECT_EQ(destination, source);
 }
 
-}  // namespace
+}  // namespace custom_memcpy_test

@@ -9,7 +9,7 @@
 
 #include "tests/support/PaneOnMac.h"
 
-namespace {
+namespace edid_utils_test {
 
 using simulated_mac::Bytes;
 using test::EDIDFields;
@@ -297,4 +297,4 @@ TEST(EDIDDecodingWithoutMemory, LosesTheDescriptorsAndSaysSo) {
     EXPECT_THAT(mac.systemLog(), ElementsAre("Error: Memory allocation failed."));
 }
 
-}  // namespace
+}  // namespace edid_utils_test

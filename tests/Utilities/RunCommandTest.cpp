@@ -16,7 +16,7 @@
 
 #include "tests/support/PaneOnMac.h"
 
-namespace {
+namespace run_command_test {
 
 /// A named pipe in a folder of its own.
 class NamedPipe {
@@ -225,4 +225,4 @@ TEST(ShellCommandThatCannotStart, GivesTheEmptyTextAndLeavesNoDescriptorOpen) {
     EXPECT_EQ(RunCommand().runCommand("echo something"), "something\n");
 }
 
-}  // namespace
+}  // namespace run_command_test

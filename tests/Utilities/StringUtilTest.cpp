@@ -5,7 +5,7 @@
 
 #include "tests/support/PaneOnMac.h"
 
-namespace {
+namespace string_util_test {
 
 using simulated_mac::Bytes;
 using simulated_mac::ToolOverride;
@@ -249,4 +249,4 @@ TEST(Identity, AnEmptyBlockReadsAsZeros) {
     EXPECT_EQ(StringUtil().ParseModelInfo(block), "@@@00.00000000");
 }
 
-}  // namespace
+}  // namespace string_util_test
