@@ -224,6 +224,9 @@ std::size_t displayWidth(std::string_view text) {
 }
 
 std::string printable(std::string_view text) {
+    // Most texts are plain ASCII, which needs no look at Unicode's properties.
+    const auto isPlain = [](char byte) { return byte >= ' ' && byte <= '~'; };
+    if (std::all_of(text.begin(), text.end(), isPlain)) return std::string(text);
     std::string line;
     for (const Cell& cell : cellsOf(decode(text))) line += cell.text;
     return line;
