@@ -1,0 +1,77 @@
+#include <benchmark/benchmark.h>
+#include <fmt/format.h>
+
+#include <string>
+
+#include "DDCCI/DDCCtl.h"
+#include "Utilities/EDIDUtils.h"
+#include "Utilities/StringUtil.h"
+#include "bench/EDIDCorpus.h"
+
+// From what a system tool prints to the identity of a monitor.
+
+namespace {
+
+void makeDecoder() {
+    if (strUtil == nullptr) strUtil = new StringUtil;
+    if (DDC == nullptr) DDC = new DDCCtl;
+    if (edidUtils == nullptr) edidUtils = new EDIDUtils;
+}
+
+/// The time of one of them, where an iteration takes all.
+benchmark::Counter timePerOne(std::size_t count) {
+    return {static_cast<double>(count),
+            benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert};
+}
+
+void decode(benchmark::State& state) {
+    makeDecoder();
+    const auto corpus = bench::corpusOfEDIDs();
+    for (auto iteration : state) {
+        for (const std::string& text : corpus) {
+            benchmark::DoNotOptimize(edidUtils->generateEDIDInfo(text));
+        }
+    }
+    state.counters["per_EDID"] = timePerOne(corpus.size());
+    state.SetLabel(fmt::format("{} EDIDs {}", corpus.size(), bench::originOfEDIDs()));
+}
+BENCHMARK(decode)->Name("EDIDs decoded")->Unit(benchmark::kMillisecond);
+
+void decodeBlocks(benchmark::State& state) {
+    makeDecoder();
+    const std::string text = bench::madeEDID(1, static_cast<int>(state.range(0)) - 1);
+    for (auto iteration : state) benchmark::DoNotOptimize(edidUtils->generateEDIDInfo(text));
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(decodeBlocks)
+    ->Name("EDID decoded, by blocks")
+    ->Unit(benchmark::kMicrosecond)
+    ->RangeMultiplier(4)
+    ->Range(1, 256)
+    ->Complexity();
+
+/// What the Mac's tool prints: the EDIDs in angle brackets, one a line.
+std::string listOf(std::int64_t count) {
+    std::string text;
+    for (std::int64_t number = 0; number < count; ++number) {
+        text += fmt::format("    | |   |   \"IODisplayEDID\" = <{}>\n",
+                            bench::madeEDID(static_cast<int>(number % 100), 1));
+    }
+    return text;
+}
+
+void walkToolOutput(benchmark::State& state) {
+    const std::string text = listOf(state.range(0));
+    const StringUtil util;
+    for (auto iteration : state) benchmark::DoNotOptimize(util.EDIDTextsIn(text));
+    state.SetComplexityN(state.range(0));
+    state.counters["per_EDID"] = timePerOne(static_cast<std::size_t>(state.range(0)));
+}
+BENCHMARK(walkToolOutput)
+    ->Name("tool's output walked, by EDIDs in it")
+    ->Unit(benchmark::kMillisecond)
+    ->RangeMultiplier(10)
+    ->Range(1, 10'000)
+    ->Complexity();
+
+}  // namespace

@@ -1,0 +1,136 @@
+#include <benchmark/benchmark.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+#include "displaycheck/CapturedOutput.h"
+#include "displaycheck/ChildProcess.h"
+#include "displaycheck/PaneHost.h"
+#include "simulated_mac/src/MacFile.h"
+
+// A whole run of the pane, each in a process of its own: what the plug-in makes once lives as long
+// as its process. The time is that of the processor, in the run and in the system's tools that it
+// starts; what the Mac's clock says is nowhere in it.
+
+namespace {
+
+using simulated_mac::Mac;
+using simulated_mac::MacDescription;
+
+/// Of one child process.
+struct Cost {
+    double own = 0;      ///< seconds of the processor
+    double tools = 0;    ///< in the processes that it started
+    double peakMiB = 0;  ///< resident, above what it began with
+};
+
+double processorSeconds(const rusage& usage) {
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+rusage usageOf(int who) {
+    rusage usage{};
+    getrusage(who, &usage);
+    return usage;
+}
+
+double peakMiB(const rusage& usage) {
+#ifdef __APPLE__
+    constexpr double unitsInMiB = 1024 * 1024;
+#else
+    constexpr double unitsInMiB = 1024;
+#endif
+    return static_cast<double>(usage.ru_maxrss) / unitsInMiB;
+}
+
+Cost costOf(const std::function<void()>& work) {
+    const auto result = displaycheck::runInChild(
+        [&](const displaycheck::ChildEnd& end) {
+            const rusage before = usageOf(RUSAGE_SELF);
+            work();
+            const rusage after = usageOf(RUSAGE_SELF);
+            const Cost cost{processorSeconds(after) - processorSeconds(before),
+                            processorSeconds(usageOf(RUSAGE_CHILDREN)),
+                            peakMiB(after) - peakMiB(before)};
+            std::array<char, sizeof cost> bytes{};
+            std::memcpy(bytes.data(), &cost, sizeof cost);
+            end.finish({bytes.data(), bytes.size()}, 0);
+        },
+        std::chrono::minutes(1));
+    Cost cost;
+    if (result.failure || result.output.size() != sizeof cost) {
+        throw std::runtime_error(result.failure.value_or("a child process says nothing"));
+    }
+    std::memcpy(&cost, result.output.data(), sizeof cost);
+    return cost;
+}
+
+void enterPane(const MacDescription& description) {
+    Mac mac(description);
+    const displaycheck::CapturedOutput output;
+    displaycheck::PaneHost host(mac);
+    if (host.run() != simulated_mac::Scheduler::Outcome::quiet) {
+        throw std::runtime_error("the run did not end");
+    }
+}
+
+void measure(benchmark::State& state, const std::function<void()>& work) {
+    Cost total;
+    for (auto iteration : state) {
+        const Cost cost = costOf(work);
+        state.SetIterationTime(cost.own + cost.tools);
+        total.own += cost.own;
+        total.tools += cost.tools;
+        total.peakMiB = std::max(total.peakMiB, cost.peakMiB);
+    }
+    state.counters["tools_share"] = total.tools / (total.own + total.tools);
+    state.counters["peak_MiB"] = total.peakMiB;
+}
+
+void switchOn(benchmark::State& state, const char* example) {
+    const auto description = simulated_mac::readMacFile(std::string(EXAMPLES) + example);
+    measure(state, [&] { const Mac mac(description); });
+}
+
+void run(benchmark::State& state, const char* example) {
+    const auto description = simulated_mac::readMacFile(std::string(EXAMPLES) + example);
+    measure(state, [&] { enterPane(description); });
+}
+
+constexpr auto intel = "/intel-first-look.yaml";
+constexpr auto appleSilicon = "/apple-listed-answers.yaml";
+
+// Enough that noise evens out.
+constexpr int runs = 100;
+
+BENCHMARK_CAPTURE(switchOn, intel, intel)
+    ->Name("Intel Mac, switched on and off")
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->Iterations(runs);
+BENCHMARK_CAPTURE(run, intel, intel)
+    ->Name("Intel Mac, run of the pane")
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->Iterations(runs);
+BENCHMARK_CAPTURE(switchOn, appleSilicon, appleSilicon)
+    ->Name("Apple-silicon Mac, switched on and off")
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->Iterations(runs);
+BENCHMARK_CAPTURE(run, appleSilicon, appleSilicon)
+    ->Name("Apple-silicon Mac, run of the pane")
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->Iterations(runs);
+
+}  // namespace

@@ -1,0 +1,93 @@
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "simulated_mac/src/MacFile.h"
+#include "tests/support/PaneOnMac.h"
+#include "tests/support/RequiredWaits.h"
+
+// A run takes as long as the waits that it has to make, and not a moment longer. Which ones those
+// are is worked out from the Mac file and held against the virtual time of the run.
+
+namespace waits_test {
+
+using simulated_mac::Time;
+
+const std::filesystem::path root = PROJECT_SOURCE_DIR;
+
+std::vector<std::string> namesOfMacs() {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(root / "examples")) {
+        if (entry.path().extension() == ".yaml") names.push_back(entry.path().stem());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/// The waits that a run made, in order, from its traced sleeps ("2000000 us").
+std::vector<Time> sleepsIn(const simulated_mac::Mac& mac) {
+    std::vector<Time> sleeps;
+    for (const auto& call : mac.trace.calls()) {
+        sleeps.emplace_back(std::strtoll(call.arguments.c_str(), nullptr, 10));
+    }
+    return sleeps;
+}
+
+std::string secondsText(Time time) {
+    return fmt::format("{:g}", std::chrono::duration<double>(time).count());
+}
+
+/// "2 + 3 + 6 × 0.06": equal waits together, in the order of their first one.
+std::string sumText(std::vector<Time> waits) {
+    std::vector<std::string> parts;
+    while (!waits.empty()) {
+        const Time wait = waits.front();
+        const auto count = std::erase(waits, wait);
+        parts.push_back(count == 1 ? secondsText(wait)
+                                   : fmt::format("{} × {}", count, secondsText(wait)));
+    }
+    return parts.empty() ? "none" : fmt::format("{}", fmt::join(parts, " + "));
+}
+
+class WaitsOn : public testing::TestWithParam<std::string> {
+  protected:
+    const simulated_mac::MacDescription description =
+        simulated_mac::readMacFile(root / "examples" / (GetParam() + ".yaml"));
+    const test::RequiredWaits required = test::requiredWaits(description);
+};
+
+TEST_P(WaitsOn, AreAllThatARunTakes) {
+    test::PaneOnMac host(description);
+    host.mac.trace.keepOnly({"NSThread.sleep"});
+    ASSERT_EQ(host.run(), test::Scheduler::Outcome::quiet);
+    EXPECT_EQ(host.timeOfContinue(), required.toContinue);
+    EXPECT_EQ(host.mac.scheduler.now(), required.end);
+    EXPECT_EQ(sleepsIn(host.mac), required.waits);
+    for (const auto& call : host.mac.trace.calls()) EXPECT_NE(call.thread, "main");
+}
+
+TEST_P(WaitsOn, StandInTheDocumentation) {
+    std::ifstream file(root / "docs" / "performance.md");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    EXPECT_THAT(lines, testing::Contains(fmt::format(
+                           "| {} | {} | {} | {} |", GetParam(), sumText(required.waits),
+                           secondsText(required.toContinue), secondsText(required.end))));
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, WaitsOn, testing::ValuesIn(namesOfMacs()),
+                         [](const auto& example) {
+                             std::string name = example.param;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
+
+}  // namespace waits_test

@@ -1,0 +1,319 @@
+#include "tests/support/RequiredWaits.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include "Extension/NSString+normalization.h"
+#include "MyInstallerPane.h"
+#include "WhiteList.h"
+#include "simulated_mac/src/EDID.h"
+
+namespace test {
+
+namespace {
+
+using namespace std::chrono_literals;
+using simulated_mac::BusDescription;
+using simulated_mac::Chip;
+using simulated_mac::DDCAnswer;
+using simulated_mac::EventDescription;
+using simulated_mac::MacDescription;
+using simulated_mac::ProxyDescription;
+using simulated_mac::ScreenDescription;
+using simulated_mac::Time;
+
+constexpr Time forAScreen = 2s;
+constexpr Time shortestForServices = 2s;  // a second longer each time
+constexpr int looksForServices = 5;       // after the first
+constexpr Time forMoreEDIDs = 1s;
+constexpr int tries = 5;
+constexpr Time betweenTries = 1s;
+constexpr Time afterRequestWithoutReply = 20ms;
+constexpr Time beforeTransfer = 60ms;
+constexpr int transfersOfClean = 3;
+constexpr int writesOfRead = 2;
+constexpr std::uint32_t typesWithReply = 0x02 | 0x04;  // simple, and DDC/CI reply
+
+Time timeOfSeconds(double seconds) {
+    return std::chrono::round<Time>(std::chrono::duration<double>(seconds));
+}
+
+// What the Mac is.
+
+bool isThere(const ScreenDescription& screen, Time now) {
+    return screen.isScreen && timeOfSeconds(screen.appearsAt) <= now;
+}
+
+/// "External" where the file says nothing; "" for a proxy without a location.
+std::string locationOf(const ProxyDescription& proxy) {
+    if (!proxy.location) return "External";
+    const auto* const text = std::get_if<std::string>(&proxy.location->value);
+    return text != nullptr ? *text : "";
+}
+
+/// Whether a service is paired with the screen: its framebuffer has the monitor's own identity, and
+/// a location that says "External", if with more.
+bool isPaired(const ScreenDescription& screen, Time now) {
+    const auto& service = screen.displayService;
+    return !screen.builtIn && service.present && timeOfSeconds(service.appearsAt) <= now &&
+           service.properties.empty() && service.productAttributes.empty() &&
+           !service.proxies.empty() &&
+           locationOf(service.proxies.front()).find("External") != std::string::npos;
+}
+
+/// Whether there is a service to talk to: one is opened only where the location says just that.
+bool opens(const ScreenDescription& screen, Time now) {
+    return isPaired(screen, now) &&
+           locationOf(screen.displayService.proxies.front()) == "External" &&
+           screen.displayService.proxies.front().opens;
+}
+
+/// Whether a tool prints what is there: the file has it print something else otherwise.
+bool printsEDIDs(const MacDescription& mac, const std::string& tool) {
+    const auto changed = mac.tools.find(tool);
+    return changed == mac.tools.end() || !changed->second.front().prints;
+}
+
+bool isListed(const ScreenDescription& screen, Time now) {
+    return screen.edidListed.value_or(!screen.builtIn) && !screen.monitor.edid.empty() &&
+           timeOfSeconds(std::max(screen.appearsAt, screen.edidListedAt)) <= now;
+}
+
+std::string nameOf(const ScreenDescription& screen) {
+    return screen.name.value_or(simulated_mac::identifyEDID(screen.monitor.edid).name.value_or(""));
+}
+
+/// Whether a name can count as supported at all: it is listed or of model year 25 or later.
+bool mayCount(const std::string& name) {
+    const WhiteList list;
+    const vorn::MyInstallerPane pane(nullptr, nullptr, nullptr);
+    return list.availableDisplay(name) || pane.isYear25orAbove(regularMonitorName(name));
+}
+
+/// Where its first bus that takes a request leads to; nullptr when none takes one. A framebuffer
+/// with another identity than the screen's is not found.
+const BusDescription* busThatSends(const ScreenDescription& screen) {
+    static const std::vector<BusDescription> usual(1);
+    const auto& framebuffer = screen.framebuffer;
+    if (!framebuffer.present || !framebuffer.dictionary.empty()) return nullptr;
+    for (const BusDescription& bus : framebuffer.buses ? *framebuffer.buses : usual) {
+        const bool sends = bus.sendResult ? *bus.sendResult == 0 : bus.leadsToMonitor;
+        if (bus.copyResult == 0 && bus.openResult == 0 && sends) return &bus;
+    }
+    return nullptr;
+}
+
+/// Whether some I2C interface of the Mac sends a reply back: simple, or the DDC/CI kind.
+bool hasReplies(const MacDescription& mac) {
+    return std::any_of(mac.screens.begin(), mac.screens.end(), [](const auto& screen) {
+        if (screen.builtIn) return false;
+        if (!screen.framebuffer.buses) return true;
+        const auto& buses = *screen.framebuffer.buses;
+        return std::any_of(buses.begin(), buses.end(), [](const auto& bus) {
+            return (bus.transactionTypes.value_or(0) & typesWithReply) != 0;
+        });
+    });
+}
+
+// What that makes the pane wait for.
+
+/// The answers of one monitor, in order.
+class Answers {
+  public:
+    explicit Answers(const simulated_mac::MonitorDescription& monitor)
+        : monitor_(monitor), settled_(!monitor.settlesAfterClean) {}
+
+    void clean() { settled_ = true; }
+    DDCAnswer::Kind next() {
+        const auto& all = monitor_.answers;
+        const auto kind =
+            all.empty() ? DDCAnswer::Kind::good : all[std::min(given_, all.size() - 1)].kind;
+        ++given_;
+        return settled_ ? kind : DDCAnswer::Kind::badChecksum;
+    }
+
+  private:
+    const simulated_mac::MonitorDescription& monitor_;
+    std::size_t given_ = 0;
+    bool settled_;
+};
+
+/// The waits of one detection run that starts at a time; each is of its own cause.
+class Run {
+  public:
+    Run(const MacDescription& mac, Time start) : mac_(mac), now_(start) {
+        waitForScreens();
+        if (mac_.chip == Chip::apple) waitForServices();
+        const auto list = waitForEDIDs();
+        for (const ScreenDescription& screen : mac_.screens) {
+            if (isAsked(screen, list)) ask(screen);
+        }
+    }
+
+    const std::vector<Time>& waits() const { return waits_; }
+    Time end() const { return now_; }
+
+  private:
+    using EDIDs = std::set<simulated_mac::Bytes>;
+
+    void wait(Time duration) {
+        waits_.push_back(duration);
+        now_ += duration;
+    }
+
+    template <class Predicate>
+    auto countOfScreens(Predicate predicate) const {
+        return std::count_if(mac_.screens.begin(), mac_.screens.end(), predicate);
+    }
+
+    void waitForScreens() {
+        hasExternal_ = countOfScreens([this](const auto& screen) {
+                           return !screen.builtIn && isThere(screen, now_);
+                       }) > 0;
+        if (!hasExternal_) wait(forAScreen);
+    }
+
+    bool anyIsPaired() const {
+        return hasExternal_ &&
+               countOfScreens([this](const auto& screen) { return isPaired(screen, now_); }) > 0;
+    }
+
+    void waitForServices() {
+        for (int look = 0; hasExternal_ && !anyIsPaired() && look < looksForServices; ++look) {
+            wait(shortestForServices + look * 1s);
+        }
+    }
+
+    /// Over the services where there are any, else as the system's tools print them. The tools
+    /// print one of twins twice.
+    std::pair<EDIDs, std::size_t> readEDIDs() const {
+        EDIDs edids;
+        std::size_t count = 0;
+        const bool overServices = mac_.chip == Chip::apple && anyIsPaired();
+        const std::string tool = mac_.chip == Chip::apple ? "afktool" : "ioreg";
+        for (const ScreenDescription& screen : mac_.screens) {
+            if (overServices) {
+                const auto& proxies = screen.displayService.proxies;
+                if (!opens(screen, now_) || proxies.front().copyEDIDResult != 0) continue;
+                if (edids.insert(screen.monitor.edid).second) ++count;
+            } else if (printsEDIDs(mac_, tool) && isListed(screen, now_)) {
+                edids.insert(screen.monitor.edid);
+                ++count;
+            }
+        }
+        return {edids, count};
+    }
+
+    /// A second look follows unless there is one EDID for each screen but one.
+    EDIDs waitForEDIDs() {
+        const auto screens = static_cast<std::size_t>(
+            countOfScreens([this](const auto& screen) { return isThere(screen, now_); }));
+        const auto [edids, count] = readEDIDs();
+        if (count + 1 == screens) return edids;
+        wait(forMoreEDIDs);
+        return readEDIDs().first;
+    }
+
+    static bool isAsked(const ScreenDescription& screen, const EDIDs& list) {
+        if (screen.builtIn || !list.contains(screen.monitor.edid)) return false;
+        return simulated_mac::identifyEDID(screen.monitor.edid).manufacturer == "VRN" &&
+               mayCount(nameOf(screen));
+    }
+
+    void ask(const ScreenDescription& screen) {
+        if (mac_.chip == Chip::intel) {
+            askOverFramebuffer(screen);
+        } else if (opens(screen, now_)) {
+            askOverService(screen);
+        }
+    }
+
+    /// The reply delay that AMD graphics need holds from the second read on.
+    bool hasTime(const ScreenDescription& screen) {
+        constexpr std::uint64_t usual = 50;
+        constexpr std::uint64_t longer = 100'000'000;
+        const bool amd = mac_.graphics.driver.value_or("").starts_with("AMD");
+        const std::uint64_t delay = amd && reads_ > 1 ? longer : usual;
+        return delay >= screen.monitor.needsReplyDelay;
+    }
+
+    void askOverFramebuffer(const ScreenDescription& screen) {
+        ++reads_;
+        const bool replies = hasReplies(mac_);
+        const BusDescription* const bus = busThatSends(screen);
+        const bool reaches = replies && bus != nullptr && bus->leadsToMonitor &&
+                             bus->requestResult.value_or(0) == 0 && hasTime(screen);
+        Answers answers(screen.monitor);
+        for (int attempt = 1; attempt <= tries; ++attempt) {
+            if (!replies) wait(afterRequestWithoutReply);
+            if (reaches && answers.next() == DDCAnswer::Kind::good) return;
+            if (attempt < tries) wait(betweenTries);
+        }
+    }
+
+    /// False when the file has the transfer fail, which ends the read.
+    bool write() {
+        wait(beforeTransfer);
+        ++writes_;
+        return std::none_of(mac_.faults.begin(), mac_.faults.end(), [this](const auto& fault) {
+            return fault.call == "IOAVServiceWriteI2C" &&
+                   (writes_ == fault.nth || (fault.andLater && writes_ > fault.nth));
+        });
+    }
+
+    void askOverService(const ScreenDescription& screen) {
+        Answers answers(screen.monitor);
+        for (int attempt = 1; attempt <= tries; ++attempt) {
+            for (int transfer = 0; transfer < writesOfRead; ++transfer) {
+                if (!write()) return;
+            }
+            wait(beforeTransfer);
+            const auto answer = answers.next();
+            // A reply that can't be read is not asked for again.
+            if (answer == DDCAnswer::Kind::good || answer == DDCAnswer::Kind::silent) return;
+            if (WhiteList().isRTKChipDisplay(nameOf(screen))) {
+                for (int transfer = 0; transfer < transfersOfClean; ++transfer) {
+                    if (!write()) break;
+                }
+                answers.clean();
+            }
+            wait(betweenTries);
+        }
+    }
+
+    const MacDescription& mac_;
+    Time now_;
+    bool hasExternal_ = false;
+    int reads_ = 0;
+    std::uint64_t writes_ = 0;
+    std::vector<Time> waits_;
+};
+
+}  // namespace
+
+RequiredWaits requiredWaits(const MacDescription& mac) {
+    const Run first(mac, 0s);
+    RequiredWaits required{first.waits(), first.end(), first.end()};
+    for (const ScreenDescription& screen : mac.screens) {
+        required.end = std::max(
+            {required.end, timeOfSeconds(screen.appearsAt), timeOfSeconds(screen.edidListedAt)});
+        if (mac.chip != Chip::apple) continue;
+        required.end = std::max(required.end, timeOfSeconds(screen.displayService.appearsAt));
+    }
+    for (const EventDescription& event : mac.events) {
+        const Time at = timeOfSeconds(event.at);
+        required.end = std::max(required.end, at);
+        if (event.user != EventDescription::User::entersPane) continue;
+        const Run again(mac, at);
+        required.waits.insert(required.waits.end(), again.waits().begin(), again.waits().end());
+        required.end = std::max(required.end, again.end());
+    }
+    return required;
+}
+
+}  // namespace test

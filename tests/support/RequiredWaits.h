@@ -1,0 +1,25 @@
+#pragma once
+
+#include <vector>
+
+#include "simulated_mac/src/MacDescription.h"
+#include "simulated_mac/src/Scheduler.h"
+
+namespace test {
+
+/// What the runs of the pane on a Mac have to wait for: one run for each time that the user enters
+/// the pane, at time 0 and in events.
+struct RequiredWaits {
+    std::vector<simulated_mac::Time> waits;  ///< in order
+    simulated_mac::Time toContinue{0};       ///< of the first run
+    simulated_mac::Time end{0};              ///< nothing happens any more
+};
+
+/// Works them out from the Mac alone, without running anything: from its screens, when they and
+/// their EDIDs and services are there, and from what their monitors answer. Only which names may
+/// count is asked of the plug-in. It knows no faults but those of IOAVServiceWriteI2C, takes a
+/// framebuffer whose identity the description changes for one that fits nothing, and every service
+/// for that of its own screen.
+RequiredWaits requiredWaits(const simulated_mac::MacDescription& mac);
+
+}  // namespace test
