@@ -33,7 +33,7 @@ EDIDInfo decode(const std::string& EDID) {
 bool fits(const EDIDInfo& info, const displayInfo& display) {
     const std::string modelName = info.modelName.value_or("");
     const std::string name = display.name.value_or("");
-    if (name.empty() || modelName.empty()) return false;
+    if (modelName.empty()) return false;
     return uppercaseText(name).find(uppercaseText(modelName)) != std::string::npos &&
            display.serialNumber == info.serialNumber;
 }

@@ -532,7 +532,9 @@ INSTANTIATE_TEST_SUITE_P(
         LinkCase{"WordInTheWarningAlone", "here", "R", "go", "here", std::nullopt},
         LinkCase{"WordAcrossTheWarning", "None", "R", "go", "e \n", std::nullopt},
         LinkCase{"EmptyWord", "None", "R", "go here", "", std::nullopt},
-        LinkCase{"EmptyTexts", "", "", "", "here", std::nullopt}),
+        LinkCase{"EmptyTexts", "", "", "", "here", std::nullopt},
+        LinkCase{"WordIsNotUTF8", "None", "R", "go here", "\xFF", std::nullopt},
+        LinkCase{"TextIsNotUTF8", "None", "R", "\xFF here", "here", std::nullopt}),
     [](const auto& tested) { return tested.param.name; });
 
 TEST(MyInstallerPane, EveryWarningAddsOneMoreRecognizer) {

@@ -1,8 +1,11 @@
 #include "Utilities/RunCommand.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -211,6 +214,75 @@ TEST_F(ShellCommand, WithoutDescriptorsForItsOutputGivesTheEmptyText) {
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     EXPECT_EQ(output, "");
 }
+
+/// What this process does meanwhile when a signal arrives.
+class SignalAction {
+  public:
+    SignalAction(int signal, void (*handler)(int)) : signal_(signal) {
+        // Without SA_RESTART a signal interrupts what the process waits in.
+        struct sigaction action {};
+        action.sa_handler = handler;
+        EXPECT_EQ(sigaction(signal, &action, &before_), 0);
+    }
+    SignalAction(const SignalAction&) = delete;
+    SignalAction& operator=(const SignalAction&) = delete;
+    ~SignalAction() { sigaction(signal_, &before_, nullptr); }
+
+  private:
+    int signal_;
+    struct sigaction before_ {};
+};
+
+/// A command line that sends this process so many signals.
+std::string signals(int count) {
+    return fmt::format("for number in $(seq {}); do kill -USR1 {}; done", count, getpid());
+}
+
+TEST_F(ShellCommand, SignalsMeanwhileLoseNothingOfItsOutput) {
+    const SignalAction ignored(SIGUSR1, [](int) {});
+    EXPECT_EQ(run(signals(200) + "; echo done"), "done\n");
+}
+
+#ifdef __GLIBC__
+
+/// A process that can start no thread: each would want a stack of 64 TiB.
+class WithoutThreads {
+  public:
+    WithoutThreads() {
+        EXPECT_EQ(pthread_getattr_default_np(&before_), 0);
+        pthread_attr_t tooLarge;
+        EXPECT_EQ(pthread_attr_init(&tooLarge), 0);
+        EXPECT_EQ(pthread_attr_setstacksize(&tooLarge, std::size_t{1} << 46), 0);
+        EXPECT_EQ(pthread_setattr_default_np(&tooLarge), 0);
+    }
+    WithoutThreads(const WithoutThreads&) = delete;
+    WithoutThreads& operator=(const WithoutThreads&) = delete;
+    ~WithoutThreads() { pthread_setattr_default_np(&before_); }
+
+  private:
+    pthread_attr_t before_{};
+};
+
+TEST_F(ShellCommand, IsWaitedForInPlaceWhereNoThreadCanBeStarted) {
+    const WithoutThreads limited;
+    EXPECT_EQ(run("echo something"), "something\n");
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "it has been collected";
+}
+
+TEST_F(ShellCommand, IsWaitedForInPlaceThroughSignals) {
+    const WithoutThreads limited;
+    const SignalAction ignored(SIGUSR1, [](int) {});
+    EXPECT_EQ(run("echo something; exec >&-; " + signals(20000)), "something\n");
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "it has been collected";
+}
+
+TEST_F(ShellCommand, IsNotWaitedForWhereTheSystemCollectsIt) {
+    const WithoutThreads limited;
+    const SignalAction systemCollects(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(run("echo something"), "something\n");
+}
+
+#endif
 
 TEST(ShellCommandThatCannotStart, GivesTheEmptyTextAndLeavesNoDescriptorOpen) {
     auto description = test::macWith({});
