@@ -135,6 +135,9 @@ CFTypeID CFDictionaryGetTypeID() {
 }
 
 CFStringRef __CFStringMakeConstantString(const char* text) {
+    // A constant of the program on a Mac, without a lock.
+    const Mac* const mac = Mac::current();
+    const HiddenFromRaceDetection hidden(mac != nullptr && mac->scheduler.hidesTurns());
     static std::mutex mutex;
     static auto& constants = *new std::map<std::string, CFPointer, std::less<>>;
     const std::lock_guard lock(mutex);

@@ -5,9 +5,11 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 
 #include "Mac.h"
+#include "RaceDetection.h"
 #include "Trace.h"
 
 // Grand Central Dispatch, on the Mac's own threads.
@@ -20,12 +22,13 @@ namespace {
 struct Queue : std::enable_shared_from_this<Queue> {
     std::string label;
     std::mutex mutex;
-    std::deque<std::function<void()>> work;
+    std::deque<HandedOverWork> work;
     bool hasThread = false;
 
     void submit(std::function<void()> piece) {
+        HandedOverWork handedOver(std::move(piece));
         const std::lock_guard lock(mutex);
-        work.push_back(std::move(piece));
+        work.push_back(std::move(handedOver));
         if (hasThread) return;
         hasThread = true;
         Mac::current()->scheduler.startThread(label,
@@ -33,19 +36,23 @@ struct Queue : std::enable_shared_from_this<Queue> {
     }
 
     void drain() {
-        for (;;) {
-            std::function<void()> piece;
-            {
-                const std::lock_guard lock(mutex);
-                if (work.empty()) {
-                    hasThread = false;
-                    return;
-                }
-                piece = std::move(work.front());
-                work.pop_front();
-            }
-            piece();
+        while (const auto piece = nextPiece()) {
+            orderAfter(this);
+            (*piece)();
+            orderBefore(this);
         }
+    }
+
+    std::optional<HandedOverWork> nextPiece() {
+        const HiddenFromRaceDetection hidden(Mac::current()->scheduler.hidesTurns());
+        const std::lock_guard lock(mutex);
+        if (work.empty()) {
+            hasThread = false;
+            return std::nullopt;
+        }
+        std::optional<HandedOverWork> piece(std::move(work.front()));
+        work.pop_front();
+        return piece;
     }
 };
 

@@ -54,8 +54,9 @@ Display::Display(ScreenDescription what)
       buses(screen.framebuffer.buses.value_or(std::vector<BusDescription>(screen.builtIn ? 0 : 1))),
       monitor(screen.monitor) {}
 
-Mac::Mac(MacDescription what, Options options)
+Mac::Mac(MacDescription what, Options how)
     : description(std::move(what)),
+      options(how),
       scheduler(options.scheduler),
       trace(description.faults),
       registry(ledger) {
@@ -178,6 +179,7 @@ void Mac::scheduleDisplayServices(const std::shared_ptr<RegistryEntry>& parent) 
         const DisplayServiceDescription& service = display->screen.displayService;
         if (!service.present || service.appearsAt <= 0) continue;
         scheduler.onMainAt(timeOf(service.appearsAt), [this, parent, &display = *display] {
+            const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
             addDisplayService(registry, parent, display);
             note("mac", "the display service of " + display.localizedName + " appears");
         });
@@ -191,6 +193,7 @@ void Mac::play(const EventDescription& event) {
 }
 
 void Mac::attach(const USBDeviceDescription& device) {
+    const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
     note("mac", "USB device attached: " + describe(device));
     registry.add(usbController_, makeUSBDevice(device));
 }

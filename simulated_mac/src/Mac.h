@@ -54,9 +54,12 @@ class Mac {
   public:
     struct Options {
         Scheduler::Options scheduler;
+        /// What every call of the system takes on the Mac's clock; not set: nothing. Where it takes
+        /// time, other threads have their turns at each call and not only where one waits.
+        std::optional<Time> systemCallTakes;
     };
 
-    explicit Mac(MacDescription description, Options options = {});
+    explicit Mac(MacDescription what, Options how = {});
     ~Mac();
     Mac(const Mac&) = delete;
     Mac& operator=(const Mac&) = delete;
@@ -65,6 +68,7 @@ class Mac {
     static Mac* current();
 
     const MacDescription description;
+    const Options options;
     Scheduler scheduler;
     Ledger ledger;
     Trace trace;

@@ -30,7 +30,7 @@ Scheduler::~Scheduler() {
 }
 
 Time Scheduler::now() const {
-    const Lock lock(mutex_);
+    const Lock lock(*this);
     return now_;
 }
 
@@ -43,18 +43,21 @@ std::string Scheduler::threadName() const {
 }
 
 void Scheduler::startThread(std::string name, std::function<void()> body) {
-    Lock lock(mutex_);
     auto task = std::make_unique<Task>(std::move(name));
+    orderBefore(task.get());
+    Lock lock(*this);
     makeReady(*task);
     ++startedTasks_;
     threads_.emplace_back([this, owned = std::move(task), work = std::move(body)] {
+        orderAfter(owned.get());
         currentTask = owned.get();
         {
-            Lock own(mutex_);
+            Lock own(*this);
             owned->granted.wait(own, [&] { return owned->running; });
         }
         work();
-        Lock own(mutex_);
+        orderBefore(&threads_);
+        Lock own(*this);
         --running_;
         --startedTasks_;
         handOver(own);
@@ -63,25 +66,27 @@ void Scheduler::startThread(std::string name, std::function<void()> body) {
 }
 
 void Scheduler::sleep(Time duration) {
-    Lock lock(mutex_);
+    Lock lock(*this);
     auto& task = *static_cast<Task*>(currentTask);
     addDeadline(now_ + duration, &task);
     yield(lock, task);
 }
 
 void Scheduler::wait(Semaphore& semaphore) {
-    Lock lock(mutex_);
+    Lock lock(*this);
     if (semaphore.value_ > 0) {
         --semaphore.value_;
-        return;
+    } else {
+        auto& task = *static_cast<Task*>(currentTask);
+        semaphore.waiting_.push_back(&task);
+        yield(lock, task);
     }
-    auto& task = *static_cast<Task*>(currentTask);
-    semaphore.waiting_.push_back(&task);
-    yield(lock, task);
+    orderAfter(&semaphore);
 }
 
 void Scheduler::signal(Semaphore& semaphore) {
-    Lock lock(mutex_);
+    Lock lock(*this);
+    orderBefore(&semaphore);
     if (semaphore.waiting_.empty()) {
         ++semaphore.value_;
         return;
@@ -92,14 +97,16 @@ void Scheduler::signal(Semaphore& semaphore) {
 }
 
 void Scheduler::onMain(std::function<void()> work) {
-    Lock lock(mutex_);
-    postToMain(std::move(work));
+    HandedOverWork handedOver(std::move(work));
+    Lock lock(*this);
+    postToMain(std::move(handedOver));
     handOver(lock);
 }
 
 void Scheduler::onMainAt(Time time, std::function<void()> work) {
-    const Lock lock(mutex_);
-    addDeadline(time, std::move(work));
+    HandedOverWork handedOver(std::move(work));
+    const Lock lock(*this);
+    addDeadline(time, std::move(handedOver));
 }
 
 Scheduler::Outcome Scheduler::runUntilQuiet() {
@@ -107,35 +114,42 @@ Scheduler::Outcome Scheduler::runUntilQuiet() {
 }
 
 Scheduler::Outcome Scheduler::runUntil(Time time) {
-    Lock lock(mutex_);
-    runsUntil_ = time;
-    const Outcome outcome = runLoop(lock);
+    {
+        const Lock lock(*this);
+        runsUntil_ = time;
+        runFinished_ = false;
+    }
+    const Outcome outcome = runLoop();
+    // The threads that have ended by now are as good as joined.
+    orderAfter(&threads_);
+    const Lock lock(*this);
     if (time != Time::max() && outcome != Outcome::outOfTime) now_ = std::max(now_, time);
     return outcome;
 }
 
-Scheduler::Outcome Scheduler::runLoop(Lock& lock) {
-    runFinished_ = false;
-    for (;;) {
-        while (mainWork_.empty() && !runFinished_) {
-            mainWaitsForWork_ = true;
-            yield(lock, main_);
-            mainWaitsForWork_ = false;
-        }
-        if (runFinished_) return outcome_;
-        const auto work = std::move(mainWork_.front());
-        mainWork_.pop_front();
-        lock.unlock();
-        work();
-        lock.lock();
+Scheduler::Outcome Scheduler::runLoop() {
+    while (const auto work = nextMainWork()) (*work)();
+    return outcome_;
+}
+
+std::optional<HandedOverWork> Scheduler::nextMainWork() {
+    Lock lock(*this);
+    while (mainWork_.empty() && !runFinished_) {
+        mainWaitsForWork_ = true;
+        yield(lock, main_);
+        mainWaitsForWork_ = false;
     }
+    if (runFinished_) return std::nullopt;
+    std::optional<HandedOverWork> work(std::move(mainWork_.front()));
+    mainWork_.pop_front();
+    return work;
 }
 
 void Scheduler::makeReady(Task& task) {
     ready_.push_back(&task);
 }
 
-void Scheduler::postToMain(std::function<void()> work) {
+void Scheduler::postToMain(HandedOverWork work) {
     mainWork_.push_back(std::move(work));
     if (mainWaitsForWork_) {
         mainWaitsForWork_ = false;
@@ -193,7 +207,7 @@ bool Scheduler::passTime(Lock& lock) {
     if (auto* const task = std::get_if<Task*>(&wake)) {
         makeReady(**task);
     } else {
-        postToMain(std::get<std::function<void()>>(std::move(wake)));
+        postToMain(std::get<HandedOverWork>(std::move(wake)));
     }
     return true;
 }

@@ -8,11 +8,14 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
 #include <variant>
 #include <vector>
+
+#include "RaceDetection.h"
 
 namespace simulated_mac {
 
@@ -33,6 +36,10 @@ class Scheduler {
         bool realtime = false;
         /// A run that goes on beyond this has lost its way.
         Time longestRun = std::chrono::hours(1);
+        /// A race detector takes only that order of two threads for given which every Mac gives
+        /// them: work runs behind its submission, a wait ends behind the signal. Else it takes
+        /// the order of the turns for given, too.
+        bool hidesTurns = false;
     };
 
     enum class Outcome {
@@ -63,6 +70,7 @@ class Scheduler {
     bool onMainThread() const;
     /// "main", or the name that the calling thread was started with.
     std::string threadName() const;
+    bool hidesTurns() const { return options_.hidesTurns; }
 
     void startThread(std::string name, std::function<void()> body);
     void sleep(Time duration);
@@ -87,12 +95,19 @@ class Scheduler {
         bool running = false;
     };
     using Deadline = std::pair<Time, std::uint64_t>;
-    using Wake = std::variant<Task*, std::function<void()>>;
-    using Lock = std::unique_lock<std::mutex>;
+    using Wake = std::variant<Task*, HandedOverWork>;
 
-    Outcome runLoop(Lock& lock);
+    struct Lock : HiddenFromRaceDetection, std::unique_lock<std::mutex> {
+        explicit Lock(const Scheduler& scheduler)
+            : HiddenFromRaceDetection(scheduler.hidesTurns()),
+              std::unique_lock<std::mutex>(scheduler.mutex_) {}
+    };
+
+    Outcome runLoop();
+    /// The next work for the main thread; nothing at the end of the run.
+    std::optional<HandedOverWork> nextMainWork();
     void makeReady(Task& task);
-    void postToMain(std::function<void()> work);
+    void postToMain(HandedOverWork work);
     void addDeadline(Time time, Wake wake);
     /// Gives up the calling thread's turn until somebody made its task ready.
     void yield(Lock& lock, Task& task);
@@ -113,7 +128,7 @@ class Scheduler {
     std::size_t startedTasks_ = 0;
     std::map<Deadline, Wake> deadlines_;
     std::uint64_t deadlinesMade_ = 0;
-    std::deque<std::function<void()>> mainWork_;
+    std::deque<HandedOverWork> mainWork_;
     bool mainWaitsForWork_ = false;
     bool runFinished_ = false;
     Outcome outcome_ = Outcome::quiet;

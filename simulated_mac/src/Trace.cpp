@@ -6,6 +6,15 @@
 
 namespace simulated_mac {
 
+namespace {
+
+/// Whether the call asks the system beyond this process. No lock of the plug-in is held during one.
+bool leavesTheProcess(std::string_view call) {
+    return !call.starts_with("CF") && !call.starts_with("dispatch_") && call != "NSThread.sleep";
+}
+
+}  // namespace
+
 Trace::Trace(std::vector<FaultDescription> faults)
     : faults_(std::move(faults)), counts_(!faults_.empty()) {}
 
@@ -55,9 +64,14 @@ std::map<std::string, std::uint64_t, std::less<>> Trace::uses() const {
     return uses_;
 }
 
-PlatformCall::PlatformCall(std::string_view name, const Arguments& arguments) {
-    Mac* const mac = Mac::current();
+PlatformCall::PlatformCall(std::string_view name, const Arguments& arguments)
+    : PlatformCall(Mac::current(), name, arguments) {}
+
+PlatformCall::PlatformCall(Mac* mac, std::string_view name, const Arguments& arguments)
+    : hidden_(mac != nullptr && mac->scheduler.hidesTurns()) {
     if (mac == nullptr) return;
+    const auto takes = mac->options.systemCallTakes;
+    if (takes && leavesTheProcess(name)) mac->scheduler.sleep(*takes);
     fault_ = mac->trace.use(name);
     isTraced_ = mac->trace.keeps(name);
     if (!isTraced_) return;

@@ -14,9 +14,12 @@
 #include <vector>
 
 #include "MacDescription.h"
+#include "RaceDetection.h"
 #include "Scheduler.h"
 
 namespace simulated_mac {
+
+class Mac;
 
 /// One platform call, as a trace shows it.
 struct TracedCall {
@@ -86,6 +89,9 @@ class PlatformCall {
     bool traced() const { return isTraced_; }
 
   private:
+    PlatformCall(Mac* mac, std::string_view name, const Arguments& arguments);
+
+    const HiddenFromRaceDetection hidden_;
     std::optional<FaultDescription> fault_;
     bool isTraced_ = false;
     TracedCall traced_;

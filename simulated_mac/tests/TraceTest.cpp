@@ -215,5 +215,42 @@ TEST(TraceOfAMac, AConsumedDictionaryIsConsumedByAFaultyCallToo) {
     EXPECT_EQ(iterator, IO_OBJECT_NULL);
 }
 
+// What calls take
+
+/// The order in which two threads come back from three calls each.
+std::string orderOfTwoThreads(std::optional<Time> systemCallTakes) {
+    Mac::Options options;
+    options.systemCallTakes = systemCallTakes;
+    Mac mac(MacDescription{}, options);
+    std::string order;
+    for (const char* const name : {"a", "b"}) {
+        mac.scheduler.startThread(name, [&order, name] {
+            for (int call = 0; call < 3; ++call) {
+                CGDisplayIsBuiltin(0);
+                order += name;
+            }
+        });
+    }
+    EXPECT_EQ(mac.scheduler.runUntilQuiet(), Scheduler::Outcome::quiet);
+    EXPECT_EQ(mac.scheduler.now(), 3 * systemCallTakes.value_or(Time(0)));
+    return order;
+}
+
+TEST(SystemCallsThatTakeTime, LetOtherThreadsHaveTheirTurns) {
+    EXPECT_EQ(orderOfTwoThreads(1us), "ababab");
+    EXPECT_EQ(orderOfTwoThreads(std::nullopt), "aaabbb");
+}
+
+TEST(SystemCallsThatTakeTime, AreNotThoseThatStayInTheProcess) {
+    Mac::Options options;
+    options.systemCallTakes = 1us;
+    Mac mac(MacDescription{}, options);
+    CFRelease(
+        CFStringCreateWithBytes(kCFAllocatorDefault, nullptr, 0, kCFStringEncodingUTF8, false));
+    EXPECT_EQ(mac.scheduler.now(), 0us);
+    CGDisplayIsBuiltin(0);
+    EXPECT_EQ(mac.scheduler.now(), 1us);
+}
+
 }  // namespace trace_test
 }  // namespace simulated_mac
