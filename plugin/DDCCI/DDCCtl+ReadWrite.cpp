@@ -1,12 +1,14 @@
 #include <IOKit/IOKitLib.h>
 
 #include <chrono>
+#include <set>
 
 #include "Cocoa/ThreadSleep.h"
 #include "DDCCI/DDC.h"
 #include "DDCCI/DDCCtl.h"
 #include "M1DDCCI/M1DDCCI.h"
 #include "Platform/CFRef.h"
+#include "Platform/Guarded.h"
 #include "WhiteList.h"
 
 using namespace std::chrono_literals;
@@ -18,6 +20,31 @@ constexpr std::uint64_t amdMinReplyDelay = 100'000'000;
 
 constexpr int attempts = 5;
 constexpr auto pauseAfterBadReply = 1'000'000us;
+constexpr auto pauseWhileInUse = 10'000us;
+
+/// Has a display's AV service to itself while it lives. AV services have no lock: a request of
+/// another run between a request and its reply would spoil both.
+class ServiceInUse {
+  public:
+    explicit ServiceInUse(CGDirectDisplayID display) : display_(display) {
+        while (!displays().update([display](auto& used) { return used.insert(display).second; })) {
+            Cocoa::sleepThread(pauseWhileInUse);
+        }
+    }
+    ServiceInUse(const ServiceInUse&) = delete;
+    ServiceInUse& operator=(const ServiceInUse&) = delete;
+    ~ServiceInUse() {
+        displays().update([this](auto& used) { used.erase(display_); });
+    }
+
+  private:
+    static Guarded<std::set<CGDirectDisplayID>>& displays() {
+        static auto& used = *new Guarded<std::set<CGDirectDisplayID>>;
+        return used;
+    }
+
+    const CGDirectDisplayID display_;
+};
 
 /// Reads over the display's AV service, again after a bad reply. The pause follows the last bad
 /// reply too.
@@ -25,11 +52,14 @@ std::int32_t readOverAVService(std::uint32_t code, const displayInfo& display,
                                std::uint32_t* result) {
     std::int32_t status = DDCCtl::noValue;
     for (int attempt = 1; attempt <= attempts; ++attempt) {
-        status = M1DDCCI::readDDCCIWithAVService(display.arm64avService, code,
-                                                 M1DDCCI::readCurrentValue, false, result);
-        if (status != DDCCtl::badReply) break;
-        if (whiteList->isRTKChipDisplay(display.name)) {
-            M1DDCCI::cleanDDCCIWithAVService(display.arm64avService, false);
+        {
+            const ServiceInUse service(display.screenNumber);
+            status = M1DDCCI::readDDCCIWithAVService(display.arm64avService, code,
+                                                     M1DDCCI::readCurrentValue, false, result);
+            if (status != DDCCtl::badReply) break;
+            if (whiteList->isRTKChipDisplay(display.name)) {
+                M1DDCCI::cleanDDCCIWithAVService(display.arm64avService, false);
+            }
         }
         Cocoa::sleepThread(pauseAfterBadReply);
     }
