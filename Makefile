@@ -7,14 +7,17 @@ build  := build/$(preset)
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil
 
-.PHONY: help run test window torture fuzz bench packages window-packages build tests clean
+.PHONY: help run test check window torture fuzz coverage bench packages window-packages build tests \
+        clean
 
 help:
 	@echo 'make run       build, and run the pane on an example Mac'
 	@echo 'make test      build, and run all tests'
+	@echo 'make check     what takes longer: sanitizers, torture, fuzzers (about half an hour)'
 	@echo 'make window    build, and show the pane in a window'
 	@echo 'make torture   build, and let every platform call of every example fail'
 	@echo 'make fuzz      build, and feed the pane noise; SECONDS=60 for each fuzzer'
+	@echo 'make coverage  say which lines and branches of the plug-in no test runs'
 	@echo 'make bench     build optimised, and say what things cost'
 	@echo 'make packages  install what is needed and missing (Debian 12)'
 	@echo 'make clean     remove what was built'
@@ -47,6 +50,13 @@ run: build
 test: tests
 	@ctest --preset $(preset)
 
+# The threads of a run do not depend on whose EDIDs it reads.
+check:
+	@$(MAKE) --no-print-directory test preset=asan
+	@env -u EDID_CORPUS $(MAKE) --no-print-directory test preset=tsan
+	@$(MAKE) --no-print-directory torture
+	@$(MAKE) --no-print-directory fuzz
+
 window: window-packages
 	@cmake --preset $(preset) $(if $(VERBOSE),,> /dev/null)
 	@cmake --build --preset $(preset) --target displaycheck displaycheck-window \
@@ -64,11 +74,29 @@ fuzz:
 	@cmake --build --preset fuzz --target fuzzers $(if $(VERBOSE),,-- --quiet)
 	@scripts/fuzz build/fuzz/bin $(SECONDS)
 
+coverage: packages
+	@scripts/install-packages gcovr
+	@cmake --preset coverage $(if $(VERBOSE),,> /dev/null)
+	@find build/coverage -name '*.gcda' -delete
+	@cmake --build --preset coverage --target plugin_tests missing_interfaces_tests displaycheck \
+	    $(if $(VERBOSE),,-- --quiet)
+	@scripts/coverage build/coverage
+
+# A decoder that can't be had is left out of the comparison.
 bench:
 	@scripts/install-packages libbenchmark-dev
+	@for decoder in edid-decode read-edid libparse-edid-perl; do \
+	    scripts/install-packages $$decoder || echo "$$decoder can not be had."; done
 	@cmake --preset bench $(if $(VERBOSE),,> /dev/null)
-	@cmake --build --preset bench --target benchmarks $(if $(VERBOSE),,-- --quiet)
+	@cmake --build --preset bench $(if $(VERBOSE),,-- --quiet) \
+	    --target benchmarks run_benchmarks plugin_alone displaycheck
 	@build/bench/bin/benchmarks
+	@echo
+	@build/bench/bin/run_benchmarks
+	@echo
+	@scripts/compare-decoders build/bench/bin/displaycheck
+	@echo
+	@size build/bench/bench/libplugin_alone.so
 
 clean:
 	@rm -rf build

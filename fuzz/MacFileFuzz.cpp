@@ -1,6 +1,7 @@
+#include <sys/mman.h>
+
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <string>
 
@@ -9,11 +10,8 @@
 // Any bytes in place of a Mac file.
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const std::string path = [] {
-        char name[] = "/tmp/fuzzed-mac-XXXXXX";
-        if (mkdtemp(name) == nullptr) std::abort();
-        return std::string(name) + "/mac.yaml";
-    }();
+    // A file in memory leaves nothing behind.
+    static const std::string path = "/proc/self/fd/" + std::to_string(memfd_create("mac.yaml", 0));
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     try {
