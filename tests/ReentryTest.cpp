@@ -6,6 +6,7 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <map>
 #include <optional>
 #include <random>
@@ -261,11 +262,16 @@ class EnteredMac {
     std::map<Time, Course> courses_;
 };
 
-// Of all runs that a test could make it makes so many, the same every time: each starts a dozen
-// processes. Larger numbers here make the tests take every moment, call and pair.
-constexpr std::size_t mostMoments = 6;
-constexpr std::size_t mostCalls = 5;
-constexpr std::size_t mostOfAPair = 2;
+/// Of all runs that a test could make, each of which starts a dozen processes, it usually makes so
+/// many, the same every time; with EVERY_MOMENT set, those of every moment.
+std::size_t atMost(std::size_t usual, std::size_t all = 400) {
+    return std::getenv("EVERY_MOMENT") != nullptr ? all : usual;
+}
+
+constexpr std::size_t usualMoments = 6;
+constexpr std::size_t usualCalls = 5;
+constexpr std::size_t usualOfAPair = 2;
+constexpr std::size_t mostOfAPair = 6;
 constexpr int fewEntries = 6;
 constexpr int manyEntries = 20;
 
@@ -376,14 +382,15 @@ class EnteringAgain : public testing::TestWithParam<ReentryCase> {
 
 TEST_P(EnteringAgain, AtEveryMomentOfARunEndsAsOneRun) {
     EnteredMac mac(description());
-    for (const Time moment : thinned(mac.momentsAroundARun(), mostMoments)) {
+    for (const Time moment : thinned(mac.momentsAroundARun(), atMost(usualMoments))) {
         mac.enterAt({0s, moment});
     }
 }
 
 TEST_P(EnteringAgain, BetweenTheCallsOfARunEndsAsOneRun) {
     EnteredMac mac(description(), Turns::atCalls);
-    for (const Time moment : thinned(mac.momentsOfARun(), mostCalls)) mac.enterAt({0s, moment});
+    for (const Time moment : thinned(mac.momentsOfARun(), atMost(usualCalls)))
+        mac.enterAt({0s, moment});
 }
 
 INSTANTIATE_TEST_SUITE_P(On, EnteringAgain, testing::ValuesIn(reentryCases()),
@@ -395,7 +402,7 @@ using EnteringAgainAndAgain = EnteringAgain;
 TEST_P(EnteringAgainAndAgain, EndsAsOneRun) {
     EnteredMac mac(description(), Turns::atCalls);
     const auto all = mac.momentsOfARun();
-    const auto some = thinned(all, mostOfAPair);
+    const auto some = thinned(all, atMost(usualOfAPair, mostOfAPair));
     for (std::size_t first = 0; first < some.size(); ++first) {
         for (std::size_t second = first; second < some.size(); ++second) {
             mac.enterAt({0s, some[first], some[second]});
@@ -480,7 +487,7 @@ class FailingRun : public testing::TestWithParam<simulated_mac::FaultDescription
         return description;
     }
     static std::vector<Time> moments() {
-        return thinned(EnteredMac(healthy()).momentsAroundARun(), mostMoments);
+        return thinned(EnteredMac(healthy()).momentsAroundARun(), atMost(usualMoments));
     }
 };
 
