@@ -275,11 +275,30 @@ TEST(MyInstallerPaneDevices, ADeviceWhoseParentIsNotFoundDoesNotHoldTheRunUp) {
     EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
 }
 
+TEST(MyInstallerPaneDevices, DevicesAreExaminedOnAQueueOfTheirOwn) {
+    PaneOnMac onMac(macWithUSB({camera()}));
+    onMac.mac.trace.keepOnly({"IORegistryEntryGetParentEntry"});
+    onMac.run();
+    const auto calls = onMac.mac.trace.calls();
+    ASSERT_THAT(calls, SizeIs(1));
+    EXPECT_EQ(calls[0].thread, "deviceAdded");
+}
+
 TEST(MyInstallerPaneDevices, TheParentWalkOfAPublishedDeviceEndsAtItsFirstParent) {
     PaneOnMac onMac(macWithUSB({camera(), keyboard()}));
     onMac.mac.trace.countUses();
     onMac.run();
     EXPECT_EQ(usesOf(onMac.mac, "IORegistryEntryGetParentEntry"), 2u);
+    EXPECT_EQ(usesOf(onMac.mac, "IORegistryEntryCreateCFProperties"), 2u);
+}
+
+TEST(MyInstallerPaneDevices, TheParentWalkReadsWhatAFailedLookupGaveAndGoesNoFurther) {
+    auto device = camera();
+    device.hasParent = false;
+    PaneOnMac onMac(macWithUSB({device}));
+    onMac.mac.trace.countUses();
+    onMac.run();
+    EXPECT_EQ(usesOf(onMac.mac, "IORegistryEntryGetParentEntry"), 1u);
     EXPECT_EQ(usesOf(onMac.mac, "IORegistryEntryCreateCFProperties"), 2u);
 }
 
@@ -598,6 +617,7 @@ TEST(MyInstallerPaneDevices, WithoutAMatchingDictionaryTheWatcherSaysSoAndContin
         onMac.printed(),
         "-[MyInstallerPane listeningUSBDevice](): IOServiceMatching returned a NULL dictionary.\n");
     EXPECT_THAT(onMac.mac.systemLog(), ElementsAre("staticDevice Add observe"));
+    EXPECT_EQ(onMac.mac.ledger.held()["mach_port_t"], 0);
     expectNoVerdict(onMac.mac);
 }
 
@@ -654,7 +674,10 @@ TEST(MyInstallerPaneDevices, ANotificationPortThatCannotBeMadeLeavesTheRunToEnd)
     auto description = macWithUSB({});
     description.faults = {fault("IONotificationPortCreate")};
     PaneOnMac onMac(description);
+    onMac.mac.trace.countUses();
     EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
+    EXPECT_EQ(usesOf(onMac.mac, "IOServiceAddMatchingNotification"), 0u);
+    EXPECT_EQ(onMac.mac.ledger.held()["CFDictionary"], 1) << "the watcher's own";
     EXPECT_THAT(timesOfContinue(onMac.mac), ElementsAre(Time(2s)));
     EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
 }

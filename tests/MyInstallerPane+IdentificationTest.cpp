@@ -56,6 +56,14 @@ std::string listingOf(const std::vector<EDIDFields>& monitors) {
     return text;
 }
 
+/// The record of a monitor of tests/support before its name is known.
+std::shared_ptr<displayInfo> recordOfTheFirstScreen(const Mac& mac) {
+    const auto display = std::make_shared<displayInfo>();
+    display->screenNumber = mac.displays()[0]->displayID;
+    display->serialNumber = 0x12345678;
+    return display;
+}
+
 /// The verdict on an external monitor beside the built-in panel.
 std::int32_t verdictOn(const ScreenDescription& monitor) {
     return Detection(macWith({builtInPanel(), monitor})).display(1).displayState;
@@ -89,7 +97,10 @@ INSTANTIATE_TEST_SUITE_P(
                     YearCase{"A27BC", true}, YearCase{"A24BC", false}, YearCase{"A2725B1", false},
                     YearCase{"A 9", false}, YearCase{"A+9", false}, YearCase{"A-9", false},
                     YearCase{"A125", true}, YearCase{"A924", false}, YearCase{"A2726 (DP)", true},
-                    YearCase{"A2726(2)", false},
+                    YearCase{"A2726(2)", false}, YearCase{"A:5", false},
+                    // Names that a string does not keep within itself.
+                    YearCase{"ABCDEFGHIJKLMNOPQRSTUVWXYZ", false},
+                    YearCase{"9ABCDEFGHIJKLMNOPQRSTUVWXYZ", false},
                     // Digits of other scripts are none, and a character is not its bytes.
                     YearCase{"A２７", false}, YearCase{"A25２", true}, YearCase{"Ä9", false},
                     YearCase{"漢5", false}, YearCase{"漢25字", true}, YearCase{"🎥9", false}));
@@ -271,6 +282,31 @@ TEST(MyInstallerPaneIdentification, AnEDIDWithoutANameFitsNothing) {
     EXPECT_THAT(run.states(), ElementsAre(-1, 3));
 }
 
+TEST(MyInstallerPaneIdentification, AnEDIDWithoutANameFitsNoNameWhateverItsLetters) {
+    PaneOnMac onMac(macWith({monitorNamed(listedOlder)}));
+    makeProcessWideObjects();
+    const auto display = recordOfTheFirstScreen(onMac.mac);
+    display->name = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    auto fields = fieldsOf(listedOlder);
+    fields.name.reset();
+    onMac.pane.parseMonitorEDIDWithScreenNumber({}, {hexOf(simulated_mac::makeEDID(fields))},
+                                                {display, display});
+    EXPECT_EQ(display->EDIDString, std::nullopt);
+}
+
+TEST(MyInstallerPaneIdentification, ADisplayWithoutANameFitsNoEDIDOfAnyName) {
+    PaneOnMac onMac(macWith({monitorNamed(listedOlder)}));
+    makeProcessWideObjects();
+    const auto display = recordOfTheFirstScreen(onMac.mac);
+    std::vector<std::string> EDIDs;
+    for (char letter = 'A'; letter <= 'Z'; ++letter) {
+        EDIDs.push_back(hexOf(simulated_mac::makeEDID(fieldsOf(std::string(1, letter)))));
+    }
+    const DisplayList asManyAsEDIDsAndAPanel(EDIDs.size() + 1, display);
+    onMac.pane.parseMonitorEDIDWithScreenNumber({}, EDIDs, asManyAsEDIDsAndAPanel);
+    EXPECT_EQ(display->EDIDString, std::nullopt);
+}
+
 TEST(MyInstallerPaneIdentification, OfTwoEDIDsThatFitTheLastOneWins) {
     auto description = macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)});
     auto first = fieldsOf(listedOlder);
@@ -417,6 +453,42 @@ TEST(MyInstallerPaneIdentification, AnExternalDisplayNamedBuildInIsNotJudged) {
     EXPECT_THAT(run.states(), ElementsAre(-1, -1));
     EXPECT_THAT(run.requests(1), IsEmpty());
     EXPECT_TRUE(run.warns());
+}
+
+/// What becomes of an external display and of the built-in one when both are judged by such a
+/// record.
+class JudgedRecord : public testing::Test {
+  protected:
+    JudgedRecord() { makeProcessWideObjects(); }
+
+    std::shared_ptr<displayInfo> recordOf(std::size_t screen, const std::string& name) const {
+        const auto display = std::make_shared<displayInfo>();
+        display->screenNumber = onMac.mac.displays()[screen]->displayID;
+        display->name = name;
+        display->plugNplayID = "VRN1234";
+        return display;
+    }
+    void judge(const std::shared_ptr<displayInfo>& display) {
+        onMac.onMain([&] { onMac.pane.setDisplayConnectionState({display}); });
+    }
+    std::size_t requests(std::size_t screen) const {
+        return onMac.mac.displays()[screen]->monitor.exchanges().size();
+    }
+
+    PaneOnMac onMac{macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)})};
+};
+
+TEST_F(JudgedRecord, OfTheBuiltInDisplayStaysAsItIsWhateverItsName) {
+    const auto display = recordOf(0, listedOlder);
+    judge(display);
+    EXPECT_EQ(display->displayState, -1);
+}
+
+TEST_F(JudgedRecord, OfAnUnlistedOlderModelIsNotSupportedAndNotAskedThoughItIsTheMakers) {
+    const auto display = recordOf(1, unlistedOlder);
+    judge(display);
+    EXPECT_EQ(display->displayState, 3);
+    EXPECT_EQ(requests(1), 0u);
 }
 
 TEST(MyInstallerPaneIdentification, TheMonitorIsAskedForItsConfirmationCode) {

@@ -113,6 +113,15 @@ class PaneWithVerdicts {
     PaneOnMac onMac_;
 };
 
+// A camera's record
+
+TEST(CameraRecord, AFreshOneIsOfNoDevice) {
+    const CameraEntry camera;
+    EXPECT_EQ(camera.service, 0u);
+    EXPECT_EQ(camera.kUSBSerialNumberString, "");
+    EXPECT_EQ(camera.name, "");
+}
+
 // Entering
 
 TEST(MyInstallerPane, EnteringSetsTheTitleThenEmptiesTheWarningThenDisablesContinue) {
@@ -536,6 +545,19 @@ INSTANTIATE_TEST_SUITE_P(
         LinkCase{"WordIsNotUTF8", "None", "R", "go here", "\xFF", std::nullopt},
         LinkCase{"TextIsNotUTF8", "None", "R", "\xFF here", "here", std::nullopt}),
     [](const auto& tested) { return tested.param.name; });
+
+TEST(MyInstallerPane, AWarningWhoseTextsCannotBeSearchedHasNoLink) {
+    // Two texts are made for the search: the one that is searched and the link word.
+    for (const std::uint64_t nth : {1u, 2u}) {
+        auto description = macWithTexts(
+            {{warningKey, "None"}, {requestKey, "R"}, {clickKey, "go here"}, {linkKey, "here"}});
+        description.faults = {{"CFStringCreateWithBytes", nth, false, {}}};
+        PaneOnMac onMac(description);
+        onMac.onMain([&] { onMac.pane.showHyperLink(); });
+        EXPECT_EQ(onMac.mac.window.warnings.text, "None \n\nR. go here");
+        EXPECT_EQ(linkOf(onMac.mac), std::nullopt) << "fails at use " << nth;
+    }
+}
 
 TEST(MyInstallerPane, EveryWarningAddsOneMoreRecognizer) {
     PaneOnMac onMac(macWith({builtInPanel()}));

@@ -26,6 +26,7 @@ using test::ScreenDescription;
 using test::text;
 using test::usesOf;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 using ::testing::SizeIs;
@@ -238,6 +239,13 @@ TEST_F(MatchScore, OfAShortUUIDLosesJustThePiecesThatAreNotThere) {
         EXPECT_EQ(score(withUUID(std::string(monitorUUID).substr(0, length))), 2 * pieces)
             << length << " characters";
     }
+}
+
+TEST_F(MatchScore, OfAShortUUIDDoesNotRememberALongerOneBefore) {
+    // The longer one lacks its last digits only, so that both take as much memory.
+    const std::string whole = monitorUUID;
+    EXPECT_EQ(score(withUUID(whole.substr(0, 35))), 8);
+    EXPECT_EQ(score(withUUID(whole.substr(0, 29))), 6);
 }
 
 TEST_F(MatchScore, WithoutAUUIDStillCountsTheRest) {
@@ -609,6 +617,23 @@ TEST_F(DiscouragedModel, IsJudgedAlsoWhenTheMacsModelIsNoText) {
 TEST_F(DiscouragedModel, IsJudgedAlsoWithoutAPlatformExpert) {
     platformExpert()->classes = {"IOService"};
     EXPECT_THAT(verdicts(), Pair(true, false));
+}
+
+TEST_F(DiscouragedModel, ReadsTheModelOfThePlatformExpert) {
+    mac.trace.keepOnly({"IOServiceMatching", "IORegistryEntryCreateCFProperty"});
+    EXPECT_FALSE(is("VRN", modelName));
+    const auto calls = mac.trace.calls();
+    ASSERT_THAT(calls, SizeIs(2));
+    EXPECT_EQ(calls[0].arguments, "class IOPlatformExpertDevice");
+    EXPECT_THAT(calls[1].arguments, EndsWith(", key \"model\""));
+    EXPECT_EQ(calls[1].result, "ok");
+}
+
+TEST_F(DiscouragedModel, ReadsNoModelWithoutAPlatformExpert) {
+    platformExpert()->classes = {"IOService"};
+    mac.trace.keepOnly({"IORegistryEntryCreateCFProperty"});
+    EXPECT_FALSE(is("VRN", modelName));
+    EXPECT_THAT(mac.trace.calls(), IsEmpty());
 }
 
 // The pairing.

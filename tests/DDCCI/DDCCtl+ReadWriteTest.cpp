@@ -18,9 +18,11 @@ using test::Mac;
 using test::MacDescription;
 using test::ScreenDescription;
 using test::Time;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::StartsWith;
 
 constexpr std::uint64_t usualDelay = 50;
 constexpr std::uint64_t amdDelay = 100'000'000;
@@ -450,6 +452,7 @@ TEST_F(ReadOverAVService, ACleanRequestThatFailsDoesNotEndTheAttempts) {
     EXPECT_EQ(result, 0x4000u);
     EXPECT_THAT(requestedCodes(), ElementsAre(0xF1, 0xF1, 0xF1, 0xF1));
     EXPECT_EQ(mac->scheduler.now(), Time(transfers + 60ms + 1s + transfers));
+    EXPECT_THAT(mac->systemLog(), Contains(StartsWith("M1DDCCI isForceRunDDCCI : NO, I2C")));
 }
 
 TEST_F(ReadOverAVService, ANameWithTheBrandIsNotTakenForTheSpecialChip) {

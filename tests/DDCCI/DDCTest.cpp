@@ -590,6 +590,15 @@ TEST_F(Sending, WithoutAFramebufferFails) {
     expectNothingLeftBehind();
 }
 
+TEST_F(Sending, WithoutAFramebufferAsksForNoBuses) {
+    auto screen = monitor();
+    screen.framebuffer.present = false;
+    switchOn(screen);
+    mac->trace.keepOnly({"IOFBGetI2CInterfaceCount"});
+    send();
+    EXPECT_THAT(calls(), IsEmpty());
+}
+
 TEST_F(Sending, ToAnUnknownDisplayFails) {
     switchOn(monitor());
     EXPECT_FALSE(DisplayRequest(0xDEAD, &request));

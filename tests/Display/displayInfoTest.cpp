@@ -131,4 +131,22 @@ TEST_F(USBMapping, AnEntryOfAnotherMonitorChangesNothing) {
     EXPECT_FALSE(display->isUSBPassthrough);
 }
 
+TEST_F(USBMapping, ADisplayWithoutANameFitsNoEntryOfAnyName) {
+    display->name.reset();
+    for (char letter = 'a'; letter <= 'z'; ++letter) {
+        DDC->usbAllDisplays = {usbEntry(std::string(1, letter), 0x12345678, 2)};
+        onMac.pane.mappingUSBDisplays({display});
+        EXPECT_EQ(display->USBIdx, -1) << letter;
+    }
+}
+
+TEST_F(USBMapping, AnEntryWithoutANameFitsNoDisplayOfAnyName) {
+    const auto entry = usbEntry("", 0x12345678, 2);
+    entry->name.reset();
+    display->name = "abcdefghijklmnopqrstuvwxyz";
+    DDC->usbAllDisplays = {entry};
+    onMac.pane.mappingUSBDisplays({display});
+    EXPECT_EQ(display->USBIdx, -1);
+}
+
 }  // namespace display_info_test

@@ -77,6 +77,13 @@ TEST(QueueOfItsOwn, WhereNoneCanBeMadeTheWorkIsDoneAtOnce) {
     EXPECT_THAT(mac.misuses(), IsEmpty());
 }
 
+TEST(QueueOfItsOwn, WhereNoneCouldBeMadeNoneIsLetGo) {
+    Mac mac(macWithoutQueues());
+    mac.trace.keepOnly({"dispatch_release"});
+    { const SerialQueue queue("SerialQueue"); }
+    EXPECT_THAT(mac.trace.calls(), IsEmpty());
+}
+
 TEST(MainThread, RunsAnothersWorkWhileThatOneWaits) {
     Mac mac(test::macWith({}));
     std::vector<std::string> steps;

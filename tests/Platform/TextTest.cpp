@@ -3,11 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cwchar>
+
 #include "tests/support/PaneOnMac.h"
 
 namespace text_test {
 
+using ::testing::EndsWith;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 class PlatformText : public ::testing::Test {
   protected:
@@ -84,6 +88,14 @@ TEST_F(PlatformText, BlanksAndTabsAreTrimmedAtBothEndsOnly) {
     EXPECT_EQ(trimWhitespace("a"), "a");
 }
 
+TEST(PlatformTextOfBlanksAlone, IsTrimmedToTheEmptyPartBehindThem) {
+    test::Mac mac(test::macWith({}));
+    mac.trace.keepOnly({"CFStringCreateWithSubstring"});
+    EXPECT_EQ(trimWhitespace("   "), "");
+    ASSERT_THAT(mac.trace.calls(), SizeIs(1));
+    EXPECT_THAT(mac.trace.calls()[0].arguments, EndsWith("location 3, length 0"));
+}
+
 TEST_F(PlatformText, BlanksBeyondASCIIAreTrimmedToo) {
     // No-break space, em space, ideographic space.
     EXPECT_EQ(trimWhitespace("\xC2\xA0\xE2\x80\x83\x61\xE3\x80\x80"), "a");
@@ -110,7 +122,13 @@ TEST_F(PlatformText, AnAbsentOneIsWrittenAsNull) {
 TEST_F(PlatformText, IsFormattedAsByPrintfAtAnyLength) {
     EXPECT_EQ(formatText("%02X.%zu", 0x0A, std::size_t{7}), "0A.7");
     EXPECT_EQ(formatText("%s", std::string(5000, 'x').c_str()), std::string(5000, 'x'));
+    EXPECT_EQ(formatText("%s", "a"), "a");
     EXPECT_EQ(formatText("%s", ""), "");
+}
+
+TEST_F(PlatformText, ThatCannotBeFormattedIsEmpty) {
+    // A wide character that is none in the C locale.
+    EXPECT_EQ(formatText("a%lc", std::wint_t{0x20AC}), "");
 }
 
 TEST(PlatformTextWithoutMemory, KeepsItsCaseWhenNoStringCanBeMade) {

@@ -13,6 +13,7 @@ namespace custom_memcpy_test {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 using Four = std::array<std::uint8_t, 4>;
 
@@ -24,7 +25,7 @@ class BoundedCopy : public ::testing::Test {
     const Four source{1, 2, 3, 4};
     Four destination{9, 9, 9, 9};
     const Four untouched = destination;
-    const test::Mac mac{test::macWith({})};
+    test::Mac mac{test::macWith({})};
 };
 
 TEST_F(BoundedCopy, CopiesAsManyBytesAsAsked) {
@@ -96,6 +97,15 @@ TEST_F(BoundedCopy, ALengthBeyondTheAllocatorsRangeIsLoggedAndCopiesNothing) {
     customMemcpy(destination.data(), source.data(), std::uint64_t{1} << 63);
     EXPECT_EQ(destination, untouched);
     EXPECT_THAT(mac.systemLog(), ElementsAre(allocationFailed, allocationFailed));
+}
+
+TEST_F(BoundedCopy, TheAllocatorIsAskedForNoLengthBeyondItsRange) {
+    constexpr std::uint64_t largest = std::numeric_limits<CFIndex>::max();
+    mac.trace.keepOnly({"CFAllocatorAllocate"});
+    customMemcpy(destination.data(), source.data(), largest + 1);
+    EXPECT_THAT(mac.trace.calls(), IsEmpty());
+    customMemcpy(destination.data(), source.data(), largest);
+    EXPECT_THAT(mac.trace.calls(), SizeIs(1));
 }
 
 class BoundedCopyWithoutMemory : public ::testing::Test {
