@@ -1,5 +1,6 @@
-"""Finds what can be changed in a C++ source: one small change is a mutation. Reads tokens, and knows
-by the project's format what is a binary operator and what a template's bracket or a reference."""
+"""Finds what can be changed in a C++ source: one small change is a mutation. Reads tokens, and
+knows by the project's format what is a binary operator and what a template's bracket or a
+reference."""
 
 import dataclasses
 import re
@@ -13,7 +14,8 @@ TOKEN = re.compile(
     | (?P<char>(?:u8|u|U|L)?'(?:[^'\\\n]|\\.)+')
     | (?P<number>\d(?:[\w.]|'\w)*)
     | (?P<name>[A-Za-z_]\w*)
-    | (?P<operator>::|->|\+\+|--|<<=|>>=|<=>|<<|>>|<=|>=|==|!=|&&|\|\||[-+*/%&|^]=|\[\[|\]\]|\.\.\.|.)
+    | (?P<operator>::|->|\+\+|--|<<=|>>=|<=>|<<|>>|<=|>=|==|!=|&&|\|\||[-+*/%&|^]=|\[\[|\]\]|
+                   \.\.\.|.)
     """,
     re.VERBOSE | re.DOTALL)
 
@@ -32,8 +34,8 @@ CONDITION_ENDS = {",", ";", "return", "&&", "||", "?", ":"} | ASSIGNMENTS
 OPENING = {"(": ")", "[": "]", "{": "}", "[[": "]]"}
 CLOSING = {closing: opening for opening, closing in OPENING.items()}
 # No expression starts with these.
-DECLARING = set("""return break continue if else for while do switch case default using const constexpr
-    auto static throw struct class enum union template namespace public private protected explicit
+DECLARING = set("""return break continue if else for while do switch case default using const
+    constexpr auto static throw struct class enum union template namespace public private protected explicit
     static_assert typedef try catch extern inline virtual friend mutable goto EXPORTED""".split())
 
 

@@ -233,14 +233,14 @@ class SignalAction {
     struct sigaction before_ {};
 };
 
-/// A command line that sends this process so many signals.
-std::string signals(int count) {
-    return fmt::format("for number in $(seq {}); do kill -USR1 {}; done", count, getpid());
+/// A command line that sends this process so many signals that it waits for the command meanwhile.
+std::string manySignals() {
+    return fmt::format("for number in $(seq 20000); do kill -USR1 {}; done", getpid());
 }
 
 TEST_F(ShellCommand, SignalsMeanwhileLoseNothingOfItsOutput) {
     const SignalAction ignored(SIGUSR1, [](int) {});
-    EXPECT_EQ(run(signals(200) + "; echo done"), "done\n");
+    EXPECT_EQ(run(manySignals() + "; echo done"), "done\n");
 }
 
 #ifdef __GLIBC__
@@ -272,7 +272,7 @@ TEST_F(ShellCommand, IsWaitedForInPlaceWhereNoThreadCanBeStarted) {
 TEST_F(ShellCommand, IsWaitedForInPlaceThroughSignals) {
     const WithoutThreads limited;
     const SignalAction ignored(SIGUSR1, [](int) {});
-    EXPECT_EQ(run("echo something; exec >&-; " + signals(20000)), "something\n");
+    EXPECT_EQ(run("echo something; exec >&-; " + manySignals()), "something\n");
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "it has been collected";
 }
 
