@@ -51,10 +51,11 @@ run: build
 test: tests
 	@ctest --preset $(preset)
 
-# The pane is entered again at every moment of a run. Thousands of real EDIDs would take long under a
-# checker; the fuzzers try more.
+# Enters the pane again at every moment of a run, and shows it every real EDID. Those would take long
+# under a checker; the fuzzers try more.
 check: tests
-	@EVERY_MOMENT=1 ctest --preset $(preset) --tests-regex '^(On/)?Entering'
+	@EVERY_MOMENT=1 EVERY_EDID=1 ctest --preset $(preset) \
+	    --tests-regex '^(On/)?Entering|RealMonitors'
 	@env -u EDID_CORPUS $(MAKE) --no-print-directory test preset=asan
 	@env -u EDID_CORPUS $(MAKE) --no-print-directory test preset=tsan
 	@$(MAKE) --no-print-directory torture
