@@ -219,6 +219,17 @@ TEST_F(EDIDDecoding, ATextUnderThirtyTwoCharactersIsOutOfRange) {
     EXPECT_NO_THROW(decode(std::string(32, '0')));
 }
 
+TEST_F(EDIDDecoding, ATextThatIsTooShortSaysHowShort) {
+    try {
+        decode("00FF");
+        FAIL() << "was decoded";
+    } catch (const std::out_of_range& error) {
+        EXPECT_STREQ(error.what(),
+                     "an EDID text of 4 characters is too short to hold a serial number (at least "
+                     "32 are needed)");
+    }
+}
+
 TEST_F(EDIDDecoding, CharactersAreCountedAndNotBytes) {
     std::string text;
     for (int i = 0; i < 31; ++i) text += "\xC3\xA9";

@@ -243,6 +243,11 @@ TEST_F(ShellCommand, SignalsMeanwhileLoseNothingOfItsOutput) {
     EXPECT_EQ(run(manySignals() + "; echo done"), "done\n");
 }
 
+TEST_F(ShellCommand, EndsAlsoAfterAnInterruptionOfSomethingElse) {
+    errno = EINTR;
+    EXPECT_EQ(run("echo something"), "something\n");
+}
+
 #ifdef __GLIBC__
 
 /// A process that can start no thread: each would want a stack of 64 TiB.
