@@ -12,6 +12,7 @@
 #include "simulated_mac/src/Mac.h"
 
 using simulated_mac::Mac;
+using simulated_mac::FallibleCall;
 using simulated_mac::PlatformCall;
 
 namespace {
@@ -87,7 +88,7 @@ IMP realText = nullptr;
 id screens(id self, SEL selector) {
     const Mac* mac = macOfBackgroundThread();
     if (mac == nullptr) return reinterpret_cast<id (*)(id, SEL)>(realScreens)(self, selector);
-    PlatformCall call("NSScreen.screens");
+    FallibleCall call("NSScreen.screens");
     NSMutableArray* list = [NSMutableArray array];
     if (call.fails()) return list;
     for (const simulated_mac::Display* display : mac->screens()) {

@@ -77,7 +77,7 @@ const Display* displayBehind(CFTypeRef service) {
 
 IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t proxy) {
     constexpr auto name = "IOAVServiceCreateWithService";
-    PlatformCall call(name, [&] { return fmt::format("proxy {:#x}", proxy); });
+    FallibleCall call(name, [&] { return fmt::format("proxy {:#x}", proxy); });
     const auto entry = Mac::current()->registry.entryOf(proxy);
     const auto port = entry != nullptr ? portOf(entry->id) : std::nullopt;
     if (call.fails() || !port || !port->proxy->opens) return call.pointer<IOAVServiceRef>(nullptr);
@@ -86,7 +86,7 @@ IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t proxy) 
 
 IOReturn IOAVServiceCopyEDID(IOAVServiceRef service, CFDataRef* edid) {
     constexpr auto name = "IOAVServiceCopyEDID";
-    PlatformCall call(name, [&] { return describe(service); });
+    FallibleCall call(name, [&] { return describe(service); });
     if (call.fails()) return call.error();
     const auto port = portOf(service);
     if (!port) return call.ioResult(badArgument);
@@ -102,7 +102,7 @@ IOReturn IOAVServiceCopyEDID(IOAVServiceRef service, CFDataRef* edid) {
 IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint32_t dataAddress,
                              void* inputBuffer, uint32_t inputBufferSize) {
     const std::span sent(static_cast<const std::uint8_t*>(inputBuffer), inputBufferSize);
-    PlatformCall call("IOAVServiceWriteI2C", [&] {
+    FallibleCall call("IOAVServiceWriteI2C", [&] {
         return fmt::format("{}, chip {:#x}, address {:#x}, bytes {:02X}", describe(service),
                            chipAddress, dataAddress, fmt::join(sent, " "));
     });
@@ -119,7 +119,7 @@ IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint3
 
 IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32_t offset,
                             void* outputBuffer, uint32_t outputBufferSize) {
-    PlatformCall call("IOAVServiceReadI2C", [&] {
+    FallibleCall call("IOAVServiceReadI2C", [&] {
         return fmt::format("{}, chip {:#x}, offset {:#x}, size {}", describe(service), chipAddress,
                            offset, outputBufferSize);
     });
@@ -138,7 +138,7 @@ IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32
 
 CFDictionaryRef CoreDisplay_DisplayCreateInfoDictionary(CGDirectDisplayID displayID) {
     constexpr auto name = "CoreDisplay_DisplayCreateInfoDictionary";
-    PlatformCall call(name, [&] { return fmt::format("display {}", displayID); });
+    FallibleCall call(name, [&] { return fmt::format("display {}", displayID); });
     const Mac& mac = *Mac::current();
     const Display* const display = mac.display(displayID);
     if (call.fails() || mac.description.chip != Chip::apple || display == nullptr ||

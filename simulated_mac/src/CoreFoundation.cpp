@@ -84,7 +84,7 @@ const CFRunLoopMode kCFRunLoopDefaultMode = reinterpret_cast<CFStringRef>(defaul
 
 void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags) {
     constexpr auto name = "CFAllocatorAllocate";
-    PlatformCall call(name, [&] { return fmt::format("size {}", size); });
+    FallibleCall call(name, [&] { return fmt::format("size {}", size); });
     if (call.fails() || size <= 0) return call.pointer<void*>(nullptr);
     void* const block = std::malloc(static_cast<std::size_t>(size));
     if (block != nullptr) {
@@ -149,7 +149,7 @@ CFStringRef __CFStringMakeConstantString(const char* text) {
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex count,
                                     CFStringEncoding encoding, Boolean) {
     constexpr auto name = "CFStringCreateWithBytes";
-    PlatformCall call(name, [&] {
+    FallibleCall call(name, [&] {
         return fmt::format(
             "bytes \"{}\", encoding {:#x}",
             std::string_view(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count)),
@@ -170,7 +170,7 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
 
 CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRange range) {
     constexpr auto name = "CFStringCreateWithSubstring";
-    PlatformCall call(name, [&] {
+    FallibleCall call(name, [&] {
         return fmt::format("{}, location {}, length {}", quoted(string), range.location,
                            range.length);
     });
@@ -180,7 +180,7 @@ CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRa
 
 CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex, CFStringRef string) {
     constexpr auto name = "CFStringCreateMutableCopy";
-    PlatformCall call(name, [&] { return quoted(string); });
+    FallibleCall call(name, [&] { return quoted(string); });
     if (call.fails()) return call.pointer<CFMutableStringRef>(nullptr);
     return call.pointer(const_cast<CFMutableStringRef>(handOutString(stringOf(string), name)));
 }
@@ -259,7 +259,7 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
 
 CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value) {
     constexpr auto name = "CFNumberCreate";
-    PlatformCall call(name);
+    FallibleCall call(name);
     if (call.fails()) return call.pointer<CFNumberRef>(nullptr);
     std::int64_t number = 0;
     if (type == kCFNumberSInt32Type) {
@@ -289,7 +289,7 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex,
                                                  const CFDictionaryKeyCallBacks*,
                                                  const CFDictionaryValueCallBacks*) {
     constexpr auto name = "CFDictionaryCreateMutable";
-    PlatformCall call(name);
+    FallibleCall call(name);
     if (call.fails()) return call.pointer<CFMutableDictionaryRef>(nullptr);
     return call.pointer(static_cast<CFMutableDictionaryRef>(
         const_cast<void*>(handOut(makeCF(CFObject::Dictionary()), name))));
@@ -310,7 +310,7 @@ void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, co
 }
 
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
-    PlatformCall call("CFDictionaryGetValue", [&] { return quoted(key); });
+    FallibleCall call("CFDictionaryGetValue", [&] { return quoted(key); });
     if (call.fails()) return call.pointer<const void*>(nullptr);
     const std::string wanted = textOf(key);
     for (const auto& [name, value] : std::get<CFObject::Dictionary>(objectOf(dictionary)->value)) {

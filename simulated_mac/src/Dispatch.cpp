@@ -90,7 +90,7 @@ std::string labelOf(dispatch_queue_t queue) {
 
 dispatch_queue_t dispatch_queue_create(const char* label, dispatch_queue_attr_t) {
     constexpr auto name = "dispatch_queue_create";
-    PlatformCall call(name, [&] { return fmt::format("label \"{}\"", label); });
+    FallibleCall call(name, [&] { return fmt::format("label \"{}\"", label); });
     if (call.fails()) return call.pointer<dispatch_queue_t>(nullptr);
     const auto queue = std::make_shared<Queue>();
     queue->label = label;
@@ -140,7 +140,7 @@ void dispatch_once_f(dispatch_once_t* predicate, void* context, dispatch_functio
 
 dispatch_semaphore_t dispatch_semaphore_create(intptr_t value) {
     constexpr auto name = "dispatch_semaphore_create";
-    PlatformCall call(name, [&] { return fmt::format("value {}", value); });
+    FallibleCall call(name, [&] { return fmt::format("value {}", value); });
     if (call.fails()) return call.pointer<dispatch_semaphore_t>(nullptr);
     const auto semaphore = std::make_shared<Scheduler::Semaphore>(value);
     if (Mac* const mac = Mac::current()) mac->ledger.handedOut(Reference::dispatchSemaphore, name);

@@ -18,9 +18,9 @@ namespace {
 constexpr std::uint32_t unknownNumber = 0xFFFFFFFF;
 
 template <class Answer>
-std::uint32_t ask(const char* name, CGDirectDisplayID displayID, std::uint32_t unknown,
+std::uint32_t ask(FallibleCallName name, CGDirectDisplayID displayID, std::uint32_t unknown,
                   Answer answer) {
-    PlatformCall call(name, [&] { return fmt::format("display {}", displayID); });
+    FallibleCall call(name, [&] { return fmt::format("display {}", displayID); });
     const Display* const display = Mac::current()->display(displayID);
     if (call.fails() || display == nullptr) return call.result(unknown);
     return call.result(static_cast<std::uint32_t>(answer(*display)));
@@ -59,7 +59,7 @@ io_service_t CGDisplayIOServicePort(CGDirectDisplayID displayID) {
 
 CFDictionaryRef IODisplayCreateInfoDictionary(io_service_t framebuffer, IOOptionBits options) {
     constexpr auto name = "IODisplayCreateInfoDictionary";
-    PlatformCall call(name, [&] {
+    FallibleCall call(name, [&] {
         return fmt::format("framebuffer {:#x}, options {:#x}", framebuffer, options);
     });
     const Display* const display = displayOfFramebuffer(framebuffer);

@@ -15,6 +15,7 @@
 // What the plug-in asks of Cocoa, without one: the screens are the Mac's, the labels and the button
 // those of its installer window, and sleeping goes by its clock.
 
+using simulated_mac::FallibleCall;
 using simulated_mac::InstallerWindow;
 using simulated_mac::Mac;
 using simulated_mac::PlatformCall;
@@ -45,7 +46,7 @@ std::string changeOf(const InstallerWindow::Label& label, const std::string& tex
 namespace Cocoa {
 
 std::vector<Screen> screens() {
-    PlatformCall call("NSScreen.screens");
+    FallibleCall call("NSScreen.screens");
     std::vector<Screen> list;
     for (const auto* display : Mac::current()->screens()) {
         list.push_back({display->screen.isScreen, display->displayID, display->localizedName});

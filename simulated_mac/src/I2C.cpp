@@ -49,7 +49,7 @@ IOReturn transact(Monitor& monitor, IOI2CRequest& request) {
 }  // namespace
 
 IOReturn IOFBGetI2CInterfaceCount(io_service_t framebuffer, IOItemCount* count) {
-    PlatformCall call("IOFBGetI2CInterfaceCount",
+    FallibleCall call("IOFBGetI2CInterfaceCount",
                       [&] { return fmt::format("framebuffer {:#x}", framebuffer); });
     if (call.fails()) return call.error();
     const Display* const display = displayOfFramebuffer(framebuffer);
@@ -63,7 +63,7 @@ IOReturn IOFBGetI2CInterfaceCount(io_service_t framebuffer, IOItemCount* count) 
 IOReturn IOFBCopyI2CInterfaceForBus(io_service_t framebuffer, IOOptionBits bus,
                                     io_service_t* interface) {
     constexpr auto name = "IOFBCopyI2CInterfaceForBus";
-    PlatformCall call(name,
+    FallibleCall call(name,
                       [&] { return fmt::format("framebuffer {:#x}, bus {}", framebuffer, bus); });
     if (call.fails()) return call.error();
     const Display* const display = displayOfFramebuffer(framebuffer);
@@ -79,7 +79,7 @@ IOReturn IOFBCopyI2CInterfaceForBus(io_service_t framebuffer, IOOptionBits bus,
 
 IOReturn IOI2CInterfaceOpen(io_service_t interface, IOOptionBits, IOI2CConnectRef* connection) {
     constexpr auto name = "IOI2CInterfaceOpen";
-    PlatformCall call(name, [&] { return fmt::format("interface {:#x}", interface); });
+    FallibleCall call(name, [&] { return fmt::format("interface {:#x}", interface); });
     if (call.fails()) return call.error();
     const auto bus = busOfInterface(interface);
     if (!bus) return call.ioResult(badArgument);
@@ -92,14 +92,14 @@ IOReturn IOI2CInterfaceOpen(io_service_t interface, IOOptionBits, IOI2CConnectRe
 }
 
 IOReturn IOI2CInterfaceClose(IOI2CConnectRef connection, IOOptionBits) {
-    PlatformCall call("IOI2CInterfaceClose");
+    FallibleCall call("IOI2CInterfaceClose");
     Mac::current()->ledger.givenBack(Reference::i2cConnection, "IOI2CInterfaceOpen");
     delete connection;
     return call.fails() ? call.error() : call.ioResult(kIOReturnSuccess);
 }
 
 IOReturn IOI2CSendRequest(IOI2CConnectRef connection, IOOptionBits, IOI2CRequest* request) {
-    PlatformCall call("IOI2CSendRequest", [&] {
+    FallibleCall call("IOI2CSendRequest", [&] {
         return fmt::format("display {}, bus {}, address {:#x}, bytes {}, reply type {}, delay {}",
                            connection->bus.display->displayID, connection->bus.index,
                            request->sendAddress, hex(sentBytes(*request)),

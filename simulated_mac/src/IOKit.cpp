@@ -18,7 +18,7 @@ namespace {
 constexpr auto classKey = "IOProviderClass";
 constexpr auto nameKey = "IONameMatch";
 
-CFMutableDictionaryRef makeMatching(PlatformCall& call, const char* function, const char* key,
+CFMutableDictionaryRef makeMatching(FallibleCall& call, const char* function, const char* key,
                                     const char* name) {
     if (call.fails()) return call.pointer<CFMutableDictionaryRef>(nullptr);
     const auto dictionary = makeCF(CFObject::Dictionary{{key, makeCFText(name)}});
@@ -59,7 +59,7 @@ mach_port_t mach_task_self_ = 0x103;
 
 kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort) {
     constexpr auto name = "IOMasterPort";
-    PlatformCall call(name, [&] { return fmt::format("bootstrap port {:#x}", bootstrapPort); });
+    FallibleCall call(name, [&] { return fmt::format("bootstrap port {:#x}", bootstrapPort); });
     if (call.fails()) return call.error();
     *masterPort = 0xB03;
     Mac::current()->ledger.handedOut(Reference::machPort, name);
@@ -67,25 +67,25 @@ kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort) {
 }
 
 kern_return_t mach_port_deallocate(ipc_space_t, mach_port_name_t port) {
-    PlatformCall call("mach_port_deallocate", [&] { return fmt::format("port {:#x}", port); });
+    FallibleCall call("mach_port_deallocate", [&] { return fmt::format("port {:#x}", port); });
     if (call.fails()) return call.error();
     Mac::current()->ledger.givenBack(Reference::machPort, "IOMasterPort");
     return call.ioResult(kIOReturnSuccess);
 }
 
 CFMutableDictionaryRef IOServiceMatching(const char* className) {
-    PlatformCall call("IOServiceMatching", [&] { return fmt::format("class {}", className); });
+    FallibleCall call("IOServiceMatching", [&] { return fmt::format("class {}", className); });
     return makeMatching(call, "IOServiceMatching", classKey, className);
 }
 
 CFMutableDictionaryRef IOServiceNameMatching(const char* entryName) {
-    PlatformCall call("IOServiceNameMatching", [&] { return fmt::format("name {}", entryName); });
+    FallibleCall call("IOServiceNameMatching", [&] { return fmt::format("name {}", entryName); });
     return makeMatching(call, "IOServiceNameMatching", nameKey, entryName);
 }
 
 io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
     constexpr auto name = "IOServiceGetMatchingService";
-    PlatformCall call(name, [&] { return describe(matching); });
+    FallibleCall call(name, [&] { return describe(matching); });
     if (matching == nullptr) return call.result(IO_OBJECT_NULL);
     const Match match = matchOf(matching);
     takeBack(matching);
@@ -98,7 +98,7 @@ io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) 
 kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching,
                                            io_iterator_t* existing) {
     constexpr auto name = "IOServiceGetMatchingServices";
-    PlatformCall call(name, [&] { return describe(matching); });
+    FallibleCall call(name, [&] { return describe(matching); });
     if (matching == nullptr) return call.ioResult(badArgument);
     const Match match = matchOf(matching);
     takeBack(matching);
@@ -112,7 +112,7 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const
                                                IOServiceMatchingCallback callback, void* refCon,
                                                io_iterator_t* notification) {
     constexpr auto name = "IOServiceAddMatchingNotification";
-    PlatformCall call(name, [&] { return fmt::format("type {}, {}", type, describe(matching)); });
+    FallibleCall call(name, [&] { return fmt::format("type {}, {}", type, describe(matching)); });
     const Match match = matchOf(matching);
     takeBack(matching);
     if (call.fails()) return call.error();
@@ -126,7 +126,7 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const
 
 IONotificationPortRef IONotificationPortCreate(mach_port_t) {
     constexpr auto name = "IONotificationPortCreate";
-    PlatformCall call(name);
+    FallibleCall call(name);
     if (call.fails()) return call.pointer<IONotificationPortRef>(nullptr);
     Mac* const mac = Mac::current();
     mac->ledger.handedOut(Reference::notificationPort, name);
@@ -134,27 +134,27 @@ IONotificationPortRef IONotificationPortCreate(mach_port_t) {
 }
 
 CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port) {
-    PlatformCall call("IONotificationPortGetRunLoopSource");
+    FallibleCall call("IONotificationPortGetRunLoopSource");
     if (call.fails()) return call.pointer<CFRunLoopSourceRef>(nullptr);
     return call.pointer(referenceOf(port->source));
 }
 
 io_object_t IOIteratorNext(io_iterator_t iterator) {
     constexpr auto name = "IOIteratorNext";
-    PlatformCall call(name, [&] { return fmt::format("iterator {:#x}", iterator); });
+    FallibleCall call(name, [&] { return fmt::format("iterator {:#x}", iterator); });
     if (call.fails()) return call.result(IO_OBJECT_NULL);
     return call.result(registry().handOut(registry().next(iterator), name));
 }
 
 kern_return_t IOObjectRetain(io_object_t object) {
     constexpr auto name = "IOObjectRetain";
-    PlatformCall call(name, [&] { return describe(object); });
+    FallibleCall call(name, [&] { return describe(object); });
     if (call.fails()) return call.error();
     return call.ioResult(registry().retain(object, name) ? kIOReturnSuccess : badArgument);
 }
 
 kern_return_t IOObjectRelease(io_object_t object) {
-    PlatformCall call("IOObjectRelease", [&] { return describe(object); });
+    FallibleCall call("IOObjectRelease", [&] { return describe(object); });
     if (call.fails()) return call.error();
     if (registry().release(object)) return call.ioResult(kIOReturnSuccess);
     Mac::current()->misuse(
@@ -164,7 +164,7 @@ kern_return_t IOObjectRelease(io_object_t object) {
 
 io_registry_entry_t IORegistryGetRootEntry(mach_port_t) {
     constexpr auto name = "IORegistryGetRootEntry";
-    PlatformCall call(name);
+    FallibleCall call(name);
     if (call.fails()) return call.result(IO_OBJECT_NULL);
     return call.result(registry().handOut(registry().root(), name));
 }
@@ -172,7 +172,7 @@ io_registry_entry_t IORegistryGetRootEntry(mach_port_t) {
 kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_name_t plane,
                                             IOOptionBits options, io_iterator_t* iterator) {
     constexpr auto name = "IORegistryEntryCreateIterator";
-    PlatformCall call(name, [&] {
+    FallibleCall call(name, [&] {
         return fmt::format("{}, plane {}, options {:#x}", describe(entry), plane, options);
     });
     if (call.fails()) return call.error();
@@ -187,7 +187,7 @@ kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_
 }
 
 kern_return_t IORegistryEntryGetName(io_registry_entry_t handle, io_name_t name) {
-    PlatformCall call("IORegistryEntryGetName", [&] { return describe(handle); });
+    FallibleCall call("IORegistryEntryGetName", [&] { return describe(handle); });
     if (call.fails()) return call.error();
     const auto entry = registry().entryOf(handle);
     if (entry == nullptr || !entry->nameReadable) return call.ioResult(badArgument);
@@ -200,7 +200,7 @@ kern_return_t IORegistryEntryGetName(io_registry_entry_t handle, io_name_t name)
 kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t handle, const io_name_t plane,
                                             io_registry_entry_t* parent) {
     constexpr auto name = "IORegistryEntryGetParentEntry";
-    PlatformCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
+    FallibleCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
     if (call.fails()) return call.error();
     const auto entry = registry().entryOf(handle);
     const auto found = entry != nullptr && entry->parentFound ? entry->parent.lock() : nullptr;
@@ -211,7 +211,7 @@ kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t handle, const io
 
 CFStringRef IORegistryEntryCopyPath(io_registry_entry_t handle, const io_name_t plane) {
     constexpr auto name = "IORegistryEntryCopyPath";
-    PlatformCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
+    FallibleCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
     const auto entry = registry().entryOf(handle);
     if (call.fails() || entry == nullptr) return call.pointer<CFStringRef>(nullptr);
     const std::string path = registry().pathOf(entry);
@@ -223,7 +223,7 @@ kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t handle,
                                                 CFMutableDictionaryRef* properties, CFAllocatorRef,
                                                 IOOptionBits) {
     constexpr auto name = "IORegistryEntryCreateCFProperties";
-    PlatformCall call(name, [&] { return describe(handle); });
+    FallibleCall call(name, [&] { return describe(handle); });
     if (call.fails()) return call.error();
     const auto entry = registry().entryOf(handle);
     if (entry == nullptr || !entry->readable) return call.ioResult(badArgument);
@@ -236,7 +236,7 @@ kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t handle,
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t handle, CFStringRef key,
                                           CFAllocatorRef, IOOptionBits) {
     constexpr auto name = "IORegistryEntryCreateCFProperty";
-    PlatformCall call(name,
+    FallibleCall call(name,
                       [&] { return fmt::format("{}, key \"{}\"", describe(handle), textOf(key)); });
     const auto entry = registry().entryOf(handle);
     if (call.fails() || entry == nullptr || !entry->readable)
@@ -247,7 +247,7 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t handle, CFStringRe
 CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t handle, const io_name_t plane,
                                           CFStringRef key, CFAllocatorRef, IOOptionBits options) {
     constexpr auto name = "IORegistryEntrySearchCFProperty";
-    PlatformCall call(name, [&] {
+    FallibleCall call(name, [&] {
         return fmt::format("{}, plane {}, key \"{}\", options {:#x}", describe(handle), plane,
                            textOf(key), options);
     });

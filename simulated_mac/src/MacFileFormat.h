@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FallibleCalls.h"
 #include "MacDescription.h"
 #include "MacFileValues.h"
 
@@ -252,7 +253,10 @@ void fields(Visitor& field, GraphicsDescription& graphics) {
 
 template <class Visitor>
 void fields(Visitor& field, FaultDescription& fault) {
-    field("call", fault.call, Text{}, "Name of the platform's function.", Presence::required);
+    field(
+        "call", fault.call,
+        Word{"a call of the platform that can fail", {fallibleCalls.begin(), fallibleCalls.end()}},
+        "Name of the platform's function.", Presence::required);
     field("nth", fault.nth, Number{1, {}}, "Which of its uses fails, counted from 1.");
     field("and_later", fault.andLater, Boolean{}, "Whether all later uses fail too.");
     field("result", fault.result, IOResult{}, "The I/O error that it answers.");

@@ -61,6 +61,17 @@ struct LimitedText {
     JSON schema(const std::string&) const;
 };
 
+/// One of more words than a message could list: it says what they are.
+struct Word {
+    std::string meaning;
+    std::vector<std::string> words;
+
+    void read(YAMLReader& reader, const YAMLNode& node, std::string& target) const {
+        target = words[reader.word(node, words, meaning)];
+    }
+    JSON schema(const std::string&) const { return {{"enum", words}}; }
+};
+
 struct Boolean {
     void read(YAMLReader& reader, const YAMLNode& node, bool& target) const {
         target = reader.boolean(node);
@@ -145,7 +156,7 @@ struct Choice {
     std::vector<std::pair<std::string, Enum>> choices;
 
     void read(YAMLReader& reader, const YAMLNode& node, Enum& target) const {
-        target = choices[reader.word(node, words())].second;
+        target = choices[reader.word(node, words(), alternatives(words()))].second;
     }
     JSON schema(const Enum&) const { return {{"enum", words()}}; }
 

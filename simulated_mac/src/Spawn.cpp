@@ -49,7 +49,7 @@ int simulated_posix_spawn(pid_t* pid, const char* path,
                           const posix_spawn_file_actions_t* fileActions,
                           const posix_spawnattr_t* attributes, char* const arguments[],
                           char* const environment[]) {
-    PlatformCall call("posix_spawn", [&] {
+    FallibleCall call("posix_spawn", [&] {
         std::string text = path;
         for (char* const* word = arguments + 1; *word != nullptr; ++word) {
             text += fmt::format(", \"{}\"", *word);

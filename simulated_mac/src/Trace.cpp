@@ -79,7 +79,7 @@ PlatformCall::PlatformCall(Mac* mac, std::string_view name, const Arguments& arg
     traced_.thread = mac->scheduler.threadName();
     traced_.call = name;
     if (arguments) traced_.arguments = arguments();
-    traced_.failed = fails();
+    traced_.failed = fault_.has_value();
 }
 
 PlatformCall::~PlatformCall() {
@@ -87,13 +87,13 @@ PlatformCall::~PlatformCall() {
     if (Mac* const mac = Mac::current()) mac->trace.add(std::move(traced_));
 }
 
-IOReturn PlatformCall::error() {
-    return ioResult(fault_ && fault_->result ? *fault_->result : kIOReturnError);
-}
-
 IOReturn PlatformCall::ioResult(IOReturn result) {
     if (isTraced_) traced_.result = fmt::format("{:#x}", static_cast<std::uint32_t>(result));
     return result;
+}
+
+IOReturn FallibleCall::error() {
+    return ioResult(fault() ? fault()->result.value_or(kIOReturnError) : kIOReturnError);
 }
 
 }  // namespace simulated_mac

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "FallibleCalls.h"
 #include "MacDescription.h"
 #include "RaceDetection.h"
 #include "Scheduler.h"
@@ -64,7 +65,7 @@ class Trace {
 };
 
 /// One call of the platform that is being made: notes it in the trace of the Mac that is switched
-/// on and tells whether it has to fail.
+/// on.
 class PlatformCall {
   public:
     using Arguments = std::function<std::string()>;
@@ -75,10 +76,6 @@ class PlatformCall {
     PlatformCall& operator=(const PlatformCall&) = delete;
     ~PlatformCall();
 
-    bool fails() const { return fault_.has_value(); }
-    /// The I/O error of a call that fails: what the Mac file says, or kIOReturnError.
-    IOReturn error();
-
     /// Notes the result and hands it back.
     IOReturn ioResult(IOReturn result);
     template <class T>
@@ -88,6 +85,9 @@ class PlatformCall {
     void text(std::string result) { traced_.result = std::move(result); }
     bool traced() const { return isTraced_; }
 
+  protected:
+    const std::optional<FaultDescription>& fault() const { return fault_; }
+
   private:
     PlatformCall(Mac* mac, std::string_view name, const Arguments& arguments);
 
@@ -95,6 +95,17 @@ class PlatformCall {
     std::optional<FaultDescription> fault_;
     bool isTraced_ = false;
     TracedCall traced_;
+};
+
+/// A call that the Mac file can make fail.
+class FallibleCall : public PlatformCall {
+  public:
+    explicit FallibleCall(FallibleCallName name, const Arguments& arguments = {})
+        : PlatformCall(name.text, arguments) {}
+
+    bool fails() const { return fault().has_value(); }
+    /// The I/O error of a call that fails: what the Mac file says, or kIOReturnError.
+    IOReturn error();
 };
 
 template <class T>

@@ -425,13 +425,14 @@ Bytes YAMLReader::hexBytes(const YAMLNode& node) const {
     return bytes;
 }
 
-std::size_t YAMLReader::word(const YAMLNode& node, const std::vector<std::string>& words) const {
+std::size_t YAMLReader::word(const YAMLNode& node, const std::vector<std::string>& words,
+                             const std::string& expected) const {
     const auto found = std::find(words.begin(), words.end(), node.text);
     if (node.kind == YAMLNode::Kind::scalar && found != words.end()) {
         return static_cast<std::size_t>(found - words.begin());
     }
     const bool isScalar = node.kind == YAMLNode::Kind::scalar;
-    failFound(node, alternatives(words) + (isScalar ? suggestion(node.text, words) : ""));
+    failFound(node, expected + (isScalar ? suggestion(node.text, words) : ""));
 }
 
 std::string YAMLReader::fileContents(const YAMLNode& node) {

@@ -52,8 +52,9 @@ class YAMLReader {
     /// Pairs of hex digits; blanks and line breaks may stand between bytes. All-digit bytes need no
     /// quotes.
     Bytes hexBytes(const YAMLNode& node) const;
-    /// One of `words`; the index into them.
-    std::size_t word(const YAMLNode& node, const std::vector<std::string>& words) const;
+    /// One of `words`; the index into them. A message says that `expected` was.
+    std::size_t word(const YAMLNode& node, const std::vector<std::string>& words,
+                     const std::string& expected) const;
     /// The bytes of the file that a text names.
     std::string fileContents(const YAMLNode& node);
 

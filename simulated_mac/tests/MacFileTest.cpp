@@ -602,6 +602,12 @@ const std::vector<Mistake> mistakes = {
     {"screens: []\nusb:\n  - properties: {a: [null]}\n",
      "3:22: found null, expected a number, true, false, text, a list, a mapping or {data: hex "
      "digits}"},
+    {"screens: []\nfaults: [{call: IOServiceMatchin}]\n",
+     "2:17: found the text \"IOServiceMatchin\", expected a call of the platform that can fail "
+     "(did "
+     "you mean IOServiceMatching?)"},
+    {"screens: []\nfaults: [{call: NSLog}]\n",
+     "2:17: found the text \"NSLog\", expected a call of the platform that can fail"},
     // Numbers.
     {"screens: [{display_id: 0x100000000}]\n",
      "1:24: 0x100000000 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
@@ -627,10 +633,10 @@ const std::vector<Mistake> mistakes = {
     {"screens: []\nusb:\n  - properties: {a: -9223372036854775809}\n",
      "3:21: -9223372036854775809 is out of range, expected a whole number from "
      "-9223372036854775808 to 9223372036854775807"},
-    {"screens: []\nfaults: [{call: f, nth: 0}]\n",
-     "2:25: 0 is out of range, expected a whole number from 1 to 0xFFFFFFFFFFFFFFFF"},
-    {"screens: []\nfaults: [{call: f, result: 0x100000000}]\n",
-     "2:28: 0x100000000 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
+    {"screens: []\nfaults: [{call: IOMasterPort, nth: 0}]\n",
+     "2:36: 0 is out of range, expected a whole number from 1 to 0xFFFFFFFFFFFFFFFF"},
+    {"screens: []\nfaults: [{call: IOMasterPort, result: 0x100000000}]\n",
+     "2:39: 0x100000000 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: []\ntools: {ioreg: {status: 256}}\n",
      "2:25: 256 is out of range, expected a whole number from 0 to 255"},
     {"screens: [{monitor: {vcp: {0x100: 1}}}]\n",
