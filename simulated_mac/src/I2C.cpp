@@ -39,6 +39,7 @@ IOReturn transact(Monitor& monitor, IOI2CRequest& request) {
     }
     monitor.receive(sentBytes(request), Mac::current()->scheduler.now());
     if (request.replyTransactionType == kIOI2CNoTransactionType) return kIOReturnSuccess;
+    if (request.replyAddress >> 1 != Monitor::address) return kIOReturnNoDevice;
     const auto reply = monitor.reply(request.minReplyDelay);
     if (!reply) return kIOReturnError;
     const std::size_t size = std::min<std::size_t>(reply->size(), request.replyBytes);
@@ -100,10 +101,13 @@ IOReturn IOI2CInterfaceClose(IOI2CConnectRef connection, IOOptionBits) {
 
 IOReturn IOI2CSendRequest(IOI2CConnectRef connection, IOOptionBits, IOI2CRequest* request) {
     FallibleCall call("IOI2CSendRequest", [&] {
-        return fmt::format("display {}, bus {}, address {:#x}, bytes {}, reply type {}, delay {}",
-                           connection->bus.display->displayID, connection->bus.index,
-                           request->sendAddress, hex(sentBytes(*request)),
-                           request->replyTransactionType, +request->minReplyDelay);
+        return fmt::format(
+            "display {}, bus {}, address {:#x}, bytes {}, reply type {}, reply address {:#x}, "
+            "reply "
+            "sub-address {:#x}, delay {}",
+            connection->bus.display->displayID, connection->bus.index, request->sendAddress,
+            hex(sentBytes(*request)), request->replyTransactionType, request->replyAddress,
+            request->replySubAddress, +request->minReplyDelay);
     });
     if (call.fails()) return call.error();
     const BusDescription& bus = connection->bus.description();

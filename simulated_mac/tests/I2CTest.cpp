@@ -71,6 +71,7 @@ struct Get {
         request.replyTransactionType = kIOI2CDDCciReplyTransactionType;
         request.sendAddress = 0x6E;
         request.replyAddress = 0x6F;
+        request.replySubAddress = 0x51;
         request.sendBuffer = reinterpret_cast<vm_address_t>(sent.data());
         request.sendBytes = 5;
         request.replyBuffer = reinterpret_cast<vm_address_t>(reply.data());
@@ -278,6 +279,18 @@ TEST(I2C, ARequestToAnotherAddressReachesNobody) {
     EXPECT_THAT(display.exchanges(), IsEmpty());
 }
 
+TEST(I2C, AReplyOfAnotherAddressIsNobodys) {
+    DisplayOfAMac display(oneBus());
+    for (const std::uint32_t address : {0x00u, 0x37u, 0x51u, 0xA1u}) {
+        Get get;
+        get.request.replyAddress = address;
+        EXPECT_EQ(display.send(get), kIOReturnSuccess);
+        EXPECT_EQ(get.request.result, kIOReturnNoDevice) << address;
+        EXPECT_THAT(get.reply, Each(0));
+    }
+    EXPECT_THAT(display.exchanges(), SizeIs(4)) << "the monitor took in what was sent";
+}
+
 TEST(I2C, ARequestThatSendsNothingReachesNobody) {
     DisplayOfAMac display(oneBus());
     Get get;
@@ -346,7 +359,8 @@ TEST(I2C, ATraceShowsARequestWithItsBytesAndItsResult) {
     ASSERT_THAT(calls, SizeIs(1));
     EXPECT_EQ(calls[0].arguments,
               "display " + std::to_string(display.mac.displays()[0]->displayID) +
-                  ", bus 0, address 0x6e, bytes 51 82 01 10 AC, reply type 2, delay 50");
+                  ", bus 0, address 0x6e, bytes 51 82 01 10 AC, reply type 2, reply "
+                  "address 0x6f, reply sub-address 0x51, delay 50");
     EXPECT_EQ(calls[0].result, "0x0, request's result 0x0");
 }
 

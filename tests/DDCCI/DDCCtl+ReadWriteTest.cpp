@@ -394,6 +394,24 @@ TEST_F(ReadOverAVService, GivesTheValueAlone) {
     EXPECT_EQ(controller->Get(&display, confirmationCode), 0x4321u);
 }
 
+TEST_F(ReadOverAVService, OfADisplayThatIsBeingReadLooksAgainEveryHundredthOfASecond) {
+    switchOnAppleMac(monitor(0x4321));
+    const auto readFrom = [this](Time start, Time& end) {
+        mac->scheduler.startThread("reader", [this, start, &end] {
+            mac->scheduler.sleep(start);
+            EXPECT_EQ(controller->Get(&display, confirmationCode), 0x4321u);
+            end = mac->scheduler.now();
+        });
+    };
+    Time first{0};
+    Time second{0};
+    readFrom(0ms, first);
+    readFrom(5ms, second);
+    mac->scheduler.runUntilQuiet();
+    EXPECT_EQ(first, Time(transfers));
+    EXPECT_EQ(second, Time(185ms + transfers));
+}
+
 TEST_F(ReadOverAVService, RepliesThatAlwaysFailTheChecksumCostFiveAttemptsAndFivePauses) {
     switchOnAppleMac(monitorThatAnswers("VORN K2790Z", {badChecksum}));
     read();

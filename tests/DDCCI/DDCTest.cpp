@@ -884,7 +884,8 @@ TEST_F(Reading, TheRequestGoesToTheMonitorsAddressWithTheDelayAsGiven) {
     ASSERT_EQ(mac->trace.calls().size(), 1u);
     EXPECT_EQ(mac->trace.calls()[0].arguments,
               "display " + std::to_string(displayID()) +
-                  ", bus 0, address 0x6e, bytes 51 82 01 F1 4D, reply type 2, delay 100000000");
+                  ", bus 0, address 0x6e, bytes 51 82 01 F1 4D, reply type 2, reply "
+                  "address 0x6f, reply sub-address 0x51, delay 100000000");
 }
 
 TEST_F(Reading, AGoodFirstTryPrintsItsPacketsAndNothingOfTries) {
