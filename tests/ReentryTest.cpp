@@ -439,6 +439,15 @@ TEST(EnteringAgainOnAppleSilicon, KeepsEachRunsReplyFromTheOther) {
     }
 }
 
+// Both of the twins are asked over the service of the first.
+TEST(EnteringAgainOnAppleSilicon, KeepsTheReplyOfATwinFromTheOtherRun) {
+    const auto twin = thatNeedsTime(answeringMonitor(listedRecent, 0x4000));
+    EnteredMac mac(appleMacWith({builtInPanel(), twin, twin}));
+    for (const Time moment : {190ms, 210ms, 230ms, 250ms, 270ms, 290ms, 310ms, 330ms, 350ms}) {
+        mac.enterAt({0s, moment});
+    }
+}
+
 TEST(EnteringManyTimes, AtTheSameMomentEndsAsOneRun) {
     for (const auto turns : {Turns::atWaits, Turns::atCalls}) {
         EnteredMac mac(withCamera(macWith({builtInPanel(), silentMonitor(listedRecent)})), turns);

@@ -1,14 +1,13 @@
 #include <IOKit/IOKitLib.h>
 
+#include <atomic>
 #include <chrono>
-#include <set>
 
 #include "Cocoa/ThreadSleep.h"
 #include "DDCCI/DDC.h"
 #include "DDCCI/DDCCtl.h"
 #include "M1DDCCI/M1DDCCI.h"
 #include "Platform/CFRef.h"
-#include "Platform/Guarded.h"
 #include "WhiteList.h"
 
 using namespace std::chrono_literals;
@@ -22,28 +21,23 @@ constexpr int attempts = 5;
 constexpr auto pauseAfterBadReply = 1'000'000us;
 constexpr auto pauseWhileInUse = 10'000us;
 
-/// Has a display's AV service to itself while it lives. AV services have no lock: a request of
-/// another run between a request and its reply would spoil both.
-class ServiceInUse {
+/// Has the AV services to itself while it lives. They have no lock of their own: a request of
+/// another run between a request and its reply would spoil both. One lock is for all, as two
+/// displays can be asked over one service.
+class AVServicesInUse {
   public:
-    explicit ServiceInUse(CGDirectDisplayID display) : display_(display) {
-        while (!displays().update([display](auto& used) { return used.insert(display).second; })) {
-            Cocoa::sleepThread(pauseWhileInUse);
-        }
+    AVServicesInUse() {
+        while (flag().test_and_set()) Cocoa::sleepThread(pauseWhileInUse);
     }
-    ServiceInUse(const ServiceInUse&) = delete;
-    ServiceInUse& operator=(const ServiceInUse&) = delete;
-    ~ServiceInUse() {
-        displays().update([this](auto& used) { used.erase(display_); });
-    }
+    AVServicesInUse(const AVServicesInUse&) = delete;
+    AVServicesInUse& operator=(const AVServicesInUse&) = delete;
+    ~AVServicesInUse() { flag().clear(); }
 
   private:
-    static Guarded<std::set<CGDirectDisplayID>>& displays() {
-        static auto& used = *new Guarded<std::set<CGDirectDisplayID>>;
-        return used;
+    static std::atomic_flag& flag() {
+        static std::atomic_flag inUse;
+        return inUse;
     }
-
-    const CGDirectDisplayID display_;
 };
 
 /// Reads over the display's AV service, again after a bad reply. The pause follows the last bad
@@ -53,7 +47,7 @@ std::int32_t readOverAVService(std::uint32_t code, const displayInfo& display,
     std::int32_t status = DDCCtl::noValue;
     for (int attempt = 1; attempt <= attempts; ++attempt) {
         {
-            const ServiceInUse service(display.screenNumber);
+            const AVServicesInUse inUse;
             status = M1DDCCI::readDDCCIWithAVService(display.arm64avService, code,
                                                      M1DDCCI::readCurrentValue, false, result);
             if (status != DDCCtl::badReply) break;
