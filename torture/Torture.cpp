@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <utility>
@@ -38,11 +39,13 @@ const std::set<std::string> givesBack = {
     "dispatch_release", "mach_port_deallocate",
 };
 
-/// What is kept on purpose, by the call that handed it out: up to everything that it hands out, ...
-const std::set<std::string> keptAll = {
-    "IOAVServiceCreateWithService",  // in the display records, or dropped
-    "IOServiceGetMatchingServices",  // one for each look for a framebuffer
-    "dispatch_semaphore_create",     // the lock of each display
+/// What is kept on purpose, by the call that handed it out and what that was asked for: up to
+/// everything that it hands out, ...
+const std::map<std::string, std::string> keptAll = {
+    {"IOAVServiceCreateWithService", ""},  // in the display records, or dropped
+    // One for each question of reply types.
+    {"IOServiceGetMatchingServices", "name IOFramebufferI2CInterface"},
+    {"dispatch_semaphore_create", ""},  // the lock of each display
 };
 
 /// ... or at most one for each time that the pane was entered.
@@ -57,10 +60,13 @@ bool succeeded(const TracedCall& call) {
     return !call.failed && call.result != "NULL" && (call.result == "ok" || call.result == "0x0");
 }
 
+/// How much each of the calls handed out that may be kept.
 std::map<std::string, std::int64_t> handedOutBy(const Mac& mac) {
     std::map<std::string, std::int64_t> counts;
     for (const TracedCall& call : mac.trace.calls()) {
-        if (succeeded(call)) ++counts[call.call];
+        if (succeeded(call) && call.arguments.find(keptAll.at(call.call)) != std::string::npos) {
+            ++counts[call.call];
+        }
     }
     return counts;
 }
@@ -120,7 +126,9 @@ std::vector<std::string> problemsOf(const Mac& mac, Scheduler::Outcome outcome) 
 json runHere(const MacDescription& description) {
     Mac mac(description);
     mac.trace.countUses();
-    mac.trace.keepOnly({keptAll.begin(), keptAll.end()});
+    std::set<std::string, std::less<>> kept;
+    for (const auto& [call, asked] : keptAll) kept.insert(call);
+    mac.trace.keepOnly(std::move(kept));
     const displaycheck::CapturedOutput output;
     displaycheck::PaneHost host(mac);
     const auto outcome = host.run();

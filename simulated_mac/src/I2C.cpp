@@ -102,12 +102,12 @@ IOReturn IOI2CInterfaceClose(IOI2CConnectRef connection, IOOptionBits) {
 IOReturn IOI2CSendRequest(IOI2CConnectRef connection, IOOptionBits, IOI2CRequest* request) {
     FallibleCall call("IOI2CSendRequest", [&] {
         return fmt::format(
-            "display {}, bus {}, address {:#x}, bytes {}, reply type {}, reply address {:#x}, "
-            "reply "
-            "sub-address {:#x}, delay {}",
+            "display {}, bus {}, address {:#x}, send type {}, bytes {}, reply address {:#x}, reply "
+            "sub-address {:#x}, reply type {}, delay {}, flags {:#x}",
             connection->bus.display->displayID, connection->bus.index, request->sendAddress,
-            hex(sentBytes(*request)), request->replyTransactionType, request->replyAddress,
-            request->replySubAddress, +request->minReplyDelay);
+            request->sendTransactionType, hex(sentBytes(*request)), request->replyAddress,
+            request->replySubAddress, request->replyTransactionType, +request->minReplyDelay,
+            request->commFlags);
     });
     if (call.fails()) return call.error();
     const BusDescription& bus = connection->bus.description();

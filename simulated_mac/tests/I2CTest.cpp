@@ -359,8 +359,8 @@ TEST(I2C, ATraceShowsARequestWithItsBytesAndItsResult) {
     ASSERT_THAT(calls, SizeIs(1));
     EXPECT_EQ(calls[0].arguments,
               "display " + std::to_string(display.mac.displays()[0]->displayID) +
-                  ", bus 0, address 0x6e, bytes 51 82 01 10 AC, reply type 2, reply "
-                  "address 0x6f, reply sub-address 0x51, delay 50");
+                  ", bus 0, address 0x6e, send type 1, bytes 51 82 01 10 AC, reply address 0x6f, "
+                  "reply sub-address 0x51, reply type 2, delay 50, flags 0x0");
     EXPECT_EQ(calls[0].result, "0x0, request's result 0x0");
 }
 

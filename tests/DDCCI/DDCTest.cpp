@@ -884,8 +884,8 @@ TEST_F(Reading, TheRequestGoesToTheMonitorsAddressWithTheDelayAsGiven) {
     ASSERT_EQ(mac->trace.calls().size(), 1u);
     EXPECT_EQ(mac->trace.calls()[0].arguments,
               "display " + std::to_string(displayID()) +
-                  ", bus 0, address 0x6e, bytes 51 82 01 F1 4D, reply type 2, reply "
-                  "address 0x6f, reply sub-address 0x51, delay 100000000");
+                  ", bus 0, address 0x6e, send type 1, bytes 51 82 01 F1 4D, reply address 0x6f, "
+                  "reply sub-address 0x51, reply type 2, delay 100000000, flags 0x0");
 }
 
 TEST_F(Reading, AGoodFirstTryPrintsItsPacketsAndNothingOfTries) {
@@ -960,6 +960,14 @@ TEST_F(Reading, AnUnsupportedTransactionTypeIsPrintedBehindThePackets) {
     for (int i = 0; i < 5; ++i)
         tries += tryPrints(goodReply) + "E: Unsupported Transaction Type! \n";
     EXPECT_EQ(printed, tries + "E: No data after 5 tries! \n");
+}
+
+TEST_F(Reading, ATryThatIsNotSentHasNothingOfTheResultBefore) {
+    BusDescription bus;
+    bus.requestResult = unsupportedMode;
+    switchOn(macWithFault(monitorOnBuses({bus}), {"IOI2CSendRequest", 2, true, {}}));
+    EXPECT_FALSE(read());
+    EXPECT_EQ(printed, "E: Unsupported Transaction Type! \n");
 }
 
 TEST_F(Reading, AnotherFailureOfTheTransactionIsNotPrinted) {
