@@ -74,7 +74,8 @@ class ReadOverFramebuffer : public ::testing::Test {
     std::vector<std::string> delays() const {
         std::vector<std::string> all;
         for (const auto& call : mac->trace.calls()) {
-            all.push_back(call.arguments.substr(call.arguments.rfind(' ') + 1));
+            const std::size_t start = call.arguments.find(", delay ") + 8;
+            all.push_back(call.arguments.substr(start, call.arguments.find(',', start) - start));
         }
         return all;
     }
