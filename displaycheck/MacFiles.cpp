@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "displaycheck/ExitStatus.h"
+#include "displaycheck/StandardError.h"
 #include "displaycheck/TerminalText.h"
 #include "simulated_mac/src/MacFile.h"
 
@@ -28,7 +29,7 @@ int checkMacFiles(const std::vector<std::string>& paths) {
     int status = done;
     for (const MacFile& file : readMacFiles(paths)) {
         if (file.error) {
-            fmt::print(stderr, "{}\n", *file.error);
+            printError("{}\n", *file.error);
             status = badInput;
         } else {
             fmt::print("{}: ok\n", printable(file.path));

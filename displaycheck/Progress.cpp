@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "displaycheck/StandardError.h"
 #include "displaycheck/TextReport.h"
 
 namespace displaycheck {
@@ -29,7 +30,7 @@ Progress::~Progress() {
 void Progress::show(const simulated_mac::TimelineEntry& entry) {
     const std::lock_guard lock(mutex_);
     if (terminal_) eraseLiveLine();
-    fmt::print(stderr, "{}", timelineText(entry, columns_, palette_));
+    printError("{}", timelineText(entry, columns_, palette_));
     if (terminal_) drawLiveLine();
 }
 
@@ -43,11 +44,11 @@ void Progress::keepLiveLine() {
 
 void Progress::drawLiveLine() const {
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start_;
-    fmt::print(stderr, "{:>10.1f} s  ...", elapsed.count());
+    printError("{:>10.1f} s  ...", elapsed.count());
 }
 
 void Progress::eraseLiveLine() const {
-    fmt::print(stderr, "\r\x1B[K");
+    printError("\r\x1B[K");
 }
 
 }  // namespace displaycheck

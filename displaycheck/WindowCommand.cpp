@@ -15,6 +15,7 @@
 
 #include "displaycheck/ExitStatus.h"
 #include "displaycheck/MacFiles.h"
+#include "displaycheck/StandardError.h"
 #include "displaycheck/TerminalText.h"
 #include "simulated_mac/src/Installation.h"
 
@@ -57,7 +58,7 @@ std::string languageOfUser(const std::set<std::string>& known) {
 }
 
 int complain(int status, const std::string& message) {
-    fmt::print(stderr, "displaycheck: {}\n", message);
+    printError("displaycheck: {}\n", message);
     return status;
 }
 
@@ -66,7 +67,7 @@ int complain(int status, const std::string& message) {
 int showWindow(const WindowOptions& options) {
     const MacFile file = readMacFiles({options.file}).front();
     if (file.error) {
-        fmt::print(stderr, "{}\n", *file.error);
+        printError("{}\n", *file.error);
         return badInput;
     }
     const auto known = languages();

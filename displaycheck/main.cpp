@@ -1,16 +1,20 @@
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <system_error>
 
 #include "displaycheck/EDIDCommand.h"
 #include "displaycheck/ExitStatus.h"
 #include "displaycheck/MacFiles.h"
 #include "displaycheck/ModelCommand.h"
 #include "displaycheck/RunCommand.h"
+#include "displaycheck/StandardError.h"
 #include "displaycheck/WindowCommand.h"
 #include "simulated_mac/src/MacFile.h"
 
@@ -81,7 +85,7 @@ class CommandLine {
             return app_.exit(error) == 0 ? done : badInput;
         }
         if (app_.get_subcommands().empty()) {
-            fmt::print(stderr, "{}", app_.help());
+            printError("{}", app_.help());
             return badInput;
         }
         return status_;
@@ -165,20 +169,39 @@ class CommandLine {
     bool modelsAsJSON_ = false;
 };
 
+/// Keeps what the program opens from taking the place of a standard stream that it was started
+/// without. Such a stream stays one that can't be used.
+void keepStandardStreamsApart() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) != -1) continue;
+        // The lowest descriptor that is free is this one.
+        open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+int outputFailed(int error, int status) {
+    printError("displaycheck: the output can't be written: {}\n", std::strerror(error));
+    return status == done ? unfinished : status;
+}
+
 /// The program's exit status, once all of its output is written.
 int finishOutput(int status) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-    fmt::print(stderr, "displaycheck: the output can't be written: {}\n", std::strerror(errno));
-    return status == done ? unfinished : status;
+    return outputFailed(errno, status);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    keepStandardStreamsApart();
     try {
         return finishOutput(CommandLine().run(argc, argv));
+    } catch (const std::system_error& error) {
+        if (std::ferror(stdout) != 0) return outputFailed(error.code().value(), done);
+        printError("displaycheck: {}\n", error.what());
+        return unfinished;
     } catch (const std::exception& error) {
-        fmt::print(stderr, "displaycheck: {}\n", error.what());
+        printError("displaycheck: {}\n", error.what());
         return unfinished;
     }
 }

@@ -94,6 +94,15 @@ TEST(RunCommandLine, ReportsInTheOrderOfTheFiles) {
     EXPECT_EQ(reports[2].dump(), reports[0].dump());
 }
 
+TEST(RunCommandLine, WaitsForAnEventAfterHours) {
+    const Folder folder;
+    const std::string file =
+        folder.write("late.yaml", good + "events: [{at: 7200, user: enters the pane}]\n");
+    const auto finished = run(folder, {"run", "--json", file});
+    EXPECT_EQ(finished.status, 0) << finished.errors;
+    EXPECT_EQ(jsonLinesOf(finished.output).at(0)["runs"], 2);
+}
+
 TEST(RunCommandLine, LeavesNoFilesBehind) {
     const Folder folder;
     setenv("TMPDIR", folder.path("tmp").c_str(), 1);
@@ -154,15 +163,38 @@ TEST(RunCommandLine, FollowsTheWallClockWhenAsked) {
         << finished.errors;
 }
 
+/// Runs a shell's line; its exit status, -1 when a signal ended it.
+int statusOf(const std::string& line) {
+    const int status = std::system(line.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 TEST(RunCommandLine, TellsWhenTheOutputCannotBeWritten) {
     const Folder folder;
     const std::string file = folder.write("good.yaml", good);
-    const std::string line = quoted(DISPLAYCHECK_PROGRAM) + " run " + quoted(file) +
-                             " >/dev/full 2>" + quoted(folder.path("stderr"));
-    const int status = std::system(line.c_str());
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 1);
-    EXPECT_NE(folder.read("stderr").find("can't be written"), std::string::npos);
+    const std::string line = quoted(DISPLAYCHECK_PROGRAM) + " run " + quoted(file) + " 2>" +
+                             quoted(folder.path("stderr"));
+    EXPECT_EQ(statusOf(line + " >/dev/full"), 1);
+    EXPECT_EQ(folder.read("stderr"),
+              "displaycheck: the output can't be written: No space left on device\n");
+    EXPECT_EQ(statusOf(line + " >&-"), 1);
+    EXPECT_EQ(folder.read("stderr"),
+              "displaycheck: the output can't be written: Bad file descriptor\n");
+}
+
+TEST(RunCommandLine, NeedsNeitherStandardErrorNorStandardInput) {
+    const Folder folder;
+    const std::string line =
+        quoted(DISPLAYCHECK_PROGRAM) + " run " + quoted(folder.write("good.yaml", good));
+    EXPECT_EQ(statusOf(line + " >" + quoted(folder.path("usual"))), 0);
+    for (const char* const lack : {" 2>/dev/full", " 2>&-", " <&-", " <&- 2>&-"}) {
+        EXPECT_EQ(statusOf(line + " >" + quoted(folder.path("stdout")) + lack), 0) << lack;
+        EXPECT_EQ(folder.read("stdout"), folder.read("usual")) << lack;
+    }
+    const std::string bad =
+        quoted(DISPLAYCHECK_PROGRAM) + " run " + quoted(folder.write("bad.yaml", "screens: 1"));
+    EXPECT_EQ(statusOf(bad + " 2>/dev/full"), 2);
+    EXPECT_EQ(statusOf(bad + " 2>&-"), 2);
 }
 
 }  // namespace command_line_test

@@ -106,6 +106,7 @@ void Scheduler::onMain(std::function<void()> work) {
 void Scheduler::onMainAt(Time time, std::function<void()> work) {
     HandedOverWork handedOver(std::move(work));
     const Lock lock(*this);
+    lastPlanned_ = std::max(lastPlanned_, time);
     addDeadline(time, std::move(handedOver));
 }
 
@@ -187,7 +188,7 @@ bool Scheduler::passTime(Lock& lock) {
     }
     const auto next = deadlines_.begin();
     const Time time = next->first.first;
-    if (time > options_.longestRun) {
+    if (time > lastPlanned_ + options_.longestRun) {
         finishRun(Outcome::outOfTime);
         return true;
     }

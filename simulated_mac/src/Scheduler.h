@@ -34,7 +34,7 @@ class Scheduler {
         unsigned threadsAtOnce = 1;
         /// Let deadlines take as long as they say.
         bool realtime = false;
-        /// A run that goes on beyond this has lost its way.
+        /// A run that goes on for longer after the last onMainAt has lost its way.
         Time longestRun = std::chrono::hours(1);
         /// A race detector takes only that order of two threads for given which every Mac gives
         /// them: work runs behind its submission, a wait ends behind the signal. Else it takes
@@ -122,6 +122,7 @@ class Scheduler {
     mutable std::mutex mutex_;
     Time now_{0};
     Time runsUntil_ = Time::max();
+    Time lastPlanned_{0};
     Task main_{"main"};
     std::deque<Task*> ready_;
     unsigned running_ = 1;

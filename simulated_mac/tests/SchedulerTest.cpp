@@ -390,6 +390,18 @@ TEST(SchedulerWithALongestRun, AllowsARunOfJustThatTime) {
     EXPECT_EQ(scheduler.now(), Time(10s));
 }
 
+TEST(SchedulerWithALongestRun, CountsFromTheLastWorkThatWasPlanned) {
+    Scheduler scheduler({.threadsAtOnce = 1, .realtime = false, .longestRun = 10s});
+    scheduler.onMainAt(Time(25s), [&] {
+        scheduler.startThread("restless", [&] {
+            for (;;) scheduler.sleep(3s);
+        });
+    });
+    scheduler.onMainAt(Time(5s), [] {});
+    EXPECT_EQ(scheduler.runUntilQuiet(), Outcome::outOfTime);
+    EXPECT_EQ(scheduler.now(), Time(34s));
+}
+
 TEST(SchedulerWithALongestRun, AllowsAnHourUnlessToldOtherwise) {
     Scheduler scheduler({});
     scheduler.startThread("worker", [&] { scheduler.sleep(1h); });

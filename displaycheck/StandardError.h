@@ -1,0 +1,16 @@
+#pragma once
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <utility>
+
+namespace displaycheck {
+
+/// Prints to standard error. Where that can't be written to, nobody is there to be told.
+template <class... Values>
+void printError(fmt::format_string<Values...> format, Values&&... values) {
+    std::fputs(fmt::format(format, std::forward<Values>(values)...).c_str(), stderr);
+}
+
+}  // namespace displaycheck
