@@ -65,7 +65,10 @@ std::string verdict(const DisplayFacts& display) {
             return reason.empty() ? "not supported" : "not supported: " + reason;
         }
         default:
-            return display.why.builtIn ? "the built-in panel: not judged" : "not judged";
+            if (display.why.builtIn) return "the built-in panel: not judged";
+            return display.record->name.value_or("").find("Build-in") != std::string::npos
+                       ? "not judged: the pane takes its name for the built-in panel's"
+                       : "not judged";
     }
 }
 

@@ -114,7 +114,9 @@ void readValue(Reading& reading, const ReplyBuffer& buffer) {
 
 /// What one call means for a try over a framebuffer. `bus` is the one that was looked up last.
 void followFramebufferCall(Try& attempt, std::uint32_t& bus, const TracedCall& call) {
-    if (call.call == "IOFBCopyI2CInterfaceForBus") {
+    if (call.call == "IOServiceMatching") {
+        attempt.hadLock = true;
+    } else if (call.call == "IOFBCopyI2CInterfaceForBus") {
         bus = numberBehind("bus ", call);
         if (!succeeded(call)) {
             attempt.obstacles.push_back(
@@ -151,7 +153,9 @@ Reading readOverFramebuffer(const Mac& mac, const Calls& calls) {
     }
     for (Try& attempt : reading.tries) {
         if (attempt.request.empty() && attempt.obstacles.empty()) {
-            attempt.obstacles.emplace_back("no framebuffer with I2C buses has this display");
+            attempt.obstacles.emplace_back(
+                attempt.hadLock ? "no framebuffer with I2C buses has this display"
+                                : "the pane has no lock for this display: it makes 50 at most");
         }
     }
     readValue(reading, buffer);
@@ -201,9 +205,9 @@ Reading readOverAVService(const Mac& mac, const Calls& calls) {
 }  // namespace
 
 std::set<std::string, std::less<>> callsOfReadings() {
-    return {"CGDisplayIOServicePort", "IOServiceNameMatching", "IOFBCopyI2CInterfaceForBus",
-            "IOI2CInterfaceOpen",     "IOI2CSendRequest",      "CGDisplayIsBuiltin",
-            "IOAVServiceWriteI2C",    "IOAVServiceReadI2C"};
+    return {"CGDisplayIOServicePort",     "IOServiceNameMatching", "IOServiceMatching",
+            "IOFBCopyI2CInterfaceForBus", "IOI2CInterfaceOpen",    "IOI2CSendRequest",
+            "CGDisplayIsBuiltin",         "IOAVServiceWriteI2C",   "IOAVServiceReadI2C"};
 }
 
 std::optional<Reading> lastReading(const Mac& mac, std::uint32_t displayID, const Calls& trace) {

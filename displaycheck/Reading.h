@@ -15,6 +15,8 @@ namespace displaycheck {
 /// One try to read a VCP code (VESA DDC/CI 1.1, Get VCP Feature).
 struct Try {
     simulated_mac::Time at{0};
+    /// Over framebuffers: the pane holds the display's lock before it looks for its framebuffer.
+    bool hadLock = false;
     /// What stood between the request and the monitor, in order; empty when nothing did.
     std::vector<std::string> obstacles;
     simulated_mac::Bytes request;  ///< what reached a monitor, empty for nothing

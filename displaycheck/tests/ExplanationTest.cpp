@@ -48,6 +48,13 @@ TEST(Explain, TheBuiltInPanel) {
     EXPECT_TRUE(contains(textOf(report.displays[0]), "the built-in panel: not judged"));
 }
 
+TEST(Explain, AMonitorThatIsNamedLikeAPanel) {
+    auto screen = test::answeringMonitor("VORN K2725QX", 0x4001);
+    screen.name = "Build-in K2725QX";
+    EXPECT_TRUE(contains(textOf(factsOf(screen)),
+                         "not judged: the pane takes its name for the built-in panel's"));
+}
+
 TEST(Explain, EveryTryUpToTheGoodOne) {
     auto screen = test::answeringMonitor("VORN K2424HX", 0x0001);
     screen.monitor.answers = {{DDCAnswer::Kind::silent, {}},
@@ -118,6 +125,15 @@ TEST(Explain, AFramebufferWithAnotherIdentity) {
     EXPECT_EQ(facts.why.reading->tries.size(), 5u);
     EXPECT_TRUE(contains(textOf(facts),
                          "no framebuffer with I2C buses has this display; nothing "
+                         "reached the monitor"));
+}
+
+TEST(Explain, ADisplayBeyondThoseThatThePaneHasLocksFor) {
+    const std::vector<ScreenDescription> screens(51, test::answeringMonitor("VORN K2725QX", 0x40));
+    const auto report = reportOn(test::macWith(screens));
+    EXPECT_FALSE(contains(textOf(report.displays.at(49)), "no lock"));
+    EXPECT_TRUE(contains(textOf(report.displays.at(50)),
+                         "the pane has no lock for this display: it makes 50 at most; nothing "
                          "reached the monitor"));
 }
 
