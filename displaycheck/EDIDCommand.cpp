@@ -18,6 +18,7 @@
 #include "Utilities/EDIDUtils.h"
 #include "Utilities/StringUtil.h"
 #include "displaycheck/ExitStatus.h"
+#include "displaycheck/StandardError.h"
 #include "displaycheck/TerminalText.h"
 
 namespace displaycheck {
@@ -29,6 +30,9 @@ using JSON = nlohmann::ordered_json;
 // The fixed header of an EDID (VESA E-EDID 1.4, section 3.3).
 constexpr std::string_view header("\x00\xFF\xFF\xFF\xFF\xFF\xFF\x00", 8);
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+/// Of one file or of standard input: far more EDIDs than anybody collects.
+constexpr std::size_t maxBytes = 64U << 20;
 
 /// An EDID and where it stands.
 struct Source {
@@ -43,7 +47,7 @@ void makeDecoder() {
 }
 
 void complain(std::string_view place, std::string_view what) {
-    fmt::print(stderr, "{}: {}\n", printable(place), printable(what));
+    printError("{}: {}\n", printable(place), printable(what));
 }
 
 /// All bytes of a file, or of standard input. Nothing, with a message, when it can't be read.
@@ -52,7 +56,7 @@ std::optional<std::string> readAll(const std::string& name, const std::string& p
     std::string all;
     std::array<char, 65536> piece;
     ssize_t count = file == -1 ? -1 : 1;
-    while (count > 0) {
+    while (count > 0 && all.size() <= maxBytes) {
         count = read(file, piece.data(), piece.size());
         if (count > 0) all.append(piece.data(), static_cast<std::size_t>(count));
         if (count == -1 && errno == EINTR) count = 1;
@@ -60,6 +64,10 @@ std::optional<std::string> readAll(const std::string& name, const std::string& p
     const int error = errno;
     if (file != -1) close(file);
     if (count == 0) return all;
+    if (all.size() > maxBytes) {
+        complain(name, fmt::format("is too long: {} MiB at most are read", maxBytes >> 20));
+        return std::nullopt;
+    }
     complain(name, fmt::format("can't be read: {}", std::strerror(error)));
     return std::nullopt;
 }
@@ -139,9 +147,18 @@ std::string textBlock(const std::string& place, const EDIDInfo& info) {
         info.serialNumber, orNone(info.serviceTag), orNone(info.modelInfo));
 }
 
+bool beginsAsEDID(std::string_view hexText) {
+    return lowercaseText(std::string(hexText.substr(0, 2 * header.size()))) == "00ffffffffffff00";
+}
+
 int show(const Source& source, bool json) {
     try {
         const EDIDInfo info = edidUtils->generateEDIDInfo(source.hexText);
+        if (!json && !beginsAsEDID(source.hexText)) {
+            complain(source.place,
+                     "does not begin with an EDID's header, 00FFFFFFFFFFFF00: read "
+                     "as it stands");
+        }
         fmt::print("{}", json ? jsonLine(info) : textBlock(source.place, info));
         return done;
     } catch (const std::out_of_range& error) {

@@ -120,6 +120,26 @@ TEST(EDIDCommand, TellsOfFilesItCannotUseAndGoesOn) {
     }
 }
 
+TEST(EDIDCommand, ReadsWhatDoesNotBeginAsAnEDIDAndTellsPeople) {
+    const Folder folder;
+    const std::string zeros(256, '0');
+    const auto human = run(folder, {"edid"}, hexOf(anEDID()) + "\n" + zeros);
+    EXPECT_EQ(human.status, 0);
+    EXPECT_EQ(human.errors,
+              "standard input:2: does not begin with an EDID's header, 00FFFFFFFFFFFF00: read as "
+              "it stands\n");
+    EXPECT_NE(human.output.find("@@@0000"), std::string::npos);
+    EXPECT_EQ(run(folder, {"edid", "--json"}, zeros).errors, "");
+}
+
+TEST(EDIDCommand, ReadsNoEndlessFile) {
+    const Folder folder;
+    const auto finished = run(folder, {"edid", "/dev/zero"});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_EQ(finished.output, "");
+    EXPECT_EQ(finished.errors, "/dev/zero: is too long: 64 MiB at most are read\n");
+}
+
 TEST(EDIDCommand, SurvivesAnything) {
     const Folder folder;
     std::string garbage;
