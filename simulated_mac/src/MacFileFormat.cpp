@@ -40,6 +40,7 @@ void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t si
         for (const YAMLEntry& change : entry.value.entries) {
             std::uint16_t offset = 0;
             Number{}.read(reader, change.key, offset);
+            if (size == 0) reader.fail(change.key, "the EDID has no bytes, expected some to patch");
             if (offset >= size) {
                 reader.fail(change.key,
                             fmt::format("offset {} is beyond the EDID, expected one below {}",

@@ -136,7 +136,7 @@ void fields(Visitor& field, FramebufferDescription& framebuffer) {
           "Changes to the display information dictionary; null takes a key out.");
     field("buses", framebuffer.buses, ListOf<Mapping>{},
           "The I2C buses; unless given, one that leads to the monitor, none for a built-in panel.");
-    field("bus_count", framebuffer.busCount, Number{},
+    field("bus_count", framebuffer.busCount, Number{0, 10'000},
           "Number of buses that IOFBGetI2CInterfaceCount tells, where that differs.");
     field("path", framebuffer.path, Text{}, "Path in the I/O registry's service plane.");
     field("service_port", framebuffer.hasServicePort, Boolean{},
@@ -285,7 +285,7 @@ void fields(Visitor& field, MacDescription& mac) {
     field("stray_proxies", mac.strayProxies, ListOf<Mapping>{},
           "AV service proxies that come before every framebuffer in the registry (Apple silicon); "
           "no monitor is behind them.");
-    field("other_registry_entries", mac.otherRegistryEntries, Number{0, 10'000'000},
+    field("other_registry_entries", mac.otherRegistryEntries, Number{0, 1'000'000},
           "Number of registry entries that nobody looks for; 3000 on Apple silicon and none on an "
           "Intel Mac unless given.");
 }

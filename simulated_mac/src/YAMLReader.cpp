@@ -98,6 +98,11 @@ bool isPlain(const YAMLNode& node) {
     return node.kind == YAMLNode::Kind::scalar && !node.quoted;
 }
 
+std::string shortened(const std::string& number) {
+    constexpr std::size_t kLongestNumber = 40;
+    return number.size() <= kLongestNumber ? number : number.substr(0, kLongestNumber) + "...";
+}
+
 /// What stands there, for a message.
 std::string describe(const YAMLNode& node) {
     switch (node.kind) {
@@ -113,7 +118,7 @@ std::string describe(const YAMLNode& node) {
     if (isText(node)) {
         return "the text " + inQuotes(node.text);
     }
-    return (isBoolean(node.text) ? "the boolean " : "the number ") + node.text.substr(0, 40);
+    return (isBoolean(node.text) ? "the boolean " : "the number ") + shortened(node.text);
 }
 
 /// As people write such a limit: 0xFFFF, but 255.
@@ -251,7 +256,7 @@ void YAMLReader::failFound(const YAMLNode& node, const std::string& expected) co
 }
 
 void YAMLReader::failOutOfRange(const YAMLNode& node, const std::string& expected) const {
-    fail(node, fmt::format("{} is out of range, expected {}", node.text.substr(0, 40), expected));
+    fail(node, fmt::format("{} is out of range, expected {}", shortened(node.text), expected));
 }
 
 YAMLReader::Type YAMLReader::typeOf(const YAMLNode& node) {
@@ -437,8 +442,12 @@ std::size_t YAMLReader::word(const YAMLNode& node, const std::vector<std::string
 
 std::string YAMLReader::fileContents(const YAMLNode& node) {
     const std::string name = text(node);
+    const std::filesystem::path path = folder_ / name;
+    std::error_code ignored;
     try {
-        std::string contents = readFile(folder_ / std::filesystem::path(name), fileBytesLeft_);
+        // Opening a pipe would wait for somebody to write to it.
+        if (std::filesystem::is_fifo(path, ignored)) throw UnreadableFile("is a pipe");
+        std::string contents = readFile(path, fileBytesLeft_);
         fileBytesLeft_ -= contents.size();
         return contents;
     } catch (const UnreadableFile& error) {

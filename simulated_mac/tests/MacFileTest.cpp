@@ -1,6 +1,7 @@
 #include "simulated_mac/src/MacFile.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -613,6 +614,9 @@ const std::vector<Mistake> mistakes = {
      "1:24: 0x100000000 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: -1}]\n",
      "1:24: -1 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
+    {"screens: [{display_id: 9999999999999999999999999999999999999999999}]\n",
+     "1:24: 9999999999999999999999999999999999999999... is out of range, expected a whole number "
+     "from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: 99999999999999999999}]\n",
      "1:24: 99999999999999999999 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: 012}]\n",
@@ -694,6 +698,8 @@ const std::vector<Mistake> mistakes = {
      "1:38: \"week\" beside \"hex\", expected only patch beside it"},
     {"screens: [{monitor: {edid: {hex: 00, patch: {0: 1, 1: 2}}}}]\n",
      "1:52: offset 1 is beyond the EDID, expected one below 1", false},
+    {"screens: [{monitor: {edid: {hex: \"\", patch: {0: 1}}}}]\n",
+     "1:46: the EDID has no bytes, expected some to patch", false},
     {"screens: [{monitor: {edid: {patch: {1: 256}}}}]\n",
      "1:40: 256 is out of range, expected a whole number from 0 to 255"},
     {"screens: [{monitor: {edid: {manufacturer: vrn}}}]\n",
@@ -778,6 +784,16 @@ TEST(MacFileMistake, OfAPathNamesThePathAsGiven) {
     const fs::path roundabout = folder.path / "." / "mac.yaml";
     folder.write("mac.yaml", "5\n");
     EXPECT_TRUE(mistakeIn(roundabout).starts_with("1:1: found the number 5"));
+}
+
+TEST(MacFileMistake, InAFileThatIsAPipeDoesNotWaitForIt) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(mkfifo((folder.path / "pipe").c_str(), 0600), 0);
+    const fs::path file =
+        folder.write("mac.yaml", "screens: []\ntools: {ioreg: {prints_file: pipe}}\n");
+    EXPECT_EQ(mistakeIn(file),
+              "2:30: file \"pipe\" is a pipe, expected a file to read, relative to this file's "
+              "folder");
 }
 
 TEST(MacFileMistake, OfAnUnreadableFileSaysWhy) {
