@@ -26,6 +26,8 @@ namespace {
 
 using String = CFObject::String;
 
+constexpr char16_t byteOrderMark = u'\uFEFF';
+
 /// Type IDs: 1 and up in the order of CFObject::Value.
 template <class T>
 CFTypeID typeIDOf() {
@@ -49,9 +51,38 @@ String fromICU(const icu::UnicodeString& string) {
     return String(string.getBuffer(), static_cast<std::size_t>(string.length()));
 }
 
+/// A range of a string. One that reaches beyond it, for which a Mac raises an exception, is a
+/// misuse and has no characters.
 String piece(CFStringRef string, CFRange range) {
+    const auto size = static_cast<CFIndex>(stringOf(string).size());
+    if (range.location < 0 || range.length < 0 || range.location > size ||
+        range.length > size - range.location) {
+        Mac::current()->misuse(fmt::format("{} characters from {} on of a string of {}",
+                                           range.length, range.location, size));
+        return {};
+    }
     return stringOf(string).substr(static_cast<std::size_t>(range.location),
                                    static_cast<std::size_t>(range.length));
+}
+
+/// UTF-8 of UTF-16 up to the first half of a character that stands alone, which `lossByte` takes
+/// the place of unless it is 0; and the number of units.
+std::pair<std::string, CFIndex> toUTF8(const String& string, UInt8 lossByte) {
+    // ICU reads the half that stands alone as the character of its number.
+    const icu::UnicodeString characters = icuString(string);
+    std::string text;
+    const int32_t size = characters.length();
+    for (int32_t at = 0; at < size; at = characters.moveIndex32(at, 1)) {
+        const UChar32 character = characters.char32At(at);
+        if (character < 0xD800 || character > 0xDFFF) {
+            icu::UnicodeString(character).toUTF8String(text);
+        } else if (lossByte != 0) {
+            text += static_cast<char>(lossByte);
+        } else {
+            return {text, at};
+        }
+    }
+    return {text, size};
 }
 
 std::string quoted(CFTypeRef string) {
@@ -147,7 +178,7 @@ CFStringRef __CFStringMakeConstantString(const char* text) {
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex count,
-                                    CFStringEncoding encoding, Boolean) {
+                                    CFStringEncoding encoding, Boolean isExternalRepresentation) {
     constexpr auto name = "CFStringCreateWithBytes";
     FallibleCall call(name, [&] {
         return fmt::format(
@@ -165,6 +196,7 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
                   reinterpret_cast<const char*>(bytes), static_cast<int32_t>(count), &error);
     if (U_FAILURE(error)) return call.pointer<CFStringRef>(nullptr);
     string.resize(static_cast<std::size_t>(length));
+    if (isExternalRepresentation && string.starts_with(byteOrderMark)) string.erase(0, 1);
     return call.pointer(handOutString(std::move(string), name));
 }
 
@@ -178,10 +210,14 @@ CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRa
     return call.pointer(handOutString(piece(string, range), name));
 }
 
-CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex, CFStringRef string) {
+CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex maxLength,
+                                             CFStringRef string) {
     constexpr auto name = "CFStringCreateMutableCopy";
     FallibleCall call(name, [&] { return quoted(string); });
     if (call.fails()) return call.pointer<CFMutableStringRef>(nullptr);
+    if (maxLength != 0 && maxLength < CFStringGetLength(string)) {
+        Mac::current()->misuse("a string was copied to one of a smaller maximum length");
+    }
     return call.pointer(const_cast<CFMutableStringRef>(handOutString(stringOf(string), name)));
 }
 
@@ -190,7 +226,8 @@ CFIndex CFStringGetLength(CFStringRef string) {
 }
 
 UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index) {
-    return stringOf(string)[static_cast<std::size_t>(index)];
+    const String character = piece(string, {index, 1});
+    return character.empty() ? u'\0' : character.front();
 }
 
 void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
@@ -198,16 +235,16 @@ void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
     std::copy(characters.begin(), characters.end(), buffer);
 }
 
-CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding, UInt8, Boolean,
-                         UInt8* buffer, CFIndex capacity, CFIndex* used) {
-    const std::string text = utf8Of(piece(string, range));
+CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding, UInt8 lossByte,
+                         Boolean, UInt8* buffer, CFIndex capacity, CFIndex* used) {
+    const auto [text, converted] = toUTF8(piece(string, range), lossByte);
     auto size = static_cast<CFIndex>(text.size());
     if (buffer != nullptr) {
         size = std::min(size, capacity);
         std::memcpy(buffer, text.data(), static_cast<std::size_t>(size));
     }
     if (used != nullptr) *used = size;
-    return range.length;
+    return converted;
 }
 
 CFRange CFStringFind(CFStringRef string, CFStringRef part, CFStringCompareFlags flags) {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -102,6 +103,44 @@ TEST_F(CoreFoundation, GivesTheUnitsOfAText) {
 TEST_F(CoreFoundation, GivesAPieceOfATextByItsUnits) {
     const auto piece = CFStringCreateWithSubstring(kCFAllocatorDefault, make("a🎥漢"), {1, 2});
     EXPECT_EQ(textOf(piece), "🎥");
+}
+
+TEST_F(CoreFoundation, TakesAByteOrderMarkFromAnExternalRepresentationAlone) {
+    const std::string marked = "\xEF\xBB\xBF\x61";
+    EXPECT_EQ(textOf(make(marked)), marked);
+    EXPECT_EQ(textOf(CFStringCreateWithBytes(kCFAllocatorDefault,
+                                             reinterpret_cast<const UInt8*>(marked.data()), 4,
+                                             kCFStringEncodingUTF8, true)),
+              "a");
+}
+
+TEST_F(CoreFoundation, TellsOfARangeBeyondAText) {
+    const auto text = make("abc");
+    EXPECT_EQ(CFStringGetCharacterAtIndex(text, 3), 0);
+    EXPECT_EQ(textOf(CFStringCreateWithSubstring(kCFAllocatorDefault, text, {4, 0})), "");
+    EXPECT_THAT(mac_.misuses(), ElementsAre("1 characters from 3 on of a string of 3",
+                                            "0 characters from 4 on of a string of 3"));
+}
+
+TEST_F(CoreFoundation, TellsOfACopyThatMustNotHoldItsText) {
+    CFStringCreateMutableCopy(kCFAllocatorDefault, 3, make("abc"));
+    EXPECT_THAT(mac_.misuses(), IsEmpty());
+    CFStringCreateMutableCopy(kCFAllocatorDefault, 2, make("abc"));
+    EXPECT_THAT(mac_.misuses(), testing::SizeIs(1));
+}
+
+TEST_F(CoreFoundation, PutsTheLossByteInThePlaceOfHalfACharacter) {
+    const auto half = CFStringCreateWithSubstring(kCFAllocatorDefault, make("a🎥漢"), {0, 2});
+    std::array<UInt8, 8> bytes{};
+    CFIndex size = 0;
+    EXPECT_EQ(
+        CFStringGetBytes(half, {0, 2}, kCFStringEncodingUTF8, '*', false, bytes.data(), 8, &size),
+        2);
+    EXPECT_EQ(size, 2);
+    EXPECT_EQ(bytes[1], '*');
+    EXPECT_EQ(CFStringGetBytes(half, {0, 2}, kCFStringEncodingUTF8, 0, false, nullptr, 0, &size),
+              1);
+    EXPECT_EQ(size, 1);
 }
 
 class InvalidUTF8 : public testing::TestWithParam<std::string> {};
