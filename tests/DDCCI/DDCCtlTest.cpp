@@ -123,6 +123,14 @@ TEST(Controller, ItsOperationQueueRunsOneOperationAtATimeInOrder) {
         steps, ElementsAre(std::pair(1, Time(0s)), std::pair(2, Time(2s)), std::pair(3, Time(4s))));
 }
 
+TEST(Controller, ItsOperationQueueHasItsName) {
+    Mac mac(test::macWith({}));
+    mac.trace.keepOnly({"dispatch_queue_create"});
+    const DDCCtl controller;
+    ASSERT_EQ(mac.trace.calls().size(), 1u);
+    EXPECT_EQ(mac.trace.calls().front().arguments, "label \"DDCOperationQueue\"");
+}
+
 TEST(Controller, TheSerialQueueIsMadeOnceAndKept) {
     Mac mac(test::macWith({}));
     mac.trace.keepOnly({"dispatch_queue_create"});

@@ -15,7 +15,10 @@ using ::testing::SizeIs;
 
 class PlatformText : public ::testing::Test {
   protected:
-    ~PlatformText() override { EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty()); }
+    ~PlatformText() override {
+        EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
+        EXPECT_THAT(mac.misuses(), IsEmpty());
+    }
 
     const test::Mac mac{test::macWith({})};
 };
@@ -44,6 +47,17 @@ TEST_F(PlatformText, BytesThatAreNotUTF8MakeNoString) {
         EXPECT_FALSE(makeCFString(bytes)) << testing::PrintToString(bytes);
         EXPECT_EQ(utf16Units(bytes), u"");
     }
+}
+
+TEST_F(PlatformText, KeepsAByteOrderMark) {
+    EXPECT_EQ(utf16Units("\xEF\xBB\xBF\x61"), u"\uFEFFa");
+}
+
+TEST_F(PlatformText, OfHalfACharacterIsAQuestionMark) {
+    const auto whole = makeCFString("a\xF0\x9F\x98\x80");
+    const CFRef<CFStringRef> half(
+        CFStringCreateWithSubstring(kCFAllocatorDefault, whole.get(), CFRange{0, 2}));
+    EXPECT_EQ(makeText(half.get()), "a?");
 }
 
 TEST_F(PlatformText, OfNoStringIsEmpty) {

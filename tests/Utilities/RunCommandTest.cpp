@@ -287,6 +287,25 @@ TEST_F(ShellCommand, IsNotWaitedForWhereTheSystemCollectsIt) {
     EXPECT_EQ(run("echo something"), "something\n");
 }
 
+TEST(ShellCommandThatCannotStart, CollectsNoOtherChildOfThisProcess) {
+    auto description = test::macWith({});
+    description.faults = {{"posix_spawn", 1, false, {}}};
+    const test::Mac mac(description);
+    const auto threads = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+    };
+    const auto before = threads();
+    const pid_t child = fork();
+    if (child == 0) _exit(5);
+    ASSERT_GT(child, 0);
+    EXPECT_EQ(RunCommand().runCommand("echo something"), "");
+    while (threads() > before) {
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(WEXITSTATUS(status), 5);
+}
+
 #endif
 
 TEST(ShellCommandThatCannotStart, GivesTheEmptyTextAndLeavesNoDescriptorOpen) {
