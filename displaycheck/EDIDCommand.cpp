@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "DDCCI/DDCCtl.h"
+#include "Platform/Text.h"
 #include "Utilities/EDIDUtils.h"
 #include "Utilities/StringUtil.h"
 #include "displaycheck/ExitStatus.h"
