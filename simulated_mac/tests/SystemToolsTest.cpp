@@ -227,10 +227,10 @@ TEST(SystemTools, TheProfilerNamesTheChipset) {
 
 TEST(SystemTools, TheProfilerNamesTheChipsetOfTheDescription) {
     auto description = macWith({});
-    description.graphics.chipset = "AMD Radeon Pro 5300M";
+    description.graphics.chipset = "AMD Graphics 53";
     const Mac mac(description);
     EXPECT_THAT(shell("system_profiler SPDisplaysDataType"),
-                HasSubstr("\n      Chipset Model: AMD Radeon Pro 5300M\n"));
+                HasSubstr("\n      Chipset Model: AMD Graphics 53\n"));
 }
 
 TEST(SystemTools, TheProfilerNamesAnAppleChipOnAnAppleSiliconMac) {

@@ -29,7 +29,7 @@ constexpr std::uint64_t amdDelay = 100'000'000;
 constexpr std::uint32_t nothingRead = 65535;
 constexpr std::uint32_t confirmationCode = 0xF1;
 
-constexpr auto amdPath = "IOService:/AppleACPIPlatformExpert/PCI0@0/AMDRadeonX6000@2";
+constexpr auto amdPath = "IOService:/AppleACPIPlatformExpert/PCI0@0/AMDGraphics55@2";
 constexpr auto lowerCaseAMDPath = "IOService:/AppleACPIPlatformExpert/PCI0@0/amdradeon@2";
 
 ScreenDescription monitor(std::uint16_t value = 0x4000) {
