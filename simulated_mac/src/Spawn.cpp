@@ -9,8 +9,8 @@
 #include "Mac.h"
 #include "Trace.h"
 
-// Starting processes: they run in the Mac's environment, and no descriptor of this process reaches
-// them that the file actions don't name.
+// Starting processes: they run in the Mac's environment, and with POSIX_SPAWN_CLOEXEC_DEFAULT none
+// of this process's descriptors reaches them but those of the standard streams.
 
 #undef posix_spawn
 #undef posix_spawnattr_setflags
@@ -21,13 +21,23 @@ extern char** environ;
 
 namespace {
 
-/// Keeps all descriptors but those of the standard streams from the child.
-void closeOthers(posix_spawn_file_actions_t* actions) {
+#ifndef __APPLE__
+// Stands for POSIX_SPAWN_CLOEXEC_DEFAULT, which the system doesn't know. It has no effect of its
+// own.
+constexpr short closesOthers = POSIX_SPAWN_USEVFORK;
+#endif
+
+/// Keeps all descriptors but those of the standard streams from the child, where that was asked
+/// for.
+void closeOthers(posix_spawn_file_actions_t* actions, const posix_spawnattr_t* attributes) {
 #ifdef __APPLE__
-    // The system knows the flag that asks for it.
+    // The system does it.
     static_cast<void>(actions);
+    static_cast<void>(attributes);
 #else
-    posix_spawn_file_actions_addclosefrom_np(actions, 3);
+    short flags = 0;
+    if (attributes != nullptr) posix_spawnattr_getflags(attributes, &flags);
+    if ((flags & closesOthers) != 0) posix_spawn_file_actions_addclosefrom_np(actions, 3);
 #endif
 }
 
@@ -39,8 +49,9 @@ char*** _NSGetEnviron() {
 
 int simulated_posix_spawnattr_setflags(posix_spawnattr_t* attributes, short flags) {
 #ifndef __APPLE__
-    // The system doesn't know the flag: simulated_posix_spawn does what it asks for.
-    flags = static_cast<short>(flags & ~POSIX_SPAWN_CLOEXEC_DEFAULT);
+    if ((flags & POSIX_SPAWN_CLOEXEC_DEFAULT) != 0) {
+        flags = static_cast<short>((flags & ~POSIX_SPAWN_CLOEXEC_DEFAULT) | closesOthers);
+    }
 #endif
     return posix_spawnattr_setflags(attributes, flags);
 }
@@ -63,7 +74,7 @@ int simulated_posix_spawn(pid_t* pid, const char* path,
     posix_spawn_file_actions_init(&none);
     auto* const actions =
         fileActions != nullptr ? const_cast<posix_spawn_file_actions_t*>(fileActions) : &none;
-    closeOthers(actions);
+    closeOthers(actions, attributes);
     std::vector<std::string> variables;
     if (const Mac* const mac = Mac::current()) {
         variables = mac->environment(environment);

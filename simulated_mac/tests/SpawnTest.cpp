@@ -65,6 +65,27 @@ TEST(Spawn, NoDescriptorReachesAProcessThatItWasNotGiven) {
     EXPECT_NE(fcntl(37, F_GETFD), -1) << "it stays open here";
 }
 
+TEST(Spawn, DescriptorsReachAProcessUnlessToldOtherwise) {
+    const Mac mac{MacDescription{}};
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    ASSERT_NE(dup2(ends[1], 37), -1);
+    std::string program = "/bin/sh";
+    std::string option = "-c";
+    std::string command = "echo open >/dev/fd/37";
+    const std::array<char*, 4> arguments{program.data(), option.data(), command.data(), nullptr};
+    pid_t child = -1;
+    ASSERT_EQ(
+        posix_spawn(&child, program.c_str(), nullptr, nullptr, arguments.data(), *_NSGetEnviron()),
+        0);
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    close(ends[1]);
+    close(37);
+    std::array<char, 8> printed{};
+    EXPECT_EQ(read(ends[0], printed.data(), printed.size()), 5);
+    EXPECT_STREQ(printed.data(), "open\n");
+}
+
 TEST(Spawn, AStartThatFailsAnswersItsError) {
     MacDescription description;
     description.faults = {{.call = "posix_spawn", .nth = 2, .andLater = false, .result = {}}};
