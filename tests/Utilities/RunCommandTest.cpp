@@ -63,6 +63,16 @@ bool allChildrenAreCollected() {
     return false;
 }
 
+std::ptrdiff_t entriesIn(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+test::MacDescription failingOnce(const std::string& call) {
+    auto description = test::macWith({});
+    description.faults = {{call, 1, false, {}}};
+    return description;
+}
+
 class ShellCommand : public ::testing::Test {
   protected:
     std::optional<std::string> run(const std::string& commandLine) const {
@@ -196,13 +206,10 @@ TEST_F(ShellCommand, LeavesNoZombie) {
 }
 
 TEST_F(ShellCommand, LeavesNoDescriptorOpen) {
-    const auto openDescriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
-    };
-    const auto before = openDescriptors();
+    const auto before = entriesIn("/dev/fd");
     run("echo something");
     run("no-such-command 2>/dev/null");
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(entriesIn("/dev/fd"), before);
 }
 
 TEST_F(ShellCommand, WithoutDescriptorsForItsOutputGivesTheEmptyText) {
@@ -288,18 +295,13 @@ TEST_F(ShellCommand, IsNotWaitedForWhereTheSystemCollectsIt) {
 }
 
 TEST(ShellCommandThatCannotStart, CollectsNoOtherChildOfThisProcess) {
-    auto description = test::macWith({});
-    description.faults = {{"posix_spawn", 1, false, {}}};
-    const test::Mac mac(description);
-    const auto threads = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
-    };
-    const auto before = threads();
+    const test::Mac mac(failingOnce("posix_spawn"));
+    const auto threads = entriesIn("/proc/self/task");
     const pid_t child = fork();
     if (child == 0) _exit(5);
     ASSERT_GT(child, 0);
     EXPECT_EQ(RunCommand().runCommand("echo something"), "");
-    while (threads() > before) {
+    while (entriesIn("/proc/self/task") > threads) {
     }
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
@@ -309,15 +311,10 @@ TEST(ShellCommandThatCannotStart, CollectsNoOtherChildOfThisProcess) {
 #endif
 
 TEST(ShellCommandThatCannotStart, GivesTheEmptyTextAndLeavesNoDescriptorOpen) {
-    auto description = test::macWith({});
-    description.faults = {{"posix_spawn", 1, false, {}}};
-    const test::Mac mac(description);
-    const auto openDescriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
-    };
-    const auto before = openDescriptors();
+    const test::Mac mac(failingOnce("posix_spawn"));
+    const auto before = entriesIn("/dev/fd");
     EXPECT_EQ(RunCommand().runCommand("echo something"), "");
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(entriesIn("/dev/fd"), before);
     EXPECT_EQ(RunCommand().runCommand("echo something"), "something\n");
 }
 
