@@ -30,7 +30,7 @@ constexpr std::uint32_t nothingRead = 65535;
 constexpr std::uint32_t confirmationCode = 0xF1;
 
 constexpr auto amdPath = "IOService:/AppleACPIPlatformExpert/PCI0@0/AMDGraphics55@2";
-constexpr auto lowerCaseAMDPath = "IOService:/AppleACPIPlatformExpert/PCI0@0/amdradeon@2";
+constexpr auto lowerCaseAMDPath = "IOService:/AppleACPIPlatformExpert/PCI0@0/amdgraphics@2";
 
 ScreenDescription monitor(std::uint16_t value = 0x4000) {
     return test::answeringMonitor("VORN K2790Z", value);
