@@ -97,8 +97,8 @@ bench:
 	@for decoder in edid-decode read-edid libparse-edid-perl; do \
 	    scripts/install-packages $$decoder || echo "$$decoder can not be had."; done
 	@cmake --preset bench $(if $(VERBOSE),,> /dev/null)
-	@cmake --build --preset bench $(if $(VERBOSE),,-- --quiet) \
-	    --target benchmarks run_benchmarks plugin_alone displaycheck
+	@cmake --build --preset bench --target benchmarks run_benchmarks plugin_alone displaycheck \
+	    $(if $(VERBOSE),,-- --quiet)
 	@build/bench/bin/benchmarks
 	@echo
 	@build/bench/bin/run_benchmarks
