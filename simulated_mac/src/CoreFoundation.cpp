@@ -68,6 +68,10 @@ String piece(CFStringRef string, CFRange range) {
 /// UTF-8 of UTF-16 up to the first half of a character that stands alone, which `lossByte` takes
 /// the place of unless it is 0; and the number of units.
 std::pair<std::string, CFIndex> toUTF8(const String& string, UInt8 lossByte) {
+    const bool hasHalves = std::any_of(string.begin(), string.end(), [](char16_t unit) {
+        return unit >= 0xD800 && unit <= 0xDFFF;
+    });
+    if (!hasHalves) return {utf8Of(string), static_cast<CFIndex>(string.size())};
     // ICU reads the half that stands alone as the character of its number.
     const icu::UnicodeString characters = icuString(string);
     std::string text;
