@@ -149,7 +149,7 @@ std::string textBlock(const std::string& place, const EDIDInfo& info) {
 }
 
 bool beginsAsEDID(std::string_view hexText) {
-    return lowercaseText(std::string(hexText.substr(0, 2 * header.size()))) == "00ffffffffffff00";
+    return uppercaseText(std::string(hexText.substr(0, 2 * header.size()))) == upperHex(header);
 }
 
 int show(const Source& source, bool json) {
@@ -157,8 +157,8 @@ int show(const Source& source, bool json) {
         const EDIDInfo info = edidUtils->generateEDIDInfo(source.hexText);
         if (!json && !beginsAsEDID(source.hexText)) {
             complain(source.place,
-                     "does not begin with an EDID's header, 00FFFFFFFFFFFF00: read "
-                     "as it stands");
+                     fmt::format("does not begin with an EDID's header, {}: read as it stands",
+                                 upperHex(header)));
         }
         fmt::print("{}", json ? jsonLine(info) : textBlock(source.place, info));
         return done;

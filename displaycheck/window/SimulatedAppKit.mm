@@ -11,8 +11,8 @@
 #import "displaycheck/window/InstallerWindow.h"
 #include "simulated_mac/src/Mac.h"
 
-using simulated_mac::Mac;
 using simulated_mac::FallibleCall;
+using simulated_mac::Mac;
 using simulated_mac::PlatformCall;
 
 namespace {

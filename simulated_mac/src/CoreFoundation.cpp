@@ -51,14 +51,18 @@ String fromICU(const icu::UnicodeString& string) {
     return String(string.getBuffer(), static_cast<std::size_t>(string.length()));
 }
 
+void tellMisuse(std::string what) {
+    if (Mac* const mac = Mac::current()) mac->misuse(std::move(what));
+}
+
 /// A range of a string. One that reaches beyond it, for which a Mac raises an exception, is a
 /// misuse and has no characters.
 String piece(CFStringRef string, CFRange range) {
     const auto size = static_cast<CFIndex>(stringOf(string).size());
     if (range.location < 0 || range.length < 0 || range.location > size ||
         range.length > size - range.location) {
-        Mac::current()->misuse(fmt::format("{} characters from {} on of a string of {}",
-                                           range.length, range.location, size));
+        tellMisuse(fmt::format("{} characters from {} on of a string of {}", range.length,
+                               range.location, size));
         return {};
     }
     return stringOf(string).substr(static_cast<std::size_t>(range.location),
@@ -220,7 +224,7 @@ CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex maxLength,
     FallibleCall call(name, [&] { return quoted(string); });
     if (call.fails()) return call.pointer<CFMutableStringRef>(nullptr);
     if (maxLength != 0 && maxLength < CFStringGetLength(string)) {
-        Mac::current()->misuse("a string was copied to one of a smaller maximum length");
+        tellMisuse("a string was copied to one of a smaller maximum length");
     }
     return call.pointer(const_cast<CFMutableStringRef>(handOutString(stringOf(string), name)));
 }

@@ -605,8 +605,7 @@ const std::vector<Mistake> mistakes = {
      "digits}"},
     {"screens: []\nfaults: [{call: IOServiceMatchin}]\n",
      "2:17: found the text \"IOServiceMatchin\", expected a call of the platform that can fail "
-     "(did "
-     "you mean IOServiceMatching?)"},
+     "(did you mean IOServiceMatching?)"},
     {"screens: []\nfaults: [{call: NSLog}]\n",
      "2:17: found the text \"NSLog\", expected a call of the platform that can fail"},
     // Numbers.

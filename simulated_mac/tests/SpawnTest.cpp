@@ -84,6 +84,7 @@ TEST(Spawn, DescriptorsReachAProcessUnlessToldOtherwise) {
     std::array<char, 8> printed{};
     EXPECT_EQ(read(ends[0], printed.data(), printed.size()), 5);
     EXPECT_STREQ(printed.data(), "open\n");
+    close(ends[0]);
 }
 
 TEST(Spawn, AStartThatFailsAnswersItsError) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <regex>
 
 #include "DDCCI/DDCCtl.h"
 #include "Platform/IOAVService.h"
@@ -74,8 +75,9 @@ class ReadOverFramebuffer : public ::testing::Test {
     std::vector<std::string> delays() const {
         std::vector<std::string> all;
         for (const auto& call : mac->trace.calls()) {
-            const std::size_t start = call.arguments.find(", delay ") + 8;
-            all.push_back(call.arguments.substr(start, call.arguments.find(',', start) - start));
+            std::smatch found;
+            EXPECT_TRUE(std::regex_search(call.arguments, found, std::regex(", delay ([0-9]+)")));
+            all.push_back(found[1]);
         }
         return all;
     }
@@ -395,7 +397,7 @@ TEST_F(ReadOverAVService, GivesTheValueAlone) {
     EXPECT_EQ(controller->Get(&display, confirmationCode), 0x4321u);
 }
 
-TEST_F(ReadOverAVService, OfADisplayThatIsBeingReadLooksAgainEveryHundredthOfASecond) {
+TEST_F(ReadOverAVService, LooksEveryHundredthOfASecondWhetherAnotherReadIsOver) {
     switchOnAppleMac(monitor(0x4321));
     const auto readFrom = [this](Time start, Time& end) {
         mac->scheduler.startThread("reader", [this, start, &end] {
