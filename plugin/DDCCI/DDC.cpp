@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <chrono>
 #include <cstdio>
 #include <mutex>
@@ -213,15 +214,15 @@ bool DDCReadWithLog(CGDirectDisplayID display, DDCReadRecord* record, std::uint3
         request.sendAddress = VCP::writeAddress;
         request.sendBuffer = reinterpret_cast<vm_address_t>(sendBytes.data());
         request.sendBytes = sendBytes.size();
-        request.minReplyDelay = minReplyDelay;
+        request.minReplyDelay =
+            std::bit_cast<decltype(request.minReplyDelay)>(std::uint64_t{minReplyDelay});
         request.replyTransactionType = SupportedTransactionTypeWithLog(log);
         request.replyAddress = VCP::readAddress;
         request.replySubAddress = VCP::hostAddress;
         request.replyBuffer = reinterpret_cast<vm_address_t>(reply.data());
         request.replyBytes = static_cast<std::uint32_t>(reply.size());
         if (log) {
-            std::printf("minReplyDelay = %llu\n",
-                        static_cast<unsigned long long>(request.minReplyDelay));
+            std::printf("minReplyDelay = %llu\n", static_cast<unsigned long long>(minReplyDelay));
         }
 
         const bool sent = DisplayRequest(display, &request);

@@ -2,10 +2,14 @@
 
 #include <CoreGraphics/CoreGraphics.h>
 #include <IOKit/IOKitLib.h>
-#include <IOKit/i2c/IOI2CInterface.h>
 #include <dispatch/dispatch.h>
 
 #include <cstdint>
+
+// The header doesn't say that its functions are C's.
+extern "C" {
+#include <IOKit/i2c/IOI2CInterface.h>
+}
 
 #include "Platform/Exported.h"
 

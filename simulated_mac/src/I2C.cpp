@@ -1,7 +1,12 @@
-#include <IOKit/i2c/IOI2CInterface.h>
+#include <IOKit/IOKitLib.h>
 #include <fmt/format.h>
 
+extern "C" {
+#include <IOKit/i2c/IOI2CInterface.h>
+}
+
 #include <algorithm>
+#include <bit>
 #include <span>
 
 #include "FramebufferBuses.h"
@@ -27,6 +32,10 @@ std::string hex(std::span<const std::uint8_t> bytes) {
     return text;
 }
 
+std::uint64_t minReplyDelay(const IOI2CRequest& request) {
+    return std::bit_cast<std::uint64_t>(request.minReplyDelay);
+}
+
 std::span<const std::uint8_t> sentBytes(const IOI2CRequest& request) {
     return {reinterpret_cast<const std::uint8_t*>(request.sendBuffer), request.sendBytes};
 }
@@ -40,7 +49,7 @@ IOReturn transact(Monitor& monitor, IOI2CRequest& request) {
     monitor.receive(sentBytes(request), Mac::current()->scheduler.now());
     if (request.replyTransactionType == kIOI2CNoTransactionType) return kIOReturnSuccess;
     if (request.replyAddress >> 1 != Monitor::address) return kIOReturnNoDevice;
-    const auto reply = monitor.reply(request.minReplyDelay);
+    const auto reply = monitor.reply(minReplyDelay(request));
     if (!reply) return kIOReturnError;
     const std::size_t size = std::min<std::size_t>(reply->size(), request.replyBytes);
     std::copy_n(reply->begin(), size, reinterpret_cast<std::uint8_t*>(request.replyBuffer));
@@ -106,7 +115,7 @@ IOReturn IOI2CSendRequest(IOI2CConnectRef connection, IOOptionBits, IOI2CRequest
             "sub-address {:#x}, reply type {}, delay {}, flags {:#x}",
             connection->bus.display->displayID, connection->bus.index, request->sendAddress,
             request->sendTransactionType, hex(sentBytes(*request)), request->replyAddress,
-            request->replySubAddress, request->replyTransactionType, +request->minReplyDelay,
+            request->replySubAddress, request->replyTransactionType, minReplyDelay(*request),
             request->commFlags);
     });
     if (call.fails()) return call.error();

@@ -1,9 +1,12 @@
 #include <CoreGraphics/CoreGraphics.h>
 #include <IOKit/IOKitLib.h>
 #include <IOKit/graphics/IOGraphicsLib.h>
-#include <IOKit/i2c/IOI2CInterface.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+extern "C" {
+#include <IOKit/i2c/IOI2CInterface.h>
+}
 
 #include <array>
 #include <chrono>
@@ -260,10 +263,10 @@ TEST(I2C, AMonitorThatNeedsTimeIsGivenTheRequestsOwn) {
     screen.monitor.needsReplyDelay = 51;
     DisplayOfAMac display(screen);
     Get get;
-    get.request.minReplyDelay = 50;
+    get.request.minReplyDelay = {50, 0};
     display.send(get);
     EXPECT_NE(get.request.result, kIOReturnSuccess);
-    get.request.minReplyDelay = 51;
+    get.request.minReplyDelay = {51, 0};
     display.send(get);
     EXPECT_EQ(get.request.result, kIOReturnSuccess);
 }
@@ -353,7 +356,7 @@ TEST(I2C, ATraceShowsARequestWithItsBytesAndItsResult) {
     DisplayOfAMac display(oneBus());
     display.mac.trace.keepOnly({"IOI2CSendRequest"});
     Get get;
-    get.request.minReplyDelay = 50;
+    get.request.minReplyDelay = {50, 0};
     display.send(get);
     const auto calls = display.mac.trace.calls();
     ASSERT_THAT(calls, SizeIs(1));

@@ -2,13 +2,17 @@
 #include <CoreGraphics/CoreGraphics.h>
 #include <IOKit/IOKitLib.h>
 #include <IOKit/graphics/IOGraphicsLib.h>
-#include <IOKit/i2c/IOI2CInterface.h>
 #include <crt_externs.h>
 #include <dispatch/dispatch.h>
 #include <gtest/gtest.h>
 #include <mach/mach.h>
 #include <mach/mach_error.h>
 #include <spawn.h>
+
+// The header doesn't say that its functions are C's.
+extern "C" {
+#include <IOKit/i2c/IOI2CInterface.h>
+}
 
 #include <cstddef>
 #include <cstdint>
@@ -28,7 +32,17 @@ namespace platform_headers_test {
 template <class T, class Documented>
 constexpr bool is = std::is_same_v<T, Documented>;
 
-#define FUNCTION(name, ...) static_assert(is<decltype(name), __VA_ARGS__>)
+/// A function's type without the promise not to throw, which some compilers count as part of it.
+template <class Function>
+struct WithoutNoexcept {
+    using Type = Function;
+};
+template <class Result, class... Arguments>
+struct WithoutNoexcept<Result(Arguments...) noexcept> {
+    using Type = Result(Arguments...);
+};
+
+#define FUNCTION(name, ...) static_assert(is<WithoutNoexcept<decltype(name)>::Type, __VA_ARGS__>)
 #define FIELD(structure, name, type, offset) \
     static_assert(is<decltype(structure::name), type> && offsetof(structure, name) == (offset))
 
@@ -56,6 +70,7 @@ static_assert(is<UniChar, unsigned short> && is<Boolean, unsigned char>);
 static_assert(is<CFIndex, long> && is<CFTypeID, unsigned long> &&
               is<CFOptionFlags, unsigned long> && is<CFHashCode, unsigned long>);
 static_assert(is<CFStringEncoding, unsigned int> && is<CFStringCompareFlags, CFOptionFlags>);
+static_assert(sizeof(AbsoluteTime) == 8);
 FIELD(CFRange, location, CFIndex, 0);
 FIELD(CFRange, length, CFIndex, 8);
 static_assert(sizeof(CFRange) == 16);
@@ -225,7 +240,7 @@ FIELD(IOI2CRequest, replyAddress, std::uint32_t, 12);
 FIELD(IOI2CRequest, sendSubAddress, std::uint8_t, 16);
 FIELD(IOI2CRequest, replySubAddress, std::uint8_t, 17);
 FIELD(IOI2CRequest, __reservedA, std::uint8_t[2], 18);
-FIELD(IOI2CRequest, minReplyDelay, std::uint64_t, 20);
+FIELD(IOI2CRequest, minReplyDelay, AbsoluteTime, 20);
 FIELD(IOI2CRequest, result, IOReturn, 28);
 FIELD(IOI2CRequest, commFlags, IOOptionBits, 32);
 FIELD(IOI2CRequest, __padA, std::uint32_t, 36);

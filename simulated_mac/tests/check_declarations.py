@@ -29,6 +29,7 @@ def normalised(code):
 def without_comments_and_attributes(text):
     text = re.sub(r"/\*.*?\*/", " ", text, flags=re.S)
     text = re.sub(r"//[^\n]*", " ", text)
+    text = re.sub(r"\bDISPATCH_NOTHROW(?=\s*;)", " ", text)
     return re.sub(r"__attribute__\s*\(\(.*?\)\)(?=\s*;)", " ", text, flags=re.S)
 
 

@@ -14,6 +14,12 @@ typedef uint32_t UInt32;
 typedef uint16_t UniChar;
 typedef unsigned char Boolean;
 
+typedef struct UnsignedWide {
+    UInt32 lo;
+    UInt32 hi;
+} UnsignedWide;
+typedef UnsignedWide AbsoluteTime;
+
 typedef const void* CFTypeRef;
 typedef long CFIndex;
 typedef unsigned long CFTypeID;

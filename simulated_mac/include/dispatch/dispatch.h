@@ -5,6 +5,8 @@
 
 #include <stdint.h>
 
+#define DISPATCH_NOTHROW __attribute__((__nothrow__))
+
 extern "C" {
 
 // Every kind of dispatch object derives from one, as in the C++ side of the platform's header.
@@ -24,15 +26,20 @@ typedef void (*dispatch_function_t)(void*);
 
 #define DISPATCH_TIME_FOREVER (~0ull)
 
-dispatch_queue_t dispatch_queue_create(const char* label, dispatch_queue_attr_t attr);
-dispatch_queue_t dispatch_get_main_queue(void);
-void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work);
-void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t work);
-void dispatch_once_f(dispatch_once_t* predicate, void* context, dispatch_function_t function);
+dispatch_queue_t dispatch_queue_create(const char* label,
+                                       dispatch_queue_attr_t attr) DISPATCH_NOTHROW;
+dispatch_queue_t dispatch_get_main_queue(void) DISPATCH_NOTHROW;
+void dispatch_async_f(dispatch_queue_t queue, void* context,
+                      dispatch_function_t work) DISPATCH_NOTHROW;
+void dispatch_sync_f(dispatch_queue_t queue, void* context,
+                     dispatch_function_t work) DISPATCH_NOTHROW;
+void dispatch_once_f(dispatch_once_t* predicate, void* context,
+                     dispatch_function_t function) DISPATCH_NOTHROW;
 
-dispatch_semaphore_t dispatch_semaphore_create(intptr_t value);
-intptr_t dispatch_semaphore_wait(dispatch_semaphore_t dsema, dispatch_time_t timeout);
-intptr_t dispatch_semaphore_signal(dispatch_semaphore_t dsema);
+dispatch_semaphore_t dispatch_semaphore_create(intptr_t value) DISPATCH_NOTHROW;
+intptr_t dispatch_semaphore_wait(dispatch_semaphore_t dsema,
+                                 dispatch_time_t timeout) DISPATCH_NOTHROW;
+intptr_t dispatch_semaphore_signal(dispatch_semaphore_t dsema) DISPATCH_NOTHROW;
 
-void dispatch_release(dispatch_object_t object);
+void dispatch_release(dispatch_object_t object) DISPATCH_NOTHROW;
 }

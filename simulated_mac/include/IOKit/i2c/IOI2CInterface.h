@@ -1,12 +1,9 @@
 #pragma once
 
-// I2C buses of framebuffers: the platform's documented declarations.
+// I2C buses of framebuffers: the platform's documented declarations. As the platform's header, this
+// one leaves it to C++ to say that its functions are C's.
 
 #include <IOKit/IOKitLib.h>
-
-#ifdef __cplusplus
-extern "C" {
-#endif
 
 enum {
     kIOI2CNoTransactionType = 0,
@@ -29,7 +26,7 @@ struct IOI2CRequest {
     uint8_t sendSubAddress;
     uint8_t replySubAddress;
     uint8_t __reservedA[2];
-    uint64_t minReplyDelay;
+    AbsoluteTime minReplyDelay;
     IOReturn result;
     IOOptionBits commFlags;
     uint32_t __padA;
@@ -47,11 +44,6 @@ struct IOI2CRequest {
 IOReturn IOFBGetI2CInterfaceCount(io_service_t framebuffer, IOItemCount* count);
 IOReturn IOFBCopyI2CInterfaceForBus(io_service_t framebuffer, IOOptionBits bus,
                                     io_service_t* interface);
-IOReturn IOI2CInterfaceOpen(io_service_t interface, IOOptionBits options,
-                            IOI2CConnectRef* connect);
+IOReturn IOI2CInterfaceOpen(io_service_t interface, IOOptionBits options, IOI2CConnectRef* connect);
 IOReturn IOI2CInterfaceClose(IOI2CConnectRef connect, IOOptionBits options);
 IOReturn IOI2CSendRequest(IOI2CConnectRef connect, IOOptionBits options, IOI2CRequest* request);
-
-#ifdef __cplusplus
-}
-#endif
