@@ -54,9 +54,10 @@ struct Terminal {
     std::size_t columns = terminalColumns(STDOUT_FILENO);
 };
 
-simulated_mac::Mac::Options macOptions(const RunOptions& options) {
+simulated_mac::Mac::Options macOptions(const RunOptions& options, const ChildEnd& end) {
     simulated_mac::Mac::Options macOptions;
     macOptions.scheduler.realtime = options.realtime;
+    macOptions.onCrash = [&end](const std::string& why) { end.fail("crashed: " + why); };
     return macOptions;
 }
 
@@ -82,8 +83,8 @@ Report runOnMac(const MacFile& file, const RunOptions& options, const Terminal& 
 
 /// Text for standard output, and the exit status.
 std::pair<std::string, ExitStatus> reportOn(const MacFile& file, const RunOptions& options,
-                                            const Terminal& terminal) {
-    simulated_mac::Mac mac(file.description, macOptions(options));
+                                            const Terminal& terminal, const ChildEnd& end) {
+    simulated_mac::Mac mac(file.description, macOptions(options, end));
     const Report report = runOnMac(file, options, terminal, mac);
     const auto problems = problemsOf(report);
     for (const std::string& problem : problems) {
@@ -99,7 +100,7 @@ std::pair<std::string, ExitStatus> reportOn(const MacFile& file, const RunOption
 /// The body of a run's child process. It ends at once, after the Mac is put away.
 void runFile(const MacFile& file, const RunOptions& options, const Terminal& terminal,
              const ChildEnd& end) {
-    const auto [text, status] = reportOn(file, options, terminal);
+    const auto [text, status] = reportOn(file, options, terminal, end);
     end.finish(text, status);
 }
 

@@ -104,9 +104,11 @@ void MyInstallerPane::listeningUSBDevice() {
     gNotifyPort = port;
     io_iterator_t added = IO_OBJECT_NULL;
     if (port != nullptr) {
-        // The main run loop is the one that runs: no part of the pane runs this queue's.
-        CFRunLoopAddSource(CFRunLoopGetMain(), IONotificationPortGetRunLoopSource(port),
-                           kCFRunLoopDefaultMode);
+        // The main run loop is the one that runs: no part of the pane runs this queue's. Without a
+        // source nothing is delivered; what is attached already is examined all the same.
+        if (const CFRunLoopSourceRef source = IONotificationPortGetRunLoopSource(port)) {
+            CFRunLoopAddSource(CFRunLoopGetMain(), source, kCFRunLoopDefaultMode);
+        }
         IOServiceAddMatchingNotification(port, kIOPublishNotification, matching, staticDeviceAdded,
                                          this, &added);
     } else {

@@ -670,6 +670,16 @@ TEST(MyInstallerPaneDevices, ANotificationThatCannotBeArmedLeavesTheRunToEnd) {
     EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
 }
 
+TEST(MyInstallerPaneDevices, WithoutARunLoopSourceWhatIsThereIsExaminedAndNothingMoreIsTold) {
+    auto description = macWithUSB({camera()});
+    description.faults = {fault("IONotificationPortGetRunLoopSource")};
+    description.events = {attached(10, cameraAt(0x1))};
+    PaneOnMac onMac(description);
+    EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
+    EXPECT_THAT(infoDic.get(), SizeIs(1));
+    EXPECT_THAT(timesOfContinue(onMac.mac), ElementsAre(Time(2s)));
+}
+
 TEST(MyInstallerPaneDevices, ANotificationPortThatCannotBeMadeLeavesTheRunToEnd) {
     auto description = macWithUSB({});
     description.faults = {fault("IONotificationPortCreate")};

@@ -123,8 +123,10 @@ std::vector<std::string> problemsOf(const Mac& mac, Scheduler::Outcome outcome) 
     return problems;
 }
 
-json runHere(const MacDescription& description) {
-    Mac mac(description);
+json runHere(const MacDescription& description, const displaycheck::ChildEnd& end) {
+    Mac::Options options;
+    options.onCrash = [&end](const std::string& why) { end.fail("crashed: " + why); };
+    Mac mac(description, options);
     mac.trace.countUses();
     std::set<std::string, std::less<>> kept;
     for (const auto& [call, asked] : keptAll) kept.insert(call);
@@ -141,7 +143,7 @@ json runHere(const MacDescription& description) {
 RunResult runOn(const MacDescription& description) {
     const auto result = displaycheck::runInChild(
         [&](const displaycheck::ChildEnd& end) {
-            const std::string text = runHere(description).dump();
+            const std::string text = runHere(description, end).dump();
             end.finish(text, 0);
         },
         limit);

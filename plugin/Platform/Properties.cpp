@@ -43,10 +43,10 @@ std::optional<std::string> textEntry(CFDictionaryRef dictionary, CFStringRef key
 
 std::optional<std::int64_t> integerEntry(CFDictionaryRef dictionary, CFStringRef key) {
     const auto number = typed<CFNumberRef>(anyEntry(dictionary, key), CFNumberGetTypeID());
+    if (number == nullptr) return std::nullopt;
+    // What it returns says whether the value lost its fraction.
     std::int64_t value = 0;
-    if (number == nullptr || !CFNumberGetValue(number, kCFNumberSInt64Type, &value)) {
-        return std::nullopt;
-    }
+    CFNumberGetValue(number, kCFNumberSInt64Type, &value);
     return value;
 }
 

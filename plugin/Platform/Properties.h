@@ -23,7 +23,7 @@ CFStringRef stringEntry(CFDictionaryRef dictionary, CFStringRef key);
 CFDictionaryRef dictionaryEntry(CFDictionaryRef dictionary, CFStringRef key);
 
 std::optional<std::string> textEntry(CFDictionaryRef dictionary, CFStringRef key);
-/// A number's integer value, 64 bits wide.
+/// A number's integer value, 64 bits wide; a fraction is dropped.
 std::optional<std::int64_t> integerEntry(CFDictionaryRef dictionary, CFStringRef key);
 
 /// All properties of a registry entry; empty when they can't be read.

@@ -7,6 +7,15 @@ namespace {
 
 using MutableString = CFRef<CFMutableStringRef>;
 
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view replacement = "\xEF\xBF\xBD";  // U+FFFD
+
+CFRef<CFStringRef> decodeUTF8(std::string_view bytes) {
+    return CFRef<CFStringRef>(
+        CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
+                                static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8, false));
+}
+
 template <class Mapping>
 std::string mapCase(const std::string& text, Mapping mapping) {
     const auto string = makeCFString(text);
@@ -20,19 +29,30 @@ std::string mapCase(const std::string& text, Mapping mapping) {
 }  // namespace
 
 CFRef<CFStringRef> makeCFString(std::string_view text) {
-    return CFRef<CFStringRef>(
-        CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
-                                static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+    if (!text.starts_with(byteOrderMark)) return decodeUTF8(text);
+    // The platform drops a mark in front. Here it is a character like any other: another one is put
+    // there to be dropped.
+    return decodeUTF8(std::string(byteOrderMark).append(text));
 }
 
 std::string makeText(CFStringRef string) {
-    if (string == nullptr) return {};
-    const CFRange whole{0, CFStringGetLength(string)};
-    CFIndex size = 0;
-    CFStringGetBytes(string, whole, kCFStringEncodingUTF8, '?', false, nullptr, 0, &size);
-    std::string text(static_cast<std::size_t>(size), '\0');
-    CFStringGetBytes(string, whole, kCFStringEncodingUTF8, '?', false,
-                     reinterpret_cast<UInt8*>(text.data()), size, nullptr);
+    std::string text;
+    const CFIndex length = string != nullptr ? CFStringGetLength(string) : 0;
+    for (CFIndex at = 0; at < length;) {
+        const CFRange rest{at, length - at};
+        CFIndex size = 0;
+        const CFIndex converted =
+            CFStringGetBytes(string, rest, kCFStringEncodingUTF8, 0, false, nullptr, 0, &size);
+        const std::size_t before = text.size();
+        text.resize(before + static_cast<std::size_t>(size));
+        CFStringGetBytes(string, rest, kCFStringEncodingUTF8, 0, false,
+                         reinterpret_cast<UInt8*>(text.data() + before), size, nullptr);
+        at += converted;
+        if (at == length) break;
+        // The conversion stops at half a surrogate pair, which UTF-8 has no bytes for.
+        text += replacement;
+        ++at;
+    }
     return text;
 }
 

@@ -46,6 +46,7 @@ std::optional<Port> portOf(std::uint64_t entryID) {
     return Port{nullptr, &mac.description.strayProxies[index]};
 }
 
+/// The port behind a service; nothing for an object of another kind.
 std::optional<Port> portOf(IOAVServiceRef service) {
     if (service == nullptr) return std::nullopt;
     const auto* const opaque = std::get_if<CFObject::Opaque>(&objectOf(service)->value);
@@ -87,6 +88,7 @@ IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t proxy) 
 IOReturn IOAVServiceCopyEDID(IOAVServiceRef service, CFDataRef* edid) {
     constexpr auto name = "IOAVServiceCopyEDID";
     FallibleCall call(name, [&] { return describe(service); });
+    requireNotNull(service, name, "service");
     if (call.fails()) return call.error();
     const auto port = portOf(service);
     if (!port) return call.ioResult(badArgument);
@@ -101,11 +103,13 @@ IOReturn IOAVServiceCopyEDID(IOAVServiceRef service, CFDataRef* edid) {
 
 IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint32_t dataAddress,
                              void* inputBuffer, uint32_t inputBufferSize) {
+    constexpr auto name = "IOAVServiceWriteI2C";
     const std::span sent(static_cast<const std::uint8_t*>(inputBuffer), inputBufferSize);
-    FallibleCall call("IOAVServiceWriteI2C", [&] {
+    FallibleCall call(name, [&] {
         return fmt::format("{}, chip {:#x}, address {:#x}, bytes {:02X}", describe(service),
                            chipAddress, dataAddress, fmt::join(sent, " "));
     });
+    requireNotNull(service, name, "service");
     if (call.fails()) return call.error();
     const auto port = portOf(service);
     if (!port || dataAddress > 0xFF) return call.ioResult(badArgument);
@@ -119,10 +123,12 @@ IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint3
 
 IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32_t offset,
                             void* outputBuffer, uint32_t outputBufferSize) {
-    FallibleCall call("IOAVServiceReadI2C", [&] {
+    constexpr auto name = "IOAVServiceReadI2C";
+    FallibleCall call(name, [&] {
         return fmt::format("{}, chip {:#x}, offset {:#x}, size {}", describe(service), chipAddress,
                            offset, outputBufferSize);
     });
+    requireNotNull(service, name, "service");
     if (call.fails()) return call.error();
     const auto port = portOf(service);
     if (!port) return call.ioResult(badArgument);

@@ -46,6 +46,7 @@ struct Describer {
     std::string operator()(std::int64_t value) const {
         return value < 0 ? fmt::format("\"{}\"", value) : std::to_string(value);
     }
+    std::string operator()(double value) const { return fmt::format("\"{}\"", value); }
     std::string operator()(const CFObject::String& value) const { return quotedWhereNeeded(value); }
     std::string operator()(const Bytes& value) const {
         return fmt::format("{{length = {}, bytes = 0x{:02x}}}", value.size(), fmt::join(value, ""));

@@ -1,5 +1,6 @@
 #include "CFObjects.h"
 
+#include <fmt/format.h>
 #include <unicode/unistr.h>
 
 #include <mutex>
@@ -32,7 +33,7 @@ HeldObjects& heldObjects() {
 Reference kindOf(const CFObject& object) {
     if (std::holds_alternative<CFObject::String>(object.value)) return Reference::string;
     if (std::holds_alternative<Bytes>(object.value)) return Reference::data;
-    if (std::holds_alternative<std::int64_t>(object.value)) return Reference::number;
+    if (isNumber(object)) return Reference::number;
     if (std::holds_alternative<CFObject::Dictionary>(object.value)) return Reference::dictionary;
     const auto* const opaque = std::get_if<CFObject::Opaque>(&object.value);
     return opaque != nullptr && opaque->type == "IOAVService" ? Reference::avService
@@ -70,6 +71,7 @@ CFPointer makeCF(const PropertyValue& property) {
     const auto& value = property.value;
     if (const auto* const boolean = std::get_if<bool>(&value)) return makeCF(*boolean);
     if (const auto* const number = std::get_if<std::int64_t>(&value)) return makeCF(*number);
+    if (const auto* const real = std::get_if<double>(&value)) return makeCF(*real);
     if (const auto* const text = std::get_if<std::string>(&value)) return makeCFText(*text);
     if (const auto* const bytes = std::get_if<Bytes>(&value)) return makeCF(*bytes);
     if (const auto* const list = std::get_if<PropertyList>(&value)) return makeCF(makeArray(*list));
@@ -77,6 +79,11 @@ CFPointer makeCF(const PropertyValue& property) {
         return makeCF(makeDictionary(*map));
     }
     return nullptr;
+}
+
+bool isNumber(const CFObject& object) {
+    return std::holds_alternative<std::int64_t>(object.value) ||
+           std::holds_alternative<double>(object.value);
 }
 
 CFTypeRef handOut(const CFPointer& object, const char* call) {
@@ -92,7 +99,7 @@ CFTypeRef handOut(const CFPointer& object, const char* call) {
     return object.get();
 }
 
-void takeBack(CFTypeRef reference) {
+void takeBack(CFTypeRef reference, const char* taker) {
     Mac* const mac = Mac::current();
     auto& objects = heldObjects();
     CFPointer object;  // dies after the lock
@@ -107,16 +114,20 @@ void takeBack(CFTypeRef reference) {
             if (found->second.calls.empty()) objects.held.erase(found);
         }
     }
-    if (mac == nullptr) return;
-    if (call != nullptr) {
-        mac->ledger.givenBack(kindOf(*object), call);
-    } else {
-        mac->misuse("a Core Foundation object was released that the plug-in doesn't hold");
-    }
+    if (call == nullptr) crash(taker, "releases an object that the plug-in does not hold");
+    if (mac != nullptr) mac->ledger.givenBack(kindOf(*object), call);
 }
 
 const CFObject* objectOf(CFTypeRef reference) {
     return static_cast<const CFObject*>(reference);
+}
+
+void crashOfType(const Parameter& parameter) {
+    crash(parameter.call, fmt::format("{} is of another type", parameter.name));
+}
+
+std::string keyText(CFTypeRef key, const char* call) {
+    return utf8Of(valueOf<CFObject::String>(key, {call, "key"}));
 }
 
 CFPointer sharedObject(CFTypeRef reference) {

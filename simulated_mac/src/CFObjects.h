@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "Crash.h"
 #include "MacDescription.h"
 
 namespace simulated_mac {
@@ -30,7 +31,8 @@ class CFObject : public std::enable_shared_from_this<CFObject> {
         std::string type;
         std::uint64_t id = 0;
     };
-    using Value = std::variant<bool, std::int64_t, String, Bytes, Array, Dictionary, Opaque>;
+    using Value =
+        std::variant<bool, std::int64_t, double, String, Bytes, Array, Dictionary, Opaque>;
 
     explicit CFObject(Value initial) : value(std::move(initial)) {}
 
@@ -42,13 +44,43 @@ CFPointer makeCFText(std::string_view utf8);
 /// nullptr for a missing value.
 CFPointer makeCF(const PropertyValue& value);
 
+/// Whole or not: Core Foundation has one type for both.
+bool isNumber(const CFObject& object);
+
 /// Hands an object out to the plug-in, with one reference that it owns.
 CFTypeRef handOut(const CFPointer& object, const char* call);
-/// Takes back one reference; for functions that consume one.
-void takeBack(CFTypeRef object);
+/// Takes back one reference, for a function that consumes one. One that the plug-in does not hold
+/// ends the process.
+void takeBack(CFTypeRef object, const char* call);
 
 /// The object behind a reference that the plug-in gives in; nullptr for NULL.
 const CFObject* objectOf(CFTypeRef reference);
+
+/// A function's parameter as its messages name it.
+struct Parameter {
+    const char* call;
+    const char* name;
+};
+
+[[noreturn]] void crashOfType(const Parameter& parameter);
+
+/// The value of an argument that has to be an object of the type T: any other and NULL end the
+/// process.
+template <class T>
+const T& valueOf(CFTypeRef argument, const Parameter& parameter) {
+    requireNotNull(argument, parameter.call, parameter.name);
+    const T* const value = std::get_if<T>(&objectOf(argument)->value);
+    if (value == nullptr) crashOfType(parameter);
+    return *value;
+}
+/// The same of a mutable object.
+template <class T>
+T& mutableValueOf(CFTypeRef argument, const Parameter& parameter) {
+    return const_cast<T&>(valueOf<T>(argument, parameter));
+}
+
+/// The text of a key that must not be NULL.
+std::string keyText(CFTypeRef key, const char* call);
 CFPointer sharedObject(CFTypeRef reference);
 
 std::string utf8Of(const CFObject::String& string);

@@ -1,24 +1,25 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <fmt/format.h>
-#include <unicode/locid.h>
-#include <unicode/uchar.h>
 #include <unicode/unistr.h>
-#include <unicode/ustring.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <mutex>
+#include <span>
 #include <unordered_map>
 
 #include "CFObjects.h"
+#include "Crash.h"
 #include "Mac.h"
 #include "RunLoop.h"
 #include "Trace.h"
+#include "UnicodeText.h"
 
-// Core Foundation's functions, over the objects of CFObjects.h. Text is the platform's: UTF-16,
-// with Unicode's own case mapping.
+// Core Foundation's functions, over the objects of CFObjects.h. As the platform's, they do not
+// survive NULL, an object of another type or a range beyond what they were given.
 
 using namespace simulated_mac;
 
@@ -26,71 +27,37 @@ namespace {
 
 using String = CFObject::String;
 
-constexpr char16_t byteOrderMark = u'\uFEFF';
-
 /// Type IDs: 1 and up in the order of CFObject::Value.
 template <class T>
 CFTypeID typeIDOf() {
     return CFObject::Value(T{}).index() + 1;
 }
 
-const String& stringOf(CFStringRef string) {
-    return std::get<String>(objectOf(string)->value);
+const String& stringOf(CFStringRef string, const Parameter& parameter) {
+    return valueOf<String>(string, parameter);
 }
 
-/// A mutable string that a function changes in place.
-String& mutableStringOf(CFMutableStringRef string) {
-    return std::get<String>(const_cast<CFObject*>(objectOf(string))->value);
+/// Towards zero; what no 64 bits hold gives the nearest that they do.
+std::int64_t truncated(double value) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    if (value != value) return 0;
+    if (value >= static_cast<double>(Limits::max())) return Limits::max();
+    if (value <= static_cast<double>(Limits::min())) return Limits::min();
+    return static_cast<std::int64_t>(value);
 }
 
-icu::UnicodeString icuString(const String& string) {
-    return icu::UnicodeString(string.data(), static_cast<int32_t>(string.size()));
-}
-
-String fromICU(const icu::UnicodeString& string) {
-    return String(string.getBuffer(), static_cast<std::size_t>(string.length()));
-}
-
-void tellMisuse(std::string what) {
-    if (Mac* const mac = Mac::current()) mac->misuse(std::move(what));
-}
-
-/// A range of a string. One that reaches beyond it, for which a Mac raises an exception, is a
-/// misuse and has no characters.
-String piece(CFStringRef string, CFRange range) {
-    const auto size = static_cast<CFIndex>(stringOf(string).size());
+/// A range of a string or of data.
+template <class Units>
+std::span<const typename Units::value_type> piece(const Units& units, CFRange range,
+                                                  const char* call) {
+    const auto size = static_cast<CFIndex>(units.size());
     if (range.location < 0 || range.length < 0 || range.location > size ||
         range.length > size - range.location) {
-        tellMisuse(fmt::format("{} characters from {} on of a string of {}", range.length,
-                               range.location, size));
-        return {};
+        crash(call, fmt::format("the range of {} from {} on reaches beyond the {} that there are",
+                                range.length, range.location, size));
     }
-    return stringOf(string).substr(static_cast<std::size_t>(range.location),
-                                   static_cast<std::size_t>(range.length));
-}
-
-/// UTF-8 of UTF-16 up to the first half of a character that stands alone, which `lossByte` takes
-/// the place of unless it is 0; and the number of units.
-std::pair<std::string, CFIndex> toUTF8(const String& string, UInt8 lossByte) {
-    const bool hasHalves = std::any_of(string.begin(), string.end(), [](char16_t unit) {
-        return unit >= 0xD800 && unit <= 0xDFFF;
-    });
-    if (!hasHalves) return {utf8Of(string), static_cast<CFIndex>(string.size())};
-    // ICU reads the half that stands alone as the character of its number.
-    const icu::UnicodeString characters = icuString(string);
-    std::string text;
-    const int32_t size = characters.length();
-    for (int32_t at = 0; at < size; at = characters.moveIndex32(at, 1)) {
-        const UChar32 character = characters.char32At(at);
-        if (character < 0xD800 || character > 0xDFFF) {
-            icu::UnicodeString(character).toUTF8String(text);
-        } else if (lossByte != 0) {
-            text += static_cast<char>(lossByte);
-        } else {
-            return {text, at};
-        }
-    }
-    return {text, size};
+    return std::span(units).subspan(static_cast<std::size_t>(range.location),
+                                    static_cast<std::size_t>(range.length));
 }
 
 std::string quoted(CFTypeRef string) {
@@ -106,7 +73,7 @@ const CFPointer& defaultMode() {
     return mode;
 }
 
-/// Blocks that CFAllocatorAllocate handed out; only to tell a stranger's apart.
+/// Blocks that CFAllocatorAllocate handed out, and by which call.
 struct Blocks {
     std::mutex mutex;
     std::unordered_map<void*, const char*> calls;
@@ -135,32 +102,38 @@ void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags) {
 }
 
 void CFAllocatorDeallocate(CFAllocatorRef, void* block) {
-    const PlatformCall call("CFAllocatorDeallocate");
+    constexpr auto name = "CFAllocatorDeallocate";
+    const PlatformCall call(name);
     {
         const std::lock_guard lock(blocks().mutex);
         const auto known = blocks().calls.find(block);
-        if (known != blocks().calls.end()) {
-            if (Mac* const mac = Mac::current()) {
-                mac->ledger.givenBack(Reference::allocation, known->second);
-            }
-            blocks().calls.erase(known);
+        if (known == blocks().calls.end()) crash(name, "ptr is no memory of CFAllocatorAllocate");
+        if (Mac* const mac = Mac::current()) {
+            mac->ledger.givenBack(Reference::allocation, known->second);
         }
+        blocks().calls.erase(known);
     }
     std::free(block);
 }
 
 CFTypeRef CFRetain(CFTypeRef object) {
-    const PlatformCall call("CFRetain");
-    return handOut(sharedObject(object), "CFRetain");
+    constexpr auto name = "CFRetain";
+    const PlatformCall call(name);
+    requireNotNull(object, name, "cf");
+    return handOut(sharedObject(object), name);
 }
 
 void CFRelease(CFTypeRef object) {
-    const PlatformCall call("CFRelease");
-    takeBack(object);
+    constexpr auto name = "CFRelease";
+    const PlatformCall call(name);
+    requireNotNull(object, name, "cf");
+    takeBack(object, name);
 }
 
 CFTypeID CFGetTypeID(CFTypeRef object) {
-    return objectOf(object)->value.index() + 1;
+    requireNotNull(object, "CFGetTypeID", "cf");
+    const CFObject& given = *objectOf(object);
+    return isNumber(given) ? CFNumberGetTypeID() : given.value.index() + 1;
 }
 
 CFTypeID CFStringGetTypeID() {
@@ -186,26 +159,19 @@ CFStringRef __CFStringMakeConstantString(const char* text) {
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex count,
-                                    CFStringEncoding encoding, Boolean isExternalRepresentation) {
+                                    CFStringEncoding encoding, Boolean) {
     constexpr auto name = "CFStringCreateWithBytes";
-    FallibleCall call(name, [&] {
-        return fmt::format(
-            "bytes \"{}\", encoding {:#x}",
-            std::string_view(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count)),
-            encoding);
-    });
+    if (count != 0) requireNotNull(bytes, name, "bytes");
+    if (count < 0) crash(name, "numBytes is negative");
+    const std::string_view text(reinterpret_cast<const char*>(bytes),
+                                static_cast<std::size_t>(count));
+    FallibleCall call(name,
+                      [&] { return fmt::format("bytes \"{}\", encoding {:#x}", text, encoding); });
     if (call.fails() || encoding != kCFStringEncodingUTF8)
         return call.pointer<CFStringRef>(nullptr);
-    // UTF-8 never takes fewer bytes than UTF-16 takes units.
-    String string(static_cast<std::size_t>(count), u'\0');
-    int32_t length = 0;
-    UErrorCode error = U_ZERO_ERROR;
-    u_strFromUTF8(string.data(), static_cast<int32_t>(string.size()), &length,
-                  reinterpret_cast<const char*>(bytes), static_cast<int32_t>(count), &error);
-    if (U_FAILURE(error)) return call.pointer<CFStringRef>(nullptr);
-    string.resize(static_cast<std::size_t>(length));
-    if (isExternalRepresentation && string.starts_with(byteOrderMark)) string.erase(0, 1);
-    return call.pointer(handOutString(std::move(string), name));
+    auto string = decodeUTF8(text);
+    if (!string) return call.pointer<CFStringRef>(nullptr);
+    return call.pointer(handOutString(std::move(*string), name));
 }
 
 CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRange range) {
@@ -214,53 +180,63 @@ CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRa
         return fmt::format("{}, location {}, length {}", quoted(string), range.location,
                            range.length);
     });
+    const auto units = piece(stringOf(string, {name, "str"}), range, name);
     if (call.fails()) return call.pointer<CFStringRef>(nullptr);
-    return call.pointer(handOutString(piece(string, range), name));
+    return call.pointer(handOutString(String(units.begin(), units.end()), name));
 }
 
 CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex maxLength,
                                              CFStringRef string) {
     constexpr auto name = "CFStringCreateMutableCopy";
     FallibleCall call(name, [&] { return quoted(string); });
-    if (call.fails()) return call.pointer<CFMutableStringRef>(nullptr);
-    if (maxLength != 0 && maxLength < CFStringGetLength(string)) {
-        tellMisuse("a string was copied to one of a smaller maximum length");
+    const String& original = stringOf(string, {name, "theString"});
+    if (maxLength != 0 && maxLength < static_cast<CFIndex>(original.size())) {
+        crash(name, "maxLength is less than theString has");
     }
-    return call.pointer(const_cast<CFMutableStringRef>(handOutString(stringOf(string), name)));
+    if (call.fails()) return call.pointer<CFMutableStringRef>(nullptr);
+    return call.pointer(const_cast<CFMutableStringRef>(handOutString(original, name)));
 }
 
 CFIndex CFStringGetLength(CFStringRef string) {
-    return static_cast<CFIndex>(stringOf(string).size());
+    return static_cast<CFIndex>(stringOf(string, {"CFStringGetLength", "theString"}).size());
 }
 
 UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index) {
-    const String character = piece(string, {index, 1});
-    return character.empty() ? u'\0' : character.front();
+    constexpr auto name = "CFStringGetCharacterAtIndex";
+    return piece(stringOf(string, {name, "theString"}), {index, 1}, name).front();
 }
 
 void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
-    const String characters = piece(string, range);
-    std::copy(characters.begin(), characters.end(), buffer);
+    constexpr auto name = "CFStringGetCharacters";
+    const auto units = piece(stringOf(string, {name, "theString"}), range, name);
+    if (!units.empty()) requireNotNull(buffer, name, "buffer");
+    std::copy(units.begin(), units.end(), buffer);
 }
 
-CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding, UInt8 lossByte,
-                         Boolean, UInt8* buffer, CFIndex capacity, CFIndex* used) {
-    const auto [text, converted] = toUTF8(piece(string, range), lossByte);
-    auto size = static_cast<CFIndex>(text.size());
-    if (buffer != nullptr) {
-        size = std::min(size, capacity);
-        std::memcpy(buffer, text.data(), static_cast<std::size_t>(size));
-    }
-    if (used != nullptr) *used = size;
-    return converted;
+CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding, UInt8, Boolean,
+                         UInt8* buffer, CFIndex capacity, CFIndex* used) {
+    constexpr auto name = "CFStringGetBytes";
+    const auto units = piece(stringOf(string, {name, "theString"}), range, name);
+    // Without a buffer the bytes are only counted.
+    const std::size_t room = buffer != nullptr
+                                 ? static_cast<std::size_t>(std::max<CFIndex>(capacity, 0))
+                                 : std::numeric_limits<std::size_t>::max();
+    const EncodedText text = encodeUTF8({units.data(), units.size()}, room);
+    if (buffer != nullptr) std::memcpy(buffer, text.bytes.data(), text.bytes.size());
+    if (used != nullptr) *used = static_cast<CFIndex>(text.bytes.size());
+    return static_cast<CFIndex>(text.units);
 }
 
 CFRange CFStringFind(CFStringRef string, CFStringRef part, CFStringCompareFlags flags) {
-    PlatformCall call("CFStringFind", [&] {
+    constexpr auto name = "CFStringFind";
+    PlatformCall call(name, [&] {
         return fmt::format("{} in {}, options {}", quoted(part), quoted(string), flags);
     });
-    icu::UnicodeString whole = icuString(stringOf(string));
-    icu::UnicodeString wanted = icuString(stringOf(part));
+    const auto icuString = [](const String& text) {
+        return icu::UnicodeString(text.data(), static_cast<int32_t>(text.size()));
+    };
+    icu::UnicodeString whole = icuString(stringOf(string, {name, "theString"}));
+    icu::UnicodeString wanted = icuString(stringOf(part, {name, "stringToFind"}));
     if ((flags & kCFCompareCaseInsensitive) != 0) {
         whole.foldCase();
         wanted.foldCase();
@@ -271,15 +247,17 @@ CFRange CFStringFind(CFStringRef string, CFStringRef part, CFStringCompareFlags 
 }
 
 void CFStringUppercase(CFMutableStringRef string, CFLocaleRef) {
-    const PlatformCall call("CFStringUppercase", [&] { return quoted(string); });
-    String& text = mutableStringOf(string);
-    text = fromICU(icuString(text).toUpper(icu::Locale::getRoot()));
+    constexpr auto name = "CFStringUppercase";
+    const PlatformCall call(name, [&] { return quoted(string); });
+    auto& text = mutableValueOf<String>(string, {name, "theString"});
+    text = uppercase(text);
 }
 
 void CFStringLowercase(CFMutableStringRef string, CFLocaleRef) {
-    const PlatformCall call("CFStringLowercase", [&] { return quoted(string); });
-    String& text = mutableStringOf(string);
-    text = fromICU(icuString(text).toLower(icu::Locale::getRoot()));
+    constexpr auto name = "CFStringLowercase";
+    const PlatformCall call(name, [&] { return quoted(string); });
+    auto& text = mutableValueOf<String>(string, {name, "theString"});
+    text = lowercase(text);
 }
 
 CFCharacterSetRef CFCharacterSetGetPredefined(CFCharacterSetPredefinedSet) {
@@ -287,24 +265,34 @@ CFCharacterSetRef CFCharacterSetGetPredefined(CFCharacterSetPredefinedSet) {
     return reinterpret_cast<CFCharacterSetRef>(whitespace.get());
 }
 
-Boolean CFCharacterSetIsCharacterMember(CFCharacterSetRef, UniChar character) {
-    return character == u'\t' || u_charType(character) == U_SPACE_SEPARATOR;
+Boolean CFCharacterSetIsCharacterMember(CFCharacterSetRef set, UniChar character) {
+    requireNotNull(set, "CFCharacterSetIsCharacterMember", "theSet");
+    return isWhitespace(character);
 }
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
-    const auto stored = std::get<std::int64_t>(objectOf(number)->value);
+    constexpr auto name = "CFNumberGetValue";
+    requireNotNull(number, name, "number");
+    requireNotNull(value, name, "valuePtr");
+    const CFObject& stored = *objectOf(number);
+    if (!isNumber(stored)) crashOfType({name, "number"});
+    const auto* const real = std::get_if<double>(&stored.value);
+    const std::int64_t whole =
+        real != nullptr ? truncated(*real) : std::get<std::int64_t>(stored.value);
+    const bool isWhole = real == nullptr || static_cast<double>(whole) == *real;
     if (type == kCFNumberSInt32Type) {
-        const auto narrow = static_cast<std::int32_t>(stored);
+        const auto narrow = static_cast<std::int32_t>(whole);
         std::memcpy(value, &narrow, sizeof narrow);
-        return narrow == stored;
+        return isWhole && narrow == whole;
     }
-    std::memcpy(value, &stored, sizeof stored);
-    return true;
+    std::memcpy(value, &whole, sizeof whole);
+    return isWhole;
 }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value) {
     constexpr auto name = "CFNumberCreate";
     FallibleCall call(name);
+    requireNotNull(value, name, "valuePtr");
     if (call.fails()) return call.pointer<CFNumberRef>(nullptr);
     std::int64_t number = 0;
     if (type == kCFNumberSInt32Type) {
@@ -318,12 +306,14 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value)
 }
 
 CFIndex CFDataGetLength(CFDataRef data) {
-    return static_cast<CFIndex>(std::get<Bytes>(objectOf(data)->value).size());
+    return static_cast<CFIndex>(valueOf<Bytes>(data, {"CFDataGetLength", "theData"}).size());
 }
 
 void CFDataGetBytes(CFDataRef data, CFRange range, UInt8* buffer) {
-    const auto& bytes = std::get<Bytes>(objectOf(data)->value);
-    std::copy_n(bytes.begin() + range.location, range.length, buffer);
+    constexpr auto name = "CFDataGetBytes";
+    const auto bytes = piece(valueOf<Bytes>(data, {name, "theData"}), range, name);
+    if (!bytes.empty()) requireNotNull(buffer, name, "buffer");
+    std::copy(bytes.begin(), bytes.end(), buffer);
 }
 
 // Dictionaries hold objects here; only the callbacks for those are ever asked for.
@@ -341,25 +331,28 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex,
 }
 
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
-    const PlatformCall call("CFDictionarySetValue", [&] { return quoted(key); });
-    auto& entries =
-        std::get<CFObject::Dictionary>(const_cast<CFObject*>(objectOf(dictionary))->value);
-    const std::string name = textOf(key);
+    constexpr auto name = "CFDictionarySetValue";
+    const PlatformCall call(name, [&] { return quoted(key); });
+    auto& entries = mutableValueOf<CFObject::Dictionary>(dictionary, {name, "theDict"});
+    const std::string text = keyText(key, name);
+    requireNotNull(value, name, "value");
     const auto known = std::find_if(entries.begin(), entries.end(),
-                                    [&](const auto& entry) { return entry.first == name; });
+                                    [&](const auto& entry) { return entry.first == text; });
     if (known != entries.end()) {
         known->second = sharedObject(value);
     } else {
-        entries.emplace_back(name, sharedObject(value));
+        entries.emplace_back(text, sharedObject(value));
     }
 }
 
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
-    FallibleCall call("CFDictionaryGetValue", [&] { return quoted(key); });
+    constexpr auto name = "CFDictionaryGetValue";
+    FallibleCall call(name, [&] { return quoted(key); });
+    const auto& entries = valueOf<CFObject::Dictionary>(dictionary, {name, "theDict"});
+    const std::string wanted = keyText(key, name);
     if (call.fails()) return call.pointer<const void*>(nullptr);
-    const std::string wanted = textOf(key);
-    for (const auto& [name, value] : std::get<CFObject::Dictionary>(objectOf(dictionary)->value)) {
-        if (name == wanted) return call.pointer<const void*>(value.get());
+    for (const auto& [text, value] : entries) {
+        if (text == wanted) return call.pointer<const void*>(value.get());
     }
     return call.pointer<const void*>(nullptr);
 }
@@ -374,9 +367,13 @@ CFRunLoopRef CFRunLoopGetCurrent() {
 }
 
 void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFRunLoopMode mode) {
-    const PlatformCall call("CFRunLoopAddSource", [&] {
+    constexpr auto name = "CFRunLoopAddSource";
+    const PlatformCall call(name, [&] {
         return fmt::format("run loop {}, mode {}", loop == mainRunLoop() ? "main" : "background",
                            quoted(mode));
     });
+    requireNotNull(loop, name, "rl");
+    requireNotNull(source, name, "source");
+    requireNotNull(mode, name, "mode");
     addToRunLoop(loop, source);
 }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <unordered_map>
 
+#include "Crash.h"
 #include "Mac.h"
 #include "RaceDetection.h"
 #include "Trace.h"
@@ -17,6 +18,10 @@
 using namespace simulated_mac;
 
 namespace {
+
+struct Queue;
+/// The queue whose work the calling thread does.
+thread_local const Queue* currentQueue = nullptr;
 
 /// A serial queue. A thread takes its work up when there is some and ends when there is none.
 struct Queue : std::enable_shared_from_this<Queue> {
@@ -36,6 +41,7 @@ struct Queue : std::enable_shared_from_this<Queue> {
     }
 
     void drain() {
+        currentQueue = this;
         while (const auto piece = nextPiece()) {
             orderAfter(this);
             (*piece)();
@@ -72,12 +78,27 @@ Objects& objects() {
 // Only its address counts.
 char mainQueue;
 
+/// What `made` knows under this address; nothing for a stranger.
 template <class Made>
 std::shared_ptr<Made> find(const std::unordered_map<const void*, std::shared_ptr<Made>>& made,
                            const void* object) {
     const std::lock_guard lock(objects().mutex);
     const auto found = made.find(object);
     return found != made.end() ? found->second : nullptr;
+}
+
+std::shared_ptr<Queue> queueOf(dispatch_queue_t queue, const char* call) {
+    requireNotNull(queue, call, "queue");
+    auto found = find(objects().queues, queue);
+    if (found == nullptr) crash(call, "queue is not one, or was released");
+    return found;
+}
+
+Scheduler::Semaphore& semaphoreOf(dispatch_semaphore_t semaphore, const char* call) {
+    requireNotNull(semaphore, call, "dsema");
+    const auto found = find(objects().semaphores, semaphore);
+    if (found == nullptr) crash(call, "dsema is not a semaphore, or was released");
+    return *found;
 }
 
 std::string labelOf(dispatch_queue_t queue) {
@@ -105,26 +126,33 @@ dispatch_queue_t dispatch_get_main_queue() {
 }
 
 void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
-    const PlatformCall call("dispatch_async_f", [&] { return labelOf(queue); });
+    constexpr auto name = "dispatch_async_f";
+    const PlatformCall call(name, [&] { return labelOf(queue); });
     if (queue == dispatch_get_main_queue()) {
         Mac::current()->scheduler.onMain([=] { work(context); });
     } else {
-        find(objects().queues, queue)->submit([=] { work(context); });
+        queueOf(queue, name)->submit([=] { work(context); });
     }
 }
 
 void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
-    const PlatformCall call("dispatch_sync_f", [&] { return labelOf(queue); });
+    constexpr auto name = "dispatch_sync_f";
+    const PlatformCall call(name, [&] { return labelOf(queue); });
     Scheduler& scheduler = Mac::current()->scheduler;
     Scheduler::Semaphore done(0);
     const auto piece = [&] {
         work(context);
         scheduler.signal(done);
     };
-    if (queue == dispatch_get_main_queue()) {
+    const bool isMain = queue == dispatch_get_main_queue();
+    const auto other = isMain ? nullptr : queueOf(queue, name);
+    if (isMain ? scheduler.onMainThread() : other.get() == currentQueue) {
+        crash(name, "the calling thread does the work of this queue, which would wait for itself");
+    }
+    if (isMain) {
         scheduler.onMain(piece);
     } else {
-        find(objects().queues, queue)->submit(piece);
+        other->submit(piece);
     }
     scheduler.wait(done);
 }
@@ -150,37 +178,39 @@ dispatch_semaphore_t dispatch_semaphore_create(intptr_t value) {
 }
 
 intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore, dispatch_time_t) {
-    PlatformCall call("dispatch_semaphore_wait");
-    Mac::current()->scheduler.wait(*find(objects().semaphores, semaphore));
+    constexpr auto name = "dispatch_semaphore_wait";
+    PlatformCall call(name);
+    Mac::current()->scheduler.wait(semaphoreOf(semaphore, name));
     return call.result<intptr_t>(0);
 }
 
 intptr_t dispatch_semaphore_signal(dispatch_semaphore_t semaphore) {
-    PlatformCall call("dispatch_semaphore_signal");
-    Mac::current()->scheduler.signal(*find(objects().semaphores, semaphore));
+    constexpr auto name = "dispatch_semaphore_signal";
+    PlatformCall call(name);
+    Mac::current()->scheduler.signal(semaphoreOf(semaphore, name));
     return call.result<intptr_t>(0);
 }
 
 void dispatch_release(dispatch_object_t object) {
-    const PlatformCall call("dispatch_release");
-    std::shared_ptr<Queue> queue;  // dies outside the lock
-    bool isQueue = false;
-    {
-        const std::lock_guard lock(objects().mutex);
-        const auto found = objects().queues.find(object);
-        isQueue = found != objects().queues.end();
-        if (isQueue) {
-            queue = found->second;
-            objects().queues.erase(found);
-        } else {
-            objects().semaphores.erase(object);
-        }
-    }
+    constexpr auto name = "dispatch_release";
+    const PlatformCall call(name);
+    requireNotNull(object, name, "object");
     Mac* const mac = Mac::current();
-    if (mac == nullptr) return;
-    if (isQueue) {
-        mac->ledger.givenBack(Reference::dispatchQueue, "dispatch_queue_create");
+    const auto givenBack = [mac](Reference kind, const char* maker) {
+        if (mac != nullptr) mac->ledger.givenBack(kind, maker);
+    };
+    std::shared_ptr<Queue> queue;  // dies outside the lock
+    const std::lock_guard lock(objects().mutex);
+    if (const auto found = objects().queues.find(object); found != objects().queues.end()) {
+        queue = found->second;
+        objects().queues.erase(found);
+        givenBack(Reference::dispatchQueue, "dispatch_queue_create");
+    } else if (const auto semaphore = objects().semaphores.find(object);
+               semaphore != objects().semaphores.end()) {
+        if (semaphore->second->isTaken()) crash(name, "object is a semaphore that is taken");
+        objects().semaphores.erase(semaphore);
+        givenBack(Reference::dispatchSemaphore, "dispatch_semaphore_create");
     } else {
-        mac->ledger.givenBack(Reference::dispatchSemaphore, "dispatch_semaphore_create");
+        crash(name, "object is no queue and no semaphore, or was released before");
     }
 }

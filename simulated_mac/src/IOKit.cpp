@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "CFObjects.h"
+#include "Crash.h"
 #include "IOErrors.h"
 #include "Mac.h"
 #include "NotificationPort.h"
@@ -15,29 +16,33 @@ using namespace simulated_mac;
 
 namespace {
 
+constexpr mach_port_t masterPortName = 0xB03;
+constexpr kern_return_t invalidName = 15;  // KERN_INVALID_NAME
+
 constexpr auto classKey = "IOProviderClass";
 constexpr auto nameKey = "IONameMatch";
 
 CFMutableDictionaryRef makeMatching(FallibleCall& call, const char* function, const char* key,
                                     const char* name) {
+    requireNotNull(name, function, "name");
     if (call.fails()) return call.pointer<CFMutableDictionaryRef>(nullptr);
     const auto dictionary = makeCF(CFObject::Dictionary{{key, makeCFText(name)}});
     return call.pointer(
         static_cast<CFMutableDictionaryRef>(const_cast<void*>(handOut(dictionary, function))));
 }
 
-Match matchOf(CFDictionaryRef dictionary) {
+Match matchOf(CFDictionaryRef dictionary, const char* call) {
     Match match;
-    for (const auto& [key, value] : std::get<CFObject::Dictionary>(objectOf(dictionary)->value)) {
+    for (const auto& [key, value] : valueOf<CFObject::Dictionary>(dictionary, {call, "matching"})) {
         if (key == classKey) match.className = textOf(value.get());
         if (key == nameKey) match.name = textOf(value.get());
     }
     return match;
 }
 
-std::string describe(CFDictionaryRef dictionary) {
+std::string describe(CFDictionaryRef dictionary, const char* call) {
     if (dictionary == nullptr) return "NULL";
-    const Match match = matchOf(dictionary);
+    const Match match = matchOf(dictionary, call);
     return match.name.empty() ? "class " + match.className : "name " + match.name;
 }
 
@@ -52,6 +57,19 @@ Registry& registry() {
     return Mac::current()->registry;
 }
 
+/// The match that a dictionary asks for, of which the call takes a reference.
+Match consume(CFDictionaryRef dictionary, const char* call) {
+    Match match = matchOf(dictionary, call);
+    takeBack(dictionary, call);
+    return match;
+}
+
+/// There is one plane here; the platform knows no other by these functions' callers either.
+bool isServicePlane(const char* plane, const char* call) {
+    requireNotNull(plane, call, "plane");
+    return std::string_view(plane) == kIOServicePlane;
+}
+
 }  // namespace
 
 const mach_port_t kIOMasterPortDefault = 0;
@@ -61,7 +79,7 @@ kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort) {
     constexpr auto name = "IOMasterPort";
     FallibleCall call(name, [&] { return fmt::format("bootstrap port {:#x}", bootstrapPort); });
     if (call.fails()) return call.error();
-    *masterPort = 0xB03;
+    *masterPort = masterPortName;
     Mac::current()->ledger.handedOut(Reference::machPort, name);
     return call.ioResult(kIOReturnSuccess);
 }
@@ -69,26 +87,30 @@ kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort) {
 kern_return_t mach_port_deallocate(ipc_space_t, mach_port_name_t port) {
     FallibleCall call("mach_port_deallocate", [&] { return fmt::format("port {:#x}", port); });
     if (call.fails()) return call.error();
+    if (port != masterPortName) return call.ioResult(invalidName);
     Mac::current()->ledger.givenBack(Reference::machPort, "IOMasterPort");
     return call.ioResult(kIOReturnSuccess);
 }
 
 CFMutableDictionaryRef IOServiceMatching(const char* className) {
-    FallibleCall call("IOServiceMatching", [&] { return fmt::format("class {}", className); });
+    FallibleCall call("IOServiceMatching", [&] {
+        return fmt::format("class {}", className != nullptr ? className : "NULL");
+    });
     return makeMatching(call, "IOServiceMatching", classKey, className);
 }
 
 CFMutableDictionaryRef IOServiceNameMatching(const char* entryName) {
-    FallibleCall call("IOServiceNameMatching", [&] { return fmt::format("name {}", entryName); });
+    FallibleCall call("IOServiceNameMatching", [&] {
+        return fmt::format("name {}", entryName != nullptr ? entryName : "NULL");
+    });
     return makeMatching(call, "IOServiceNameMatching", nameKey, entryName);
 }
 
 io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
     constexpr auto name = "IOServiceGetMatchingService";
-    FallibleCall call(name, [&] { return describe(matching); });
+    FallibleCall call(name, [&] { return describe(matching, name); });
     if (matching == nullptr) return call.result(IO_OBJECT_NULL);
-    const Match match = matchOf(matching);
-    takeBack(matching);
+    const Match match = consume(matching, name);
     if (call.fails()) return call.result(IO_OBJECT_NULL);
     const auto entries = registry().matching(match);
     return call.result(entries.empty() ? IO_OBJECT_NULL
@@ -98,10 +120,9 @@ io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) 
 kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching,
                                            io_iterator_t* existing) {
     constexpr auto name = "IOServiceGetMatchingServices";
-    FallibleCall call(name, [&] { return describe(matching); });
+    FallibleCall call(name, [&] { return describe(matching, name); });
     if (matching == nullptr) return call.ioResult(badArgument);
-    const Match match = matchOf(matching);
-    takeBack(matching);
+    const Match match = consume(matching, name);
     if (call.fails()) return call.error();
     *existing = registry().handOutIterator(registry().matching(match), name);
     return call.ioResult(kIOReturnSuccess);
@@ -112,9 +133,11 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const
                                                IOServiceMatchingCallback callback, void* refCon,
                                                io_iterator_t* notification) {
     constexpr auto name = "IOServiceAddMatchingNotification";
-    FallibleCall call(name, [&] { return fmt::format("type {}, {}", type, describe(matching)); });
-    const Match match = matchOf(matching);
-    takeBack(matching);
+    FallibleCall call(name,
+                      [&] { return fmt::format("type {}, {}", type, describe(matching, name)); });
+    if (matching == nullptr) return call.ioResult(badArgument);
+    requireNotNull(port, name, "notifyPort");
+    const Match match = consume(matching, name);
     if (call.fails()) return call.error();
     const auto deliver = [port, callback, refCon](io_iterator_t iterator) {
         if (!port->source.delivers) return;
@@ -134,7 +157,9 @@ IONotificationPortRef IONotificationPortCreate(mach_port_t) {
 }
 
 CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port) {
-    FallibleCall call("IONotificationPortGetRunLoopSource");
+    constexpr auto name = "IONotificationPortGetRunLoopSource";
+    FallibleCall call(name);
+    requireNotNull(port, name, "notify");
     if (call.fails()) return call.pointer<CFRunLoopSourceRef>(nullptr);
     return call.pointer(referenceOf(port->source));
 }
@@ -177,7 +202,7 @@ kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_
     });
     if (call.fails()) return call.error();
     const auto from = registry().entryOf(entry);
-    if (from == nullptr) return call.ioResult(badArgument);
+    if (from == nullptr || !isServicePlane(plane, name)) return call.ioResult(badArgument);
     auto entries =
         options == kIORegistryIterateRecursively ? registry().walk(from) : from->children;
     // The walk is over what stands below the entry.
@@ -202,6 +227,7 @@ kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t handle, const io
     constexpr auto name = "IORegistryEntryGetParentEntry";
     FallibleCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
     if (call.fails()) return call.error();
+    if (!isServicePlane(plane, name)) return call.ioResult(badArgument);
     const auto entry = registry().entryOf(handle);
     const auto found = entry != nullptr && entry->parentFound ? entry->parent.lock() : nullptr;
     if (found == nullptr) return call.ioResult(kIOReturnNoDevice);
@@ -213,7 +239,9 @@ CFStringRef IORegistryEntryCopyPath(io_registry_entry_t handle, const io_name_t 
     constexpr auto name = "IORegistryEntryCopyPath";
     FallibleCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
     const auto entry = registry().entryOf(handle);
-    if (call.fails() || entry == nullptr) return call.pointer<CFStringRef>(nullptr);
+    if (call.fails() || entry == nullptr || !isServicePlane(plane, name)) {
+        return call.pointer<CFStringRef>(nullptr);
+    }
     const std::string path = registry().pathOf(entry);
     if (call.traced()) call.text(path);
     return static_cast<CFStringRef>(handOut(makeCFText(path), name));
@@ -238,10 +266,11 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t handle, CFStringRe
     constexpr auto name = "IORegistryEntryCreateCFProperty";
     FallibleCall call(name,
                       [&] { return fmt::format("{}, key \"{}\"", describe(handle), textOf(key)); });
+    const std::string wanted = keyText(key, name);
     const auto entry = registry().entryOf(handle);
     if (call.fails() || entry == nullptr || !entry->readable)
         return call.pointer<CFTypeRef>(nullptr);
-    return call.pointer(handOut(entry->get(textOf(key)), name));
+    return call.pointer(handOut(entry->get(wanted), name));
 }
 
 CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t handle, const io_name_t plane,
@@ -251,11 +280,14 @@ CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t handle, const io_n
         return fmt::format("{}, plane {}, key \"{}\", options {:#x}", describe(handle), plane,
                            textOf(key), options);
     });
+    const std::string wanted = keyText(key, name);
     const auto entry = registry().entryOf(handle);
-    if (call.fails() || entry == nullptr) return call.pointer<CFTypeRef>(nullptr);
+    if (call.fails() || entry == nullptr || !isServicePlane(plane, name)) {
+        return call.pointer<CFTypeRef>(nullptr);
+    }
     // Below the entry, itself first; nothing here searches towards the parents.
     for (const auto& found : registry().walk(entry)) {
-        const CFPointer value = found->readable ? found->get(textOf(key)) : nullptr;
+        const CFPointer value = found->readable ? found->get(wanted) : nullptr;
         if (value != nullptr) return call.pointer(handOut(value, name));
         if (options != kIORegistryIterateRecursively) break;
     }

@@ -57,6 +57,8 @@ class Mac {
         /// What every call of the system takes on the Mac's clock; not set: nothing. Where it takes
         /// time, other threads have their turns at each call and not only where one waits.
         std::optional<Time> systemCallTakes;
+        /// Told why the process ends where a platform function does not survive what it was given.
+        std::function<void(const std::string&)> onCrash;
     };
 
     explicit Mac(MacDescription what, Options how = {});
@@ -98,8 +100,8 @@ class Mac {
     void log(std::string message);
     std::vector<std::string> systemLog() const;
 
-    /// What the plug-in did that no Mac forgives: labels touched off the main thread, references
-    /// released too often.
+    /// What the plug-in did that a Mac may survive, but does not allow: labels touched off the main
+    /// thread, registry objects released too often.
     void misuse(std::string what);
     std::vector<std::string> misuses() const;
 

@@ -21,7 +21,8 @@ using PropertyList = std::vector<PropertyValue>;
 using PropertyMap = std::vector<std::pair<std::string, PropertyValue>>;
 struct PropertyValue {
     /// std::monostate says that the property is missing, whatever would be derived.
-    std::variant<std::monostate, bool, std::int64_t, std::string, Bytes, PropertyList, PropertyMap>
+    std::variant<std::monostate, bool, std::int64_t, double, std::string, Bytes, PropertyList,
+                 PropertyMap>
         value;
 };
 

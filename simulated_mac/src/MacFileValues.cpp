@@ -46,6 +46,7 @@ PropertyValue readProperty(YAMLReader& reader, const YAMLNode& node) {
         case YAMLReader::Type::boolean:
             return {reader.boolean(node)};
         case YAMLReader::Type::number:
+            if (node.text.find('.') != std::string::npos) return {reader.realNumber(node)};
             return {reader.signedNumber(node)};
         case YAMLReader::Type::list:
             return {readPropertyList(reader, node)};
@@ -119,9 +120,11 @@ JSON Properties::definition() {
     const JSON number = {{"type", "integer"},
                          {"minimum", std::numeric_limits<std::int64_t>::min()},
                          {"maximum", std::numeric_limits<std::int64_t>::max()}};
+    const JSON fraction = {{"type", "number"}, {"not", {{"type", "integer"}}}};
     const JSON list = {{"type", "array"}, {"items", property}};
     return {{"description", "A registry property's value."},
-            {"anyOf", {{{"type", "boolean"}}, number, {{"type", "string"}}, list, data, mapping}}};
+            {"anyOf",
+             {{{"type", "boolean"}}, number, fraction, {{"type", "string"}}, list, data, mapping}}};
 }
 
 const YAMLEntry* ReadingVisitor::find(const std::string& key) const {

@@ -23,9 +23,7 @@ CFRunLoopSourceRef referenceOf(RunLoopSource& source) {
 }
 
 void addToRunLoop(CFRunLoopRef loop, CFRunLoopSourceRef source) {
-    if (source != nullptr && loop == mainRunLoop()) {
-        reinterpret_cast<RunLoopSource*>(source)->delivers = true;
-    }
+    if (loop == mainRunLoop()) reinterpret_cast<RunLoopSource*>(source)->delivers = true;
 }
 
 }  // namespace simulated_mac

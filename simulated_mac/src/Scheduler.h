@@ -52,10 +52,14 @@ class Scheduler {
     /// Counts up and down; threads wait for it to be above 0, first come, first served.
     class Semaphore {
       public:
-        explicit Semaphore(std::int64_t value) : value_(value) {}
+        explicit Semaphore(std::int64_t value) : first_(value), value_(value) {}
+
+        /// Whether it is lower than it was made, or somebody waits for it.
+        bool isTaken() const { return value_ < first_ || !waiting_.empty(); }
 
       private:
         friend class Scheduler;
+        const std::int64_t first_;
         std::int64_t value_;
         std::deque<Task*> waiting_;
     };

@@ -27,6 +27,7 @@ struct Printer {
         // The registry's numbers are unsigned.
         return std::to_string(static_cast<std::uint64_t>(value));
     }
+    std::string operator()(double value) const { return fmt::format("{}", value); }
     std::string operator()(const CFObject::String& value) const { return quoted(utf8Of(value)); }
     std::string operator()(const Bytes& value) const {
         return fmt::format("<{:02x}>", fmt::join(value, ""));

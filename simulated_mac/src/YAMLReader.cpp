@@ -341,8 +341,7 @@ std::int64_t YAMLReader::signedNumber(const YAMLNode& node) const {
     return static_cast<std::int64_t>(isNegative ? 0 - value : value);
 }
 
-double YAMLReader::seconds(const YAMLNode& node, double max) const {
-    const std::string expected = fmt::format("seconds, a decimal number from 0 to {:.0f}", max);
+double YAMLReader::decimal(const YAMLNode& node, const std::string& expected) const {
     const std::string_view text = withoutSign(node.text);
     const std::size_t dot = text.find('.');
     const std::string_view whole = text.substr(0, dot);
@@ -357,11 +356,23 @@ double YAMLReader::seconds(const YAMLNode& node, double max) const {
     std::istringstream stream{std::string(text)};
     stream.imbue(std::locale::classic());
     stream >> value;
-    const bool isNegative = node.text.starts_with('-') && value != 0;
-    if (stream.fail() || isNegative || !(value <= max)) {
+    if (stream.fail()) {
+        failOutOfRange(node, expected);
+    }
+    return node.text.starts_with('-') ? -value : value;
+}
+
+double YAMLReader::seconds(const YAMLNode& node, double max) const {
+    const std::string expected = fmt::format("seconds, a decimal number from 0 to {:.0f}", max);
+    const double value = decimal(node, expected);
+    if (value < 0 || value > max) {
         failOutOfRange(node, expected);
     }
     return value;
+}
+
+double YAMLReader::realNumber(const YAMLNode& node) const {
+    return decimal(node, "a decimal number");
 }
 
 /// Where in the document the scalar's `index`-th byte stands. A scalar over several lines has lost

@@ -49,6 +49,8 @@ class YAMLReader {
     std::int64_t signedNumber(const YAMLNode& node) const;
     /// A decimal number from 0 to `max`, a fraction allowed.
     double seconds(const YAMLNode& node, double max) const;
+    /// A decimal number, negative ones and a fraction allowed.
+    double realNumber(const YAMLNode& node) const;
     /// Pairs of hex digits; blanks and line breaks may stand between bytes. All-digit bytes need no
     /// quotes.
     Bytes hexBytes(const YAMLNode& node) const;
@@ -75,6 +77,7 @@ class YAMLReader {
 
   private:
     std::uint64_t magnitude(const YAMLNode& node, const std::string& expected) const;
+    double decimal(const YAMLNode& node, const std::string& expected) const;
     [[noreturn]] void failOutOfRange(const YAMLNode& node, const std::string& expected) const;
     [[noreturn]] void failAt(std::size_t offset, const std::string& message) const;
     std::size_t offsetInScalar(const YAMLNode& node, std::size_t index) const;

@@ -543,15 +543,14 @@ TEST(I2COfAnAVService, SettlesNothingByACleanRequestThatIsBadOrGoesElsewhere) {
 
 TEST(NoAVService, GivesErrorsAndReachesNobody) {
     const ServicesOfAMac services(screen());
-    for (const IOAVServiceRef service : {IOAVServiceRef{nullptr}, IOAVServiceRef{CFSTR("text")}}) {
-        const CopiedEDID copied(service);
-        EXPECT_NE(copied.result, kIOReturnSuccess);
-        EXPECT_TRUE(copied.isUntouched());
-        EXPECT_NE(write(service, getOf10), kIOReturnSuccess);
-        const Read read = av_service_test::read(service);
-        EXPECT_NE(read.result, kIOReturnSuccess);
-        EXPECT_THAT(read.buffer, Each(untouched));
-    }
+    const IOAVServiceRef service = CFSTR("text");
+    const CopiedEDID copied(service);
+    EXPECT_NE(copied.result, kIOReturnSuccess);
+    EXPECT_TRUE(copied.isUntouched());
+    EXPECT_NE(write(service, getOf10), kIOReturnSuccess);
+    const Read read = av_service_test::read(service);
+    EXPECT_NE(read.result, kIOReturnSuccess);
+    EXPECT_THAT(read.buffer, Each(untouched));
     EXPECT_THAT(services.exchanges(), IsEmpty());
     EXPECT_EQ(services.held("CFData"), 0);
 }
@@ -642,7 +641,7 @@ TEST(TraceOfAnAVService, ShowsTheDisplayWhoseEDIDIsCopied) {
     services.mac.trace.keepOnly({"IOAVServiceCopyEDID"});
     CopiedEDID{first};
     CopiedEDID{second};
-    CopiedEDID{nullptr};
+    CopiedEDID{CFSTR("text")};
     EXPECT_THAT(tracedCalls(services.mac),
                 ElementsAre(std::tuple("IOAVServiceCopyEDID", "service of display 7", "0x0"),
                             std::tuple("IOAVServiceCopyEDID", "service of display 7", "0xe00002f0"),
@@ -671,7 +670,7 @@ TEST(TraceOfAnAVService, ShowsWhatWentNowhere) {
     ServicesOfAMac services(screen());
     const auto service = services.open();
     services.mac.trace.keepAll();
-    write(nullptr, {0xAA});
+    write(CFSTR("text"), {0xAA});
     write(service, {}, 0x36);
     EXPECT_THAT(
         tracedCalls(services.mac),

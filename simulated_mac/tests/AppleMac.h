@@ -114,6 +114,7 @@ inline std::string shown(CFTypeRef value) {
             return fmt::format("{{{}}}", fmt::join(entries, ","));
         }
         std::string operator()(bool) const { return "a boolean"; }
+        std::string operator()(double) const { return "a number with a fraction"; }
         std::string operator()(const CFObject::Array&) const { return "an array"; }
         std::string operator()(const CFObject::Opaque& opaque) const { return opaque.type; }
     };

@@ -146,29 +146,6 @@ TEST_F(Dispatch, ASynchronousCallFromTheMainThreadWaitsForAQueue) {
     EXPECT_THAT(notes_, ElementsAre("submitted before", "waited for", "main goes on"));
 }
 
-TEST_F(Dispatch, ASynchronousCallFromAQueueToItselfNeverReturns) {
-    const auto queue = dispatch_queue_create("queue", nullptr);
-    static Work never = [] { ADD_FAILURE() << "a queue can't do this while it waits for it"; };
-    async(queue, [queue] { dispatch_sync_f(queue, &never, call); });
-    EXPECT_EQ(scheduler_.runUntilQuiet(), Outcome::stuck);
-}
-
-TEST(DispatchDeathTest, ASynchronousCallFromTheMainThreadToItselfNeverReturns) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            Mac mac{MacDescription{}};
-            mac.scheduler.onMain([] {
-                Work nothing = [] {};
-                dispatch_sync_f(dispatch_get_main_queue(), &nothing, call);
-                std::_Exit(EXIT_SUCCESS);
-            });
-            mac.scheduler.runUntilQuiet();
-        },
-        testing::ExitedWithCode(EXIT_FAILURE),
-        "the Mac's main thread waits for what can't happen any more");
-}
-
 // Once
 
 TEST_F(Dispatch, SomethingIsDoneOnceForEveryPredicate) {

@@ -26,6 +26,7 @@ simulated_mac::RegistryEntry entryWithProperties() {
     entry.classes = {"Thing"};
     entry.set("text", makeCFText("caf\xC3\xA9"));
     entry.set("number", makeCF(std::int64_t{-2}));
+    entry.set("fraction", makeCF(-596.7));
     entry.set("wide", makeCF(std::numeric_limits<std::int64_t>::max()));
     entry.set("flag", makeCF(true));
     entry.set("data", makeCF(Bytes{1, 2}));
@@ -70,6 +71,11 @@ TEST_F(Properties, AreReadByTheirType) {
     EXPECT_EQ(integerEntry(all.get(), CFSTR("number")), -2);
     EXPECT_EQ(integerEntry(all.get(), CFSTR("wide")), std::numeric_limits<std::int64_t>::max());
     EXPECT_EQ(textEntry(dictionaryEntry(all.get(), CFSTR("map")), CFSTR("inner")), "found");
+}
+
+TEST_F(Properties, OfANumberWithAFractionAreWholeNumbers) {
+    const auto all = copyProperties(object().get());
+    EXPECT_EQ(integerEntry(all.get(), CFSTR("fraction")), -596);
 }
 
 TEST_F(Properties, OfAnotherTypeCountAsAbsent) {

@@ -51,13 +51,22 @@ TEST_F(PlatformText, BytesThatAreNotUTF8MakeNoString) {
 
 TEST_F(PlatformText, KeepsAByteOrderMark) {
     EXPECT_EQ(utf16Units("\xEF\xBB\xBF\x61"), u"\uFEFFa");
+    EXPECT_EQ(uppercaseText("\xEF\xBB\xBFk2422h"), "\xEF\xBB\xBFK2422H");
 }
 
-TEST_F(PlatformText, OfHalfACharacterIsAQuestionMark) {
-    const auto whole = makeCFString("a\xF0\x9F\x98\x80");
-    const CFRef<CFStringRef> half(
-        CFStringCreateWithSubstring(kCFAllocatorDefault, whole.get(), CFRange{0, 2}));
-    EXPECT_EQ(makeText(half.get()), "a?");
+TEST_F(PlatformText, OfAStrayByteA9IsTheReplacementCharacter) {
+    EXPECT_EQ(utf16Units("a\xA9\x62"), u"a\uFFFDb");
+}
+
+TEST_F(PlatformText, OfHalfACharacterIsTheReplacementCharacterAndTheRestStays) {
+    const auto whole = makeCFString("a\xF0\x9F\x98\x80z");
+    const auto piece = [&whole](CFIndex location, CFIndex length) {
+        const CFRef<CFStringRef> part(CFStringCreateWithSubstring(kCFAllocatorDefault, whole.get(),
+                                                                  CFRange{location, length}));
+        return makeText(part.get());
+    };
+    EXPECT_EQ(piece(0, 2), "a\xEF\xBF\xBD");
+    EXPECT_EQ(piece(2, 2), "\xEF\xBF\xBDz");
 }
 
 TEST_F(PlatformText, OfNoStringIsEmpty) {
