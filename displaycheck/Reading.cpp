@@ -24,6 +24,7 @@ using ReplyBuffer = std::array<std::uint8_t, VCP::replySize>;
 
 constexpr std::string_view success = "0x0";
 constexpr std::string_view successAndMore = "0x0, ";
+constexpr std::string_view requestsResult = ", request's result ";
 constexpr std::string_view sentWithSuccess = "0x0, request's result 0x0";
 constexpr std::size_t codeInRequest = 3;
 constexpr std::uint8_t replyOpcode = 0x02;
@@ -125,16 +126,27 @@ void followFramebufferCall(Try& attempt, std::uint32_t& bus, const TracedCall& c
     } else if (call.call == "IOI2CInterfaceOpen" && !succeeded(call)) {
         attempt.obstacles.push_back(fmt::format("bus {} does not open {}", bus, resultOf(call)));
     } else if (call.call == "IOI2CSendRequest" && !succeeded(call)) {
+        const bool sent = call.result.find(requestsResult) != std::string::npos;
         attempt.obstacles.push_back(
-            fmt::format("bus {} does not take the request {}", bus, resultOf(call)));
+            sent ? fmt::format("bus {} was not given back ({})", bus,
+                               call.result.substr(0, call.result.find(requestsResult)))
+                 : fmt::format("bus {} does not take the request {}", bus, resultOf(call)));
     }
+}
+
+/// What the platform puts into the reply buffer: what was sent, the monitor's reply in its front.
+ReplyBuffer bufferAfter(const Try& attempt) {
+    ReplyBuffer buffer{};
+    fill(buffer, attempt.request);
+    fill(buffer, attempt.reply);
+    return buffer;
 }
 
 /// Over a framebuffer's I2C buses, as Intel Macs do. Every try looks up the kinds of transactions
 /// first and begins with that.
 Reading readOverFramebuffer(const Mac& mac, const Calls& calls) {
     Reading reading{{}, DDCCtl::noValue, std::nullopt};
-    ReplyBuffer buffer{};  // one for all tries: what a short reply leaves over stays
+    ReplyBuffer buffer{};
     std::uint32_t bus = 0;
     for (const TracedCall& call : calls) {
         if (call.call == "IOServiceNameMatching") {
@@ -144,15 +156,20 @@ Reading readOverFramebuffer(const Mac& mac, const Calls& calls) {
         if (reading.tries.empty()) continue;
         Try& attempt = reading.tries.back();
         followFramebufferCall(attempt, bus, call);
-        if (call.call != "IOI2CSendRequest" || !succeeded(call)) continue;
+        if (call.call != "IOI2CSendRequest") continue;
+        takeExchange(attempt, mac, call);
+        if (!succeeded(call)) continue;
         const bool transacted = call.result == sentWithSuccess;
         if (!transacted) attempt.transaction = call.result.substr(successAndMore.size());
-        takeExchange(attempt, mac, call);
-        fill(buffer, attempt.reply);
+        if (transacted && attempt.request.empty()) {
+            attempt.obstacles.push_back(
+                fmt::format("bus {} took the request and did nothing", bus));
+        }
+        buffer = bufferAfter(attempt);
         judge(attempt, buffer, transacted);
     }
     for (Try& attempt : reading.tries) {
-        if (attempt.request.empty() && attempt.obstacles.empty()) {
+        if (attempt.request.empty() && attempt.obstacles.empty() && attempt.transaction.empty()) {
             attempt.obstacles.emplace_back(
                 attempt.hadLock ? "no framebuffer with I2C buses has this display"
                                 : "the pane has no lock for this display: it makes 50 at most");

@@ -115,6 +115,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Verdict{"intel-no-built-in-panel", {0}, false, 1},
                     Verdict{"intel-amd-graphics", {-1, 1, 0}, false, 4},
                     Verdict{"intel-first-bus-dead", {-1, 0}, false, 0},
+                    Verdict{"intel-bus-leads-nowhere", {-1, 1}, false, 4},
+                    Verdict{"intel-framebuffer-asleep", {-1, 1}, false, 4},
                     Verdict{"intel-third-try", {-1, 0}, false, 2},
                     Verdict{"intel-wrong-framebuffer-identity", {-1, 1}, false, 4},
                     Verdict{"intel-no-reply-type", {-1, 1}, false, 4.1},

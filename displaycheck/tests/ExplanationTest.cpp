@@ -105,16 +105,51 @@ TEST(Explain, BusesThatAreNoUse) {
     missing.copyResult = -1;
     simulated_mac::BusDescription closed;
     closed.openResult = -1;
-    simulated_mac::BusDescription elsewhere;
-    elsewhere.leadsToMonitor = false;
-    screen.framebuffer.buses = {missing, closed, elsewhere, {}};
+    simulated_mac::BusDescription absent;
+    absent.hasInterface = false;
+    simulated_mac::BusDescription busy;
+    busy.sendResult = -2;
+    screen.framebuffer.buses = {missing, closed, absent, busy, {}};
     const auto facts = factsOf(screen);
     ASSERT_TRUE(facts.why.reading);
-    EXPECT_EQ(facts.why.reading->tries.at(0).obstacles,
-              (std::vector<std::string>{"bus 0 has no interface (0xffffffff)",
-                                        "bus 1 does not open (0xffffffff)",
-                                        "bus 2 does not take the request (0xe00002c0)"}));
+    EXPECT_EQ(
+        facts.why.reading->tries.at(0).obstacles,
+        (std::vector<std::string>{
+            "bus 0 has no interface (0xffffffff)", "bus 1 does not open (0xffffffff)",
+            "bus 2 does not open (0xe00002c2)", "bus 3 does not take the request (0xfffffffe)"}));
     EXPECT_TRUE(facts.why.reading->tries[0].good);
+}
+
+/// What stands of the first try of a monitor on such a framebuffer.
+std::string firstTryOn(simulated_mac::FramebufferDescription framebuffer) {
+    auto screen = test::answeringMonitor("VORN K2424HX", 0x4000);
+    screen.framebuffer = std::move(framebuffer);
+    return textOf(factsOf(screen));
+}
+
+TEST(Explain, ABusThatLeadsNowhere) {
+    simulated_mac::BusDescription elsewhere;
+    elsewhere.leadsToMonitor = false;
+    simulated_mac::FramebufferDescription framebuffer;
+    framebuffer.buses = {elsewhere, {}};
+    EXPECT_TRUE(contains(firstTryOn(framebuffer),
+                         "nothing reached the monitor; request's result 0xe00002c0"));
+}
+
+TEST(Explain, AFramebufferThatSleeps) {
+    simulated_mac::FramebufferDescription framebuffer;
+    framebuffer.asleep = true;
+    EXPECT_TRUE(contains(firstTryOn(framebuffer),
+                         "bus 0 took the request and did nothing; nothing reached the monitor"));
+}
+
+TEST(Explain, ABusThatIsNotGivenBack) {
+    simulated_mac::BusDescription stuck;
+    stuck.releaseResult = -3;
+    simulated_mac::FramebufferDescription framebuffer;
+    framebuffer.buses = {stuck};
+    EXPECT_TRUE(contains(firstTryOn(framebuffer),
+                         "bus 0 was not given back (0xfffffffd); sent 51 82 01 F1 4D"));
 }
 
 TEST(Explain, AFramebufferWithAnotherIdentity) {

@@ -55,7 +55,8 @@ std::optional<MonitorIdentity> identityInFramebuffer(io_service_t framebuffer) {
 
 IOItemCount busCount(io_service_t framebuffer) {
     IOItemCount count = 0;
-    return IOFBGetI2CInterfaceCount(framebuffer, &count) == kIOReturnSuccess ? count : 0;
+    IOFBGetI2CInterfaceCount(framebuffer, &count);
+    return count;
 }
 
 struct TransactionType {
@@ -103,7 +104,8 @@ struct DisplayLock {
 
 constexpr std::size_t lockCapacity = 50;
 
-/// Sends the request on the buses of one framebuffer, in order, until one takes it.
+/// Sends the request on the buses of one framebuffer, in order, until one takes it. Of the request
+/// only the result changes.
 bool sendOnFirstBus(io_service_t framebuffer, IOI2CRequest* request) {
     const IOItemCount buses = busCount(framebuffer);
     for (IOOptionBits bus = 0; bus < buses; ++bus) {
@@ -112,7 +114,10 @@ bool sendOnFirstBus(io_service_t framebuffer, IOI2CRequest* request) {
         const IOObject interface(service);
         IOI2CConnectRef connection = nullptr;
         if (IOI2CInterfaceOpen(interface.get(), 0, &connection) != kIOReturnSuccess) continue;
-        const IOReturn sent = IOI2CSendRequest(connection, 0, request);
+        // Sending takes the buffers out of a request, also where it fails in the end.
+        IOI2CRequest copy = *request;
+        const IOReturn sent = IOI2CSendRequest(connection, 0, &copy);
+        request->result = copy.result;
         IOI2CInterfaceClose(connection, 0);
         if (sent == kIOReturnSuccess) return true;
     }

@@ -39,7 +39,8 @@ EXPORTED IOOptionBits SupportedTransactionTypeWithLog(bool log);
 EXPORTED dispatch_semaphore_t DisplayQueue(CGDirectDisplayID display);
 
 /// Sends a filled request on the first of the display's buses that takes it. True when it was sent
-/// and the request's own result is success. Sends nothing where DisplayQueue has no lock.
+/// and the request's own result is success; of the request only that result changes. Sends nothing
+/// where DisplayQueue has no lock.
 EXPORTED bool DisplayRequest(CGDirectDisplayID display, IOI2CRequest* request);
 
 /// Reads the record's VCP code: up to five tries, a second apart. True on a good reply.

@@ -34,4 +34,8 @@ struct EDIDIdentity {
 /// that isn't printable ASCII, and are missing when nothing is left of them.
 EDIDIdentity identifyEDID(const Bytes& edid);
 
+/// Vendor ("unkn") and product that a Mac gives a display which has no EDID.
+inline constexpr std::uint32_t vendorWithoutEDID = 0x756E6B6E;
+inline constexpr std::uint32_t productWithoutEDID = 0x717;
+
 }  // namespace simulated_mac

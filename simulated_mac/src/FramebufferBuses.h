@@ -2,7 +2,6 @@
 
 #include <IOKit/IOKitLib.h>
 
-#include <memory>
 #include <optional>
 
 #include "Mac.h"
@@ -19,9 +18,6 @@ struct Bus {
 
     const BusDescription& description() const { return display->buses[index]; }
 };
-
-/// The registry entry of a bus's I2C interface; nullptr for a bus that is not there.
-std::shared_ptr<RegistryEntry> interfaceOfBus(const Display& display, std::size_t bus);
 
 /// The bus whose interface a handle stands for.
 std::optional<Bus> busOfInterface(io_service_t handle);

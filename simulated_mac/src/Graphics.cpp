@@ -14,7 +14,7 @@ using namespace simulated_mac;
 
 namespace {
 
-// What the window system answers for a display that it knows nothing of.
+// What the window system answers for an ID that is no display's.
 constexpr std::uint32_t unknownNumber = 0xFFFFFFFF;
 
 template <class Answer>

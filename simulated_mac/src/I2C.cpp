@@ -6,9 +6,14 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <memory>
+#include <mutex>
 #include <span>
+#include <vector>
 
+#include "Crash.h"
 #include "FramebufferBuses.h"
 #include "IOErrors.h"
 #include "Mac.h"
@@ -25,6 +30,32 @@ struct IOI2CConnect {
 
 namespace {
 
+/// What the platform carries of a request's bytes, either way.
+constexpr std::size_t largestTransfer = 128;
+using Transfer = std::array<std::uint8_t, largestTransfer>;
+
+/// The connections that are open, to tell a stranger's.
+struct Connections {
+    std::mutex mutex;
+    std::vector<std::unique_ptr<IOI2CConnect>> open;
+
+    auto find(IOI2CConnectRef connection) {
+        return std::find_if(open.begin(), open.end(),
+                            [connection](const auto& one) { return one.get() == connection; });
+    }
+};
+Connections& connections() {
+    static auto& all = *new Connections;
+    return all;
+}
+
+const Bus& busOf(IOI2CConnectRef connection, const char* call) {
+    auto& all = connections();
+    const std::lock_guard lock(all.mutex);
+    if (all.find(connection) == all.open.end()) crash(call, "connect is no open connection");
+    return connection->bus;
+}
+
 std::string hex(std::span<const std::uint8_t> bytes) {
     std::string text;
     for (const std::uint8_t byte : bytes) text += fmt::format("{:02X} ", byte);
@@ -36,36 +67,62 @@ std::uint64_t minReplyDelay(const IOI2CRequest& request) {
     return std::bit_cast<std::uint64_t>(request.minReplyDelay);
 }
 
+/// The bytes to send; none of a request whose buffer is gone.
 std::span<const std::uint8_t> sentBytes(const IOI2CRequest& request) {
-    return {reinterpret_cast<const std::uint8_t*>(request.sendBuffer), request.sendBytes};
+    const std::size_t size = request.sendBuffer != 0 ? request.sendBytes : 0;
+    return {reinterpret_cast<const std::uint8_t*>(request.sendBuffer), size};
 }
 
-/// Carries the request out on a bus that leads to a monitor: the transaction's own result.
-IOReturn transact(Monitor& monitor, IOI2CRequest& request) {
-    if (request.sendTransactionType == kIOI2CNoTransactionType ||
+/// Whether a bus has this type of transaction. To do nothing takes none.
+bool takes(const BusDescription& bus, IOOptionBits transactionType) {
+    if (transactionType == kIOI2CNoTransactionType) return true;
+    return transactionType < 32 && (bus.transactionTypes.value_or(0) >> transactionType & 1) != 0;
+}
+
+/// Carries a request out: the transaction's own result. `transfer` holds what is sent, and then
+/// what came back in front of what is left of that.
+IOReturn transact(const Bus& bus, const IOI2CRequest& request, Transfer& transfer) {
+    if (!takes(bus.description(), request.sendTransactionType) ||
+        !takes(bus.description(), request.replyTransactionType)) {
+        return kIOReturnUnsupportedMode;
+    }
+    Monitor& monitor = bus.display->monitor;
+    if (!bus.description().leadsToMonitor ||
+        request.sendTransactionType == kIOI2CNoTransactionType ||
         request.sendAddress >> 1 != Monitor::address) {
         return kIOReturnNoDevice;
     }
-    monitor.receive(sentBytes(request), Mac::current()->scheduler.now());
+    monitor.receive(std::span(transfer).first(request.sendBytes), Mac::current()->scheduler.now());
     if (request.replyTransactionType == kIOI2CNoTransactionType) return kIOReturnSuccess;
     if (request.replyAddress >> 1 != Monitor::address) return kIOReturnNoDevice;
     const auto reply = monitor.reply(minReplyDelay(request));
     if (!reply) return kIOReturnError;
     const std::size_t size = std::min<std::size_t>(reply->size(), request.replyBytes);
-    std::copy_n(reply->begin(), size, reinterpret_cast<std::uint8_t*>(request.replyBuffer));
+    std::copy_n(reply->begin(), size, transfer.begin());
     return kIOReturnSuccess;
+}
+
+std::string describe(const Bus& bus, const IOI2CRequest& request) {
+    return fmt::format(
+        "display {}, bus {}, address {:#x}, send type {}, bytes {}, reply address {:#x}, reply "
+        "sub-address {:#x}, reply type {}, delay {}, flags {:#x}",
+        bus.display->displayID, bus.index, request.sendAddress, request.sendTransactionType,
+        hex(sentBytes(request)), request.replyAddress, request.replySubAddress,
+        request.replyTransactionType, minReplyDelay(request), request.commFlags);
 }
 
 }  // namespace
 
 IOReturn IOFBGetI2CInterfaceCount(io_service_t framebuffer, IOItemCount* count) {
-    FallibleCall call("IOFBGetI2CInterfaceCount",
-                      [&] { return fmt::format("framebuffer {:#x}", framebuffer); });
-    if (call.fails()) return call.error();
+    constexpr auto name = "IOFBGetI2CInterfaceCount";
+    FallibleCall call(name, [&] { return fmt::format("framebuffer {:#x}", framebuffer); });
+    requireNotNull(count, name, "count");
+    // It always succeeds: a framebuffer of which it knows nothing has no buses.
     const Display* const display = displayOfFramebuffer(framebuffer);
-    if (display == nullptr) return call.ioResult(badArgument);
-    *count = display->screen.framebuffer.busCount.value_or(
-        static_cast<IOItemCount>(display->buses.size()));
+    *count = call.fails() || display == nullptr
+                 ? 0
+                 : display->screen.framebuffer.busCount.value_or(
+                       static_cast<IOItemCount>(display->buses.size()));
     if (call.traced()) call.text(fmt::format("0x0, count {}", *count));
     return kIOReturnSuccess;
 }
@@ -78,11 +135,11 @@ IOReturn IOFBCopyI2CInterfaceForBus(io_service_t framebuffer, IOOptionBits bus,
     if (call.fails()) return call.error();
     const Display* const display = displayOfFramebuffer(framebuffer);
     if (display == nullptr) return call.ioResult(badArgument);
-    const auto entry = interfaceOfBus(*display, bus);
-    if (entry == nullptr) return call.ioResult(kIOReturnNoDevice);
+    if (bus >= display->buses.size()) return call.ioResult(kIOReturnNoDevice);
     const IOReturn result = display->buses[bus].copyResult;
+    // A bus that no entry stands for gives the handle 0, and success.
     if (result == kIOReturnSuccess) {
-        *interface = Mac::current()->registry.handOut(entry, name);
+        *interface = Mac::current()->registry.handOut(display->interfaces[bus], name);
     }
     return call.ioResult(result);
 }
@@ -96,40 +153,66 @@ IOReturn IOI2CInterfaceOpen(io_service_t interface, IOOptionBits, IOI2CConnectRe
     const IOReturn result = bus->description().openResult;
     if (result == kIOReturnSuccess) {
         Mac::current()->ledger.handedOut(Reference::i2cConnection, name);
-        *connection = new IOI2CConnect{*bus};
+        auto& all = connections();
+        const std::lock_guard lock(all.mutex);
+        *connection = all.open.emplace_back(std::make_unique<IOI2CConnect>(*bus)).get();
     }
     return call.ioResult(result);
 }
 
 IOReturn IOI2CInterfaceClose(IOI2CConnectRef connection, IOOptionBits) {
-    FallibleCall call("IOI2CInterfaceClose");
+    constexpr auto name = "IOI2CInterfaceClose";
+    FallibleCall call(name);
+    auto& all = connections();
+    {
+        const std::lock_guard lock(all.mutex);
+        const auto known = all.find(connection);
+        if (known == all.open.end()) crash(name, "connect is no open connection");
+        all.open.erase(known);
+    }
     Mac::current()->ledger.givenBack(Reference::i2cConnection, "IOI2CInterfaceOpen");
-    delete connection;
     return call.fails() ? call.error() : call.ioResult(kIOReturnSuccess);
 }
 
 IOReturn IOI2CSendRequest(IOI2CConnectRef connection, IOOptionBits, IOI2CRequest* request) {
-    FallibleCall call("IOI2CSendRequest", [&] {
-        return fmt::format(
-            "display {}, bus {}, address {:#x}, send type {}, bytes {}, reply address {:#x}, reply "
-            "sub-address {:#x}, reply type {}, delay {}, flags {:#x}",
-            connection->bus.display->displayID, connection->bus.index, request->sendAddress,
-            request->sendTransactionType, hex(sentBytes(*request)), request->replyAddress,
-            request->replySubAddress, request->replyTransactionType, minReplyDelay(*request),
-            request->commFlags);
-    });
+    constexpr auto name = "IOI2CSendRequest";
+    const Bus& bus = busOf(connection, name);
+    requireNotNull(request, name, "request");
+    FallibleCall call(name, [&] { return describe(bus, *request); });
+    if (request->sendBytes > largestTransfer || request->replyBytes > largestTransfer) {
+        return call.ioResult(overrun);
+    }
+    if (request->sendBytes != 0 && request->sendBuffer == 0) {
+        crash(name, "the request's sendBuffer is 0");
+    }
+    // Whether the bus can be had is the call's own error, and leaves the request alone.
     if (call.fails()) return call.error();
-    const BusDescription& bus = connection->bus.description();
-    const IOReturn sent =
-        bus.sendResult.value_or(bus.leadsToMonitor ? kIOReturnSuccess : kIOReturnNoDevice);
-    if (sent != kIOReturnSuccess) return call.ioResult(sent);
-    const IOReturn result = bus.leadsToMonitor
-                                ? transact(connection->bus.display->monitor, *request)
-                                : kIOReturnNoDevice;
-    request->result = bus.requestResult.value_or(result);
+    const IOReturn taken = bus.description().sendResult.value_or(kIOReturnSuccess);
+    if (taken != kIOReturnSuccess) return call.ioResult(taken);
+
+    Transfer transfer{};
+    const auto sent = sentBytes(*request);
+    std::copy(sent.begin(), sent.end(), transfer.begin());
+    // A framebuffer that sleeps does nothing, and says nothing of it.
+    if (!bus.display->screen.framebuffer.asleep) {
+        const IOReturn result = transact(bus, *request, transfer);
+        request->result = bus.description().requestResult.value_or(result);
+    }
+    // The reply and the request are the kernel's copies, which know nothing of the caller's
+    // buffers.
+    if (request->replyBytes != 0 && request->replyBuffer == 0) {
+        crash(name, "the request's replyBuffer is 0");
+    }
+    std::copy_n(transfer.begin(), request->replyBytes,
+                reinterpret_cast<std::uint8_t*>(request->replyBuffer));
+    request->sendBuffer = 0;
+    request->replyBuffer = 0;
+
+    const IOReturn givenBack = bus.description().releaseResult;
     if (call.traced()) {
-        call.text(fmt::format("0x0, request's result {:#x}",
+        call.text(fmt::format("{:#x}, request's result {:#x}",
+                              static_cast<std::uint32_t>(givenBack),
                               static_cast<std::uint32_t>(request->result)));
     }
-    return kIOReturnSuccess;
+    return givenBack;
 }

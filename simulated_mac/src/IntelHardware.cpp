@@ -15,9 +15,9 @@ using Entry = Registry::Entry;
 
 constexpr auto defaultDriver = "AppleIntelFramebuffer";
 
-/// One framebuffer with its I2C interfaces and, but for the built-in panel, its connection.
-Entry addFramebuffer(Registry& registry, const Entry& graphics, const std::string& driver,
-                     std::size_t index, const Display& display) {
+/// The display's framebuffer with its I2C interfaces and the connection of its monitor.
+void addFramebuffer(Registry& registry, const Entry& graphics, const std::string& driver,
+                    std::size_t index, Display& display) {
     const FramebufferDescription& description = display.screen.framebuffer;
     auto entry = makeEntry(driver, fmt::format("{:X}", index),
                            {driver, "IOFramebuffer", "IOGraphicsDevice", "IOService"});
@@ -26,16 +26,20 @@ Entry addFramebuffer(Registry& registry, const Entry& graphics, const std::strin
     const Entry framebuffer = registry.add(graphics, std::move(entry));
 
     for (std::size_t bus = 0; bus < display.buses.size(); ++bus) {
+        if (!display.buses[bus].hasInterface) {
+            display.interfaces.push_back(nullptr);
+            continue;
+        }
         auto interface = makeEntry("IOFramebufferI2CInterface", "",
                                    {"IOFramebufferI2CInterface", "IOI2CInterface", "IOService"});
         interface.set("IOI2CBusID", makeCF(static_cast<std::int64_t>(bus)));
         if (const auto types = display.buses[bus].transactionTypes) {
             interface.set("IOI2CTransactionTypes", makeCF(std::int64_t{*types}));
         }
-        registry.add(framebuffer, std::move(interface));
+        display.interfaces.push_back(registry.add(framebuffer, std::move(interface)));
     }
     registry.add(framebuffer, makeEntry("display0", "", {"IODisplayConnect", "IOService"}));
-    return framebuffer;
+    display.framebuffer = framebuffer;
 }
 
 }  // namespace
@@ -53,7 +57,7 @@ HardwareTree buildIntelTree(Registry& registry, const MacDescription& descriptio
     for (std::size_t index = 0; index < displays.size(); ++index) {
         Display& display = *displays[index];
         if (!display.screen.framebuffer.present) continue;
-        display.framebuffer = addFramebuffer(registry, graphics, driver, index, display);
+        addFramebuffer(registry, graphics, driver, index, display);
     }
     const Entry usb = registry.add(pci, makeEntry("XHC1", "14", {"IOPCIDevice", "IOService"}));
     return {addUSBController(registry, usb), nullptr};
@@ -72,16 +76,17 @@ PropertyMap infoDictionary(const Display& display) {
     PropertyMap dictionary;
     dictionary.emplace_back("IODisplayLocation",
                             PropertyValue{fmt::format("display {}", display.displayID)});
-    if (!display.screen.monitor.edid.empty()) {
+    const auto addNumber = [&dictionary](const char* key, std::uint32_t number) {
+        dictionary.emplace_back(key, PropertyValue{std::int64_t{number}});
+    };
+    if (display.screen.monitor.edid.empty()) {
+        addNumber("DisplayVendorID", vendorWithoutEDID);
+        addNumber("DisplayProductID", productWithoutEDID);
+    } else {
         const EDIDIdentity identity = identifyEDID(display.screen.monitor.edid);
-        dictionary.emplace_back("DisplayVendorID",
-                                PropertyValue{std::int64_t{identity.vendorNumber}});
-        dictionary.emplace_back("DisplayProductID",
-                                PropertyValue{std::int64_t{identity.productCode}});
-        if (identity.serialNumber != 0) {
-            dictionary.emplace_back("DisplaySerialNumber",
-                                    PropertyValue{std::int64_t{identity.serialNumber}});
-        }
+        addNumber("DisplayVendorID", identity.vendorNumber);
+        addNumber("DisplayProductID", identity.productCode);
+        if (identity.serialNumber != 0) addNumber("DisplaySerialNumber", identity.serialNumber);
         if (identity.serialText) {
             dictionary.emplace_back("DisplaySerialString", PropertyValue{*identity.serialText});
         }

@@ -20,9 +20,6 @@ namespace {
 
 std::atomic<Mac*> switchedOn = nullptr;
 
-// What the window system answers for a display without an EDID.
-constexpr std::uint32_t unknownNumber = 0xFFFFFFFF;
-
 // Display IDs as the window system gives them out: large and far apart.
 constexpr std::uint32_t firstDisplayID = 0x042801C0;
 constexpr std::uint32_t displayIDStep = 0x40;
@@ -103,9 +100,9 @@ void Mac::addDisplays() {
         display->displayID = screen.displayID.value_or(
             firstDisplayID + displayIDStep * static_cast<std::uint32_t>(index));
         display->vendorNumber =
-            screen.vendorNumber.value_or(hasEDID ? identity.vendorNumber : unknownNumber);
+            screen.vendorNumber.value_or(hasEDID ? identity.vendorNumber : vendorWithoutEDID);
         display->modelNumber =
-            screen.modelNumber.value_or(hasEDID ? identity.productCode : unknownNumber);
+            screen.modelNumber.value_or(hasEDID ? identity.productCode : productWithoutEDID);
         display->serialNumber = screen.serialNumber.value_or(identity.serialNumber);
         display->localizedName = screen.name.value_or(name);
         displays_.push_back(std::move(display));

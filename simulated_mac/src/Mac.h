@@ -44,6 +44,8 @@ struct Display {
     Monitor monitor;
     /// The entry of an Intel Mac's framebuffer; none where it has none for the display.
     std::shared_ptr<RegistryEntry> framebuffer;
+    /// The entries of its buses' I2C interfaces, one for each of `buses`; none for a bus without.
+    std::vector<std::shared_ptr<RegistryEntry>> interfaces;
     /// The entries of an Apple-silicon Mac's AV service proxies, as the description lists them.
     std::vector<std::shared_ptr<RegistryEntry>> proxies;
 };

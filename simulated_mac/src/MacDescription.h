@@ -86,12 +86,17 @@ struct MonitorDescription {
 /// One I2C bus of a framebuffer (Intel Macs).
 struct BusDescription {
     bool leadsToMonitor = true;
-    std::int32_t copyResult = 0;                ///< of IOFBCopyI2CInterfaceForBus
-    std::int32_t openResult = 0;                ///< of IOI2CInterfaceOpen
-    std::optional<std::int32_t> sendResult;     ///< of IOI2CSendRequest
+    std::int32_t copyResult = 0;  ///< of IOFBCopyI2CInterfaceForBus
+    std::int32_t openResult = 0;  ///< of IOI2CInterfaceOpen
+    /// Of IOI2CSendRequest where it can't take the bus, and so sends nothing.
+    std::optional<std::int32_t> sendResult;
+    std::int32_t releaseResult = 0;             ///< of IOI2CSendRequest, from giving the bus back
     std::optional<std::int32_t> requestResult;  ///< stands in the request's result field
-    /// IOI2CTransactionTypes of the bus's interface; a missing value leaves the property out.
+    /// IOI2CTransactionTypes of the bus's interface, and the types that the bus takes; a missing
+    /// value leaves the property out, and the bus takes none.
     std::optional<std::uint32_t> transactionTypes = 0x0E;
+    /// Whether the registry has an entry for it; without one its interface is the handle 0.
+    bool hasInterface = true;
 };
 
 /// The framebuffer that drives a screen (Intel Macs).
@@ -107,6 +112,8 @@ struct FramebufferDescription {
     std::optional<std::string> path;
     /// Whether CGDisplayIOServicePort knows the framebuffer.
     bool hasServicePort = true;
+    /// While it sleeps, requests succeed without doing anything.
+    bool asleep = false;
 };
 
 /// An AV service proxy in the registry (Apple silicon).

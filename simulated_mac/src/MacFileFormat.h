@@ -123,11 +123,18 @@ void fields(Visitor& field, BusDescription& bus) {
     field("leads_to_monitor", bus.leadsToMonitor, Boolean{}, "Whether the monitor is on this bus.");
     field("copy_result", bus.copyResult, IOResult{}, "Result of IOFBCopyI2CInterfaceForBus.");
     field("open_result", bus.openResult, IOResult{}, "Result of IOI2CInterfaceOpen.");
-    field("send_result", bus.sendResult, IOResult{}, "Result of IOI2CSendRequest.");
+    field("send_result", bus.sendResult, IOResult{},
+          "Result of IOI2CSendRequest where it can't take the bus: nothing is sent then.");
+    field("release_result", bus.releaseResult, IOResult{},
+          "Result of IOI2CSendRequest from giving the bus back, after the transaction.");
     field("request_result", bus.requestResult, IOResult{},
           "Result of the transaction itself, as it stands in the request.");
     field("transaction_types", bus.transactionTypes, NullOr<Number>{},
-          "Mask of the transaction types that the bus knows; null leaves the property out.");
+          "Mask of the transaction types that the bus takes; null leaves the property out, and the "
+          "bus takes none.");
+    field("has_interface", bus.hasInterface, Boolean{},
+          "Whether the registry has an entry for the bus; without one IOFBCopyI2CInterfaceForBus "
+          "succeeds with the handle 0.");
 }
 
 template <class Visitor>
@@ -141,6 +148,8 @@ void fields(Visitor& field, FramebufferDescription& framebuffer) {
     field("path", framebuffer.path, Text{}, "Path in the I/O registry's service plane.");
     field("service_port", framebuffer.hasServicePort, Boolean{},
           "Whether CGDisplayIOServicePort knows the framebuffer.");
+    field("asleep", framebuffer.asleep, Boolean{},
+          "Whether the framebuffer sleeps: requests then succeed and bring back what was sent.");
 }
 
 template <class Visitor>

@@ -27,12 +27,15 @@ namespace simulated_mac {
 namespace i2c_test {
 
 using namespace std::chrono_literals;
-using testing::Each;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr IOReturn testError = 0x2A;
+
+/// The reply buffer of a get of VCP code 0x10 where nothing came back.
+constexpr std::array<std::uint8_t, 11> echo = {0x51, 0x82, 0x01, 0x10, 0xAC};
 
 ScreenDescription screenWith(std::vector<BusDescription> buses) {
     EDIDFields fields;
@@ -156,8 +159,8 @@ TEST(I2C, AnotherServiceIsNoFramebuffer) {
         IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceMatching("IOPCIDevice"));
     IOItemCount count = 99;
     io_service_t interface = IO_OBJECT_NULL;
-    EXPECT_NE(IOFBGetI2CInterfaceCount(other, &count), kIOReturnSuccess);
-    EXPECT_EQ(count, 99u);
+    EXPECT_EQ(IOFBGetI2CInterfaceCount(other, &count), kIOReturnSuccess);
+    EXPECT_EQ(count, 0u);
     EXPECT_NE(IOFBCopyI2CInterfaceForBus(other, 0, &interface), kIOReturnSuccess);
     IOI2CConnectRef connection = nullptr;
     EXPECT_NE(IOI2CInterfaceOpen(other, 0, &connection), kIOReturnSuccess);
@@ -236,7 +239,7 @@ TEST(I2C, ASilentMonitorFailsTheTransactionNotTheSending) {
     Get get;
     EXPECT_EQ(display.send(get), kIOReturnSuccess);
     EXPECT_NE(get.request.result, kIOReturnSuccess);
-    EXPECT_THAT(get.reply, Each(0));
+    EXPECT_THAT(get.reply, ElementsAreArray(echo));
 }
 
 TEST(I2C, AReplyIsCutToTheRoomThatTheRequestHas) {
@@ -247,28 +250,155 @@ TEST(I2C, AReplyIsCutToTheRoomThatTheRequestHas) {
     EXPECT_THAT(get.reply, ElementsAre(0x6E, 0x88, 0x02, 0x00, 0, 0, 0, 0, 0, 0, 0));
 }
 
-TEST(I2C, AShortReplyLeavesTheRestOfTheBufferAlone) {
+TEST(I2C, BehindAShortReplyStandsWhatWasSent) {
     auto screen = screenWith(oneBus());
     screen.monitor.answers = {{DDCAnswer::Kind::bytes, {0xAA}}};
     DisplayOfAMac display(screen);
     Get get;
     get.reply.fill(0x11);
     display.send(get);
-    EXPECT_EQ(get.reply[0], 0xAA);
-    EXPECT_EQ(get.reply[1], 0x11);
+    EXPECT_THAT(get.reply, ElementsAre(0xAA, 0x82, 0x01, 0x10, 0xAC, 0, 0, 0, 0, 0, 0));
+}
+
+TEST(I2C, ASentRequestHasLostItsBuffers) {
+    DisplayOfAMac display(oneBus());
+    Get get;
+    display.send(get);
+    EXPECT_EQ(get.request.sendBuffer, 0u);
+    EXPECT_EQ(get.request.replyBuffer, 0u);
+    EXPECT_EQ(get.request.sendBytes, 5u);
+    EXPECT_EQ(get.request.replyBytes, 11u);
+}
+
+TEST(I2CDeathTest, ARequestCannotBeSentTwice) {
+    const auto twice = [] {
+        const DisplayOfAMac display(oneBus());
+        Get get;
+        display.send(get);
+        display.send(get);
+    };
+    EXPECT_DEATH(twice(),
+                 "a Mac ends this process: IOI2CSendRequest: the request's sendBuffer is 0");
+}
+
+TEST(I2CDeathTest, AReplyNeedsABuffer) {
+    const auto nowhere = [] {
+        const DisplayOfAMac display(oneBus());
+        Get get;
+        get.request.replyBuffer = 0;
+        display.send(get);
+    };
+    EXPECT_DEATH(nowhere(), "IOI2CSendRequest: the request's replyBuffer is 0");
+}
+
+TEST(I2CDeathTest, AConnectionIsNotUsedAfterItsEnd) {
+    const auto closed = [] {
+        const DisplayOfAMac display(oneBus());
+        const auto connection = display.open();
+        IOI2CInterfaceClose(connection, 0);
+        Get get;
+        IOI2CSendRequest(connection, 0, &get.request);
+    };
+    EXPECT_DEATH(closed(), "IOI2CSendRequest: connect is no open connection");
+    const auto none = [] {
+        const Mac mac{MacDescription{}};
+        IOI2CInterfaceClose(nullptr, 0);
+    };
+    EXPECT_DEATH(none(), "IOI2CInterfaceClose: connect is no open connection");
+}
+
+TEST(I2C, MoreThanThePlatformCarriesIsRefused) {
+    DisplayOfAMac display(oneBus());
+    for (auto IOI2CRequest::*const bytes : {&IOI2CRequest::sendBytes, &IOI2CRequest::replyBytes}) {
+        Get get;
+        get.request.*bytes = 129;
+        EXPECT_EQ(display.send(get), static_cast<IOReturn>(0xE00002E8));
+        EXPECT_EQ(get.request.result, testError) << "the request is as it was";
+        EXPECT_NE(get.request.sendBuffer, 0u);
+    }
+    EXPECT_THAT(display.exchanges(), IsEmpty());
+    Get get;
+    std::array<std::uint8_t, 128> reply{};
+    get.request.replyBuffer = reinterpret_cast<vm_address_t>(reply.data());
+    get.request.replyBytes = 128;
+    EXPECT_EQ(display.send(get), kIOReturnSuccess);
+}
+
+TEST(I2C, AFramebufferThatSleepsSucceedsAndBringsBackWhatWasSent) {
+    auto screen = screenWith(oneBus());
+    screen.framebuffer.asleep = true;
+    DisplayOfAMac display(screen);
+    Get get;
+    EXPECT_EQ(display.send(get), kIOReturnSuccess);
+    EXPECT_EQ(get.request.result, testError) << "as the caller left it";
+    EXPECT_THAT(get.reply, ElementsAreArray(echo));
+    EXPECT_EQ(get.request.sendBuffer, 0u);
+    EXPECT_THAT(display.exchanges(), IsEmpty());
+}
+
+TEST(I2C, ABusTakesTheTransactionTypesOfItsMaskAlone) {
+    const auto resultWith = [](std::optional<std::uint32_t> mask, IOOptionBits send,
+                               IOOptionBits reply) {
+        DisplayOfAMac display(std::vector{busWith(&BusDescription::transactionTypes, mask)});
+        Get get;
+        get.request.sendTransactionType = send;
+        get.request.replyTransactionType = reply;
+        EXPECT_EQ(display.send(get), kIOReturnSuccess);
+        return get.request.result;
+    };
+    constexpr auto simple = kIOI2CSimpleTransactionType;
+    constexpr auto ddc = kIOI2CDDCciReplyTransactionType;
+    constexpr auto none = kIOI2CNoTransactionType;
+    EXPECT_EQ(resultWith(19, simple, simple), kIOReturnSuccess);
+    EXPECT_EQ(resultWith(19, simple, ddc), kIOReturnUnsupportedMode);
+    EXPECT_EQ(resultWith(31, simple, ddc), kIOReturnSuccess);
+    EXPECT_EQ(resultWith(0x04, simple, ddc), kIOReturnUnsupportedMode);
+    EXPECT_EQ(resultWith(0x02, simple, none), kIOReturnSuccess);
+    EXPECT_EQ(resultWith(0x01, simple, none), kIOReturnUnsupportedMode);
+    EXPECT_EQ(resultWith(std::nullopt, simple, none), kIOReturnUnsupportedMode);
+    EXPECT_EQ(resultWith(31, 33, none), kIOReturnUnsupportedMode);
+}
+
+TEST(I2C, AnInterfaceMayBeTheHandleZero) {
+    DisplayOfAMac display(
+        std::vector<BusDescription>{busWith(&BusDescription::hasInterface, false), {}});
+    io_service_t interface = 99;
+    EXPECT_EQ(display.copy(0, &interface), kIOReturnSuccess);
+    EXPECT_EQ(interface, IO_OBJECT_NULL);
+    IOI2CConnectRef connection = nullptr;
+    EXPECT_NE(IOI2CInterfaceOpen(interface, 0, &connection), kIOReturnSuccess);
+    EXPECT_EQ(connection, nullptr);
+    EXPECT_THAT(display.mac.registry.matching({"", "IOFramebufferI2CInterface"}), SizeIs(1));
+    Get get;
+    EXPECT_EQ(display.send(get, 1), kIOReturnSuccess);
+    EXPECT_EQ(get.request.result, kIOReturnSuccess);
+}
+
+TEST(I2C, CountingBusesNeverFails) {
+    auto description = describe(screenWith(oneBus()));
+    description.faults = {{"IOFBGetI2CInterfaceCount", 1, false, testError}};
+    const Mac mac(description);
+    const auto framebuffer =
+        IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceMatching("IOFramebuffer"));
+    IOItemCount count = 99;
+    EXPECT_EQ(IOFBGetI2CInterfaceCount(framebuffer, &count), kIOReturnSuccess);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(IOFBGetI2CInterfaceCount(framebuffer, &count), kIOReturnSuccess);
+    EXPECT_EQ(count, 1u);
 }
 
 TEST(I2C, AMonitorThatNeedsTimeIsGivenTheRequestsOwn) {
     auto screen = screenWith(oneBus());
     screen.monitor.needsReplyDelay = 51;
     DisplayOfAMac display(screen);
-    Get get;
-    get.request.minReplyDelay = {50, 0};
-    display.send(get);
-    EXPECT_NE(get.request.result, kIOReturnSuccess);
-    get.request.minReplyDelay = {51, 0};
-    display.send(get);
-    EXPECT_EQ(get.request.result, kIOReturnSuccess);
+    Get early;
+    early.request.minReplyDelay = {50, 0};
+    display.send(early);
+    EXPECT_NE(early.request.result, kIOReturnSuccess);
+    Get late;
+    late.request.minReplyDelay = {51, 0};
+    display.send(late);
+    EXPECT_EQ(late.request.result, kIOReturnSuccess);
 }
 
 TEST(I2C, ARequestToAnotherAddressReachesNobody) {
@@ -289,7 +419,7 @@ TEST(I2C, AReplyOfAnotherAddressIsNobodys) {
         get.request.replyAddress = address;
         EXPECT_EQ(display.send(get), kIOReturnSuccess);
         EXPECT_EQ(get.request.result, kIOReturnNoDevice) << address;
-        EXPECT_THAT(get.reply, Each(0));
+        EXPECT_THAT(get.reply, ElementsAreArray(echo));
     }
     EXPECT_THAT(display.exchanges(), SizeIs(4)) << "the monitor took in what was sent";
 }
@@ -309,38 +439,38 @@ TEST(I2C, ARequestWithoutAReplyReadsNone) {
     get.request.replyTransactionType = kIOI2CNoTransactionType;
     display.send(get);
     EXPECT_EQ(get.request.result, kIOReturnSuccess);
-    EXPECT_THAT(get.reply, Each(0));
+    EXPECT_THAT(get.reply, ElementsAreArray(echo));
     EXPECT_THAT(display.exchanges(), SizeIs(1));
 }
 
-TEST(I2C, ABusThatLeadsNowhereDoesNotSend) {
+TEST(I2C, ABusThatLeadsNowhereFailsTheTransactionNotTheSending) {
     DisplayOfAMac display(
-        std::vector<BusDescription>{busWith(&BusDescription::leadsToMonitor, false), {}});
-    Get get;
-    EXPECT_NE(display.send(get, 0), kIOReturnSuccess);
-    EXPECT_EQ(get.request.result, testError) << "the request is as it was";
-    EXPECT_THAT(display.exchanges(), IsEmpty());
-    EXPECT_EQ(display.send(get, 1), kIOReturnSuccess);
-    EXPECT_THAT(display.exchanges(), SizeIs(1));
-}
-
-TEST(I2C, ABusThatLeadsNowhereMaySendAllTheSame) {
-    auto nowhere = busWith(&BusDescription::leadsToMonitor, false);
-    nowhere.sendResult = kIOReturnSuccess;
-    DisplayOfAMac display(std::vector{nowhere});
+        std::vector<BusDescription>{busWith(&BusDescription::leadsToMonitor, false)});
     Get get;
     EXPECT_EQ(display.send(get), kIOReturnSuccess);
     EXPECT_EQ(get.request.result, kIOReturnNoDevice);
+    EXPECT_THAT(get.reply, ElementsAreArray(echo));
     EXPECT_THAT(display.exchanges(), IsEmpty());
 }
 
-TEST(I2C, SendingMayFail) {
+TEST(I2C, GivingTheBusBackMayFailAfterTheTransaction) {
+    DisplayOfAMac display(
+        std::vector<BusDescription>{busWith(&BusDescription::releaseResult, testError)});
+    Get get;
+    EXPECT_EQ(display.send(get), testError);
+    EXPECT_EQ(get.request.result, kIOReturnSuccess);
+    EXPECT_EQ(get.request.sendBuffer, 0u) << "as after any transaction";
+    EXPECT_THAT(display.exchanges(), SizeIs(1));
+}
+
+TEST(I2C, ABusThatCannotBeTakenSendsNothing) {
     DisplayOfAMac display(
         std::vector<BusDescription>{busWith(&BusDescription::sendResult, testError)});
     Get get;
     get.request.result = 0;
     EXPECT_EQ(display.send(get), testError);
     EXPECT_EQ(get.request.result, 0) << "the request is as it was";
+    EXPECT_NE(get.request.sendBuffer, 0u);
     EXPECT_THAT(display.exchanges(), IsEmpty());
 }
 
@@ -410,9 +540,20 @@ TEST(DisplayInformation, TheWindowSystemKnowsADisplayByItsEDID) {
 TEST(DisplayInformation, ADisplayWithoutAnEDIDHasUnknownNumbers) {
     DisplayOfAMac display(ScreenDescription{});
     const auto displayID = display.mac.displays()[0]->displayID;
-    EXPECT_EQ(CGDisplayVendorNumber(displayID), 0xFFFFFFFFu);
-    EXPECT_EQ(CGDisplayModelNumber(displayID), 0xFFFFFFFFu);
+    EXPECT_EQ(CGDisplayVendorNumber(displayID), 0x756E6B6Eu);
+    EXPECT_EQ(CGDisplayModelNumber(displayID), 0x717u);
     EXPECT_EQ(CGDisplaySerialNumber(displayID), 0u);
+    const CFDictionaryRef info = IODisplayCreateInfoDictionary(display.framebuffer, 0);
+    EXPECT_EQ(numberIn(info, CFSTR("DisplayVendorID")), 0x756E6B6E);
+    EXPECT_EQ(numberIn(info, CFSTR("DisplayProductID")), 0x717);
+    EXPECT_EQ(numberIn(info, CFSTR("DisplaySerialNumber")), std::nullopt);
+}
+
+TEST(DisplayInformation, AnIDThatIsNoDisplaysHasOtherNumbers) {
+    const DisplayOfAMac display(oneBus());
+    EXPECT_EQ(CGDisplayVendorNumber(0xDEAD), 0xFFFFFFFFu);
+    EXPECT_EQ(CGDisplayModelNumber(0xDEAD), 0xFFFFFFFFu);
+    EXPECT_EQ(CGDisplaySerialNumber(0xDEAD), 0u);
 }
 
 TEST(DisplayInformation, TheServicePortOfADisplayIsItsFramebufferAndNotTheCallers) {

@@ -153,12 +153,15 @@ screens:
           copy_result: 0xE00002C0
           open_result: 0xE00002C1
           send_result: 0xE00002C2
+          release_result: 0xE00002C3
           request_result: 0
           transaction_types: null
+          has_interface: false
         - {transaction_types: 2}
       bus_count: 9
       path: IOService:/Vorn
       service_port: false
+      asleep: true
     display_service:
       appears_at: 7
       position: 2
@@ -312,14 +315,17 @@ TEST_F(EveryKey, OfAFramebuffer) {
     EXPECT_EQ(static_cast<std::uint32_t>(bus.copyResult), 0xE00002C0U);
     EXPECT_EQ(static_cast<std::uint32_t>(bus.openResult), 0xE00002C1U);
     EXPECT_EQ(static_cast<std::uint32_t>(bus.sendResult.value()), 0xE00002C2U);
+    EXPECT_EQ(static_cast<std::uint32_t>(bus.releaseResult), 0xE00002C3U);
     EXPECT_EQ(bus.requestResult, 0);
     EXPECT_EQ(bus.transactionTypes, std::nullopt);
+    EXPECT_FALSE(bus.hasInterface);
     EXPECT_TRUE(framebuffer.buses->at(1).leadsToMonitor);
     EXPECT_EQ(framebuffer.buses->at(1).sendResult, std::nullopt);
     EXPECT_EQ(framebuffer.buses->at(1).transactionTypes, 2U);
     EXPECT_EQ(framebuffer.busCount, 9U);
     EXPECT_EQ(framebuffer.path, "IOService:/Vorn");
     EXPECT_FALSE(framebuffer.hasServicePort);
+    EXPECT_TRUE(framebuffer.asleep);
     EXPECT_FALSE(mac.screens[3].framebuffer.present);
     EXPECT_FALSE(mac.screens[4].framebuffer.buses.has_value());
 }
@@ -542,8 +548,9 @@ const std::vector<Mistake> mistakes = {
     {"screens: []\n<<: {mac: x}\n", "2:1: unknown key \"<<\", expected KEYS"},
     {"screens: []\n\"a\\nb\": 1\n", "2:1: unknown key \"a\\nb\", expected KEYS"},
     {"screens:\n  - framebuffer: {bus-count: 1}\n",
-     "2:19: unknown key \"bus-count\", expected dictionary, buses, bus_count, path or service_port "
-     "(did you mean bus_count?)"},
+     "2:19: unknown key \"bus-count\", expected dictionary, buses, bus_count, path, service_port "
+     "or "
+     "asleep (did you mean bus_count?)"},
     {"screens: []\ntools: {iorge: {}}\n",
      "2:9: unknown key \"iorge\", expected ioreg, system_profiler or afktool (did you mean "
      "ioreg?)"},

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstring>
 #include <set>
 
 #include "DDCCI/VCPPackets.h"
@@ -215,8 +216,8 @@ TEST_F(FramebufferLookup, NumbersAreComparedAtThirtyTwoBits) {
     EXPECT_EQ(foundFor(screen), 0u);
 }
 
-TEST_F(FramebufferLookup, AMonitorWithoutAnEDIDHasNone) {
-    EXPECT_EQ(foundFor(ScreenDescription()), std::nullopt);
+TEST_F(FramebufferLookup, AMonitorWithoutAnEDIDIsFoundByTheNumbersThatStandForNone) {
+    EXPECT_EQ(foundFor(ScreenDescription()), 0u);
 }
 
 TEST_F(FramebufferLookup, AFramebufferWithoutBusesIsPassedOver) {
@@ -655,6 +656,59 @@ TEST_F(Sending, ABusThatDoesNotTakeTheRequestIsClosedAndPassedOver) {
     expectNothingLeftBehind();
 }
 
+TEST_F(Sending, ABusThatLeadsNowhereEndsTheSearch) {
+    BusDescription elsewhere;
+    elsewhere.leadsToMonitor = false;
+    switchOn(monitorOnBuses({elsewhere, BusDescription()}));
+    EXPECT_FALSE(send());
+    EXPECT_EQ(request.result, kIOReturnNoDevice);
+    EXPECT_EQ(received(), 0u);
+    EXPECT_EQ(calls().size(), 4u);
+    expectNothingLeftBehind();
+}
+
+TEST_F(Sending, ABusWhoseInterfaceIsTheHandleZeroIsPassedOver) {
+    BusDescription absent;
+    absent.hasInterface = false;
+    switchOn(monitorOnBuses({absent, BusDescription()}));
+    EXPECT_TRUE(send());
+    EXPECT_EQ(received(), 1u);
+    expectNothingLeftBehind();
+}
+
+TEST_F(Sending, TheNextBusGetsTheWholeRequestWhereOneIsNotGivenBack) {
+    BusDescription stuck;
+    stuck.releaseResult = busError;
+    switchOn(monitorOnBuses({stuck, BusDescription()}));
+    EXPECT_TRUE(send());
+    ASSERT_EQ(received(), 2u);
+    for (const auto& exchange : mac->displays()[0]->monitor.exchanges()) {
+        EXPECT_THAT(exchange.request, ElementsAre(0x51, 0x82, 0x01, 0xF1, 0x4D));
+    }
+    expectNothingLeftBehind();
+}
+
+TEST_F(Sending, OfTheRequestOnlyItsResultChanges) {
+    request.result = busError;
+    const IOI2CRequest before = request;
+    switchOn(monitor());
+    EXPECT_TRUE(send());
+    EXPECT_EQ(request.result, kIOReturnSuccess);
+    request.result = busError;
+    EXPECT_EQ(std::memcmp(&request, &before, sizeof before), 0);
+}
+
+TEST_F(Sending, ToAFramebufferThatSleepsLeavesTheResultAsItWas) {
+    auto screen = monitor();
+    screen.framebuffer.asleep = true;
+    switchOn(screen);
+    EXPECT_TRUE(send());
+    request.result = busError;
+    EXPECT_FALSE(send());
+    EXPECT_EQ(request.result, busError);
+    EXPECT_EQ(received(), 0u);
+}
+
 TEST_F(Sending, WhenNoBusTakesTheRequestFails) {
     BusDescription uncopied;
     uncopied.copyResult = busError;
@@ -855,7 +909,8 @@ std::string tryPrints(const std::string& reply) {
 }
 
 constexpr auto goodReply = "6E 88 02 00 F1 00 FF FF 40 00 05 , chksum: 05";
-constexpr auto noReply = "00 00 00 00 00 00 00 00 00 00 00 , chksum: 3E";
+/// The request itself, which the platform leaves in the buffer where nothing comes back.
+constexpr auto noReply = "51 82 01 F1 4D 00 00 00 00 00 00 , chksum: 01";
 
 TEST_F(Reading, BringsTheValues) {
     auto screen = monitor();
@@ -1016,12 +1071,47 @@ TEST_F(Reading, RepliesOfAnyLengthAndContentDoNoHarm) {
     EXPECT_EQ(exchanges().size(), 5u);
 }
 
-TEST_F(Reading, BytesOfAnEarlierTryStayInTheReply) {
-    switchOn(monitorThatAnswers({bytes({0x11, 0x22, 0x33}), silence(), good()}));
+TEST_F(Reading, BytesOfAnEarlierTryStayInTheReplyWhereNothingIsSent) {
+    auto description = test::macWith({monitorThatAnswers({bytes({0x11, 0x22, 0x33}), good()})});
+    description.faults = {{"IOI2CSendRequest", 2, false, {}}};
+    switchOn(description);
     EXPECT_TRUE(read(true));
-    const auto stale = "11 22 33 00 00 00 00 00 00 00 00 , chksum: 2F";
+    const auto stale = "11 22 33 F1 4D 00 00 00 00 00 00 , chksum: 93";
     EXPECT_EQ(printed, tryPrints(stale) + tryPrints(stale) + tryPrints(goodReply) +
                            "D: Tries required to get data: 3 \n");
+}
+
+TEST_F(Reading, TheEchoOfAFramebufferThatSleepsIsNoReply) {
+    auto screen = monitor();
+    screen.framebuffer.asleep = true;
+    switchOn(screen);
+    EXPECT_FALSE(read(true));
+    expectNoValues();
+    EXPECT_EQ(exchanges().size(), 0u);
+    std::string tries;
+    for (int i = 0; i < 5; ++i) tries += tryPrints(noReply);
+    EXPECT_EQ(printed, tries + "E: No data after 5 tries! \n");
+}
+
+TEST_F(Reading, ABusWithoutTheReplyTypeOfTheFirstInterfaceSaysSo) {
+    auto description =
+        test::macWith({monitorOnBuses({busWithTypes(0x13)}), monitorOnBuses({busWithTypes(0x1F)})});
+    description.screens[0].serialNumber = 1;
+    description.screens[0].framebuffer.dictionary = {{"DisplaySerialNumber", {std::int64_t{1}}}};
+    // The answer for all of them is the first interface's: simple replies.
+    switchOn(description);
+    EXPECT_TRUE(read());
+    description.screens[0].framebuffer.buses = {busWithTypes(0x1F)};
+    description.screens[1].framebuffer.buses = {busWithTypes(0x13)};
+    switchOn(description);
+    EXPECT_TRUE(read());
+    printed = printedBy([this] {
+        EXPECT_FALSE(DDCReadWithLog(mac->displays()[1]->displayID, &record, 50, false));
+    });
+    EXPECT_EQ(printed,
+              "E: Unsupported Transaction Type! \nE: Unsupported Transaction Type! \n"
+              "E: Unsupported Transaction Type! \nE: Unsupported Transaction Type! \n"
+              "E: Unsupported Transaction Type! \n");
 }
 
 TEST_F(Reading, AMonitorThatNeedsLongerThanTheDelayDoesNotAnswer) {
@@ -1042,12 +1132,14 @@ TEST_F(Reading, OfABuiltInDisplayFailsAfterFourSeconds) {
 
 TEST_F(Reading, WithoutAnyReplyTypeEveryRequestIsFollowedByTwentyMilliseconds) {
     switchOn(monitorOnBuses({busWithTypes(0x01)}));
+    mac->trace.keepOnly({"IOI2CSendRequest"});
     EXPECT_FALSE(read());
     std::vector<Time> times;
-    for (const auto& exchange : exchanges()) times.push_back(exchange.time);
+    for (const auto& call : mac->trace.calls()) times.push_back(call.time);
     EXPECT_THAT(times,
                 ElementsAre(Time(0), Time(1020ms), Time(2040ms), Time(3060ms), Time(4080ms)));
     EXPECT_EQ(mac->scheduler.now(), Time(4100ms));
+    EXPECT_EQ(exchanges().size(), 0u) << "the bus takes no simple transaction either";
 }
 
 TEST_F(Reading, ReplyTypesAreAskedForOnEveryTry) {

@@ -102,8 +102,8 @@ const BusDescription* busThatSends(const ScreenDescription& screen) {
     const auto& framebuffer = screen.framebuffer;
     if (!framebuffer.present || !framebuffer.dictionary.empty()) return nullptr;
     for (const BusDescription& bus : framebuffer.buses ? *framebuffer.buses : usual) {
-        const bool sends = bus.sendResult ? *bus.sendResult == 0 : bus.leadsToMonitor;
-        if (bus.copyResult == 0 && bus.openResult == 0 && sends) return &bus;
+        const bool opens = bus.copyResult == 0 && bus.hasInterface && bus.openResult == 0;
+        if (opens && bus.sendResult.value_or(0) == 0 && bus.releaseResult == 0) return &bus;
     }
     return nullptr;
 }
@@ -115,7 +115,7 @@ bool hasReplies(const MacDescription& mac) {
         if (!screen.framebuffer.buses) return true;
         const auto& buses = *screen.framebuffer.buses;
         return std::any_of(buses.begin(), buses.end(), [](const auto& bus) {
-            return (bus.transactionTypes.value_or(0) & typesWithReply) != 0;
+            return bus.hasInterface && (bus.transactionTypes.value_or(0) & typesWithReply) != 0;
         });
     });
 }
@@ -247,7 +247,8 @@ class Run {
         const bool replies = hasReplies(mac_);
         const BusDescription* const bus = busThatSends(screen);
         const bool reaches = replies && bus != nullptr && bus->leadsToMonitor &&
-                             bus->requestResult.value_or(0) == 0 && hasTime(screen);
+                             !screen.framebuffer.asleep && bus->requestResult.value_or(0) == 0 &&
+                             hasTime(screen);
         Answers answers(screen.monitor);
         for (int attempt = 1; attempt <= tries; ++attempt) {
             if (!replies) wait(afterRequestWithoutReply);
