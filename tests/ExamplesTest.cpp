@@ -150,6 +150,7 @@ INSTANTIATE_TEST_SUITE_P(
         Verdict{"apple-edid-not-copied", {-1, 3}, true, 1},
         Verdict{"apple-odd-location", {-1, 3}, true, 1},
         // Display services are looked for again after 2, 3, 4, 5 and 6 seconds.
+        Verdict{"apple-attach-during-walk", {-1, 0}, false, 2 + 0.18},
         Verdict{"apple-late-service", {-1, 0}, false, 2 + 3 + 0.18},
         Verdict{"apple-edid-from-firmware", {-1, 1}, false, 20},
         Verdict{"apple-no-location", {-1, 1}, false, 20},

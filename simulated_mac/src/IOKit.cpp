@@ -207,7 +207,7 @@ kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_
         options == kIORegistryIterateRecursively ? registry().walk(from) : from->children;
     // The walk is over what stands below the entry.
     if (options == kIORegistryIterateRecursively) entries.erase(entries.begin());
-    *iterator = registry().handOutIterator(std::move(entries), name);
+    *iterator = registry().handOutWalk(std::move(entries), name);
     return call.ioResult(kIOReturnSuccess);
 }
 

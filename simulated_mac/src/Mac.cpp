@@ -166,7 +166,15 @@ void Mac::scheduleScreens() {
 
 void Mac::scheduleEvents() {
     for (const EventDescription& event : description.events) {
-        scheduler.onMainAt(timeOf(event.at), [this, event] { play(event); });
+        const auto happen = [this, event] { play(event); };
+        if (!event.atCall) {
+            scheduler.onMainAt(timeOf(event.at), happen);
+        } else if (event.user) {
+            // What the user does is the main thread's business.
+            trace.before(*event.atCall, [this, happen] { scheduler.onMain(happen); });
+        } else {
+            trace.before(*event.atCall, happen);
+        }
     }
 }
 

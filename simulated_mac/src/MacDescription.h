@@ -175,11 +175,19 @@ struct USBDeviceDescription {
     bool hasParent = true;  ///< false: the lookup of its parent fails
 };
 
+/// One use of a platform call.
+struct CallUse {
+    std::string call;       ///< the function's name
+    std::uint64_t nth = 1;  ///< counted from 1
+};
+
 /// The user and the machine during a run; exactly one of the actions is set.
 struct EventDescription {
     enum class User { entersPane, clicksWarning };
 
     double at = 0;  ///< seconds after the pane was first entered
+    /// Instead of at a time, just before this call does its work.
+    std::optional<CallUse> atCall = std::nullopt;
     std::optional<USBDeviceDescription> attach;
     std::optional<std::uint32_t> detach;  ///< locationID of the device
     std::optional<User> user;

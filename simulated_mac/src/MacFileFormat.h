@@ -215,6 +215,10 @@ void fields(Visitor& field, ScreenDescription& screen) {
           "out, none leaves the display without one.");
 }
 
+/// The calls that a fault or an event may name.
+inline const Word fallibleCall = {"a call of the platform that can fail",
+                                  {fallibleCalls.begin(), fallibleCalls.end()}};
+
 template <class Visitor>
 void fields(Visitor& field, USBDeviceDescription& device) {
     field("node_name", device.nodeName, Text{}, "Name of the device's registry node.");
@@ -231,11 +235,19 @@ void fields(Visitor& field, USBDeviceDescription& device) {
 }
 
 template <class Visitor>
+void fields(Visitor& field, CallUse& use) {
+    field("call", use.call, fallibleCall, "Name of the platform's function.", Presence::required);
+    field("nth", use.nth, Number{1, {}}, "Which of its uses, counted from 1.");
+}
+
+template <class Visitor>
 void fields(Visitor& field, EventDescription& event) {
     using User = EventDescription::User;
-    field.exactlyOne({"attach", "detach", "user"});
-    field("at", event.at, Seconds{}, "Seconds after the pane was first entered.",
-          Presence::required);
+    field.exactlyOne("when it happens", {"at", "at_call"});
+    field.exactlyOne("what happens", {"attach", "detach", "user"});
+    field("at", event.at, Seconds{}, "Seconds after the pane was first entered.");
+    field("at_call", event.atCall, Mapping{},
+          "The use of a platform call before which it happens, whatever the time.");
     field("attach", event.attach, Mapping{}, "A USB device to attach.");
     field("detach", event.detach, Number{}, "locationID of the USB device to detach.");
     field("user", event.user,
@@ -262,10 +274,7 @@ void fields(Visitor& field, GraphicsDescription& graphics) {
 
 template <class Visitor>
 void fields(Visitor& field, FaultDescription& fault) {
-    field(
-        "call", fault.call,
-        Word{"a call of the platform that can fail", {fallibleCalls.begin(), fallibleCalls.end()}},
-        "Name of the platform's function.", Presence::required);
+    field("call", fault.call, fallibleCall, "Name of the platform's function.", Presence::required);
     field("nth", fault.nth, Number{1, {}}, "Which of its uses fails, counted from 1.");
     field("and_later", fault.andLater, Boolean{}, "Whether all later uses fail too.");
     field("result", fault.result, IOResult{}, "The I/O error that it answers.");

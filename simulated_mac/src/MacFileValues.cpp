@@ -136,7 +136,8 @@ const YAMLEntry* ReadingVisitor::find(const std::string& key) const {
     return nullptr;
 }
 
-void ReadingVisitor::exactlyOne(const std::vector<std::string>& keys) const {
+void ReadingVisitor::exactlyOne(const std::string& what,
+                                const std::vector<std::string>& keys) const {
     std::vector<const YAMLEntry*> present;
     for (const YAMLEntry& entry : mapping_.entries) {
         if (std::find(keys.begin(), keys.end(), entry.key.text) != keys.end()) {
@@ -145,7 +146,8 @@ void ReadingVisitor::exactlyOne(const std::vector<std::string>& keys) const {
     }
     const std::string expected = "expected exactly one of " + alternatives(keys);
     if (present.empty()) {
-        reader_.fail(mapping_, "none of the keys that say what happens is here, " + expected);
+        reader_.fail(mapping_,
+                     fmt::format("none of the keys that say {} is here, {}", what, expected));
     }
     if (present.size() > 1) {
         reader_.fail(present[1]->key,
@@ -170,10 +172,12 @@ void ReadingVisitor::onlyWith(const std::string& key,
     }
 }
 
-void SchemaVisitor::exactlyOne(const std::vector<std::string>& keys) {
+void SchemaVisitor::exactlyOne(const std::string&, const std::vector<std::string>& keys) {
+    JSON oneOf = JSON::array();
     for (const std::string& key : keys) {
-        oneOf_.push_back({{"required", {key}}});
+        oneOf.push_back({{"required", {key}}});
     }
+    allOf_.push_back({{"oneOf", oneOf}});
 }
 
 void SchemaVisitor::onlyWith(const std::string& key, const std::vector<std::string>& companions) {
@@ -188,8 +192,8 @@ JSON SchemaVisitor::result() const {
     if (!required_.empty()) {
         schema["required"] = required_;
     }
-    if (!oneOf_.empty()) {
-        schema["oneOf"] = oneOf_;
+    if (!allOf_.empty()) {
+        schema["allOf"] = allOf_;
     }
     if (!dependencies_.empty()) {
         schema["dependencies"] = dependencies_;

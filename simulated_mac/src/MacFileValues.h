@@ -355,7 +355,7 @@ enum class Presence { optional, required };
 // A mapping with a fixed set of keys is described by a function `fields(visitor, structure)`. It
 // calls `visitor(key, member, kind, description)` for each key, with a Presence behind where the
 // key is required. Before the keys it states the rules between them:
-//   visitor.exactlyOne(keys)            one of them is there, and only one
+//   visitor.exactlyOne(what, keys)      one of them is there, and only one; they say what
 //   visitor.onlyWith(key, companions)   beside that key, only these may be there
 
 /// Lists the keys.
@@ -367,7 +367,7 @@ struct KeyVisitor {
                     Presence = Presence::optional) {
         keys.emplace_back(key);
     }
-    void exactlyOne(const std::vector<std::string>&) {}
+    void exactlyOne(const std::string&, const std::vector<std::string>&) {}
     void onlyWith(const std::string&, const std::vector<std::string>&) {}
 };
 
@@ -386,7 +386,7 @@ class ReadingVisitor {
             reader_.fail(mapping_, "no key \"" + std::string(key) + "\" here, expected it");
         }
     }
-    void exactlyOne(const std::vector<std::string>& keys) const;
+    void exactlyOne(const std::string& what, const std::vector<std::string>& keys) const;
     void onlyWith(const std::string& key, const std::vector<std::string>& companions) const;
 
   private:
@@ -413,7 +413,7 @@ class SchemaVisitor {
         }
         properties_[key] = std::move(property);
     }
-    void exactlyOne(const std::vector<std::string>& keys);
+    void exactlyOne(const std::string& what, const std::vector<std::string>& keys);
     void onlyWith(const std::string& key, const std::vector<std::string>& companions);
 
     JSON result() const;
@@ -438,7 +438,7 @@ class SchemaVisitor {
 
     JSON properties_ = JSON::object();
     JSON required_ = JSON::array();
-    JSON oneOf_ = JSON::array();
+    JSON allOf_ = JSON::array();
     JSON dependencies_ = JSON::object();
 };
 

@@ -51,6 +51,7 @@ Registry::Entry Registry::add(const Entry& parent, RegistryEntry description) {
         entry->id = nextID_++;
         entry->parent = parent;
         parent->children.push_back(entry);
+        ++changes_;
         for (auto& [handle, iterator] : iterators_) {
             if (!iterator.deliver || !iterator.match.fits(*entry)) continue;
             iterator.entries.push_back(entry);
@@ -69,6 +70,7 @@ void Registry::remove(const Entry& entry) {
     if (const Entry parent = entry->parent.lock()) {
         auto& siblings = parent->children;
         siblings.erase(std::remove(siblings.begin(), siblings.end(), entry), siblings.end());
+        ++changes_;
     }
 }
 
@@ -149,6 +151,13 @@ io_iterator_t Registry::handOutIterator(std::vector<Entry> entries, const char* 
     return handle;
 }
 
+io_iterator_t Registry::handOutWalk(std::vector<Entry> entries, const char* call) {
+    const io_iterator_t handle = handOutIterator(std::move(entries), call);
+    const std::lock_guard lock(mutex_);
+    iterators_[handle].changesBefore = changes_;
+    return handle;
+}
+
 io_iterator_t Registry::handOutNotification(const Match& match,
                                             std::function<void(io_iterator_t)> deliver,
                                             const char* call) {
@@ -176,6 +185,7 @@ Registry::Entry Registry::next(io_iterator_t handle) {
     const auto found = iterators_.find(handle);
     if (found == iterators_.end()) return nullptr;
     Iterator& iterator = found->second;
+    if (iterator.changesBefore.value_or(changes_) != changes_) return nullptr;
     if (iterator.entries.empty()) {
         iterator.armed = true;
         return nullptr;

@@ -76,7 +76,10 @@ class Registry {
     io_object_t handOut(const Entry& entry, const char* call);
     /// The handle of an entry that the system itself keeps a reference of.
     io_object_t handleOf(const Entry& entry);
+    /// An iterator over a set of its own, which no change of the registry touches.
     io_iterator_t handOutIterator(std::vector<Entry> entries, const char* call);
+    /// One that walks the tree itself: it is at its end as soon as an entry comes or goes.
+    io_iterator_t handOutWalk(std::vector<Entry> entries, const char* call);
     /// Nothing for a handle without references, or of an iterator.
     Entry entryOf(io_object_t handle) const;
     /// The iterator's next entry, or nothing at its end and for any other handle.
@@ -96,6 +99,8 @@ class Registry {
         Match match;
         std::function<void(io_iterator_t)> deliver;  ///< empty where nothing is notified
         bool armed = false;
+        /// Of a walk: how often the tree had changed when it began.
+        std::optional<std::uint64_t> changesBefore;
         std::vector<const char*> references;
     };
 
@@ -113,6 +118,7 @@ class Registry {
     std::vector<Entry> handedOut_;
     std::unordered_map<io_iterator_t, Iterator> iterators_;
     io_iterator_t nextIterator_ = 0x1000;
+    std::uint64_t changes_ = 0;
 };
 
 }  // namespace simulated_mac

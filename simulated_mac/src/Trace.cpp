@@ -32,12 +32,25 @@ void Trace::countUses() {
     counts_ = true;
 }
 
+void Trace::before(CallUse use, std::function<void()> action) {
+    const std::lock_guard lock(mutex_);
+    planned_.emplace(std::pair(std::move(use.call), use.nth), std::move(action));
+    counts_ = true;
+}
+
 std::optional<FaultDescription> Trace::use(std::string_view call) {
     if (!counts_) return std::nullopt;
-    const std::lock_guard lock(mutex_);
-    auto found = uses_.find(call);
-    if (found == uses_.end()) found = uses_.emplace(std::string(call), 0).first;
-    const std::uint64_t count = ++found->second;
+    std::uint64_t count = 0;
+    std::vector<std::function<void()>> due;  // outside the lock: they make calls of their own
+    {
+        const std::lock_guard lock(mutex_);
+        auto found = uses_.find(call);
+        if (found == uses_.end()) found = uses_.emplace(std::string(call), 0).first;
+        count = ++found->second;
+        const auto [first, last] = planned_.equal_range({std::string(call), count});
+        for (auto action = first; action != last; ++action) due.push_back(action->second);
+    }
+    for (const auto& action : due) action();
     for (const FaultDescription& fault : faults_) {
         if (fault.call != call) continue;
         if (count == fault.nth || (fault.andLater && count > fault.nth)) return fault;

@@ -44,7 +44,10 @@ class Trace {
     /// Counts the uses of every call from now on, for uses().
     void countUses();
 
-    /// Counts one use of a call; the fault that is due at it, if any.
+    /// Has something happen before a use of a call does its work, on the thread that makes it.
+    void before(CallUse use, std::function<void()> action);
+
+    /// Counts one use of a call and does what is planned for it; the fault that is due, if any.
     std::optional<FaultDescription> use(std::string_view call);
     bool keeps(std::string_view call) const;
     void add(TracedCall call);
@@ -61,6 +64,7 @@ class Trace {
     bool keepsAll_ = false;
     std::set<std::string, std::less<>> kept_;
     std::map<std::string, std::uint64_t, std::less<>> uses_;
+    std::multimap<std::pair<std::string, std::uint64_t>, std::function<void()>> planned_;
     std::vector<TracedCall> calls_;
 };
 

@@ -205,6 +205,7 @@ events:
   - {at: 20, detach: 0x14200000}
   - {at: 30, user: enters the pane}
   - {at: 31, user: clicks the warning}
+  - {at_call: {call: IOIteratorNext, nth: 7}, detach: 1}
 tools:
   ioreg: {prints: "text", status: 1}
   system_profiler: [{prints: ""}, {}]
@@ -389,7 +390,7 @@ TEST_F(EveryKey, OfAUSBDevice) {
 
 TEST_F(EveryKey, OfAnEvent) {
     using User = EventDescription::User;
-    ASSERT_EQ(mac.events.size(), 4U);
+    ASSERT_EQ(mac.events.size(), 5U);
     EXPECT_EQ(mac.events[0].at, 12.5);
     ASSERT_TRUE(mac.events[0].attach.has_value());
     EXPECT_EQ(mac.events[0].attach->locationID, 1U);
@@ -399,6 +400,10 @@ TEST_F(EveryKey, OfAnEvent) {
     EXPECT_FALSE(mac.events[1].attach.has_value());
     EXPECT_EQ(mac.events[2].user, User::entersPane);
     EXPECT_EQ(mac.events[3].user, User::clicksWarning);
+    EXPECT_FALSE(mac.events[3].atCall.has_value());
+    ASSERT_TRUE(mac.events[4].atCall.has_value());
+    EXPECT_EQ(mac.events[4].atCall->call, "IOIteratorNext");
+    EXPECT_EQ(mac.events[4].atCall->nth, 7U);
 }
 
 TEST_F(EveryKey, OfATool) {
@@ -555,7 +560,11 @@ const std::vector<Mistake> mistakes = {
      "2:9: unknown key \"iorge\", expected ioreg, system_profiler or afktool (did you mean "
      "ioreg?)"},
     {"chip: intel\n", "1:1: no key \"screens\" here, expected it"},
-    {"screens: []\nevents: [{user: enters the pane}]\n", "2:10: no key \"at\" here, expected it"},
+    {"screens: []\nevents: [{user: enters the pane}]\n",
+     "2:10: none of the keys that say when it happens is here, expected exactly one of at or "
+     "at_call"},
+    {"screens: []\nevents: [{at: 1, at_call: {call: IOIteratorNext}, detach: 1}]\n",
+     "2:18: \"at_call\" beside \"at\", expected exactly one of at or at_call"},
     {"screens: []\nfaults:\n  - nth: 1\n", "3:5: no key \"call\" here, expected it"},
     {"screens: [{edid_listed: {}}]\n", "1:25: no key \"at\" here, expected it"},
     {"screens: [{monitor: {answers: [{}]}}]\n", "1:32: no key \"bytes\" here, expected it"},

@@ -219,6 +219,40 @@ TEST_F(RegistryTest, IteratorsAreIndependent) {
     EXPECT_THAT(rest(two), ElementsAre("a", "b"));
 }
 
+TEST_F(RegistryTest, AWalkEndsAsSoonAsAnEntryComes) {
+    const auto walk = registry_.handOutWalk(registry_.walk(registry_.root()), "call");
+    EXPECT_EQ(registry_.next(walk)->name, "Root");
+    registry_.add(deep_, describe("new"));
+    EXPECT_EQ(registry_.next(walk), nullptr);
+    EXPECT_EQ(registry_.next(walk), nullptr);
+}
+
+TEST_F(RegistryTest, AWalkEndsAsSoonAsAnEntryGoes) {
+    const auto walk = registry_.handOutWalk(registry_.walk(registry_.root()), "call");
+    EXPECT_EQ(registry_.next(walk)->name, "Root");
+    registry_.remove(deep_);
+    EXPECT_EQ(registry_.next(walk), nullptr);
+}
+
+TEST_F(RegistryTest, AWalkThatBeginsAfterAChangeIsWhole) {
+    registry_.add(deep_, describe("new"));
+    const auto walk = registry_.handOutWalk(registry_.walk(a1_), "call");
+    EXPECT_THAT(rest(walk), ElementsAre("a1", "deep", "new"));
+}
+
+TEST_F(RegistryTest, AWalkSurvivesAPropertyThatChanges) {
+    const auto walk = registry_.handOutWalk(registry_.walk(a1_), "call");
+    registry_.setProperty(deep_, "key", makeCFText("value"));
+    EXPECT_THAT(rest(walk), ElementsAre("a1", "deep"));
+}
+
+TEST_F(RegistryTest, ASetOfMatchesSurvivesChanges) {
+    const auto matches = registry_.handOutIterator(registry_.matching({"Base", ""}), "call");
+    registry_.add(a_, describe("new", {"Base", "IOService"}));
+    registry_.remove(b_);
+    EXPECT_THAT(rest(matches), ElementsAre("a1", "deep", "b"));
+}
+
 TEST_F(RegistryTest, AnIteratorDiesWithItsLastReference) {
     const auto iterator = registry_.handOutIterator({a_, b_}, "call");
     EXPECT_TRUE(registry_.retain(iterator, "retain"));

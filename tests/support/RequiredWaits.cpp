@@ -183,8 +183,17 @@ class Run {
                countOfScreens([this](const auto& screen) { return isPaired(screen, now_); }) > 0;
     }
 
+    /// Whether something comes or goes while the pane walks the registry for the first time, which
+    /// hides the services from that look. With two monitors it would hide one's from all.
+    bool firstLookIsCut() const {
+        return std::any_of(mac_.events.begin(), mac_.events.end(), [](const auto& event) {
+            return event.atCall && event.atCall->call == "IOIteratorNext";
+        });
+    }
+
     void waitForServices() {
-        for (int look = 0; hasExternal_ && !anyIsPaired() && look < looksForServices; ++look) {
+        for (int look = 0; hasExternal_ && look < looksForServices; ++look) {
+            if (anyIsPaired() && !(look == 0 && firstLookIsCut())) return;
             wait(shortestForServices + look * 1s);
         }
     }
