@@ -6,6 +6,10 @@ import xml.etree.ElementTree
 
 from project import RESOURCES, ROOT, exported_symbols, preset_variables, property_list
 
+# The names that the installer knows its own steps by, in its order.
+INSTALLER_STEPS = ["Introduction", "ReadMe", "License", "Target", "PackageSelection", "Install",
+                   "Summary"]
+
 
 class PropertyListsTest(unittest.TestCase):
     def test_the_bundle_is_a_section_of_the_installer(self):
@@ -27,16 +31,23 @@ class PropertyListsTest(unittest.TestCase):
         for key in ("CFBundleShortVersionString", "CFBundleVersion"):
             self.assertEqual(information[key], "@PROJECT_VERSION@")
 
-    def test_the_pane_comes_after_the_licence_and_before_anything_is_chosen(self):
+
+class SectionsTest(unittest.TestCase):
+    def setUp(self):
         sections = property_list(ROOT / "packaging" / "InstallerSections.plist")
         self.assertEqual(list(sections), ["SectionOrder"])
-        order = sections["SectionOrder"]
-        bundle = property_list(RESOURCES / "Info.plist")["CFBundleExecutable"] + ".bundle"
-        self.assertEqual([name for name in order if name.endswith(".bundle")], [bundle])
-        self.assertEqual(len(set(order)), len(order))
-        self.assertLess(order.index("License"), order.index(bundle))
-        self.assertLess(order.index(bundle), order.index("TargetSelect"))
-        self.assertLess(order.index(bundle), order.index("Install"))
+        self.order = sections["SectionOrder"]
+        self.bundle = property_list(RESOURCES / "Info.plist")["CFBundleExecutable"] + ".bundle"
+
+    def test_all_steps_are_the_installers_own_in_its_order_or_our_bundle(self):
+        self.assertEqual([name for name in self.order if name != self.bundle], INSTALLER_STEPS)
+        self.assertEqual(self.order.count(self.bundle), 1)
+
+    def test_the_pane_comes_after_the_licence_and_before_anything_is_chosen(self):
+        place = self.order.index(self.bundle)
+        self.assertLess(self.order.index("License"), place)
+        # Far from Install, too: after that a pane never comes.
+        self.assertLess(place, self.order.index("Target"))
 
 
 class DistributionTest(unittest.TestCase):
