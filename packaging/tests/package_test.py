@@ -28,14 +28,30 @@ class PackageTest(ScriptTest):
             (RESOURCES / "Info.plist").read_text().replace("@PROJECT_VERSION@", version))
 
     def stand_ins_for_the_macs_tools(self):
-        """The folder's "log" tells of the signing; the product archive holds what is in it."""
-        for name in ("codesign", "xcrun"):
-            self.tool(name, f'echo "{name} $*" >> "$here/log"')
+        """The folder's "log" tells of the signing; the product archive holds what is in it. A
+        signature holds as long as no file of the plug-in changes."""
+        self.tool("files", 'cd "$1"; find . -path ./Contents/_CodeSignature -prune -o '
+                  '-type f -exec cksum {} + | sort')
+        self.tool("codesign", """
+            for plugin; do :; done
+            echo "codesign $*" >> "$here/log"
+            signature=$plugin/Contents/_CodeSignature
+            case "$1" in
+            --verify) files "$plugin" | diff "$signature/files" - ;;
+            *) mkdir -p "$signature" && files "$plugin" > "$signature/files" ;;
+            esac""")
+        self.tool("xcrun", 'echo "xcrun $*" >> "$here/log"')
         self.tool("lipo", ":")
         self.tool("ditto", 'cp -R "$2" "$3"')
         self.tool("pkgbuild", 'for file; do :; done; echo made > "$file"')
-        self.tool("productbuild", 'for file; do :; done; '
-                  'cat "$2" > "$file"; ls "$4" "$6" >> "$file"')
+        self.tool("productbuild", """
+            echo "productbuild $*" >> "$here/log"
+            for file; do :; done
+            cat "$2" > "$file"
+            ls "$4" "$6" >> "$file"
+            codesign --verify "$6/VornDisplayCheck.bundle"
+            echo packed as signed >> "$file"
+            """)
 
     def package(self, *arguments):
         return self.run_script("--bundle", self.bundle, "--output", self.archive, *arguments)
@@ -78,6 +94,8 @@ class PackageTest(ScriptTest):
              "--nopayload", "WORK/component.pkg"],
             ["sed", "-n", "-e", "s/@VERSION@/1.2.3/", "-e", "w WORK/Distribution.xml",
              f"{ROOT}/packaging/Distribution.xml"],
+            ["codesign", "--force", "--sign", "-", "WORK/plugins/VornDisplayCheck.bundle"],
+            ["codesign", "--verify", "--strict", "WORK/plugins/VornDisplayCheck.bundle"],
             ["productbuild", "--distribution", "WORK/Distribution.xml", "--package-path", "WORK",
              "--plugins", "WORK/plugins", "WORK/product/Product.pkg"],
             ["mv", "-f", "WORK/product/Product.pkg", str(self.archive)],
@@ -86,11 +104,13 @@ class PackageTest(ScriptTest):
     def test_a_dry_run_prints_what_signs_and_notarises(self):
         commands = self.commands("--sign-bundle", "Application: Vorn's", "--sign",
                                  "Installer: Vorn's", "--notarise", "vorn")
-        signing = commands.index(["codesign", "--force", "--options", "runtime", "--timestamp",
-                                  "--sign", "Application: Vorn's",
-                                  "WORK/plugins/VornDisplayCheck.bundle"])
+        plugin = "WORK/plugins/VornDisplayCheck.bundle"
         building = [words[0] for words in commands].index("productbuild")
-        self.assertLess(signing, building)
+        self.assertEqual(commands[building - 2:building], [
+            ["codesign", "--force", "--sign", "Application: Vorn's", "--options", "runtime",
+             "--timestamp", plugin],
+            ["codesign", "--verify", "--strict", plugin],
+        ])
         product = "WORK/product/Product.pkg"
         self.assertEqual(commands[building][-4:],
                          ["--sign", "Installer: Vorn's", "--timestamp", product])
@@ -178,6 +198,35 @@ class PackageTest(ScriptTest):
             self.assertIn(f"\n{name}\n", made)
         log = (self.folder / "log").read_text()
         self.assertRegex(log, "(?s)codesign .*--sign a .*notarytool submit .*stapler staple ")
+
+    def test_the_plugin_is_packed_as_it_was_signed(self):
+        self.stand_ins_for_the_macs_tools()
+        run = self.package()
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertIn("packed as signed\n", self.archive.read_text())
+        self.assertFalse((self.bundle / "Contents" / "_CodeSignature").exists())
+
+    def test_a_signature_that_the_plugin_came_with_is_replaced(self):
+        self.stand_ins_for_the_macs_tools()
+        stale = self.bundle / "Contents" / "_CodeSignature"
+        stale.mkdir()
+        (stale / "files").write_text("of an earlier build\n")
+        run = self.package()
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertIn("packed as signed\n", self.archive.read_text())
+
+    def test_a_plugin_whose_signature_does_not_hold_is_not_packed(self):
+        self.stand_ins_for_the_macs_tools()
+        codesign = self.folder / "bin" / "codesign"
+        codesign.write_text(codesign.read_text() +
+                            'case "$1" in --force) echo >> "$plugin/Contents/Info.plist" ;; esac\n')
+        run = self.package()
+        self.assertNotEqual(run.returncode, 0)
+        self.assertIn("/Contents/Info.plist", run.stdout)
+        log = (self.folder / "log").read_text()
+        self.assertRegex(log, "(?s)codesign --force .*codesign --verify --strict ")
+        self.assertNotIn("productbuild", log)
+        self.assertEqual(list(self.product.iterdir()), [])
 
     def test_a_step_that_fails_leaves_the_earlier_archive_alone(self):
         for tool in ("ditto", "codesign", "pkgbuild", "productbuild", "xcrun"):
