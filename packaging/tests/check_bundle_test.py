@@ -23,6 +23,9 @@ class CheckBundleTest(ScriptTest):
             (RESOURCES / "Info.plist").read_text().replace("@PROJECT_VERSION@", project_version()))
 
         self.tool("plutil", 'shift; for file; do [ -f "$file" ]; done')
+        # A signature is intact where a file of the bundle says so.
+        self.tool("codesign", '[ "$1 $2" = "--verify --strict" ]; '
+                  'grep intact "$3/Contents/_CodeSignature/CodeResources"')
         self.tool("lipo", '[ -f "$here/$3.-l" ]; echo "$3" > "$5"')
         self.tool("otool", 'cat "$here/$(cat "$2").$1"')
         self.tool("nm", 'cat "$here/$(cat "$2").$1"')
@@ -105,6 +108,14 @@ class CheckBundleTest(ScriptTest):
         self.assertEqual(self.wrong(), [f"its version is {project_version()}",
                                         "the interface is compiled",
                                         f"its {tables} string tables are string tables"])
+
+    def test_a_signature_that_does_not_hold_is_wrong(self):
+        signature = self.bundle / "Contents" / "_CodeSignature"
+        signature.mkdir()
+        (signature / "CodeResources").write_text("intact")
+        self.assertEqual(self.wrong(), [])
+        (signature / "CodeResources").write_text("broken")
+        self.assertEqual(self.wrong(), ["if it is signed, the signature holds"])
 
     def test_bad_usage_is_told(self):
         for arguments, message in [
