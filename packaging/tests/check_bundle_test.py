@@ -1,5 +1,6 @@
 """scripts/check-bundle, which says whether a built bundle is right."""
 
+import re
 import shutil
 import unittest
 
@@ -17,7 +18,8 @@ class CheckBundleTest(ScriptTest):
         self.bundle = self.folder / "VornDisplayCheck.bundle"
         shutil.copytree(RESOURCES, self.bundle / "Contents" / "Resources")
         (self.bundle / "Contents" / "MacOS").mkdir()
-        (self.bundle / "Contents" / "MacOS" / "VornDisplayCheck").touch()
+        (self.bundle / "Contents" / "MacOS" / "VornDisplayCheck").write_text(
+            "_DDC\n_OBJC_CLASS_$_MyInstallerPane\n_OBJC_METACLASS_$_MyInstallerPane\n")
         (self.bundle / "Contents" / "Resources" / "MyInstallerPane.nib").touch()
         (self.bundle / "Contents" / "Info.plist").write_text(
             (RESOURCES / "Info.plist").read_text().replace("@PROJECT_VERSION@", project_version()))
@@ -28,7 +30,9 @@ class CheckBundleTest(ScriptTest):
                   'grep intact "$3/Contents/_CodeSignature/CodeResources"')
         self.tool("lipo", '[ -f "$here/$3.-l" ]; echo "$3" > "$5"')
         self.tool("otool", 'cat "$here/$(cat "$2").$1"')
-        self.tool("nm", 'cat "$here/$(cat "$2").$1"')
+        # Of whole programs, which are lists of symbols here, the stand-in prints the symbols.
+        self.tool("nm", 'if [ "$*" != "${*#-arch all -Uj }" ]; then shift 3; cat "$@"; '
+                  'else cat "$here/$(cat "$2").$1"; fi')
         for architecture, minimum in (("x86_64", "10.15"), ("arm64", "11.0")):
             self.write(architecture, "-l",
                        "Load command 9\n      cmd LC_BUILD_VERSION\n  cmdsize 32\n platform 1\n"
@@ -57,9 +61,17 @@ class CheckBundleTest(ScriptTest):
         self.assertIn(old, text)
         path.write_text(text.replace(old, new))
 
-    def wrong(self):
-        """What the script finds wrong with the bundle."""
-        run = self.run_script(self.bundle)
+    def other_bundle(self, name, *symbols):
+        """A further plug-in of the product."""
+        bundle = self.folder / name
+        (bundle / "Contents" / "MacOS").mkdir(parents=True)
+        (bundle / "Contents" / "MacOS" / "Program").write_text(
+            "".join(f"{symbol}\n" for symbol in symbols))
+        return bundle
+
+    def wrong(self, *others):
+        """What the script finds wrong with the bundle, among others of the same product."""
+        run = self.run_script(self.bundle, *others)
         self.assertEqual(run.stderr, "")
         wrong = [line.removeprefix("wrong").strip() for line in run.stdout.splitlines()
                  if line.startswith("wrong")]
@@ -117,11 +129,39 @@ class CheckBundleTest(ScriptTest):
         (signature / "CodeResources").write_text("broken")
         self.assertEqual(self.wrong(), ["if it is signed, the signature holds"])
 
+    def test_other_bundles_with_classes_of_their_own_are_all_right(self):
+        first = self.other_bundle("First.bundle", "_DDC", "_OBJC_CLASS_$_FirstPane")
+        second = self.other_bundle("Second.bundle", "_DDC", "_OBJC_CLASS_$_SecondPane",
+                                   "_OBJC_IVAR_$_MyInstallerPane.pane")
+        self.assertEqual(self.wrong(first, second), [])
+
+    def test_a_class_that_two_bundles_define_is_wrong(self):
+        first = self.other_bundle("First.bundle", "_OBJC_CLASS_$_MyInstallerPane",
+                                  "_OBJC_CLASS_$_Camera")
+        second = self.other_bundle("Second.bundle", "_OBJC_CLASS_$_Camera",
+                                   "_OBJC_CLASS_$_SecondPane")
+        self.assertEqual(self.wrong(first, second),
+                         ["First.bundle: its classes have names of their own",
+                          "Second.bundle: its classes have names of their own"])
+        twice = re.findall(r"(?m)^wrong .*\n {7}(\w+)$",
+                           self.run_script(self.bundle, first, second).stdout)
+        self.assertEqual(twice, ["MyInstallerPane", "Camera"])
+
+    def test_a_bundle_whose_classes_cannot_be_told_is_wrong(self):
+        stripped = self.other_bundle("Stripped.bundle", "_main")
+        empty = self.folder / "Empty.bundle"
+        (empty / "Contents" / "MacOS").mkdir(parents=True)
+        partly = self.other_bundle("Partly.bundle", "_OBJC_CLASS_$_Camera")
+        (partly / "Contents" / "MacOS" / "Unreadable").symlink_to("nowhere")
+        self.assertEqual(self.wrong(stripped, empty, partly),
+                         [f"{name}.bundle: its classes have names of their own"
+                          for name in ("Stripped", "Empty", "Partly")])
+
     def test_bad_usage_is_told(self):
         for arguments, message in [
                 (["--fast"], "unknown option: --fast; see --help"),
                 (["no/such.bundle"], "no plug-in at no/such.bundle"),
-                (["one.bundle", "another.bundle"], "more than one bundle; see --help"),
+                ([self.bundle, "another.bundle"], "no plug-in at another.bundle"),
         ]:
             with self.subTest(arguments=arguments):
                 run = self.run_script(*arguments)
