@@ -171,6 +171,113 @@ class InterfaceFileTest(unittest.TestCase):
         self.assertIn(outlets["lb_warnings"], inside)
 
 
+def view_faults(interface):
+    """What the installer, which hosts a pane's view from another process, would show wrongly: there
+    frames and autoresizing masks hold, Auto Layout does not run, and the width is given."""
+    faults = []
+    laid_out = [element.tag for element in interface.iter()
+                if element.tag in ("constraint", "stackView", "gridView")
+                or element.get("translatesAutoresizingMaskIntoConstraints") == "NO"]
+    if interface.get("useAutolayout") == "YES" or laid_out:
+        faults.append("Auto Layout")
+
+    inside = {view: parent for parent in interface.iter() for view in parent.findall("subviews/*")}
+    frames = {}
+    for view in [*interface.findall("objects/customView"), *inside]:
+        name = view.get("id")
+        if view.find("autoresizingMask[@key='autoresizingMask']") is None:
+            faults.append(f"{name}: no autoresizing mask")
+        if view in inside and view.get("fixedFrame") != "YES":
+            faults.append(f"{name}: no fixed frame")
+        frame = view.find("rect[@key='frame']")
+        if frame is None:
+            faults.append(f"{name}: no frame")
+        else:
+            frames[view] = [float(frame.get(key)) for key in ("x", "y", "width", "height")]
+    for view, parent in inside.items():
+        if view in frames and parent in frames:
+            x, y, width, height = frames[view]
+            if x < 0 or y < 0 or x + width > frames[parent][2] or y + height > frames[parent][3]:
+                faults.append(f"{view.get('id')}: reaches beyond {parent.get('id')}")
+
+    for outlet in interface.iter("outlet"):
+        view = interface.find(f".//*[@id='{outlet.get('destination')}']")
+        if outlet.get("property") == "contentView" and view in frames and frames[view][2] != 418:
+            faults.append(f"{view.get('id')}: not 418 points wide")
+        # The installer gives the keyboard to it even where it is hidden. What is no text takes it
+        # only where the user wants that.
+        if outlet.get("property") == "initialKeyView":
+            cell = view.find("*[@key='cell']")
+            text = cell is not None and "YES" in (cell.get("editable"), cell.get("selectable"))
+            while text and view is not None:
+                text = view.get("hidden") != "YES"
+                view = inside.get(view)
+            if not text:
+                faults.append("initialKeyView: can't take the keyboard")
+    return faults
+
+
+class ViewTest(unittest.TestCase):
+    def setUp(self):
+        self.interface = xml.etree.ElementTree.parse(RESOURCES / "MyInstallerPane.xib").getroot()
+
+    def element(self, name):
+        return self.interface.find(f".//*[@id='{name}']")
+
+    def make_initial_key_view(self, name):
+        self.element("pane").find("connections").append(xml.etree.ElementTree.Element(
+            "outlet", property="initialKeyView", destination=name, id="initial-key-view"))
+
+    def test_it_is_one_that_the_installer_can_host(self):
+        self.assertEqual(view_faults(self.interface), [])
+
+    def test_auto_layout_would_be_told(self):
+        self.interface.set("useAutolayout", "YES")
+        self.assertEqual(view_faults(self.interface), ["Auto Layout"])
+        del self.interface.attrib["useAutolayout"]
+        constraints = xml.etree.ElementTree.SubElement(self.element("view"), "constraints")
+        xml.etree.ElementTree.SubElement(constraints, "constraint")
+        self.assertEqual(view_faults(self.interface), ["Auto Layout"])
+
+    def test_a_view_without_a_place_would_be_told(self):
+        title = self.element("title")
+        del title.attrib["fixedFrame"]
+        for tag in ("rect", "autoresizingMask"):
+            title.remove(title.find(tag))
+        self.assertEqual(view_faults(self.interface),
+                         ["title: no autoresizing mask", "title: no fixed frame",
+                          "title: no frame"])
+
+    def test_a_view_that_is_cut_off_would_be_told(self):
+        for key, value in (("x", "-1"), ("y", "-1"), ("width", "401"), ("height", "311")):
+            with self.subTest(key=key):
+                frame = self.element("warnings").find("rect")
+                before = frame.get(key)
+                frame.set(key, value)
+                self.assertEqual(view_faults(self.interface), ["warnings: reaches beyond view"])
+                frame.set(key, before)
+
+    def test_a_content_view_of_another_width_would_be_told(self):
+        self.element("view").find("rect").set("width", "420")
+        self.assertEqual(view_faults(self.interface), ["view: not 418 points wide"])
+
+    def test_an_initial_key_view_that_is_no_text_to_select_would_be_told(self):
+        self.make_initial_key_view("warnings")
+        self.assertEqual(view_faults(self.interface), ["initialKeyView: can't take the keyboard"])
+        self.element("warnings-cell").set("selectable", "YES")
+        self.assertEqual(view_faults(self.interface), [])
+
+    def test_a_hidden_initial_key_view_would_be_told(self):
+        self.make_initial_key_view("warnings")
+        self.element("warnings-cell").set("selectable", "YES")
+        for hidden in ("warnings", "view"):
+            with self.subTest(hidden=hidden):
+                self.element(hidden).set("hidden", "YES")
+                self.assertEqual(view_faults(self.interface),
+                                 ["initialKeyView: can't take the keyboard"])
+                del self.element(hidden).attrib["hidden"]
+
+
 class ExportedSymbolsTest(unittest.TestCase):
     def test_the_list_holds_all_that_is_declared_exported(self):
         declared = set()
