@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <optional>
@@ -557,6 +558,21 @@ TEST(MyInstallerPane, AWarningWhoseTextsCannotBeSearchedHasNoLink) {
         EXPECT_EQ(onMac.mac.window.warnings.text, "None \n\nR. go here");
         EXPECT_EQ(linkOf(onMac.mac), std::nullopt) << "fails at use " << nth;
     }
+}
+
+TEST(MyInstallerPane, FindsItsMonitorsWithoutAnEnvironment) {
+    ASSERT_EQ(clearenv(), 0);
+    PaneOnMac onMac(macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)}));
+    onMac.run();
+    EXPECT_EQ(displayInfoArray.get().at(1)->displayState, displayInfo::supportedAndAnswering);
+}
+
+TEST(MyInstallerPane, FindsItsMonitorsInAnEnvironmentThatMisleads) {
+    ASSERT_EQ(setenv("PATH", "/nowhere", 1), 0);
+    ASSERT_EQ(setenv("LC_ALL", "tr_TR.UTF-8", 1), 0);
+    PaneOnMac onMac(appleMacWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)}));
+    onMac.run();
+    EXPECT_EQ(displayInfoArray.get().at(1)->displayState, displayInfo::supportedAndAnswering);
 }
 
 TEST(MyInstallerPane, EveryWarningAddsOneMoreRecognizer) {

@@ -1,6 +1,5 @@
 #include "Utilities/RunCommand.h"
 
-#include <crt_externs.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -17,12 +16,18 @@ RunCommand* runCmd = nullptr;
 
 namespace {
 
+/// All of a command's environment: where the system's tools are. What the installer was started
+/// with decides nothing.
+constexpr auto environmentPath = "PATH=/usr/bin:/bin:/usr/sbin:/sbin";
+
 /// Starts the shell with `output` as its standard output; -1 when that fails.
 pid_t startShell(const std::string& commandLine, int output) {
     std::string command = commandLine;
     std::string shell = "/bin/sh";
     std::string option = "-c";
     const std::array<char*, 4> arguments{shell.data(), option.data(), command.data(), nullptr};
+    std::string path = environmentPath;
+    const std::array<char*, 2> environment{path.data(), nullptr};
 
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
@@ -35,7 +40,7 @@ pid_t startShell(const std::string& commandLine, int output) {
 
     pid_t child = -1;
     const int error = posix_spawn(&child, shell.c_str(), &actions, &attributes, arguments.data(),
-                                  *_NSGetEnviron());
+                                  environment.data());
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
     return error == 0 ? child : -1;

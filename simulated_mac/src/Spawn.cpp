@@ -1,4 +1,3 @@
-#include <crt_externs.h>
 #include <fmt/format.h>
 #include <spawn.h>
 
@@ -16,8 +15,6 @@
 #undef posix_spawnattr_setflags
 
 using namespace simulated_mac;
-
-extern char** environ;
 
 namespace {
 
@@ -42,10 +39,6 @@ void closeOthers(posix_spawn_file_actions_t* actions, const posix_spawnattr_t* a
 }
 
 }  // namespace
-
-char*** _NSGetEnviron() {
-    return &environ;
-}
 
 int simulated_posix_spawnattr_setflags(posix_spawnattr_t* attributes, short flags) {
 #ifndef __APPLE__

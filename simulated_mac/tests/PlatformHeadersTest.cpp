@@ -2,7 +2,6 @@
 #include <CoreGraphics/CoreGraphics.h>
 #include <IOKit/IOKitLib.h>
 #include <IOKit/graphics/IOGraphicsLib.h>
-#include <crt_externs.h>
 #include <dispatch/dispatch.h>
 #include <gtest/gtest.h>
 #include <mach/mach.h>
@@ -300,13 +299,12 @@ FUNCTION(dispatch_semaphore_wait, std::intptr_t(dispatch_semaphore_t, dispatch_t
 FUNCTION(dispatch_semaphore_signal, std::intptr_t(dispatch_semaphore_t));
 FUNCTION(dispatch_release, void(dispatch_object_t));
 
-// spawn.h, crt_externs.h
+// spawn.h
 
 static_assert(POSIX_SPAWN_CLOEXEC_DEFAULT == 0x4000);
 FUNCTION(posix_spawn, int(pid_t*, const char*, const posix_spawn_file_actions_t*,
                           const posix_spawnattr_t*, char* const[], char* const[]));
 FUNCTION(posix_spawnattr_setflags, int(posix_spawnattr_t*, short));
-FUNCTION(_NSGetEnviron, char***());
 
 // Platform/IOAVService.h, Platform/CoreDisplay.h
 

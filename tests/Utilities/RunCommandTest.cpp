@@ -181,6 +181,19 @@ TEST_F(ShellCommand, DescriptorsOfThisProcessDoNotReachIt) {
 
 TEST_F(ShellCommand, RunsWithTheSystemsToolsOnItsPath) {
     EXPECT_EQ(run("system_profiler SPDisplaysDataType | grep -c 'Chipset Model'"), "1\n");
+    EXPECT_THAT(*run("echo $PATH"), testing::EndsWith(":/usr/bin:/bin:/usr/sbin:/sbin\n"));
+}
+
+TEST_F(ShellCommand, TheEnvironmentOfThisProcessDoesNotReachIt) {
+    ASSERT_EQ(setenv("VORN_TEST", "a value", 1), 0);
+    EXPECT_EQ(run("echo $VORN_TEST"), "\n");
+    ASSERT_EQ(setenv("PATH", "/nowhere", 1), 0);
+    EXPECT_EQ(run("system_profiler SPDisplaysDataType | grep -c 'Chipset Model'"), "1\n");
+}
+
+TEST_F(ShellCommand, RunsInACleanEnvironment) {
+    ASSERT_EQ(clearenv(), 0);
+    EXPECT_EQ(run("system_profiler SPDisplaysDataType | grep -c 'Chipset Model'"), "1\n");
 }
 
 TEST_F(ShellCommand, OneThatClosesItsOutputAndGoesOnIsNotWaitedFor) {
