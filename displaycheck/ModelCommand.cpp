@@ -26,7 +26,7 @@ struct Model {
 
 Model judge(const std::string& name) {
     const WhiteList list;
-    const vorn::MyInstallerPane pane(nullptr, nullptr, nullptr);
+    const vorn::MyInstallerPane pane(nullptr);
     const std::string regular = regularMonitorName(name);
     return {name, list.availableDisplay(name), list.isRTKChipDisplay(name), regular,
             pane.isYear25orAbove(regular)};

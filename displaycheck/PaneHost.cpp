@@ -11,7 +11,7 @@ constexpr int forward = 0;  // InstallerDirectionForward
 }  // namespace
 
 PaneHost::PaneHost(simulated_mac::Mac& mac)
-    : mac_(mac), pane_(&mac.window, &mac.window.title, &mac.window.warnings) {}
+    : mac_(mac), pane_(&mac.window) {}
 
 simulated_mac::Scheduler::Outcome PaneHost::run() {
     mac_.onUser([this](User action) {
@@ -33,7 +33,8 @@ void PaneHost::enterPane() {
 
 void PaneHost::clickWarning() {
     // However many recognizers the label has, one of them takes the click.
-    const bool takesClicks = mac_.window.warnings.clickRecognizers > 0;
+    const bool takesClicks =
+        mac_.window.warnings.clickRecognizers > 0 && !mac_.window.viewReleased;
     mac_.note("user", takesClicks ? "clicks the warning"
                                   : "clicks where the warning would be; nothing takes the click");
     if (takesClicks) pane_.vornWebsiteBtnDidClicked();

@@ -10,7 +10,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const WhiteList whiteList;
-    static const vorn::MyInstallerPane pane(nullptr, nullptr, nullptr);
+    static const vorn::MyInstallerPane pane(nullptr);
     const std::string name(reinterpret_cast<const char*>(data), size);
     whiteList.availableDisplay(name);
     whiteList.isRTKChipDisplay(name);

@@ -33,8 +33,10 @@ std::optional<CFRange> findLink(const std::string& text, const std::string& word
 
 }  // namespace
 
-MyInstallerPane::MyInstallerPane(void* pane, void* title, void* warnings)
-    : InstallerPane(pane), lb_title(title), lb_warnings(warnings) {}
+MyInstallerPane::MyInstallerPane(void* pane)
+    : InstallerPane(pane),
+      lb_title(pane, Cocoa::Outlet::lb_title),
+      lb_warnings(pane, Cocoa::Outlet::lb_warnings) {}
 
 std::string MyInstallerPane::title() const {
     return Cocoa::localizedString("PaneTitle");
@@ -49,6 +51,7 @@ void MyInstallerPane::didEnterPane(int /*direction*/) {
     makeWhenMissing(DDC);
     makeWhenMissing(::whiteList);
     makeWhenMissing(edidUtils);
+    whiteList = ::whiteList;
     DDC->UseArm64 = ::whiteList->isM1Mac();
     arm64Util.set(std::make_shared<Arm64Utility>());
     infoDic.set({});

@@ -49,14 +49,13 @@ namespace vorn {
 /// Objective-C class of the same name, which hands its calls over to this one.
 class MyInstallerPane : public Cocoa::InstallerPane {
   public:
-    /// `pane` is the installer's object of this pane, `title` and `warnings` its two labels. None
-    /// is owned.
-    MyInstallerPane(void* pane, void* title, void* warnings);
+    /// `pane` is the installer's object of this pane. It is not owned.
+    explicit MyInstallerPane(void* pane);
 
     Cocoa::TextField lb_title;     ///< the pane's heading
     Cocoa::TextField lb_warnings;  ///< the warning and its link, empty when there is none
-    /// Not used by the detection, which uses the process-wide list.
-    std::shared_ptr<WhiteList> whiteList;
+    /// The process-wide list, from the first entry on. The detection uses that itself.
+    std::atomic<WhiteList*> whiteList = nullptr;
 
     // The pane in the installer, on the main thread.
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "Platform/Text.h"
-#include "ProductData.h"
 #include "Utilities/RunCommand.h"
 
 WhiteList* whiteList = nullptr;
@@ -28,11 +27,10 @@ bool WhiteList::availableDisplay(const std::optional<std::string>& name) const {
         const auto begin = first + brand.size();
         model = model.substr(begin, model.find(brand, begin) - begin);
     }
-    const auto& supported = ProductData::supportedDisplays;
+    const auto& supported = supportedDisplaysNeedsUpdate;
     return std::find(supported.begin(), supported.end(), model) != supported.end();
 }
 
 bool WhiteList::isRTKChipDisplay(const std::optional<std::string>& name) const {
-    const auto& special = ProductData::specialChipDisplays;
-    return name && std::find(special.begin(), special.end(), *name) != special.end();
+    return name && std::find(rtkChipList.begin(), rtkChipList.end(), *name) != rtkChipList.end();
 }

@@ -5,10 +5,16 @@
 #include <vector>
 
 #include "Platform/Exported.h"
+#include "ProductData.h"
 
 /// Which monitors are supported, and on which kind of Mac this runs.
 class WhiteList {
   public:
+    /// The supported models, and those whose display chip needs a clean request before it answers
+    /// again; both by bare model name.
+    static constexpr const auto& supportedDisplaysNeedsUpdate = ProductData::supportedDisplays;
+    static constexpr const auto& rtkChipList = ProductData::specialChipDisplays;
+
     /// Filled by nobody here; a caller may keep display names in it.
     std::vector<std::string> supportedDisplayArr;
 

@@ -124,6 +124,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Verdict{"intel-camera-later", {-1}, false, 2, 2},
                     Verdict{"intel-nothing-connected", {-1}, true, 2},
                     Verdict{"intel-entered-twice", {-1}, true, 2, 2},
+                    Verdict{"intel-view-released", {-1}, false, 2},
                     Verdict{"intel-late-edid", {-1, 0}, false, 1},
                     Verdict{"intel-service-tag-behind-name", {-1, 0}, false, 0},
                     Verdict{"intel-silent-tools", {-1, 3}, true, 1}),

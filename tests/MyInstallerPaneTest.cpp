@@ -16,6 +16,7 @@
 #include "ProductData.h"
 #include "Utilities/EDIDUtils.h"
 #include "Utilities/StringUtil.h"
+#include "displaycheck/PaneHost.h"
 #include "tests/support/PaneOnMac.h"
 
 // Entering the pane, its texts, the verdict that it shows, the link and Continue.
@@ -243,12 +244,6 @@ TEST(MyInstallerPane, ALaterEntryKeepsTheProcessWideObjectsAndReplacesTheService
     EXPECT_EQ(edidUtils, firstEDIDUtils);
     EXPECT_NE(arm64Util.get(), firstDiscovery);
     EXPECT_TRUE(DDC->channelFree) << "the controller lost its state";
-}
-
-TEST(MyInstallerPane, ThePaneHasNoModelListOfItsOwn) {
-    PaneOnMac onMac(macWith({builtInPanel()}));
-    onMac.run();
-    EXPECT_EQ(onMac.pane.whiteList, nullptr);
 }
 
 TEST(MyInstallerPane, EveryEntryAsksAnewWhichKindOfMacThisIs) {
@@ -559,6 +554,64 @@ TEST(MyInstallerPane, AWarningWhoseTextsCannotBeSearchedHasNoLink) {
         EXPECT_EQ(linkOf(onMac.mac), std::nullopt) << "fails at use " << nth;
     }
 }
+
+// A view that is gone
+
+simulated_mac::EventDescription viewReleasedAt(double seconds) {
+    simulated_mac::EventDescription event;
+    event.at = seconds;
+    event.installer = simulated_mac::EventDescription::Installer::releasesView;
+    return event;
+}
+
+TEST(MyInstallerPane, ARunWhoseViewIsReleasedEndsQuietly) {
+    auto description = macWith({builtInPanel()});
+    description.events = {viewReleasedAt(1)};
+    PaneOnMac onMac(description);
+    EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
+    EXPECT_THAT(paneChanges(onMac.mac, 1s), ElementsAre("Continue is enabled"));
+    EXPECT_EQ(onMac.mac.window.warnings.clickRecognizers, 0);
+    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+}
+
+TEST(MyInstallerPane, AnEntryWithoutAViewRunsAllTheSame) {
+    auto description = macWith({builtInPanel()});
+    description.events = {viewReleasedAt(5)};
+    PaneOnMac onMac(description);
+    onMac.enterAt(10s);
+    onMac.run();
+    EXPECT_THAT(paneChanges(onMac.mac, 5s),
+                ElementsAre("Continue is disabled", "Continue is enabled"));
+}
+
+TEST(MyInstallerPane, AClickWhereTheWarningWasOpensNothing) {
+    auto description = macWith({builtInPanel()});
+    description.events = {viewReleasedAt(5)};
+    description.events.push_back({});
+    description.events.back().at = 10;
+    description.events.back().user = simulated_mac::EventDescription::User::clicksWarning;
+    const auto report = [&description] {
+        Mac mac(description);
+        displaycheck::PaneHost host(mac);
+        host.run();
+        return mac.window.openedAddresses;
+    };
+    EXPECT_THAT(report(), IsEmpty());
+    description.events.erase(description.events.begin());
+    EXPECT_THAT(report(), SizeIs(1));
+}
+
+// The process-wide list
+
+TEST(MyInstallerPane, HasTheProcessWideListFromItsFirstEntryOn) {
+    PaneOnMac onMac(macWith({builtInPanel()}));
+    EXPECT_EQ(onMac.pane.whiteList, nullptr);
+    onMac.run();
+    ASSERT_NE(::whiteList, nullptr);
+    EXPECT_EQ(onMac.pane.whiteList, ::whiteList);
+}
+
+// The environment
 
 TEST(MyInstallerPane, FindsItsMonitorsWithoutAnEnvironment) {
     ASSERT_EQ(clearenv(), 0);

@@ -36,7 +36,7 @@ bool isAppleSilicon(const std::string& profilerOutput) {
 }
 
 TEST_F(SupportedModels, EveryModelOfTheProductDataIsSupportedWithAndWithoutTheBrand) {
-    for (const std::string_view model : ProductData::supportedDisplays) {
+    for (const std::string_view model : WhiteList::supportedDisplaysNeedsUpdate) {
         EXPECT_TRUE(list.availableDisplay(std::string(model))) << model;
         EXPECT_TRUE(list.availableDisplay("VORN " + std::string(model))) << model;
     }
@@ -110,7 +110,7 @@ TEST_F(SupportedModels, TheListThatCallersMayKeepStartsEmpty) {
 }
 
 TEST_F(SpecialChip, EveryModelOfTheProductDataHasIt) {
-    for (const std::string_view model : ProductData::specialChipDisplays) {
+    for (const std::string_view model : WhiteList::rtkChipList) {
         EXPECT_TRUE(list.isRTKChipDisplay(std::string(model))) << model;
     }
 }

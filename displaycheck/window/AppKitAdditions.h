@@ -4,6 +4,13 @@
 
 // What the pane asks of AppKit and GNUstep's declarations lack; the window brings it.
 
+extern "C" {
+/// A reference that does not keep its object, and is nil when that is gone.
+id objc_storeWeak(id* location, id object);
+/// The object, which lives until the pool is emptied; nil when it is gone.
+id objc_loadWeak(id* location);
+}
+
 @interface NSScreen (LocalizedName)
 @property(readonly, copy) NSString* localizedName;
 @end

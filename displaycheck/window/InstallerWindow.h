@@ -30,6 +30,9 @@
 /// Shows the section's step and enters its pane.
 - (void)enterPane;
 
+/// Lets go of the pane's view.
+- (void)releasePaneView;
+
 /// Clicks the pane's label with the warning, where it takes clicks.
 - (void)clickWarning;
 

@@ -59,7 +59,17 @@ NSString* text(NSString* key) {
 }
 
 - (void)enterPane {
-    [self goTo:section_ direction:InstallerDirectionForward];
+    @autoreleasepool {
+        [self goTo:section_ direction:InstallerDirectionForward];
+    }
+}
+
+- (void)releasePaneView {
+    @autoreleasepool {
+        InstallerPane* pane = [section firstPane];
+        if (step == section_) [face showStep:step title:[pane title] content:nil];
+        [pane setContentView:nil];
+    }
 }
 
 - (void)goForward:(id)sender {

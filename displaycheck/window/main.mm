@@ -105,6 +105,7 @@ void setUpGNUstep(const Arguments& arguments) {
         if (action == User::entersPane) [[InstallerWindow shared] enterPane];
         if (action == User::clicksWarning) [[InstallerWindow shared] clickWarning];
     });
+    mac->onViewReleased([] { [[InstallerWindow shared] releasePaneView]; });
     mac->onNote([](const simulated_mac::TimelineEntry& entry) {
         printf("%10.3f s  %-4s  %s\n", std::chrono::duration<double>(entry.time).count(),
                entry.source.c_str(), entry.what.c_str());
@@ -146,12 +147,32 @@ void setUpGNUstep(const Arguments& arguments) {
 
 namespace {
 
+/// Leaves the pane's view, and each that it shows, to the one owner that they have on a Mac: the
+/// pane, and the view around them. GNUstep's loader of interface files never lets go of what it
+/// made.
+void leaveToTheirOwners(InstallerPane* pane) {
+    std::vector<NSView*> views;
+    @autoreleasepool {
+        views.push_back([pane contentView]);
+        for (std::size_t at = 0; at < views.size(); ++at) {
+            for (NSView* part in [views[at] subviews]) views.push_back(part);
+        }
+    }
+    for (NSView* view : views) {
+        while ([view retainCount] > 1) [view release];
+    }
+}
+
 int show(const Arguments& arguments) {
     Mac mac(simulated_mac::readMacFile(arguments.file));
     [NSApplication sharedApplication];
     WindowHost* host = [[WindowHost alloc] initWithMac:&mac speed:arguments.speed];
-    InstallerSection* section = [host loadSection];
+    InstallerSection* section = nil;
+    @autoreleasepool {
+        section = [host loadSection];
+    }
     if (section == nil) return unfinished;
+    leaveToTheirOwners([section firstPane]);
     InstallerWindow* window = [[InstallerWindow alloc] initWithSection:section];
     [window center];
     [window makeKeyAndOrderFront:nil];

@@ -160,7 +160,7 @@ class InterfaceFileTest(unittest.TestCase):
     def test_our_panes_labels_are_outlets_of_its_class(self):
         header = (ROOT / "plugin" / "Cocoa" / "PaneClass.h").read_text()
         self.assertRegex(header, r"@interface MyInstallerPane : InstallerPane\b")
-        labels = re.findall(r"IBOutlet NSTextField ?\* ?(\w+);", header)
+        labels = re.findall(r"- \(NSTextField ?\*\)(lb_\w+);", header)
         pane = self.outlets(self.by_id["-2"])["firstPane"]
         self.assertEqual(sorted(labels + ["contentView"]), sorted(self.outlets(pane)))
 

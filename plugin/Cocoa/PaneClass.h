@@ -10,14 +10,16 @@
 /// name.
 EXPORTED_CLASS @interface MyInstallerPane : InstallerPane {
   @private
-    NSTextField* lb_title;
-    NSTextField* lb_warnings;
+    id title_;
+    id warnings_;
     vorn::MyInstallerPane* pane;
 }
 
-/// The labels, connected by the interface file; the pane's view owns them.
-@property(assign) IBOutlet NSTextField* lb_title;
-@property(assign) IBOutlet NSTextField* lb_warnings;
+/// The labels, connected by the interface file. The pane's view owns them: nil when they are gone.
+- (NSTextField*)lb_title;
+- (void)setLb_title:(NSTextField*)label;
+- (NSTextField*)lb_warnings;
+- (void)setLb_warnings:(NSTextField*)label;
 
 - (void)initializeUI;
 - (void)showHyperLink;

@@ -1,16 +1,36 @@
 #import "Cocoa/PaneClass.h"
 
+#import <objc/runtime.h>
+
 #include "Cocoa/NSStringText.h"
 
 @implementation MyInstallerPane
 
-@synthesize lb_title;
-@synthesize lb_warnings;
+- (void)dealloc {
+    [self setLb_title:nil];
+    [self setLb_warnings:nil];
+    [super dealloc];
+}
 
-/// Made at its first use: by then the interface file has connected the labels.
+- (NSTextField*)lb_title {
+    return objc_loadWeak(&title_);
+}
+
+- (void)setLb_title:(NSTextField*)label {
+    objc_storeWeak(&title_, label);
+}
+
+- (NSTextField*)lb_warnings {
+    return objc_loadWeak(&warnings_);
+}
+
+- (void)setLb_warnings:(NSTextField*)label {
+    objc_storeWeak(&warnings_, label);
+}
+
 - (vorn::MyInstallerPane*)pane {
     if (pane == nullptr) {
-        pane = new vorn::MyInstallerPane(self, lb_title, lb_warnings);
+        pane = new vorn::MyInstallerPane(self);
         // Neither is ever released: a detection run may outlast the installer's interest.
         [self retain];
     }

@@ -13,12 +13,15 @@ struct AttributedString {
     std::optional<CFRange> link;  ///< in UTF-16 units of `text`
 };
 
-/// One label of the pane. Does not own it: the pane's interface file does, as with any outlet.
-/// Main thread only.
+/// The pane's outlets that are labels.
+enum class Outlet { lb_title, lb_warnings };
+
+/// One label of the pane. The pane's view owns it and may be gone before a run ends: it is asked of
+/// the pane at each use, and nothing is done where it is gone. Main thread only.
 class TextField {
   public:
-    /// `label` is the platform's label object.
-    explicit TextField(void* label) : label_(label) {}
+    /// `pane` is the installer's object of the pane.
+    TextField(void* pane, Outlet outlet) : pane_(pane), outlet_(outlet) {}
 
     void setStringValue(const std::string& text) const;
     void setAttributedStringValue(const AttributedString& text) const;
@@ -27,7 +30,8 @@ class TextField {
     void addClickGestureRecognizer(void* target) const;
 
   private:
-    void* label_;
+    void* pane_;
+    Outlet outlet_;
 };
 
 }  // namespace Cocoa

@@ -1,22 +1,23 @@
 #include "Cocoa/TextField.h"
 
-#import <Cocoa/Cocoa.h>
-
 #include "Cocoa/NSStringText.h"
+#import "Cocoa/PaneClass.h"
 
 namespace Cocoa {
 
 namespace {
 
-NSTextField* fieldOf(void* label) {
-    return static_cast<NSTextField*>(label);
+/// The label, or nil where it is gone; sending it anything does nothing then.
+NSTextField* fieldOf(void* pane, Outlet outlet) {
+    MyInstallerPane* object = static_cast<MyInstallerPane*>(pane);
+    return outlet == Outlet::lb_title ? [object lb_title] : [object lb_warnings];
 }
 
 }  // namespace
 
 void TextField::setStringValue(const std::string& text) const {
     @autoreleasepool {
-        [fieldOf(label_) setStringValue:makeNSString(text)];
+        [fieldOf(pane_, outlet_) setStringValue:makeNSString(text)];
     }
 }
 
@@ -36,7 +37,7 @@ void TextField::setAttributedStringValue(const AttributedString& string) const {
                                range:link];
             [attributed endEditing];
         }
-        [fieldOf(label_) setAttributedStringValue:attributed];
+        [fieldOf(pane_, outlet_) setAttributedStringValue:attributed];
     }
 }
 
@@ -45,7 +46,7 @@ void TextField::addClickGestureRecognizer(void* target) const {
         NSClickGestureRecognizer* recognizer = [[[NSClickGestureRecognizer alloc]
             initWithTarget:static_cast<id>(target)
                     action:@selector(vornWebsiteBtnDidClicked)] autorelease];
-        [fieldOf(label_) addGestureRecognizer:recognizer];
+        [fieldOf(pane_, outlet_) addGestureRecognizer:recognizer];
     }
 }
 

@@ -32,8 +32,11 @@ void onMain(const std::string& what) {
     }
 }
 
-InstallerWindow::Label& labelOf(void* label) {
-    return *static_cast<InstallerWindow::Label*>(label);
+/// The label; nullptr where it is gone.
+InstallerWindow::Label* labelOf(void* pane, Cocoa::Outlet outlet) {
+    auto& window = *static_cast<InstallerWindow*>(pane);
+    if (window.viewReleased) return nullptr;
+    return outlet == Cocoa::Outlet::lb_title ? &window.title : &window.warnings;
 }
 
 std::string changeOf(const InstallerWindow::Label& label, const std::string& text) {
@@ -86,26 +89,29 @@ void sleepThread(std::chrono::microseconds duration) {
 void TextField::setStringValue(const std::string& text) const {
     const PlatformCall call("NSTextField.setStringValue",
                             [&] { return fmt::format("\"{}\"", text); });
-    auto& label = labelOf(label_);
-    onMain(changeOf(label, text));
-    label.text = text;
-    label.link.reset();
+    auto* const label = labelOf(pane_, outlet_);
+    if (label == nullptr) return;
+    onMain(changeOf(*label, text));
+    label->text = text;
+    label->link.reset();
 }
 
 void TextField::setAttributedStringValue(const AttributedString& string) const {
     const PlatformCall call("NSTextField.setAttributedStringValue",
                             [&] { return fmt::format("\"{}\"", string.text); });
-    auto& label = labelOf(label_);
-    onMain(changeOf(label, string.text));
-    label.text = string.text;
-    label.link = string.link;
+    auto* const label = labelOf(pane_, outlet_);
+    if (label == nullptr) return;
+    onMain(changeOf(*label, string.text));
+    label->text = string.text;
+    label->link = string.link;
 }
 
 void TextField::addClickGestureRecognizer(void*) const {
     const PlatformCall call("NSView.addGestureRecognizer");
-    auto& label = labelOf(label_);
-    ++label.clickRecognizers;
-    onMain(label.name + " takes clicks");
+    auto* const label = labelOf(pane_, outlet_);
+    if (label == nullptr) return;
+    ++label->clickRecognizers;
+    onMain(label->name + " takes clicks");
 }
 
 void InstallerPane::setNextEnabled(bool enabled) const {

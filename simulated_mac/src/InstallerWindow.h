@@ -21,6 +21,8 @@ struct InstallerWindow {
 
     Label title{"lb_title", "", {}, 0};
     Label warnings{"lb_warnings", "", {}, 0};
+    /// Then the labels are gone for the pane, and stay as the user saw them last.
+    bool viewReleased = false;
     bool nextEnabled = true;
     std::vector<std::string> openedAddresses;
 };

@@ -169,8 +169,8 @@ void Mac::scheduleEvents() {
         const auto happen = [this, event] { play(event); };
         if (!event.atCall) {
             scheduler.onMainAt(timeOf(event.at), happen);
-        } else if (event.user) {
-            // What the user does is the main thread's business.
+        } else if (event.user || event.installer) {
+            // That is the main thread's business.
             trace.before(*event.atCall, [this, happen] { scheduler.onMain(happen); });
         } else {
             trace.before(*event.atCall, happen);
@@ -195,6 +195,11 @@ void Mac::play(const EventDescription& event) {
     if (event.attach) attach(*event.attach);
     if (event.detach) detach(*event.detach);
     if (event.user && userAction_) userAction_(*event.user);
+    if (event.installer == EventDescription::Installer::releasesView) {
+        note("mac", "the installer releases the pane's view");
+        window.viewReleased = true;
+        if (viewReleased_) viewReleased_();
+    }
 }
 
 void Mac::attach(const USBDeviceDescription& device) {
@@ -216,6 +221,10 @@ void Mac::detach(std::uint32_t locationID) {
 
 void Mac::onUser(std::function<void(EventDescription::User)> action) {
     userAction_ = std::move(action);
+}
+
+void Mac::onViewReleased(std::function<void()> action) {
+    viewReleased_ = std::move(action);
 }
 
 void Mac::note(std::string source, std::string what) {

@@ -93,6 +93,8 @@ class Mac {
 
     /// What the user does in the events of the description; the host of the pane takes part.
     void onUser(std::function<void(EventDescription::User)> action);
+    /// Called when the installer releases the pane's view, for a host with a view of its own.
+    void onViewReleased(std::function<void()> action);
 
     void note(std::string source, std::string what);
     std::vector<TimelineEntry> timeline() const;
@@ -129,6 +131,7 @@ class Mac {
 
     std::vector<std::unique_ptr<Display>> displays_;
     std::function<void(EventDescription::User)> userAction_;
+    std::function<void()> viewReleased_;
     std::function<void(const TimelineEntry&)> noteListener_;
     mutable std::mutex mutex_;
     std::vector<TimelineEntry> timeline_;

@@ -181,9 +181,10 @@ struct CallUse {
     std::uint64_t nth = 1;  ///< counted from 1
 };
 
-/// The user and the machine during a run; exactly one of the actions is set.
+/// The user, the installer and the machine during a run; exactly one of the actions is set.
 struct EventDescription {
     enum class User { entersPane, clicksWarning };
+    enum class Installer { releasesView };
 
     double at = 0;  ///< seconds after the pane was first entered
     /// Instead of at a time, just before this call does its work.
@@ -191,6 +192,7 @@ struct EventDescription {
     std::optional<USBDeviceDescription> attach;
     std::optional<std::uint32_t> detach;  ///< locationID of the device
     std::optional<User> user;
+    std::optional<Installer> installer = std::nullopt;
 };
 
 /// What one call of a system tool does instead of printing the Mac's state.

@@ -244,7 +244,7 @@ template <class Visitor>
 void fields(Visitor& field, EventDescription& event) {
     using User = EventDescription::User;
     field.exactlyOne("when it happens", {"at", "at_call"});
-    field.exactlyOne("what happens", {"attach", "detach", "user"});
+    field.exactlyOne("what happens", {"attach", "detach", "user", "installer"});
     field("at", event.at, Seconds{}, "Seconds after the pane was first entered.");
     field("at_call", event.atCall, Mapping{},
           "The use of a platform call before which it happens, whatever the time.");
@@ -254,6 +254,10 @@ void fields(Visitor& field, EventDescription& event) {
           Choice<User>{
               {{"enters the pane", User::entersPane}, {"clicks the warning", User::clicksWarning}}},
           "What the user does.");
+    field("installer", event.installer,
+          Choice<EventDescription::Installer>{
+              {{"releases the pane's view", EventDescription::Installer::releasesView}}},
+          "What the installer does.");
 }
 
 template <class Visitor>

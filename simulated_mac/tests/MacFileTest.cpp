@@ -206,6 +206,7 @@ events:
   - {at: 30, user: enters the pane}
   - {at: 31, user: clicks the warning}
   - {at_call: {call: IOIteratorNext, nth: 7}, detach: 1}
+  - {at: 32, installer: "releases the pane's view"}
 tools:
   ioreg: {prints: "text", status: 1}
   system_profiler: [{prints: ""}, {}]
@@ -390,7 +391,7 @@ TEST_F(EveryKey, OfAUSBDevice) {
 
 TEST_F(EveryKey, OfAnEvent) {
     using User = EventDescription::User;
-    ASSERT_EQ(mac.events.size(), 5U);
+    ASSERT_EQ(mac.events.size(), 6U);
     EXPECT_EQ(mac.events[0].at, 12.5);
     ASSERT_TRUE(mac.events[0].attach.has_value());
     EXPECT_EQ(mac.events[0].attach->locationID, 1U);
@@ -404,6 +405,8 @@ TEST_F(EveryKey, OfAnEvent) {
     ASSERT_TRUE(mac.events[4].atCall.has_value());
     EXPECT_EQ(mac.events[4].atCall->call, "IOIteratorNext");
     EXPECT_EQ(mac.events[4].atCall->nth, 7U);
+    EXPECT_EQ(mac.events[4].installer, std::nullopt);
+    EXPECT_EQ(mac.events[5].installer, EventDescription::Installer::releasesView);
 }
 
 TEST_F(EveryKey, OfATool) {
@@ -729,10 +732,12 @@ const std::vector<Mistake> mistakes = {
      "1:67: one entry too many, expected at most 4"},
     // Rules between keys.
     {"screens: []\nevents: [{at: 1}]\n",
-     "2:10: none of the keys that say what happens is here, expected exactly one of attach, detach "
-     "or user"},
+     "2:10: none of the keys that say what happens is here, expected exactly one of attach, "
+     "detach, "
+     "user or installer"},
     {"screens: []\nevents:\n  - {at: 1, detach: 1, user: enters the pane}\n",
-     "3:24: \"user\" beside \"detach\", expected exactly one of attach, detach or user"},
+     "3:24: \"user\" beside \"detach\", expected exactly one of attach, detach, user or "
+     "installer"},
     {"screens: []\ntools: {ioreg: {prints: a, prints_file: b}}\n",
      "2:17: \"prints\" beside \"prints_file\", expected only status beside it"},
     {"screens: []\ntools: {ioreg: []}\n", "2:16: too short a list, expected at least 1 entry"},

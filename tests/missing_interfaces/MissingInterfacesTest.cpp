@@ -82,7 +82,7 @@ TEST(MissingInterfaces, ACleanRequestFails) {
 
 TEST(MissingInterfaces, TheFirmwaresEDIDIdentifiesAMonitorAllTheSame) {
     Mac mac(appleMac());
-    vorn::MyInstallerPane pane(&mac.window, &mac.window.title, &mac.window.warnings);
+    vorn::MyInstallerPane pane(&mac.window);
     mac.scheduler.onMainAt(simulated_mac::Time(0), [&pane] { pane.didEnterPane(0); });
     EXPECT_EQ(mac.scheduler.runUntilQuiet(), simulated_mac::Scheduler::Outcome::quiet);
     EXPECT_TRUE(mac.window.nextEnabled);

@@ -83,7 +83,7 @@ MacDescription appleMacWith(std::vector<ScreenDescription> screens) {
 
 PaneOnMac::PaneOnMac(MacDescription description, Mac::Options options)
     : mac(std::move(description), options),
-      pane(&mac.window, &mac.window.title, &mac.window.warnings) {
+      pane(&mac.window) {
     mac.onUser([this](simulated_mac::EventDescription::User action) {
         if (action == simulated_mac::EventDescription::User::entersPane) pane.didEnterPane(0);
         if (action == simulated_mac::EventDescription::User::clicksWarning) {

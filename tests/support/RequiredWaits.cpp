@@ -91,7 +91,7 @@ std::string nameOf(const ScreenDescription& screen) {
 /// Whether a name can count as supported at all: it is listed or of model year 25 or later.
 bool mayCount(const std::string& name) {
     const WhiteList list;
-    const vorn::MyInstallerPane pane(nullptr, nullptr, nullptr);
+    const vorn::MyInstallerPane pane(nullptr);
     return list.availableDisplay(name) || pane.isYear25orAbove(regularMonitorName(name));
 }
 

@@ -265,6 +265,18 @@ class LiveWindow(unittest.TestCase):
             entered = [line for line in window.lines if "enters the pane" in line]
             self.assertEqual(len(entered), 2)
 
+    def test_a_view_that_is_released_during_a_run_lets_it_end_quietly(self):
+        with Window("intel-view-released", speed=4) as window:
+            window.wait("the labels' end",
+                        lambda: sum("a label of the pane is gone" in line
+                                    for line in list(window.lines)) == 2)
+            window.wait_for_continue()
+            self.assertEqual(window.words(), 0)
+            window.click(WARNING)
+            window.click(picture.CONTINUE)
+            window.wait_for_step(2)
+            self.assertFalse(window.printed("clicks the warning"))
+
     def test_continue_goes_on_to_the_end(self):
         with Window("apple-listed-answers", speed=20) as window:
             window.wait_for_continue()
