@@ -21,7 +21,8 @@ file(CREATE_LINK ${runtime} ${runtime_headers}/objc SYMBOLIC)
 cmake_path(SET runtime_library NORMALIZE "${runtime}/../..")
 
 add_library(gnustep INTERFACE)
-target_compile_options(gnustep INTERFACE ${flags} -Wno-deprecated-declarations)
+target_compile_options(gnustep INTERFACE
+    "$<$<COMPILE_LANGUAGE:OBJCXX>:${flags};-Wno-deprecated-declarations>")
 target_include_directories(gnustep SYSTEM INTERFACE ${runtime_headers} /usr/include/GNUstep)
 target_link_directories(gnustep INTERFACE ${runtime_library})
 target_link_libraries(gnustep INTERFACE ${libraries})

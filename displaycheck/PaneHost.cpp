@@ -4,6 +4,7 @@ namespace displaycheck {
 
 namespace {
 
+using simulated_mac::runPlugin;
 using User = simulated_mac::EventDescription::User;
 
 constexpr int forward = 0;  // InstallerDirectionForward
@@ -28,7 +29,7 @@ simulated_mac::Scheduler::Outcome PaneHost::run() {
 
 void PaneHost::enterPane() {
     mac_.note("user", "enters the pane");
-    pane_.didEnterPane(forward);
+    runPlugin("didEnterPane:", [this] { pane_.didEnterPane(forward); });
 }
 
 void PaneHost::clickWarning() {
@@ -37,7 +38,8 @@ void PaneHost::clickWarning() {
         mac_.window.warnings.clickRecognizers > 0 && !mac_.window.viewReleased;
     mac_.note("user", takesClicks ? "clicks the warning"
                                   : "clicks where the warning would be; nothing takes the click");
-    if (takesClicks) pane_.vornWebsiteBtnDidClicked();
+    if (!takesClicks) return;
+    runPlugin("vornWebsiteBtnDidClicked", [this] { pane_.vornWebsiteBtnDidClicked(); });
 }
 
 }  // namespace displaycheck

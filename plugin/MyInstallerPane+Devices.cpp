@@ -9,6 +9,7 @@
 
 #include "Cocoa/SystemLog.h"
 #include "MyInstallerPane.h"
+#include "Platform/Attempt.h"
 #include "Platform/Dispatch.h"
 #include "Platform/IOObject.h"
 #include "Platform/Properties.h"
@@ -30,7 +31,7 @@ namespace {
 constexpr auto listeningName = "-[MyInstallerPane listeningUSBDevice]";
 
 void staticDeviceAdded(void* pane, io_iterator_t iterator) {
-    Cocoa::log("staticDevice Added");
+    attempt("staticDeviceAdded", [] { Cocoa::log("staticDevice Added"); });
     if (pane != nullptr) static_cast<vorn::MyInstallerPane*>(pane)->deviceAdded(iterator, false);
 }
 
@@ -120,20 +121,27 @@ void MyInstallerPane::listeningUSBDevice() {
     mach_port_deallocate(mach_task_self(), masterPort);
 }
 
-void MyInstallerPane::deviceAdded(io_iterator_t iterator, bool /*firstLaunch*/) {
-    SerialQueue("deviceAdded").async([this, iterator] {
-        examineDevices(iterator);
-        finishRun();
+void MyInstallerPane::deviceAdded(io_iterator_t iterator, bool /*firstLaunch*/) noexcept {
+    const bool scheduled = attempt("deviceAdded", [this, iterator] {
+        SerialQueue("deviceAdded").async([this, iterator] {
+            examineDevices(iterator);
+            finishRun();
+        });
     });
+    if (!scheduled) finishRun();
 }
 
-void MyInstallerPane::examineDevices(io_iterator_t iterator) const {
+void MyInstallerPane::examineDevices(io_iterator_t iterator) const noexcept {
     // The devices stay referenced: their handles stand in infoDic.
-    while (const io_service_t device = IOIteratorNext(iterator)) examineDevice(device);
+    while (const io_service_t device = IOIteratorNext(iterator)) {
+        attempt("examineDevice", [device] { examineDevice(device); });
+    }
 }
 
-void MyInstallerPane::finishRun() {
-    if (!infoDic.get().empty()) Cocoa::log("Vorn camera exist");
+void MyInstallerPane::finishRun() noexcept {
+    attempt("finishRun", [] {
+        if (!infoDic.get().empty()) Cocoa::log("Vorn camera exist");
+    });
     runOnMainThread([this] {
         initializeUI();
         setNextEnabled(true);

@@ -5,6 +5,7 @@
 #include "Cocoa/StringTable.h"
 #include "Cocoa/Workspace.h"
 #include "DDCCI/DDCCtl.h"
+#include "Platform/Attempt.h"
 #include "Platform/CFRef.h"
 #include "Platform/Dispatch.h"
 #include "Platform/Text.h"
@@ -33,39 +34,52 @@ std::optional<CFRange> findLink(const std::string& text, const std::string& word
 
 }  // namespace
 
-MyInstallerPane::MyInstallerPane(void* pane)
+MyInstallerPane::MyInstallerPane(void* pane) noexcept
     : InstallerPane(pane),
       lb_title(pane, Cocoa::Outlet::lb_title),
       lb_warnings(pane, Cocoa::Outlet::lb_warnings) {}
 
-std::string MyInstallerPane::title() const {
-    return Cocoa::localizedString("PaneTitle");
+std::string MyInstallerPane::title() const noexcept {
+    std::string title = "PaneTitle";
+    attempt("title", [&title] { title = Cocoa::localizedString("PaneTitle"); });
+    return title;
 }
 
-void MyInstallerPane::didEnterPane(int /*direction*/) {
+void MyInstallerPane::didEnterPane(int /*direction*/) noexcept {
+    attempt("didEnterPane", [this] { emptyLabels(); });
+    setNextEnabled(false);
+    const bool started = attempt("didEnterPane", [this] {
+        makeWhenMissing(strUtil);
+        makeWhenMissing(DDC);
+        makeWhenMissing(::whiteList);
+        makeWhenMissing(edidUtils);
+        whiteList = ::whiteList;
+        DDC->UseArm64 = ::whiteList->isM1Mac();
+        arm64Util.set(std::make_shared<Arm64Utility>());
+        infoDic.set({});
+        SerialQueue("SerialQueue").async([this] { detect(); });
+    });
+    if (!started) finishRun();
+}
+
+void MyInstallerPane::detect() noexcept {
+    attempt("getDisplayInfo", [this] { getDisplayInfo(); });
+    if (!attempt("listeningUSBDevice", [this] { listeningUSBDevice(); })) finishRun();
+}
+
+void MyInstallerPane::emptyLabels() const {
     lb_title.setStringValue(Cocoa::localizedString("TITLE"));
     lb_warnings.setStringValue("");
-    setNextEnabled(false);
+}
 
-    makeWhenMissing(strUtil);
-    makeWhenMissing(DDC);
-    makeWhenMissing(::whiteList);
-    makeWhenMissing(edidUtils);
-    whiteList = ::whiteList;
-    DDC->UseArm64 = ::whiteList->isM1Mac();
-    arm64Util.set(std::make_shared<Arm64Utility>());
-    infoDic.set({});
-
-    SerialQueue("SerialQueue").async([this] {
-        getDisplayInfo();
-        listeningUSBDevice();
+void MyInstallerPane::initializeUI() noexcept {
+    attempt("initializeUI", [this] {
+        emptyLabels();
+        if (!findsSupportedDevice()) showHyperLink();
     });
 }
 
-void MyInstallerPane::initializeUI() {
-    lb_title.setStringValue(Cocoa::localizedString("TITLE"));
-    lb_warnings.setStringValue("");
-
+bool MyInstallerPane::findsSupportedDevice() const {
     bool supportedMonitor = false;
     for (const auto& display : displayInfoArray.get()) {
         if (CGDisplayIsBuiltin(display->screenNumber)) continue;
@@ -75,10 +89,14 @@ void MyInstallerPane::initializeUI() {
         }
         if (state == displayInfo::supportedAndAnswering) break;
     }
-    if (infoDic.get().empty() && !supportedMonitor) showHyperLink();
+    return supportedMonitor || !infoDic.get().empty();
 }
 
-void MyInstallerPane::showHyperLink() {
+void MyInstallerPane::showHyperLink() noexcept {
+    attempt("showHyperLink", [this] { showWarning(); });
+}
+
+void MyInstallerPane::showWarning() const {
     const std::string warning = Cocoa::localizedString("NO_CAMERA_AND_DISPLAY_WARNING");
     const std::string request =
         Cocoa::localizedString("Please connect a supported Vorn monitor or camera");
@@ -96,8 +114,9 @@ void MyInstallerPane::showHyperLink() {
     lb_warnings.addClickGestureRecognizer(object());
 }
 
-void MyInstallerPane::vornWebsiteBtnDidClicked() {
-    Cocoa::openAddress(std::string(ProductData::supportArticle));
+void MyInstallerPane::vornWebsiteBtnDidClicked() noexcept {
+    attempt("vornWebsiteBtnDidClicked",
+            [] { Cocoa::openAddress(std::string(ProductData::supportArticle)); });
 }
 
 }  // namespace vorn

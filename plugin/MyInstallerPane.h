@@ -50,34 +50,35 @@ namespace vorn {
 class MyInstallerPane : public Cocoa::InstallerPane {
   public:
     /// `pane` is the installer's object of this pane. It is not owned.
-    explicit MyInstallerPane(void* pane);
+    explicit MyInstallerPane(void* pane) noexcept;
 
     Cocoa::TextField lb_title;     ///< the pane's heading
     Cocoa::TextField lb_warnings;  ///< the warning and its link, empty when there is none
     /// The process-wide list, from the first entry on. The detection uses that itself.
     std::atomic<WhiteList*> whiteList = nullptr;
 
-    // The pane in the installer, on the main thread.
+    // The pane in the installer, on the main thread. No exception leaves these: it is logged.
 
-    /// The title that the installer shows for the pane.
-    std::string title() const;
-    /// Starts a detection run and returns at once. Continue is disabled until the run ends. The
-    /// direction of entry (InstallerSectionDirection) changes nothing.
-    void didEnterPane(int direction);
+    /// The title that the installer shows for the pane; its key when there is no memory for it.
+    std::string title() const noexcept;
+    /// Starts a detection run and returns at once. Continue is disabled until the run ends, or
+    /// enabled again where none can be started. The direction of entry (InstallerSectionDirection)
+    /// changes nothing.
+    void didEnterPane(int direction) noexcept;
     /// Shows the verdict on what the last runs found: the warning, or none.
-    void initializeUI();
+    void initializeUI() noexcept;
     /// Shows the warning with its link.
-    void showHyperLink();
+    void showHyperLink() noexcept;
     /// Opens the support article that lists the compatible models.
-    void vornWebsiteBtnDidClicked();
+    void vornWebsiteBtnDidClicked() noexcept;
 
     // USB devices.
 
     /// Arms the notification of attached USB devices and examines those that are there already.
     void listeningUSBDevice();
-    /// Schedules the examination of the devices that `iterator` yields and the verdict after it.
-    /// `firstLaunch` changes nothing.
-    void deviceAdded(io_iterator_t iterator, bool firstLaunch);
+    /// Schedules the examination of the devices that `iterator` yields and the verdict after it;
+    /// where it can't be scheduled, the verdict follows at once. `firstLaunch` changes nothing.
+    void deviceAdded(io_iterator_t iterator, bool firstLaunch) noexcept;
 
     // One display enumeration. Blocks: not on the main thread. The steps work on the displays of
     // their own run, so that a later run which replaces displayInfoArray doesn't mix with them.
@@ -111,8 +112,12 @@ class MyInstallerPane : public Cocoa::InstallerPane {
   private:
     std::vector<std::string> readEDIDs(const std::vector<DisplayService>& matches) const;
     bool answersOverDDCCI(const displayInfo& display) const;
-    void examineDevices(io_iterator_t iterator) const;
-    void finishRun();
+    void detect() noexcept;
+    void emptyLabels() const;
+    bool findsSupportedDevice() const;
+    void showWarning() const;
+    void examineDevices(io_iterator_t iterator) const noexcept;
+    void finishRun() noexcept;
 };
 
 }  // namespace vorn

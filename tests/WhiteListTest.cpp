@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ProductData.h"
 #include "Utilities/RunCommand.h"
 #include "tests/support/PaneOnMac.h"
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #import "displaycheck/window/AppKitAdditions.h"
+#include "simulated_mac/src/Running.h"
 
 namespace {
 
@@ -49,7 +50,8 @@ bool takesClicks(NSView* view) {
 
 void sendClickTo(NSView* view) {
     const TargetAndAction& click = recognizers().actions[recognizers().ofViews[view].front()];
-    [click.target performSelector:click.action];
+    simulated_mac::runPlugin(sel_getName(click.action),
+                             [&] { [click.target performSelector:click.action]; });
 }
 
 NSView* viewTakingClicksAt(NSWindow* window, NSPoint place) {

@@ -79,6 +79,8 @@
 }
 
 - (void)setNextEnabled:(BOOL)enabled {
+    const simulated_mac::PlatformCall call("InstallerPane.setNextEnabled",
+                                           [&] { return enabled ? "YES" : "NO"; });
     nextEnabled = enabled;
     simulated_mac::Mac::current()->note("pane",
                                         enabled ? "Continue is enabled" : "Continue is disabled");

@@ -6,6 +6,7 @@
 #include "simulated_mac/src/Mac.h"
 
 using simulated_mac::Mac;
+using simulated_mac::runPlugin;
 
 namespace {
 
@@ -100,7 +101,7 @@ NSString* text(NSString* key) {
                                  : leaves ? "leaves the pane"
                                           : "goes on");
     if (leaves) [pane didExitPane:direction];
-    if (enters) [pane didEnterPane:direction];
+    if (enters) runPlugin("didEnterPane:", [&] { [pane didEnterPane:direction]; });
     [self paneChangedItsButtons];
 }
 

@@ -11,9 +11,12 @@
 #import "displaycheck/window/InstallerWindow.h"
 #include "simulated_mac/src/Mac.h"
 
+using simulated_mac::Code;
 using simulated_mac::FallibleCall;
+using simulated_mac::FallibleCallName;
 using simulated_mac::Mac;
 using simulated_mac::PlatformCall;
+using simulated_mac::Running;
 
 namespace {
 
@@ -84,6 +87,9 @@ namespace {
 IMP realScreens = nullptr;
 IMP realSleep = nullptr;
 IMP realText = nullptr;
+IMP realSetText = nullptr;
+IMP realSetAttributed = nullptr;
+IMP realAdd = nullptr;
 
 id screens(id self, SEL selector) {
     const Mac* mac = macOfBackgroundThread();
@@ -112,6 +118,7 @@ void sleepForTimeInterval(id self, SEL selector, NSTimeInterval seconds) {
 }
 
 id localizedString(id self, SEL selector, NSString* key, NSString* value, NSString* table) {
+    const Running platform(Code::platform);
     const Mac* mac = Mac::current();
     if (self == pluginBundle && mac != nullptr && key != nil) {
         const auto changed = mac->description.strings.find([key UTF8String]);
@@ -121,6 +128,32 @@ id localizedString(id self, SEL selector, NSString* key, NSString* value, NSStri
     }
     return reinterpret_cast<id (*)(id, SEL, NSString*, NSString*, NSString*)>(realText)(
         self, selector, key, value, table);
+}
+
+/// Lets a call of a text field raise an exception where the Mac file says so. The pane's labels are
+/// the only ones.
+void raiseIfAsked(FallibleCallName name, id receiver) {
+    if (Mac::current() == nullptr || ![receiver isKindOfClass:[NSTextField class]]) return;
+    const FallibleCall call(name);
+    if (call.fails()) {
+        [NSException raise:NSInternalInconsistencyException format:@"made to fail"];
+    }
+}
+
+void setStringValue(id self, SEL selector, NSString* text) {
+    raiseIfAsked("NSTextField.setStringValue", self);
+    reinterpret_cast<void (*)(id, SEL, NSString*)>(realSetText)(self, selector, text);
+}
+
+void setAttributedStringValue(id self, SEL selector, NSAttributedString* text) {
+    raiseIfAsked("NSTextField.setAttributedStringValue", self);
+    reinterpret_cast<void (*)(id, SEL, NSAttributedString*)>(realSetAttributed)(self, selector,
+                                                                                text);
+}
+
+void addGestureRecognizer(id self, SEL selector, NSGestureRecognizer* recognizer) {
+    raiseIfAsked("NSView.addGestureRecognizer", self);
+    reinterpret_cast<void (*)(id, SEL, NSGestureRecognizer*)>(realAdd)(self, selector, recognizer);
 }
 
 /// Hands an address to the desktop's opener, where there is a desktop.
@@ -145,6 +178,7 @@ BOOL openURL(id, SEL, NSURL* address) {
 
 /// What NSLog writes, line by line; the message stands behind the process's name and numbers.
 void log(NSString* line) {
+    const Running platform(Code::platform);
     // GNUstep misses a window manager, which nobody else does.
     if ([line rangeOfString:@"Failed to determine offsets"].location != NSNotFound) return;
     Mac* mac = Mac::current();
@@ -175,6 +209,13 @@ void simulateAppKit(NSBundle* plugin) {
         reinterpret_cast<IMP>(localizedString));
     replace(class_getInstanceMethod([NSWorkspace class], @selector(openURL:)),
             reinterpret_cast<IMP>(openURL));
+    realSetText = replace(class_getInstanceMethod([NSTextField class], @selector(setStringValue:)),
+                          reinterpret_cast<IMP>(setStringValue));
+    realSetAttributed =
+        replace(class_getInstanceMethod([NSTextField class], @selector(setAttributedStringValue:)),
+                reinterpret_cast<IMP>(setAttributedStringValue));
+    realAdd = replace(class_getInstanceMethod([NSView class], @selector(addGestureRecognizer:)),
+                      reinterpret_cast<IMP>(addGestureRecognizer));
 }
 
 void takeLog() {

@@ -2,12 +2,13 @@
 
 #import <InstallerPlugins/InstallerPlugins.h>
 
+#include "Cocoa/InCocoa.h"
+
 namespace Cocoa {
 
 void InstallerPane::setNextEnabled(bool enabled) const {
-    @autoreleasepool {
-        [static_cast<::InstallerPane*>(pane_) setNextEnabled:enabled ? YES : NO];
-    }
+    inCocoa("setNextEnabled",
+            [&] { [static_cast<::InstallerPane*>(pane_) setNextEnabled:enabled ? YES : NO]; });
 }
 
 }  // namespace Cocoa

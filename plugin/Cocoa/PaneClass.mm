@@ -2,6 +2,8 @@
 
 #import <objc/runtime.h>
 
+#include <new>
+
 #include "Cocoa/NSStringText.h"
 
 @implementation MyInstallerPane
@@ -28,33 +30,34 @@
     objc_storeWeak(&warnings_, label);
 }
 
+/// Null where there is no memory for it: then nothing happens, and Continue stays enabled.
 - (vorn::MyInstallerPane*)pane {
     if (pane == nullptr) {
-        pane = new vorn::MyInstallerPane(self);
+        pane = new (std::nothrow) vorn::MyInstallerPane(self);
         // Neither is ever released: a detection run may outlast the installer's interest.
-        [self retain];
+        if (pane != nullptr) [self retain];
     }
     return pane;
 }
 
 - (NSString*)title {
-    return Cocoa::makeNSString([self pane]->title());
+    return [self pane] != nullptr ? Cocoa::makeNSString(pane->title()) : @"PaneTitle";
 }
 
 - (void)didEnterPane:(InstallerSectionDirection)direction {
-    [self pane]->didEnterPane(static_cast<int>(direction));
+    if ([self pane] != nullptr) pane->didEnterPane(static_cast<int>(direction));
 }
 
 - (void)initializeUI {
-    [self pane]->initializeUI();
+    if ([self pane] != nullptr) pane->initializeUI();
 }
 
 - (void)showHyperLink {
-    [self pane]->showHyperLink();
+    if ([self pane] != nullptr) pane->showHyperLink();
 }
 
 - (void)vornWebsiteBtnDidClicked {
-    [self pane]->vornWebsiteBtnDidClicked();
+    if ([self pane] != nullptr) pane->vornWebsiteBtnDidClicked();
 }
 
 @end

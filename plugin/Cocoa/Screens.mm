@@ -2,11 +2,13 @@
 
 #import <Cocoa/Cocoa.h>
 
+#include "Cocoa/InCocoa.h"
+
 namespace Cocoa {
 
 std::vector<Screen> screens() {
     std::vector<Screen> list;
-    @autoreleasepool {
+    inCocoa("screens", [&] {
         for (NSScreen* screen in [NSScreen screens]) {
             NSDictionary* description = [screen deviceDescription];
             Screen entry;
@@ -16,7 +18,7 @@ std::vector<Screen> screens() {
             entry.localizedName = name != nullptr ? name : "";
             list.push_back(entry);
         }
-    }
+    });
     return list;
 }
 

@@ -1,17 +1,20 @@
 #include "Cocoa/StringTable.h"
 
+#include "Cocoa/InCocoa.h"
 #include "Cocoa/NSStringText.h"
 #import "Cocoa/PaneClass.h"
 
 namespace Cocoa {
 
 std::string localizedString(const std::string& key) {
-    @autoreleasepool {
+    std::string localized = key;
+    inCocoa("localizedString", [&] {
         // Of the plug-in's bundle: the main bundle is the installer's.
         NSBundle* bundle = [NSBundle bundleForClass:[MyInstallerPane class]];
         NSString* text = [bundle localizedStringForKey:makeNSString(key) value:nil table:nil];
-        return std::string([text UTF8String]);
-    }
+        if (const char* const bytes = [text UTF8String]) localized = bytes;
+    });
+    return localized;
 }
 
 }  // namespace Cocoa

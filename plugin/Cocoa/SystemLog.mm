@@ -1,19 +1,28 @@
 #include "Cocoa/SystemLog.h"
 
+#include "Cocoa/InCocoa.h"
 #include "Cocoa/NSStringText.h"
 
 namespace Cocoa {
 
 void log(const std::string& message) {
-    @autoreleasepool {
-        NSLog(@"%@", makeNSString(message));
-    }
+    inCocoa("log", [&] { NSLog(@"%@", makeNSString(message)); });
 }
 
 void log(CFDictionaryRef dictionary) {
-    @autoreleasepool {
+    inCocoa("log", [&] {
         // On a Mac a dictionary is an object of either framework.
         NSLog(@"%@", static_cast<id>(const_cast<void*>(static_cast<CFTypeRef>(dictionary))));
+    });
+}
+
+void logFailure(const char* what, const char* why) noexcept {
+    @autoreleasepool {
+        @try {
+            NSLog(@"%s failed: %s", what, why);
+        } @catch (NSException*) {
+            // Nothing is left to tell it to.
+        }
     }
 }
 

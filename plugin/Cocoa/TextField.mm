@@ -1,5 +1,6 @@
 #include "Cocoa/TextField.h"
 
+#include "Cocoa/InCocoa.h"
 #include "Cocoa/NSStringText.h"
 #import "Cocoa/PaneClass.h"
 
@@ -16,13 +17,11 @@ NSTextField* fieldOf(void* pane, Outlet outlet) {
 }  // namespace
 
 void TextField::setStringValue(const std::string& text) const {
-    @autoreleasepool {
-        [fieldOf(pane_, outlet_) setStringValue:makeNSString(text)];
-    }
+    inCocoa("setStringValue", [&] { [fieldOf(pane_, outlet_) setStringValue:makeNSString(text)]; });
 }
 
 void TextField::setAttributedStringValue(const AttributedString& string) const {
-    @autoreleasepool {
+    inCocoa("setAttributedStringValue", [&] {
         NSMutableAttributedString* attributed = [[[NSMutableAttributedString alloc]
             initWithString:makeNSString(string.text)] autorelease];
         if (string.link) {
@@ -38,16 +37,16 @@ void TextField::setAttributedStringValue(const AttributedString& string) const {
             [attributed endEditing];
         }
         [fieldOf(pane_, outlet_) setAttributedStringValue:attributed];
-    }
+    });
 }
 
 void TextField::addClickGestureRecognizer(void* target) const {
-    @autoreleasepool {
+    inCocoa("addGestureRecognizer", [&] {
         NSClickGestureRecognizer* recognizer = [[[NSClickGestureRecognizer alloc]
             initWithTarget:static_cast<id>(target)
                     action:@selector(vornWebsiteBtnDidClicked)] autorelease];
         [fieldOf(pane_, outlet_) addGestureRecognizer:recognizer];
-    }
+    });
 }
 
 }  // namespace Cocoa

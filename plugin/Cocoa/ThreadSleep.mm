@@ -2,12 +2,14 @@
 
 #import <Foundation/Foundation.h>
 
+#include "Cocoa/InCocoa.h"
+
 namespace Cocoa {
 
 void sleepThread(std::chrono::microseconds duration) {
-    @autoreleasepool {
+    inCocoa("sleepThread", [&] {
         [NSThread sleepForTimeInterval:std::chrono::duration<double>(duration).count()];
-    }
+    });
 }
 
 }  // namespace Cocoa

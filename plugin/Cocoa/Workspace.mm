@@ -2,14 +2,15 @@
 
 #import <Cocoa/Cocoa.h>
 
+#include "Cocoa/InCocoa.h"
 #include "Cocoa/NSStringText.h"
 
 namespace Cocoa {
 
 void openAddress(const std::string& address) {
-    @autoreleasepool {
+    inCocoa("openAddress", [&] {
         [[NSWorkspace sharedWorkspace] openURL:[NSURL URLWithString:makeNSString(address)]];
-    }
+    });
 }
 
 }  // namespace Cocoa

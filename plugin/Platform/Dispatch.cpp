@@ -5,31 +5,39 @@
 #include <memory>
 #include <utility>
 
+#include "Platform/Attempt.h"
+
+namespace {
+
+constexpr auto nameOfWork = "the work of a queue";
+
+}  // namespace
+
 SerialQueue::~SerialQueue() {
     if (queue_ != nullptr) dispatch_release(queue_);
 }
 
 void SerialQueue::async(std::function<void()> work) const {
     if (queue_ == nullptr) {
-        work();
+        attempt(nameOfWork, work);
         return;
     }
     auto owned = std::make_unique<std::function<void()>>(std::move(work));
     dispatch_async_f(queue_, owned.release(), [](void* context) {
         const std::unique_ptr<std::function<void()>> submitted(
             static_cast<std::function<void()>*>(context));
-        (*submitted)();
+        attempt(nameOfWork, *submitted);
     });
 }
 
 void runOnMainThread(const std::function<void()>& work) {
     // A synchronous dispatch from the main thread to itself would never return.
     if (CFRunLoopGetCurrent() == CFRunLoopGetMain()) {
-        work();
+        attempt(nameOfWork, work);
         return;
     }
     auto context = &work;
     dispatch_sync_f(dispatch_get_main_queue(), &context, [](void* pointer) {
-        (**static_cast<const std::function<void()>**>(pointer))();
+        attempt(nameOfWork, **static_cast<const std::function<void()>**>(pointer));
     });
 }

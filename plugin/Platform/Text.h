@@ -11,8 +11,8 @@
 // The plug-in keeps text as UTF-8 and leaves to the platform what depends on Unicode: case, UTF-16
 // units, white space.
 
-/// The platform's string of a UTF-8 text; empty when the bytes are not valid UTF-8, but for the byte A9
-/// where no character has it: the platform reads it as U+FFFD.
+/// The platform's string of a UTF-8 text; empty when the bytes are not valid UTF-8, but for the
+/// byte A9 where no character has it: the platform reads it as U+FFFD.
 CFRef<CFStringRef> makeCFString(std::string_view text);
 /// UTF-8 of a platform string, with U+FFFD for half a surrogate pair; the empty text of NULL.
 std::string makeText(CFStringRef string);

@@ -147,6 +147,7 @@ CFTypeID CFDictionaryGetTypeID() {
 }
 
 CFStringRef __CFStringMakeConstantString(const char* text) {
+    const Running platform(Code::platform);
     // A constant of the program on a Mac, without a lock.
     const Mac* const mac = Mac::current();
     const HiddenFromRaceDetection hidden(mac != nullptr && mac->scheduler.hidesTurns());
@@ -216,6 +217,7 @@ void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
 CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding, UInt8, Boolean,
                          UInt8* buffer, CFIndex capacity, CFIndex* used) {
     constexpr auto name = "CFStringGetBytes";
+    const Running platform(Code::platform);
     const auto units = piece(stringOf(string, {name, "theString"}), range, name);
     // Without a buffer the bytes are only counted.
     const std::size_t room = buffer != nullptr
@@ -261,6 +263,7 @@ void CFStringLowercase(CFMutableStringRef string, CFLocaleRef) {
 }
 
 CFCharacterSetRef CFCharacterSetGetPredefined(CFCharacterSetPredefinedSet) {
+    const Running platform(Code::platform);
     static const auto& whitespace = *new CFPointer(makeCF(CFObject::Opaque{"CFCharacterSet", 0}));
     return reinterpret_cast<CFCharacterSetRef>(whitespace.get());
 }

@@ -128,10 +128,11 @@ dispatch_queue_t dispatch_get_main_queue() {
 void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
     constexpr auto name = "dispatch_async_f";
     const PlatformCall call(name, [&] { return labelOf(queue); });
+    const auto piece = [=] { runPlugin(name, [=] { work(context); }); };
     if (queue == dispatch_get_main_queue()) {
-        Mac::current()->scheduler.onMain([=] { work(context); });
+        Mac::current()->scheduler.onMain(piece);
     } else {
-        queueOf(queue, name)->submit([=] { work(context); });
+        queueOf(queue, name)->submit(piece);
     }
 }
 
@@ -141,7 +142,7 @@ void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t 
     Scheduler& scheduler = Mac::current()->scheduler;
     Scheduler::Semaphore done(0);
     const auto piece = [&] {
-        work(context);
+        runPlugin(name, [=] { work(context); });
         scheduler.signal(done);
     };
     const bool isMain = queue == dispatch_get_main_queue();
@@ -159,10 +160,11 @@ void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t 
 
 void dispatch_once_f(dispatch_once_t* predicate, void* context, dispatch_function_t function) {
     static std::mutex mutex;
-    const PlatformCall call("dispatch_once_f");
+    constexpr auto name = "dispatch_once_f";
+    const PlatformCall call(name);
     const std::lock_guard lock(mutex);
     if (*predicate != 0) return;
-    function(context);
+    runPlugin(name, [=] { function(context); });
     *predicate = -1;
 }
 

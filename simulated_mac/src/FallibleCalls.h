@@ -7,6 +7,7 @@
 namespace simulated_mac {
 
 /// The platform calls that a Mac file can make fail. The others have no failure to answer with.
+/// "operator new" is the language's: the plug-in's memory.
 inline constexpr auto fallibleCalls = std::to_array<std::string_view>({
     "CFAllocatorAllocate",
     "CFDictionaryCreateMutable",
@@ -51,9 +52,13 @@ inline constexpr auto fallibleCalls = std::to_array<std::string_view>({
     "IOServiceMatching",
     "IOServiceNameMatching",
     "NSScreen.screens",
+    "NSTextField.setAttributedStringValue",
+    "NSTextField.setStringValue",
+    "NSView.addGestureRecognizer",
     "dispatch_queue_create",
     "dispatch_semaphore_create",
     "mach_port_deallocate",
+    "operator new",
     "posix_spawn",
 });
 

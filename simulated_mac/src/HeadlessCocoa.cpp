@@ -39,6 +39,9 @@ InstallerWindow::Label* labelOf(void* pane, Cocoa::Outlet outlet) {
     return outlet == Cocoa::Outlet::lb_title ? &window.title : &window.warnings;
 }
 
+/// Why a call of Cocoa's fails that is made to.
+constexpr auto raised = "NSInternalInconsistencyException: made to fail";
+
 std::string changeOf(const InstallerWindow::Label& label, const std::string& text) {
     return text.empty() ? label.name + " is emptied"
                         : fmt::format("{} shows \"{}\"", label.name, text);
@@ -73,6 +76,11 @@ void log(CFDictionaryRef dictionary) {
     log(simulated_mac::descriptionOf(dictionary));
 }
 
+void logFailure(const char* what, const char* why) noexcept {
+    const PlatformCall call("NSLog");
+    if (Mac* const mac = Mac::current()) mac->log(fmt::format("{} failed: {}", what, why));
+}
+
 void openAddress(const std::string& address) {
     const PlatformCall call("NSWorkspace.openURL", [&] { return address; });
     Mac& mac = *Mac::current();
@@ -87,8 +95,9 @@ void sleepThread(std::chrono::microseconds duration) {
 }
 
 void TextField::setStringValue(const std::string& text) const {
-    const PlatformCall call("NSTextField.setStringValue",
+    const FallibleCall call("NSTextField.setStringValue",
                             [&] { return fmt::format("\"{}\"", text); });
+    if (call.fails()) return logFailure("setStringValue", raised);
     auto* const label = labelOf(pane_, outlet_);
     if (label == nullptr) return;
     onMain(changeOf(*label, text));
@@ -97,8 +106,9 @@ void TextField::setStringValue(const std::string& text) const {
 }
 
 void TextField::setAttributedStringValue(const AttributedString& string) const {
-    const PlatformCall call("NSTextField.setAttributedStringValue",
+    const FallibleCall call("NSTextField.setAttributedStringValue",
                             [&] { return fmt::format("\"{}\"", string.text); });
+    if (call.fails()) return logFailure("setAttributedStringValue", raised);
     auto* const label = labelOf(pane_, outlet_);
     if (label == nullptr) return;
     onMain(changeOf(*label, string.text));
@@ -107,7 +117,8 @@ void TextField::setAttributedStringValue(const AttributedString& string) const {
 }
 
 void TextField::addClickGestureRecognizer(void*) const {
-    const PlatformCall call("NSView.addGestureRecognizer");
+    const FallibleCall call("NSView.addGestureRecognizer");
+    if (call.fails()) return logFailure("addGestureRecognizer", raised);
     auto* const label = labelOf(pane_, outlet_);
     if (label == nullptr) return;
     ++label->clickRecognizers;

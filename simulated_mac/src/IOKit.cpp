@@ -141,7 +141,8 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const
     if (call.fails()) return call.error();
     const auto deliver = [port, callback, refCon](io_iterator_t iterator) {
         if (!port->source.delivers) return;
-        Mac::current()->scheduler.onMain([=] { callback(refCon, iterator); });
+        Mac::current()->scheduler.onMain(
+            [=] { runPlugin(name, [=] { callback(refCon, iterator); }); });
     };
     *notification = registry().handOutNotification(match, deliver, name);
     return call.ioResult(kIOReturnSuccess);

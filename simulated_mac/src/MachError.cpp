@@ -6,6 +6,8 @@
 #include <mutex>
 #include <string>
 
+#include "Running.h"
+
 // Texts of errors, as the platform's tables have them. Of the kernel's small codes only some are
 // known here; the others read as if its table lacked them.
 
@@ -113,6 +115,7 @@ std::string textOf(std::uint32_t error) {
 }  // namespace
 
 char* mach_error_string(mach_error_t error) {
+    const simulated_mac::Running platform(simulated_mac::Code::platform);
     // As the platform's, a text is there for good.
     static std::mutex mutex;
     static auto& texts = *new std::map<std::uint32_t, std::string>;

@@ -77,10 +77,9 @@ std::map<std::string, std::uint64_t, std::less<>> Trace::uses() const {
     return uses_;
 }
 
-PlatformCall::PlatformCall(std::string_view name, const Arguments& arguments)
-    : PlatformCall(Mac::current(), name, arguments) {}
+PlatformCall::PlatformCall(std::string_view name) : PlatformCall(Mac::current(), name) {}
 
-PlatformCall::PlatformCall(Mac* mac, std::string_view name, const Arguments& arguments)
+PlatformCall::PlatformCall(Mac* mac, std::string_view name)
     : hidden_(mac != nullptr && mac->scheduler.hidesTurns()) {
     if (mac == nullptr) return;
     const auto takes = mac->options.systemCallTakes;
@@ -91,7 +90,6 @@ PlatformCall::PlatformCall(Mac* mac, std::string_view name, const Arguments& arg
     traced_.time = mac->scheduler.now();
     traced_.thread = mac->scheduler.threadName();
     traced_.call = name;
-    if (arguments) traced_.arguments = arguments();
     traced_.failed = fault_.has_value();
 }
 

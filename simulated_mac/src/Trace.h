@@ -16,6 +16,7 @@
 #include "FallibleCalls.h"
 #include "MacDescription.h"
 #include "RaceDetection.h"
+#include "Running.h"
 #include "Scheduler.h"
 
 namespace simulated_mac {
@@ -72,10 +73,12 @@ class Trace {
 /// on.
 class PlatformCall {
   public:
-    using Arguments = std::function<std::string()>;
-
+    explicit PlatformCall(std::string_view name);
     /// `arguments` is asked for its text only where the call is traced.
-    explicit PlatformCall(std::string_view name, const Arguments& arguments = {});
+    template <class Arguments>
+    PlatformCall(std::string_view name, const Arguments& arguments) : PlatformCall(name) {
+        if (isTraced_) traced_.arguments = arguments();
+    }
     PlatformCall(const PlatformCall&) = delete;
     PlatformCall& operator=(const PlatformCall&) = delete;
     ~PlatformCall();
@@ -93,8 +96,9 @@ class PlatformCall {
     const std::optional<FaultDescription>& fault() const { return fault_; }
 
   private:
-    PlatformCall(Mac* mac, std::string_view name, const Arguments& arguments);
+    PlatformCall(Mac* mac, std::string_view name);
 
+    const Running platform_{Code::platform};
     const HiddenFromRaceDetection hidden_;
     std::optional<FaultDescription> fault_;
     bool isTraced_ = false;
@@ -104,7 +108,9 @@ class PlatformCall {
 /// A call that the Mac file can make fail.
 class FallibleCall : public PlatformCall {
   public:
-    explicit FallibleCall(FallibleCallName name, const Arguments& arguments = {})
+    explicit FallibleCall(FallibleCallName name) : PlatformCall(name.text) {}
+    template <class Arguments>
+    FallibleCall(FallibleCallName name, const Arguments& arguments)
         : PlatformCall(name.text, arguments) {}
 
     bool fails() const { return fault().has_value(); }

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <new>
+#include <system_error>
 
 #include "Cocoa/ThreadSleep.h"
 #include "tests/support/PaneOnMac.h"
@@ -106,6 +108,85 @@ TEST(MainThread, RunsItsOwnWorkAtOnce) {
     runOnMainThread([&] { ++runs; });
     EXPECT_EQ(runs, 1);
     EXPECT_THAT(mac.trace.calls(), IsEmpty());
+}
+
+// Exceptions
+
+/// Work of each kind that a queue might meet, and what the log says of it.
+struct Thrower {
+    std::string name;
+    std::function<void()> work;
+    std::string logged;
+};
+
+void PrintTo(const Thrower& thrower, std::ostream* out) {
+    *out << thrower.name;
+}
+
+class ExceptionOfWork : public ::testing::TestWithParam<Thrower> {
+  protected:
+    const std::vector<std::string> logged = {"the work of a queue failed: " + GetParam().logged};
+};
+
+TEST_P(ExceptionOfWork, LeavesNoQueue) {
+    Mac mac(test::macWith({}));
+    const SerialQueue queue("SerialQueue");
+    bool next = false;
+    queue.async(GetParam().work);
+    queue.async([&next] { next = true; });
+    EXPECT_EQ(mac.scheduler.runUntilQuiet(), Scheduler::Outcome::quiet);
+    EXPECT_EQ(mac.systemLog(), logged);
+    EXPECT_TRUE(next);
+}
+
+TEST_P(ExceptionOfWork, LeavesNotTheMainThreadEither) {
+    Mac mac(test::macWith({}));
+    bool goesOn = false;
+    SerialQueue("SerialQueue").async([&] {
+        runOnMainThread(GetParam().work);
+        goesOn = true;
+    });
+    EXPECT_EQ(mac.scheduler.runUntilQuiet(), Scheduler::Outcome::quiet);
+    EXPECT_EQ(mac.systemLog(), logged);
+    EXPECT_TRUE(goesOn);
+}
+
+TEST_P(ExceptionOfWork, LeavesNotTheThreadThatDoesItAtOnce) {
+    Mac mac(macWithoutQueues());
+    SerialQueue("SerialQueue").async(GetParam().work);
+    EXPECT_EQ(mac.systemLog(), logged);
+    runOnMainThread(GetParam().work);
+    EXPECT_EQ(mac.systemLog().size(), 2u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, ExceptionOfWork,
+    ::testing::Values(
+        Thrower{"bad_alloc", [] { throw std::bad_alloc(); }, "std::bad_alloc"},
+        Thrower{"system_error",
+                [] { throw std::system_error(std::make_error_code(std::errc::io_error)); },
+                "Input/output error"},
+        Thrower{"int", [] { throw 1; }, "an exception of another kind"}),
+    [](const auto& thrower) { return thrower.param.name; });
+
+TEST(QueueOfItsOwn, WorkThatCannotBeHandedOverIsTheCallersToTell) {
+    auto description = test::macWith({});
+    description.faults = {{"operator new", 1, true, {}}};
+    Mac mac(description);
+    bool ran = false;
+    bool thrown = false;
+    simulated_mac::runPlugin("test", [&] {
+        const SerialQueue queue("SerialQueue");
+        try {
+            queue.async([&ran] { ran = true; });
+        } catch (const std::bad_alloc&) {
+            thrown = true;
+        }
+    });
+    mac.scheduler.runUntilQuiet();
+    EXPECT_TRUE(thrown);
+    EXPECT_FALSE(ran);
+    EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
 }
 
 }  // namespace dispatch_test

@@ -85,7 +85,7 @@ PaneOnMac::PaneOnMac(MacDescription description, Mac::Options options)
     : mac(std::move(description), options),
       pane(&mac.window) {
     mac.onUser([this](simulated_mac::EventDescription::User action) {
-        if (action == simulated_mac::EventDescription::User::entersPane) pane.didEnterPane(0);
+        if (action == simulated_mac::EventDescription::User::entersPane) enter();
         if (action == simulated_mac::EventDescription::User::clicksWarning) {
             pane.vornWebsiteBtnDidClicked();
         }
@@ -102,7 +102,11 @@ Scheduler::Outcome PaneOnMac::run() {
 }
 
 void PaneOnMac::enterAt(Time time) {
-    mac.scheduler.onMainAt(time, [this] { pane.didEnterPane(0); });
+    mac.scheduler.onMainAt(time, [this] { enter(); });
+}
+
+void PaneOnMac::enter() {
+    simulated_mac::runPlugin("didEnterPane:", [this] { pane.didEnterPane(0); });
 }
 
 void PaneOnMac::onMain(std::function<void()> work) {

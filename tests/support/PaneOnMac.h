@@ -73,6 +73,8 @@ class PaneOnMac {
     vorn::MyInstallerPane pane;
 
   private:
+    void enter();
+
     displaycheck::CapturedOutput output_;
 };
 

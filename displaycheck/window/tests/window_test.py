@@ -221,6 +221,38 @@ TITLE_WORDS = len(table("en")["TITLE"].split())
 WARNING = (231, 130, 600, 150)  # a place within the label
 
 
+class Exceptions(unittest.TestCase):
+    """What is thrown ends in a logged line and a run that finishes, under Objective-C's methods too."""
+
+    def printed(self, fault):
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "mac.yaml"
+            path.write_text(f"screens: [built-in]\nfaults: [{fault}]\n")
+            run = subprocess.run([displaycheck, "window", "--screenshot",
+                                  pathlib.Path(folder) / "window.png", path],
+                                 env=environment(), capture_output=True, text=True,
+                                 timeout=PATIENCE)
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertRegex(run.stdout, r"pane  Continue is enabled\n\Z")
+        return run.stdout
+
+    def test_of_cocoa(self):
+        for call, name in (("NSTextField.setStringValue", "setStringValue"),
+                           ("NSTextField.setAttributedStringValue", "setAttributedStringValue"),
+                           ("NSView.addGestureRecognizer", "addGestureRecognizer")):
+            with self.subTest(call):
+                self.assertIn(f"{name} failed: NSInternalInconsistencyException: made to fail",
+                              self.printed(f"{{call: {call}}}"))
+
+    def test_of_memory(self):
+        for use in (1, 2, 5, 11, 20, 30):
+            for later in ("false", "true"):
+                with self.subTest(use=use, later=later):
+                    self.assertIn(" failed: std::bad_alloc",
+                                  self.printed(f"{{call: operator new, nth: {use}, "
+                                               f"and_later: {later}}}"))
+
+
 class LiveWindow(unittest.TestCase):
     def test_continue_greys_until_the_run_ends_with_its_warning(self):
         with Window("intel-nothing-connected", speed=2) as window:

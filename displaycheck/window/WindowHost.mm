@@ -1,3 +1,5 @@
+#include "displaycheck/window/WindowHost.h"
+
 #import <AppKit/AppKit.h>
 #import <InstallerPlugins/InstallerPlugins.h>
 
@@ -5,7 +7,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <map>
 #include <string>
 #include <utility>
@@ -18,9 +19,6 @@
 #include "simulated_mac/src/Installation.h"
 #include "simulated_mac/src/Mac.h"
 #include "simulated_mac/src/MacFile.h"
-
-// The program behind `displaycheck window`, which starts it with a good Mac file, a language, a
-// file for a screenshot (or nothing) and how many of the Mac's seconds pass in one.
 
 using namespace displaycheck;
 using simulated_mac::Mac;
@@ -206,23 +204,15 @@ int show(const Arguments& arguments) {
 
 }  // namespace
 
-int main(int argc, char* argv[]) {
-    if (argc != 5) {
-        fputs("displaycheck-window: this is started by displaycheck window\n", stderr);
-        return badInput;
-    }
-    const Arguments arguments{argv[1], argv[2], argv[3], strtod(argv[4], nullptr)};
+namespace displaycheck {
+
+int showWindow(const std::vector<std::string>& words) {
+    const Arguments arguments{words[0], words[1], words[2], strtod(words[3].c_str(), nullptr)};
     setUpGNUstep(arguments);
     takeLog();
     @autoreleasepool {
-        int status = unfinished;
-        try {
-            status = show(arguments);
-        } catch (const std::exception& error) {
-            fprintf(stderr, "displaycheck: %s\n", error.what());
-        }
-        fflush(nullptr);
-        // Threads of the Mac may still wait for their turn.
-        std::_Exit(status);
+        return show(arguments);
     }
 }
+
+}  // namespace displaycheck

@@ -1,0 +1,158 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tests/support/PaneOnMac.h"
+
+// Whatever is thrown during a run ends in a logged line and a run that finishes with Continue
+// enabled.
+
+namespace exceptions_test {
+
+using namespace test;
+using simulated_mac::FaultDescription;
+using testing::Contains;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+FaultDescription fault(const std::string& call, std::uint64_t nth, bool andLater = false) {
+    return {call, nth, andLater, {}};
+}
+
+struct Ended {
+    std::vector<std::string> log;
+    std::uint64_t requests;  ///< for memory
+};
+
+/// Runs the pane on the Mac with this fault; the run has to end as every run does.
+Ended runWith(MacDescription description, const FaultDescription& what) {
+    description.faults.push_back(what);
+    PaneOnMac onMac(std::move(description));
+    onMac.mac.trace.countUses();
+    EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
+    EXPECT_TRUE(onMac.mac.window.nextEnabled) << what.call << ", use " << what.nth;
+    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    return {onMac.mac.systemLog(), onMac.mac.trace.uses()["operator new"]};
+}
+
+class Memory : public testing::TestWithParam<MacDescription> {
+  protected:
+    /// Refuses the first request for memory, the second, ... until a run passes untouched.
+    void refuseEach(bool andLater) {
+        std::uint64_t refused = 0;
+        for (std::uint64_t nth = 1;; ++nth) {
+            const Ended run = runWith(GetParam(), fault("operator new", nth, andLater));
+            if (run.requests < nth) break;
+            EXPECT_THAT(run.log, Contains(EndsWith(" failed: std::bad_alloc"))) << nth;
+            ++refused;
+        }
+        EXPECT_GT(refused, 30u);
+    }
+};
+
+TEST_P(Memory, ThatIsRefusedOnceEndsInALoggedLineAndAnEnabledContinue) {
+    refuseEach(false);
+}
+
+TEST_P(Memory, ThatIsRefusedForGoodDoesToo) {
+    refuseEach(true);
+}
+
+std::string nameOfMac(const testing::TestParamInfo<MacDescription>& mac) {
+    return std::array{"AnIntelMac", "AnAppleSiliconMac", "AMacWithoutDevices"}.at(mac.index);
+}
+
+MacDescription withACamera(MacDescription description) {
+    description.usb = {camera()};
+    return description;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, Memory,
+    testing::Values(withACamera(macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)})),
+                    withACamera(appleMacWith({builtInPanel(), silentMonitor(listedRecent)})),
+                    macWith({builtInPanel()})),
+    nameOfMac);
+
+TEST(MemoryOfAnEntry, ThatCannotStartARunEnablesContinueAtOnce) {
+    auto description = macWith({builtInPanel()});
+    description.faults = {fault("operator new", 1, true)};
+    PaneOnMac onMac(description);
+    onMac.run();
+    EXPECT_EQ(onMac.timeOfContinue(), Time(0)) << "no waits without a run";
+    EXPECT_THAT(onMac.mac.systemLog(), Contains("didEnterPane failed: std::bad_alloc"));
+}
+
+TEST(MemoryOfAnEntry, ThatIsThereAgainLetsTheNextEntryRun) {
+    auto description = macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)});
+    description.faults = {fault("operator new", 1)};
+    PaneOnMac onMac(description);
+    onMac.enterAt(Time(10'000'000));
+    onMac.run();
+    EXPECT_EQ(displayInfoArray.get().at(1)->displayState, displayInfo::supportedAndAnswering);
+}
+
+class CocoaException : public testing::TestWithParam<std::string> {};
+
+TEST_P(CocoaException, EndsInALoggedLineAndAnEnabledContinue) {
+    for (std::uint64_t nth = 1; nth <= 4; ++nth) {
+        const Ended run = runWith(macWith({builtInPanel()}), fault(GetParam(), nth));
+        EXPECT_LE(std::count_if(run.log.begin(), run.log.end(),
+                                [](const std::string& line) {
+                                    return line.find("NSInternalInconsistencyException") !=
+                                           std::string::npos;
+                                }),
+                  1);
+    }
+    const Ended run = runWith(macWith({builtInPanel()}), fault(GetParam(), 1));
+    EXPECT_THAT(run.log, Contains(HasSubstr(" failed: NSInternalInconsistencyException: ")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, CocoaException,
+                         testing::Values("NSTextField.setStringValue",
+                                         "NSTextField.setAttributedStringValue",
+                                         "NSView.addGestureRecognizer"),
+                         [](const auto& call) {
+                             return call.param.substr(call.param.find('.') + 1);
+                         });
+
+TEST(CocoaExceptionOfALabel, LeavesTheOtherLabelToShowItsText) {
+    auto description = macWith({builtInPanel()});
+    description.faults = {fault("NSTextField.setStringValue", 1, true)};
+    PaneOnMac onMac(description);
+    onMac.run();
+    EXPECT_EQ(onMac.mac.window.title.text, "");
+    EXPECT_NE(onMac.mac.window.warnings.text, "");
+}
+
+TEST(ExceptionOfADevice, LeavesTheOthersToBeExamined) {
+    auto description = macWith({builtInPanel()});
+    description.usb = {camera(), camera()};
+    description.usb[1].locationID = 0x14300000;
+    // Which requests for memory the examination makes, a run says that refuses none.
+    std::vector<std::string> withOneCamera;
+    std::uint64_t nth = 1;
+    for (; withOneCamera.empty(); ++nth) {
+        auto failing = description;
+        failing.faults = {fault("operator new", nth)};
+        PaneOnMac onMac(failing);
+        onMac.run();
+        const auto log = onMac.mac.systemLog();
+        if (std::find(log.begin(), log.end(), "examineDevice failed: std::bad_alloc") !=
+            log.end()) {
+            withOneCamera = log;
+            EXPECT_THAT(infoDic.get(), SizeIs(1));
+            EXPECT_EQ(onMac.mac.window.warnings.text, "");
+        }
+        ASSERT_LT(nth, 1000u);
+    }
+}
+
+}  // namespace exceptions_test
