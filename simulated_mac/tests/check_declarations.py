@@ -15,6 +15,7 @@ HEADERS = [
     ("simulated_mac/include", "**/*.h"),
     ("plugin", "Platform/IOAVService.h"),
     ("plugin", "Platform/CoreDisplay.h"),
+    ("plugin", "Cocoa/InstallerPlugins.h"),
 ]
 # A statement with a body, or one without.
 STATEMENT = re.compile(r"([^;{}]*)\{([^{}]*)\}([^;{}]*);|([^;{}]*);")
