@@ -22,10 +22,16 @@ extern "C" {
 #include "Platform/CoreDisplay.h"
 #include "Platform/IOAVService.h"
 
+// The platform's own header of some of I/O Kit's types, where it is: there they have to agree.
+#if __has_include(<device/device_types.h>)
+#define IOKIT 1
+#include <device/device_types.h>
+#endif
+
 // The stand-in headers against the platform's documentation, header by header as in
 // docs/platform-declarations.md. Compiling this file is the test: a wrong width here would be a
-// wrong width on every Mac. It names nothing of the simulated Mac's own, so that it can be compiled
-// against the SDK too.
+// wrong width on every Mac. It names nothing of the simulated Mac's own: `make mac` compiles it
+// against those of the platform's headers that can be had, and a Mac can against its SDK.
 
 namespace platform_headers_test {
 
