@@ -113,7 +113,7 @@ class CompilationTest(unittest.TestCase):
         words[words.index("-o") + 1] = self.folder / "linked"
         return run([*words, self.folder / "source.o"])
 
-    def test_every_source_of_the_plug_in_is_in_it(self):
+    def test_every_source_is_in_it(self):
         self.assertEqual(sorted(self.commands),
                          sorted(str(path) for pattern in ("*.cpp", "*.mm")
                                 for path in (ROOT / "plugin").rglob(pattern)))
@@ -152,7 +152,7 @@ class CompilationTest(unittest.TestCase):
                     self.assertNotEqual(compilation.returncode, 0)
                     self.assertIn(error, compilation.stderr)
 
-    def test_it_is_compiled_with_and_without_the_header_of_the_installers_framework(self):
+    def test_it_is_compiled_with_and_without_the_header_of_InstallerPlugins(self):
         dependencies = {}
         for block in output("ninja", "-t", "deps").strip().split("\n\n"):
             head, *paths = block.strip().splitlines()
