@@ -73,7 +73,7 @@ def linked(declarations):
     """The declared names that a library has: of classes, and of functions and variables as the
     linker knows them."""
     for one in declarations:
-        if name := re.match(r"@interface (\w+)", one):
+        if name := re.search(r"@interface (\w+)", one):
             yield name[1]
         elif name := FUNCTION_OR_VARIABLE.fullmatch(one):
             yield "_" + (name[1] or name[2])

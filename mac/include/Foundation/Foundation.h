@@ -12,6 +12,7 @@
 typedef double NSTimeInterval;
 typedef NSUInteger NSStringEncoding;
 typedef NSString* NSAttributedStringKey;
+typedef NSString* NSExceptionName;
 
 typedef struct _NSRange {
     NSUInteger location;
@@ -87,6 +88,12 @@ enum : NSStringEncoding { NSUTF8StringEncoding = 4 };
 @interface NSBundle : NSObject
 + (NSBundle*)bundleForClass:(Class)aClass;
 - (NSString*)localizedStringForKey:(NSString*)key value:(NSString*)value table:(NSString*)tableName;
+@end
+
+__attribute__((__objc_exception__))
+@interface NSException : NSObject
+@property(readonly, copy) NSExceptionName name;
+@property(readonly, copy) NSString* reason;
 @end
 
 @interface NSThread : NSObject
