@@ -75,9 +75,9 @@ class ClassesTest(unittest.TestCase):
 
     def classes_of(self, library):
         """The classes of a library that the bundle loads, by its list in the SDK."""
-        path = SDK / (library.lstrip("/").removesuffix(".dylib") + ".tbd")
         if library == "/usr/lib/libSystem.B.dylib":
             return set()
+        path = SDK / (library.lstrip("/").removesuffix(".dylib") + ".tbd")
         listed = path.read_text().partition("objc-classes:")[2]
         return set(re.findall(r"^ +- (\w+)$", listed, re.MULTILINE))
 
