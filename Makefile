@@ -7,7 +7,7 @@ build  := build/$(preset)
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil
 
-.PHONY: help run test check window torture fuzz coverage mutants bench packages window-packages \
+.PHONY: help run test check window mac torture fuzz coverage mutants bench packages window-packages \
         build tests clean
 
 help:
@@ -15,6 +15,7 @@ help:
 	@echo 'make test      build, and run all tests'
 	@echo 'make check     what takes longer: sanitizers, torture, fuzzers (about half an hour)'
 	@echo 'make window    build, and show the pane in a window'
+	@echo 'make mac       build the bundle for Macs, of both kinds, and check it'
 	@echo 'make torture   build, and let every platform call of every example fail'
 	@echo 'make fuzz      build, and feed the pane noise; SECONDS=60 for each fuzzer'
 	@echo 'make coverage  say which lines and branches of the plug-in no test runs'
@@ -54,6 +55,7 @@ test: tests
 # Enters the pane again at every moment of a run, and shows it every real EDID. Those would take long
 # under a checker; the fuzzers try more.
 check: tests
+	@$(MAKE) --no-print-directory mac
 	@EVERY_MOMENT=1 EVERY_EDID=1 ctest --preset $(preset) \
 	    --tests-regex '^(On/)?Entering|RealMonitors'
 	@env -u EDID_CORPUS $(MAKE) --no-print-directory test preset=asan
@@ -66,6 +68,10 @@ window: window-packages
 	@cmake --build --preset $(preset) --target displaycheck displaycheck-window \
 	    $(if $(VERBOSE),,-- --quiet)
 	@$(build)/bin/displaycheck window examples/intel-camera-later.yaml
+
+# Where it can't be built it says so, and that is all right.
+mac:
+	@scripts/mac
 
 torture: packages $(build)/build.ninja
 	@cmake --build --preset $(preset) --target torture displaycheck $(if $(VERBOSE),,-- --quiet)

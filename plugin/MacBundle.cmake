@@ -1,7 +1,8 @@
-# The bundle that the Mac's installer loads, built with the Mac's SDK: `cmake --preset mac`.
+# The bundle that the Mac's installer loads: `cmake --preset mac` on a Mac, `make mac` elsewhere.
 
 if(NOT APPLE)
-    message(FATAL_ERROR "The bundle for the installer can be built on a Mac alone.")
+    message(FATAL_ERROR
+            "The bundle for the installer can be built for a Mac alone: see mac/README.md")
 endif()
 
 enable_language(OBJCXX)

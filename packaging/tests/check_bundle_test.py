@@ -49,7 +49,10 @@ class CheckBundleTest(ScriptTest):
             self.write(architecture, "-gUj", "".join(f"{name}\n" for name in exported_symbols()))
             self.write(architecture, "-m",
                        "".join(f"                 (undefined) weak external {name} (from IOKit)\n"
-                               for name in PRIVATE_FUNCTIONS))
+                               for name in PRIVATE_FUNCTIONS) +
+                       "                 (undefined) external _IOI2CSendRequest (from IOKit)\n"
+                       "                 (undefined) external __ZdlPv (from libc++)\n"
+                       "0000000000003a10 (__TEXT,__text) non-external __ZN4vorn3DDCC2Ev\n")
 
     def write(self, architecture, option, text):
         """What the tool that has this option prints of a slice."""
@@ -107,6 +110,15 @@ class CheckBundleTest(ScriptTest):
         self.assertEqual(self.wrong(), ["arm64: loads CoreDisplay weakly",
                                         "arm64: imports _IOAVServiceReadI2C weakly"])
 
+    def test_imports_without_a_library_are_wrong(self):
+        self.replace("arm64", "-m", "_IOI2CSendRequest (from IOKit)",
+                     "_IOI2CSendRequest (dynamically looked up)")
+        self.assertEqual(self.wrong(), ["arm64: imports all else from libraries"])
+
+    def test_cxx_names_of_other_libraries_are_wrong(self):
+        self.replace("x86_64", "-m", "_IOI2CSendRequest", "__Z16IOI2CSendRequestv")
+        self.assertEqual(self.wrong(), ["x86_64: imports C++ names from libc++ alone"])
+
     def test_a_library_that_others_lack_is_wrong(self):
         self.replace("x86_64", "-L", "/usr/lib/libc++", "/usr/local/lib/libc++")
         self.assertEqual(self.wrong(), ["x86_64: loads the system's libraries alone"])
@@ -118,7 +130,7 @@ class CheckBundleTest(ScriptTest):
         (contents / "Info.plist").write_text("<string>0.0.0</string>")
         tables = len(list(RESOURCES.glob("*.lproj/*.strings")))
         self.assertEqual(self.wrong(), [f"its version is {project_version()}",
-                                        "the interface is compiled",
+                                        "its interface file is there",
                                         f"its {tables} string tables are string tables"])
 
     def test_a_signature_that_does_not_hold_is_wrong(self):

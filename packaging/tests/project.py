@@ -21,6 +21,23 @@ def property_list(path):
         return plistlib.load(file)
 
 
+def string_table(path):
+    """The texts of a string table by their keys. ValueError at what is no entry."""
+    text = path.read_text(encoding="utf-8")
+    entry = re.compile(r'\s*(?:/\*.*?\*/\s*)*"((?:[^"\\]|\\.)*)"\s*=\s*"((?:[^"\\]|\\.)*)"\s*;',
+                       re.DOTALL)
+    table = {}
+    at = 0
+    while match := entry.match(text, at):
+        if match[1] in table:
+            raise ValueError(f"{path}: {match[1]} twice")
+        table[match[1]] = re.sub(r"\\(.)", r"\1", match[2])
+        at = match.end()
+    if re.sub(r"/\*.*?\*/", "", text[at:], flags=re.DOTALL).strip():
+        raise ValueError(f"{path}: no entry at {text[at:at + 40]!r}")
+    return table
+
+
 def project_version():
     text = (ROOT / "CMakeLists.txt").read_text()
     return re.search(r"^project\(.* VERSION ([0-9.]+)", text, re.MULTILINE).group(1)

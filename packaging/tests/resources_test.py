@@ -4,7 +4,8 @@ import re
 import unittest
 import xml.etree.ElementTree
 
-from project import RESOURCES, ROOT, exported_symbols, preset_variables, property_list
+from project import (RESOURCES, ROOT, exported_symbols, preset_variables, property_list,
+                     string_table)
 
 # The names that the installer knows its own steps by, in its order.
 INSTALLER_STEPS = ["Introduction", "ReadMe", "License", "Target", "PackageSelection", "Install",
@@ -74,23 +75,6 @@ class DistributionTest(unittest.TestCase):
         self.assertEqual({line.get("choice") for line in self.script.iter("line")}, choices)
         self.assertEqual({reference.get("id") for reference in self.script.iter("pkg-ref")},
                          packages)
-
-
-def string_table(path):
-    """The texts of a string table by their keys. ValueError at what is no entry."""
-    text = path.read_text(encoding="utf-8")
-    entry = re.compile(r'\s*(?:/\*.*?\*/\s*)*"((?:[^"\\]|\\.)*)"\s*=\s*"((?:[^"\\]|\\.)*)"\s*;',
-                       re.DOTALL)
-    table = {}
-    at = 0
-    while match := entry.match(text, at):
-        if match[1] in table:
-            raise ValueError(f"{path}: {match[1]} twice")
-        table[match[1]] = re.sub(r"\\(.)", r"\1", match[2])
-        at = match.end()
-    if re.sub(r"/\*.*?\*/", "", text[at:], flags=re.DOTALL).strip():
-        raise ValueError(f"{path}: no entry at {text[at:at + 40]!r}")
-    return table
 
 
 class StringTablesTest(unittest.TestCase):

@@ -43,7 +43,8 @@ class WorkflowTest(unittest.TestCase):
             self.assertTrue((ROOT / script).is_file())
 
     def test_what_is_uploaded_is_what_is_made(self):
-        upload = self.jobs["bundle"]["steps"][-1]
+        upload, = [step for step in self.jobs["bundle"]["steps"]
+                   if step.get("uses", "").startswith("actions/upload-artifact@")]
         self.assertIn(f"--output {upload['with']['path']}", self.commands("bundle"))
 
 

@@ -1,6 +1,6 @@
 #include "Cocoa/InstallerPane.h"
 
-#import <InstallerPlugins/InstallerPlugins.h>
+#import "Cocoa/InstallerPlugins.h"
 
 #include "Cocoa/InCocoa.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #import <Cocoa/Cocoa.h>
-#import <InstallerPlugins/InstallerPlugins.h>
 
+#import "Cocoa/InstallerPlugins.h"
 #include "MyInstallerPane.h"
 #include "Platform/Exported.h"
 

@@ -2,23 +2,13 @@
 
 // Core Foundation, as far as the plug-in calls it: the platform's documented declarations.
 
+#include <MacTypes.h>
 #include <stddef.h>
 #include <stdint.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-typedef uint8_t UInt8;
-typedef uint32_t UInt32;
-typedef uint16_t UniChar;
-typedef unsigned char Boolean;
-
-typedef struct UnsignedWide {
-    UInt32 lo;
-    UInt32 hi;
-} UnsignedWide;
-typedef UnsignedWide AbsoluteTime;
 
 typedef const void* CFTypeRef;
 typedef long CFIndex;
