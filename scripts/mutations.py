@@ -38,6 +38,9 @@ DECLARING = set("""return break continue if else for while do switch case defaul
     constexpr auto static throw struct class enum union template namespace public private protected explicit
     static_assert typedef try catch extern inline virtual friend mutable goto EXPORTED""".split())
 
+longest_line = 240
+JUMPS = {"return", "break", "continue", "throw", "goto"}
+
 
 @dataclasses.dataclass(frozen=True)
 class Token:
@@ -64,12 +67,16 @@ class Mutation:
         return source.count("\n", 0, self.start) + 1, source.count("\n", 0, self.end) + 1
 
     def shown(self, source):
-        """The lines that change, before and after, each as one line."""
+        """The lines that change, before and after, each as one line, of which a long one is cut."""
+        def line(text):
+            text = " ".join(text.split())
+            return text if len(text) <= longest_line else f"{text[:longest_line]}…"
+
         begin = source.rfind("\n", 0, self.start) + 1
         end = source.find("\n", self.end)
         end = len(source) if end < 0 else end
         after = source[begin:self.start] + self.replacement + source[self.end:end]
-        return " ".join(source[begin:end].split()), " ".join(after.split())
+        return line(source[begin:end]), line(after)
 
 
 def tokens_of(source):
@@ -203,6 +210,8 @@ class Finder:
             self.change_operator(at)
             self.change_constant(at)
             self.remove_statement(at)
+            self.remove_declaration(at)
+            self.swap_statements(at)
         distinct = {}
         for mutation in self.found:
             changed = mutation.applied(self.source)
@@ -323,17 +332,21 @@ class Finder:
         if before == ")":
             head = self.partner[at - 1] - 1
             return self.text(head) in ("if", "while", "for", "switch")
+        if self.text(at) == ";" or self.text(at) in CLOSING:
+            return False
         return before in (";", "{", "}", "else", "do") or (
             before == ":" and self.inside[at] == self.inside[at - 1] and
             (self.text(at - 2) == "default" or "case" in
              [token.text for token in self.tokens[at - 5:at]]))
 
     def remove_statement(self, at):
-        """A call, an assignment, a step by one, a jump; never a declaration."""
+        """A call, an assignment, a step by one, a jump, a loop over a range; a declaration is
+        another matter."""
         if not self.starts_statement(at):
             return
-        if self.text(at) in ("break", "continue"):
-            self.change(at, at + 1, ";")
+        if self.text(at) in ("break", "continue") or (
+                self.text(at) == "for" and ":" in self.words_between(at + 2, self.partner[at + 1])):
+            self.change(at, self.statement_end(at), ";")
             return
         if self.text(at) in DECLARING:
             return
@@ -358,6 +371,105 @@ class Finder:
         text = self.text(place)
         if (text == ";" and calls) or (text in ASSIGNMENTS and place > at):
             self.change(at, self.operand(at - 1, 1, {";"}) + 1, ";")
+
+    def words_between(self, first, end):
+        return [token.text for token in self.tokens[first:end]]
+
+    def statement_end(self, at):
+        """The last token of the statement that starts here."""
+        text = self.text(at)
+        if text == "{":
+            return self.partner[at]
+        if text in ("if", "while", "for", "switch"):
+            opening = at + 2 if self.text(at + 1) == "constexpr" else at + 1
+            end = self.statement_end(self.partner[opening] + 1)
+            return self.statement_end(end + 2) if self.text(end + 1) == "else" else end
+        if text == "do":
+            return self.operand(self.statement_end(at + 1), 1, {";"}) + 1
+        if text == "try":
+            end = self.partner[at + 1]
+            while self.text(end + 1) == "catch":
+                end = self.partner[self.partner[end + 2] + 1]
+            return end
+        return self.operand(at - 1, 1, {";"}) + 1
+
+    def declared_name(self, at, end):
+        """Of a declaration of one variable, such as "const DisplayLock lock(display);"."""
+        if self.text(at) in ("return", "using", "static_assert", "throw", "goto"):
+            return None
+        place = at
+        while True:
+            if self.text(place) in ("const", "static", "constexpr", "::", "&", "*"):
+                place += 1
+            elif self.text(place) == "<" and self.tokens[place - 1].kind == "name":
+                depth = 0
+                while depth or self.text(place) == "<":
+                    depth += {"<": 1, ">": -1, ">>": -2}.get(self.text(place), 0)
+                    place += 1
+            elif self.tokens[place].kind == "name" and self.text(place) not in DECLARING - {"auto"}:
+                if self.text(place + 1) in ("=", "(", "{", ";") and place > at and (
+                        self.text(place - 1) in ("&", "*", ">", ">>") or
+                        self.tokens[place - 1].kind == "name"):
+                    return self.text(place)
+                place += 1
+            else:
+                return None
+            if place > end:
+                return None
+
+    def remove_declaration(self, at):
+        """Of what nothing behind it names: what it does as it comes and goes is all its use."""
+        if not self.starts_statement(at):
+            return
+        end = self.statement_end(at)
+        name = self.declared_name(at, end)
+        if name and name not in self.words_between(end + 1, self.partner[self.inside[at]]):
+            self.change(at, end, ";")
+
+    def swap_statements(self, at):
+        """With the next one, where the order can matter: both call something, or one jumps, or they
+        name a variable in common. What uses a name that the first one declares can't come first."""
+        if not self.starts_statement(at) or self.is_branch(at):
+            return
+        end = self.statement_end(at)
+        following = end + 1
+        if not self.starts_statement(following):
+            return
+        last = self.statement_end(following)
+        first_words, words = self.words_between(at, end + 1), self.words_between(following, last + 1)
+        if first_words[0] in JUMPS | {"case", "default"} or words[0] in JUMPS | {"case", "default"}:
+            return
+        if self.declared_name(at, end) in words:
+            return
+
+        def names(place, stop):
+            return {self.text(word) for word in range(place, stop + 1)
+                    if self.tokens[word].kind == "name"
+                    and "::" not in (self.text(word - 1), self.text(word + 1))}
+
+        def calls(place, stop):
+            return any(self.tokens[word].kind == "name" and self.text(word + 1) == "("
+                       and self.text(word) not in DECLARING for word in range(place, stop))
+
+        jumps = JUMPS & {*first_words, *words}
+        if not jumps and not (calls(at, end) and calls(following, last)) and not (
+                names(at, end) & names(following, last) - DECLARING):
+            return
+        fields = [self.assigned_field(at), self.assigned_field(following)]
+        if all(fields) and fields[0] != fields[1]:
+            return
+        between = self.source[self.tokens[end].end:self.tokens[following].start]
+        self.change(at, last, self.source[self.tokens[following].start:self.tokens[last].end] +
+                    between + self.source[self.tokens[at].start:self.tokens[end].end])
+
+    def assigned_field(self, at):
+        """Of an assignment to one field of a record, such as "request.sendBytes = size;"."""
+        name, dot, field, operator = [self.text(at + step) for step in range(4)]
+        return (name, field) if dot in (".", "->") and operator == "=" else None
+
+    def is_branch(self, at):
+        """Whether a statement is all of an "if", of a loop or of an "else"."""
+        return self.text(at - 1) in (")", "else", "do")
 
 
 def mutations_of(source):
