@@ -345,6 +345,16 @@ TEST(MyInstallerPaneDevices, EveryRunLogsACameraThatWasFoundInAnEarlierOne) {
     EXPECT_EQ(onMac.mac.systemLog().back(), "Vorn camera exist");
 }
 
+TEST(MyInstallerPaneDevices, ACameraIsLoggedBeforeTheVerdictShows) {
+    PaneOnMac onMac(macWithUSB({camera()}));
+    onMac.mac.trace.keepOnly({"NSLog", "InstallerPane.setNextEnabled"});
+    onMac.run();
+    const auto calls = onMac.mac.trace.calls();
+    ASSERT_GE(calls.size(), 2u);
+    EXPECT_EQ(calls[calls.size() - 2].arguments, "\"Vorn camera exist\"");
+    EXPECT_EQ(calls.back().call, "InstallerPane.setNextEnabled");
+}
+
 TEST(MyInstallerPaneDevices, ATextBeyondASCIIIsLoggedAsItIs) {
     auto device = keyboard();
     device.product = "Kamera 🎥 „Größe“";
@@ -489,6 +499,17 @@ TEST(MyInstallerPaneDevices, TheWatcherAsksForPublishedUSBDevicesOnTheMainRunLoo
     ASSERT_THAT(calls, SizeIs(2));
     EXPECT_EQ(calls[0].arguments, "run loop main, mode \"kCFRunLoopDefaultMode\"");
     EXPECT_EQ(calls[1].arguments, "type IOServicePublish, class IOUSBDevice");
+}
+
+TEST(MyInstallerPaneDevices, TheWatcherGivesItsMasterPortBackBehindSchedulingTheExamination) {
+    PaneOnMac onMac(macWithUSB({}));
+    onMac.mac.trace.keepOnly({"IOMasterPort", "dispatch_async_f", "mach_port_deallocate"});
+    onMac.run();
+    std::vector<std::string> calls;
+    for (const auto& call : onMac.mac.trace.calls()) calls.push_back(call.call);
+    EXPECT_THAT(calls, ElementsAre("dispatch_async_f", "IOMasterPort", "dispatch_async_f",
+                                   "mach_port_deallocate"))
+        << "the first starts the run";
 }
 
 TEST(MyInstallerPaneDevices, TheWatcherKeepsItsStateProcessWide) {

@@ -261,6 +261,17 @@ TEST(MyInstallerPaneDisplays, TheEDIDsOfAnIntelMacComeFromTheRegistryTool) {
                                       "/bin/sh, \"-c\", \"ioreg -l | grep IODisplayEDID\""));
 }
 
+TEST(MyInstallerPaneDisplays, TheEDIDsAreReadBeforeTheRecordsAreMade) {
+    PaneOnMac onMac(macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)}));
+    onMac.mac.trace.keepOnly({"NSScreen.screens", "posix_spawn"});
+    onMac.run();
+    std::vector<std::string> calls;
+    for (const auto& call : onMac.mac.trace.calls()) calls.push_back(call.call);
+    EXPECT_THAT(calls,
+                ElementsAre("posix_spawn", "NSScreen.screens", "posix_spawn", "NSScreen.screens"))
+        << "the kind of Mac, the count of screens, the EDIDs, the records";
+}
+
 TEST(MyInstallerPaneDisplays, ARunReplacesTheRecordsOfAnEarlierOne) {
     PaneOnMac onMac(macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)}));
     onMac.run();

@@ -187,6 +187,13 @@ TEST(MyInstallerPaneOnAppleSilicon, AnEDIDOfTwoScreensIsListedOnce) {
     EXPECT_EQ(run.display(1).EDIDString, run.display(2).EDIDString);
 }
 
+TEST(MyInstallerPaneOnAppleSilicon, TheOneEDIDOfTwinsIsEnoughWhereThereIsNoPanel) {
+    const Detection run(appleMacWith({twin(0), twin(0)}));
+    EXPECT_THAT(run.waits(), IsEmpty());
+    EXPECT_THAT(run.calls("IOAVServiceCopyEDID"), SizeIs(3)) << "once for each pairing";
+    EXPECT_THAT(run.states(), ElementsAre(0, 0));
+}
+
 TEST(MyInstallerPaneOnAppleSilicon, AnEDIDThatCannotBeCopiedIsLeftOutAndTriedAgain) {
     auto description = appleMacWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)});
     description.faults = {{"IOAVServiceCopyEDID", 1, false, {}}};

@@ -390,6 +390,26 @@ TEST(MyInstallerPane, CamerasOfAnEarlierEntryAreForgotten) {
     EXPECT_THAT(infoDic.get(), IsEmpty());
 }
 
+/// Enters the pane of a Mac with a camera a second time, and says whether that is still known when
+/// a platform call is made first after that.
+bool cameraIsKnownAtTheNext(const std::string& call) {
+    auto description = macWith({builtInPanel()});
+    description.usb = {camera()};
+    PaneOnMac onMac(description);
+    onMac.mac.trace.countUses();
+    onMac.run();
+    std::optional<bool> known;
+    onMac.mac.trace.before({call, onMac.mac.trace.uses()[call] + 1},
+                           [&known] { known = !infoDic.get().empty(); });
+    onMac.run();
+    return known.value();
+}
+
+TEST(MyInstallerPane, AnEntryForgetsTheCamerasBetweenAskingForTheKindOfMacAndStartingTheRun) {
+    EXPECT_TRUE(cameraIsKnownAtTheNext("posix_spawn"));
+    EXPECT_FALSE(cameraIsKnownAtTheNext("dispatch_async_f"));
+}
+
 /// What a Mac's pane shows in the end.
 struct Ending {
     std::string warning;

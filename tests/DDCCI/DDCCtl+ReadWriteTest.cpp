@@ -82,6 +82,13 @@ class ReadOverFramebuffer : public ::testing::Test {
         return all;
     }
 
+    /// The platform calls that the trace kept, by name.
+    std::vector<std::string> calls() const {
+        std::vector<std::string> names;
+        for (const auto& call : mac->trace.calls()) names.push_back(call.call);
+        return names;
+    }
+
     std::optional<Mac> mac;
     std::optional<DDCCtl> controller;
     displayInfo display;
@@ -182,6 +189,13 @@ TEST_F(ReadOverFramebuffer, UsesTheDelayThatStoodBeforeAndTheChangedOneNextTime)
     EXPECT_EQ(DDCMinReplyDelay, amdDelay);
     read();
     EXPECT_THAT(delays(), ElementsAre("50", "100000000"));
+}
+
+TEST_F(ReadOverFramebuffer, ChoosesTheDelayOfTheNextReadBeforeItSends) {
+    switchOn(monitor());
+    mac->trace.keepOnly({"IORegistryEntryCopyPath", "IOI2CSendRequest"});
+    read();
+    EXPECT_THAT(calls(), ElementsAre("IORegistryEntryCopyPath", "IOI2CSendRequest"));
 }
 
 TEST_F(ReadOverFramebuffer, OnOtherGraphicsKeepsTheUsualDelay) {
@@ -450,6 +464,8 @@ TEST_F(ReadOverAVService, TheSpecialChipIsSentACleanRequestBeforeThePause) {
     EXPECT_EQ(result, 0x4000u);
     EXPECT_THAT(requestedCodes(), ElementsAre(0xF1, 0xF1, 0, 0, 0, 0xF1, 0xF1));
     EXPECT_EQ(mac->scheduler.now(), Time(3 * transfers + 1s));
+    // Two writes are the read's, the clean request is the next three, each 60 ms after the other.
+    EXPECT_EQ(mac->displays()[0]->monitor.exchanges()[4].time, Time(6 * 60ms));
 }
 
 TEST_F(ReadOverAVService, TheSpecialChipIsSentACleanRequestAfterTheFifthBadReplyToo) {

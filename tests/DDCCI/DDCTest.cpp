@@ -570,6 +570,27 @@ TEST_F(Sending, BringsTheMonitorsReply) {
     expectNothingLeftBehind();
 }
 
+TEST_F(Sending, HasTheDisplaysLockFromTheSearchToTheEnd) {
+    switchOn(monitor());
+    mac->trace.keepOnly({"dispatch_semaphore_wait", "IOServiceGetMatchingServices",
+                         "IOI2CSendRequest", "dispatch_semaphore_signal"});
+    send();
+    EXPECT_THAT(calls(), ElementsAre("dispatch_semaphore_wait", "IOServiceGetMatchingServices",
+                                     "IOI2CSendRequest", "dispatch_semaphore_signal"));
+}
+
+TEST_F(Sending, ClosesTheConnectionWhileItHasTheInterface) {
+    switchOn(monitor());
+    const std::string released = "IOObjectRelease";
+    mac->trace.keepOnly({"IOI2CInterfaceOpen", "IOI2CInterfaceClose", released});
+    send();
+    auto made = calls();
+    // Those in front are of the search.
+    made.erase(made.begin(), std::find(made.begin(), made.end(), "IOI2CInterfaceOpen"));
+    EXPECT_THAT(made, ElementsAre("IOI2CInterfaceOpen", "IOI2CInterfaceClose", released, released))
+        << "the interface and then the framebuffer";
+}
+
 TEST_F(Sending, PrintsAndLogsNothing) {
     switchOn(monitor());
     EXPECT_EQ(printedBy([&] { send(); }), "");
