@@ -404,6 +404,17 @@ TEST(MyInstallerPaneDisplays, ABuiltInDisplayTakesNoUSBPosition) {
     EXPECT_EQ(positionAfterARun(panel, DisplayList{usbDisplay("Build-in Display", 2)}), noPosition);
 }
 
+TEST(MyInstallerPaneDisplays, ABuiltInDisplayTakesNoUSBPositionWhateverItsName) {
+    PaneAtRest mac({builtInPanel()});
+    const auto display = std::make_shared<displayInfo>();
+    display->screenNumber = mac.displayID(0);
+    display->serialNumber = 0x12345678;
+    display->name = listedOlder;
+    DDC->usbAllDisplays = DisplayList{usbDisplay(listedOlder, 2)};
+    mac.pane().mappingUSBDisplays({display});
+    EXPECT_EQ(display->USBIdx, -1);
+}
+
 TEST(MyInstallerPaneDisplays, ADisplayWithoutANameTakesNoUSBPosition) {
     PaneAtRest mac({monitorNamed(listedOlder)});
     const auto display = std::make_shared<displayInfo>();

@@ -294,6 +294,16 @@ TEST(MyInstallerPaneIdentification, AnEDIDWithoutANameFitsNoNameWhateverItsLette
     EXPECT_EQ(display->EDIDString, std::nullopt);
 }
 
+TEST(MyInstallerPaneIdentification, ABuiltInDisplayFitsNoEDIDWhateverItsName) {
+    PaneOnMac onMac(macWith({builtInPanel()}));
+    makeProcessWideObjects();
+    const auto display = recordOfTheFirstScreen(onMac.mac);
+    display->name = listedOlder;
+    onMac.pane.parseMonitorEDIDWithScreenNumber(
+        {}, {hexOf(simulated_mac::makeEDID(fieldsOf(listedOlder)))}, {display, display});
+    EXPECT_EQ(display->EDIDString, std::nullopt);
+}
+
 TEST(MyInstallerPaneIdentification, ADisplayWithoutANameFitsNoEDIDOfAnyName) {
     PaneOnMac onMac(macWith({monitorNamed(listedOlder)}));
     makeProcessWideObjects();
