@@ -39,6 +39,13 @@ DECLARING = set("""return break continue if else for while do switch case defaul
     static_assert typedef try catch extern inline virtual friend mutable goto EXPORTED""".split())
 
 longest_line = 240
+# Calls that only look at what is there.
+LOOKING = set("""anyEntry asDictionary back copyDictionaryProperty copyStringProperty data
+    decltype dictionaryEntry empty end find get getIORegistryPropertyWithService hasPiece hexBytes
+    integerEntry isYear25orAbove limited lowercaseText max min makeDictionary maximumValue
+    currentValue now number numberOrZero regularMonitorName size span static_cast stringEntry
+    subspan substr textEntry uppercaseText utf16Units value_or availableDisplay CFSTR
+    CGDisplayIsBuiltin CGDisplaySerialNumber find_last_of""".split())
 JUMPS = {"return", "break", "continue", "throw", "goto"}
 
 
@@ -427,8 +434,9 @@ class Finder:
             self.change(at, end, ";")
 
     def swap_statements(self, at):
-        """With the next one, where the order can matter: both call something, or one jumps, or they
-        name a variable in common. What uses a name that the first one declares can't come first."""
+        """With the next one, where the order can matter: both do something, or one does something
+        and they name a variable in common. What uses a name that the first one declares can't come
+        first."""
         if not self.starts_statement(at) or self.is_branch(at):
             return
         end = self.statement_end(at)
@@ -442,18 +450,9 @@ class Finder:
         if self.declared_name(at, end) in words:
             return
 
-        def names(place, stop):
-            return {self.text(word) for word in range(place, stop + 1)
-                    if self.tokens[word].kind == "name"
-                    and "::" not in (self.text(word - 1), self.text(word + 1))}
-
-        def calls(place, stop):
-            return any(self.tokens[word].kind == "name" and self.text(word + 1) == "("
-                       and self.text(word) not in DECLARING for word in range(place, stop))
-
-        jumps = JUMPS & {*first_words, *words}
-        if not jumps and not (calls(at, end) and calls(following, last)) and not (
-                names(at, end) & names(following, last) - DECLARING):
+        acting = [self.acts(at, end), self.acts(following, last)]
+        in_common = self.variables(at, end) & self.variables(following, last)
+        if not all(acting) and not (any(acting) and in_common):
             return
         fields = [self.assigned_field(at), self.assigned_field(following)]
         if all(fields) and fields[0] != fields[1]:
@@ -461,6 +460,38 @@ class Finder:
         between = self.source[self.tokens[end].end:self.tokens[following].start]
         self.change(at, last, self.source[self.tokens[following].start:self.tokens[last].end] +
                     between + self.source[self.tokens[at].start:self.tokens[end].end])
+
+    def acts(self, first, last):
+        """Whether a statement jumps, assigns or calls what may."""
+        declared = self.declared_name(first, last)
+        for at in range(first, last):
+            text, is_name = self.text(at), self.tokens[at].kind == "name"
+            if text in JUMPS or text in ("++", "--") or (
+                    text in ASSIGNMENTS and self.text(at - 1) != declared):
+                return True
+            calls = is_name and self.text(at + 1) in ("(", "<")
+            if calls and text not in DECLARING | LOOKING | {declared} and (
+                    self.text(at + 1) == "(" or self.text(self.template_end(at + 1) + 1) == "("):
+                return True
+        return False
+
+    def template_end(self, at):
+        """The last token of a template's arguments; the token itself where it opens none."""
+        depth, end = 0, at
+        while end < len(self.tokens) and self.text(end) not in (";", "{", "&&", "||"):
+            depth += {"<": 1, ">": -1, ">>": -2}.get(self.text(end), 0)
+            if depth <= 0:
+                return end
+            end += 1
+        return at
+
+    def variables(self, first, last):
+        """Names but of types, functions and members of namespaces."""
+        return {self.text(at) for at in range(first, last + 1)
+                if self.tokens[at].kind == "name" and self.text(at) not in DECLARING
+                and self.text(at + 1) not in ("(", "::", "<", "*", "&")
+                and self.text(at - 1) != "::"
+                and self.tokens[at + 1].kind not in ("name", "number", "string")}
 
     def assigned_field(self, at):
         """Of an assignment to one field of a record, such as "request.sendBytes = size;"."""

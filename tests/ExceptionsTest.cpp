@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/support/PaneOnMac.h"
@@ -17,10 +19,13 @@ namespace exceptions_test {
 using namespace test;
 using simulated_mac::FaultDescription;
 using testing::Contains;
+using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+
+constexpr std::string_view outOfMemory = " failed: std::bad_alloc";
 
 FaultDescription fault(const std::string& call, std::uint64_t nth, bool andLater = false) {
     return {call, nth, andLater, {}};
@@ -50,7 +55,7 @@ class Memory : public testing::TestWithParam<MacDescription> {
         for (std::uint64_t nth = 1;; ++nth) {
             const Ended run = runWith(GetParam(), fault("operator new", nth, andLater));
             if (run.requests < nth) break;
-            EXPECT_THAT(run.log, Contains(EndsWith(" failed: std::bad_alloc"))) << nth;
+            EXPECT_THAT(run.log, Contains(EndsWith(std::string(outOfMemory)))) << nth;
             ++refused;
         }
         EXPECT_GT(refused, 30u);
@@ -80,6 +85,25 @@ INSTANTIATE_TEST_SUITE_P(
                     withACamera(appleMacWith({builtInPanel(), silentMonitor(listedRecent)})),
                     macWith({builtInPanel()})),
     nameOfMac);
+
+TEST(MemoryOfARun, IsLoggedWithTheStepThatLackedIt) {
+    // Warns, until the camera comes.
+    auto description = macWith({builtInPanel()});
+    description.events = {{.at = 10, .attach = camera(), .detach = {}, .user = {}}};
+    std::set<std::string> steps;
+    for (std::uint64_t nth = 1;; ++nth) {
+        const Ended run = runWith(description, fault("operator new", nth));
+        if (run.requests < nth) break;
+        for (const std::string& line : run.log) {
+            if (line.ends_with(outOfMemory)) {
+                steps.insert(line.substr(0, line.size() - outOfMemory.size()));
+            }
+        }
+    }
+    EXPECT_THAT(steps, ElementsAre("deviceAdded", "didEnterPane", "examineDevice", "finishRun",
+                                   "getDisplayInfo", "initializeUI", "listeningUSBDevice",
+                                   "showHyperLink", "staticDeviceAdded"));
+}
 
 TEST(MemoryOfAnEntry, ThatCannotStartARunEnablesContinueAtOnce) {
     auto description = macWith({builtInPanel()});

@@ -345,6 +345,32 @@ TEST(MyInstallerPaneDevices, EveryRunLogsACameraThatWasFoundInAnEarlierOne) {
     EXPECT_EQ(onMac.mac.systemLog().back(), "Vorn camera exist");
 }
 
+TEST(MyInstallerPaneDevices, AnAttachedDeviceIsLoggedBeforeItsExaminationIsScheduled) {
+    auto description = macWithUSB({});
+    description.events = {attached(10, camera())};
+    PaneOnMac onMac(description);
+    onMac.mac.trace.keepOnly({"NSLog", "dispatch_async_f"});
+    onMac.run();
+    const auto calls = onMac.mac.trace.calls();
+    const auto logged = std::find_if(calls.begin(), calls.end(), [](const auto& call) {
+        return call.arguments == "\"staticDevice Added\"";
+    });
+    ASSERT_NE(logged, calls.end());
+    EXPECT_EQ((logged + 1)->call, "dispatch_async_f");
+}
+
+TEST(MyInstallerPaneDevices, ACameraIsRecordedBetweenItsLogEntriesAndTheWalkOfItsParents) {
+    PaneOnMac onMac(macWithUSB({camera()}));
+    onMac.mac.trace.countUses();
+    std::vector<std::size_t> recorded;
+    const auto note = [&recorded] { recorded.push_back(infoDic.get().size()); };
+    // The entries: the watch is armed, a device, its location, its name.
+    onMac.mac.trace.before({"NSLog", 4}, note);
+    onMac.mac.trace.before({"IORegistryEntryGetParentEntry", 1}, note);
+    onMac.run();
+    EXPECT_THAT(recorded, ElementsAre(0u, 1u));
+}
+
 TEST(MyInstallerPaneDevices, ACameraIsLoggedBeforeTheVerdictShows) {
     PaneOnMac onMac(macWithUSB({camera()}));
     onMac.mac.trace.keepOnly({"NSLog", "NSTextField.setStringValue"});
@@ -506,11 +532,18 @@ TEST(MyInstallerPaneDevices, TheWatcherGivesItsMasterPortBackBehindSchedulingThe
     PaneOnMac onMac(macWithUSB({}));
     onMac.mac.trace.keepOnly({"IOMasterPort", "dispatch_async_f", "mach_port_deallocate"});
     onMac.run();
-    std::vector<std::string> calls;
-    for (const auto& call : onMac.mac.trace.calls()) calls.push_back(call.call);
-    EXPECT_THAT(calls, ElementsAre("dispatch_async_f", "IOMasterPort", "dispatch_async_f",
-                                   "mach_port_deallocate"))
+    EXPECT_THAT(namesOfCalls(onMac.mac), ElementsAre("dispatch_async_f", "IOMasterPort",
+                                                     "dispatch_async_f", "mach_port_deallocate"))
         << "the first starts the run";
+}
+
+TEST(MyInstallerPaneDevices, TheWatchersIteratorIsKnownWhenTheExaminationIsScheduled) {
+    PaneOnMac onMac(macWithUSB({}));
+    onMac.mac.trace.countUses();
+    io_iterator_t iterator = IO_OBJECT_NULL;
+    onMac.mac.trace.before({"dispatch_async_f", 2}, [&] { iterator = gNewDeviceAddedIter; });
+    onMac.run();
+    EXPECT_NE(iterator, IO_OBJECT_NULL);
 }
 
 TEST(MyInstallerPaneDevices, TheWatcherKeepsItsStateProcessWide) {
@@ -617,6 +650,7 @@ TEST(MyInstallerPaneDevices, WithoutAMasterPortTheWatcherSaysSoAndContinueStaysD
               "-[MyInstallerPane listeningUSBDevice](): IOMasterPort() returned e00002bc\n");
     EXPECT_THAT(onMac.mac.systemLog(), ElementsAre("staticDevice Add observe"));
     EXPECT_THAT(infoDic.get(), IsEmpty());
+    EXPECT_EQ(onMac.mac.ledger.held()["CFDictionary"], 0);
     expectNoVerdict(onMac.mac);
 }
 
@@ -641,6 +675,16 @@ TEST(MyInstallerPaneDevices, WithoutAMatchingDictionaryTheWatcherSaysSoAndContin
     EXPECT_THAT(onMac.mac.systemLog(), ElementsAre("staticDevice Add observe"));
     EXPECT_EQ(onMac.mac.ledger.held()["mach_port_t"], 0);
     expectNoVerdict(onMac.mac);
+}
+
+TEST(MyInstallerPaneDevices, WithoutAMatchingDictionaryTheEarlierWatchersStateStays) {
+    auto description = macWithUSB({});
+    description.faults = {fault("IOServiceMatching", 2)};
+    PaneOnMac onMac(description);
+    onMac.run();
+    const auto earlier = classToMatch.load();
+    onMac.run();
+    EXPECT_EQ(classToMatch.load(), earlier);
 }
 
 /// Which use of IOServiceMatching asks for USB devices: framebuffers are asked for before.

@@ -265,9 +265,7 @@ TEST(MyInstallerPaneDisplays, TheEDIDsAreReadBeforeTheRecordsAreMade) {
     PaneOnMac onMac(macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)}));
     onMac.mac.trace.keepOnly({"NSScreen.screens", "posix_spawn"});
     onMac.run();
-    std::vector<std::string> calls;
-    for (const auto& call : onMac.mac.trace.calls()) calls.push_back(call.call);
-    EXPECT_THAT(calls,
+    EXPECT_THAT(namesOfCalls(onMac.mac),
                 ElementsAre("posix_spawn", "NSScreen.screens", "posix_spawn", "NSScreen.screens"))
         << "the kind of Mac, the count of screens, the EDIDs, the records";
 }
@@ -281,6 +279,17 @@ TEST(MyInstallerPaneDisplays, ARunReplacesTheRecordsOfAnEarlierOne) {
     ASSERT_THAT(second, SizeIs(2));
     EXPECT_NE(second[0], first[0]);
     EXPECT_NE(second[1], first[1]);
+}
+
+TEST(MyInstallerPaneDisplays, TheRecordsOfAnEarlierRunAreGoneBeforeTheScreensAreCounted) {
+    PaneOnMac onMac(macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)}));
+    onMac.mac.trace.countUses();
+    onMac.run();
+    std::size_t records = 99;
+    onMac.mac.trace.before({"NSScreen.screens", onMac.mac.trace.uses()["NSScreen.screens"] + 1},
+                           [&records] { records = displayInfoArray.get().size(); });
+    onMac.run();
+    EXPECT_EQ(records, 0u);
 }
 
 TEST(MyInstallerPaneDisplays, TheRecordsOfAnEarlierRunAreGoneWhenARunStarts) {
@@ -338,6 +347,23 @@ USBPosition positionAfterARun(const ScreenDescription& screen, std::optional<Dis
 
 USBPosition positionAfterARun(std::optional<DisplayList> usb) {
     return positionAfterARun(monitorNamed(listedOlder), std::move(usb));
+}
+
+TEST(MyInstallerPaneDisplays, USBPositionsAreGivenToPublishedRecordsBeforeTheEDIDsAreReadAgain) {
+    PaneOnMac onMac(macWith({monitorNamed(listedOlder)}));
+    makeProcessWideObjects();
+    DDC->usbAllDisplays = DisplayList{usbDisplay(listedOlder, 2)};
+    onMac.mac.trace.countUses();
+    // What asks whether the screen is built in: the count, the record, the USB position.
+    std::vector<std::int32_t> positions;
+    const auto note = [&positions] {
+        for (const auto& display : displayInfoArray.get()) positions.push_back(display->USBIdx);
+    };
+    onMac.mac.trace.before({"CGDisplayIsBuiltin", 3}, note);
+    // What starts tools: the kind of Mac, the EDIDs, the EDIDs again.
+    onMac.mac.trace.before({"posix_spawn", 3}, note);
+    onMac.run();
+    EXPECT_THAT(positions, ElementsAre(-1, 2));
 }
 
 TEST(MyInstallerPaneDisplays, NothingFillsTheListOfUSBDisplays) {

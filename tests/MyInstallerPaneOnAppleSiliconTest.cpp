@@ -230,6 +230,18 @@ TEST(MyInstallerPaneOnAppleSilicon, AMacWithoutABuiltInPanelReadsTheEDIDsTwice) 
 
 // Services of displays
 
+TEST(MyInstallerPaneOnAppleSilicon, DisplaysGetTheirServicesAfterTheirEDIDs) {
+    PaneOnMac onMac(appleMacWith({answeringMonitor(listedOlder, 0x4000)}));
+    onMac.mac.trace.countUses();
+    bool hasService = true;
+    // The second copy is of the second reading.
+    onMac.mac.trace.before({"IOAVServiceCopyEDID", 2}, [&hasService] {
+        hasService = displayInfoArray.get().at(0)->arm64avService != nullptr;
+    });
+    onMac.run();
+    EXPECT_FALSE(hasService);
+}
+
 TEST(MyInstallerPaneOnAppleSilicon, EachOfTwoMonitorsIsAskedOverItsOwnService) {
     auto silent = twin(2);
     silent.monitor.answers = {{DDCAnswer::Kind::silent, {}}};

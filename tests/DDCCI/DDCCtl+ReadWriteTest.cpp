@@ -82,13 +82,6 @@ class ReadOverFramebuffer : public ::testing::Test {
         return all;
     }
 
-    /// The platform calls that the trace kept, by name.
-    std::vector<std::string> calls() const {
-        std::vector<std::string> names;
-        for (const auto& call : mac->trace.calls()) names.push_back(call.call);
-        return names;
-    }
-
     std::optional<Mac> mac;
     std::optional<DDCCtl> controller;
     displayInfo display;
@@ -195,7 +188,8 @@ TEST_F(ReadOverFramebuffer, ChoosesTheDelayOfTheNextReadBeforeItSends) {
     switchOn(monitor());
     mac->trace.keepOnly({"IORegistryEntryCopyPath", "IOI2CSendRequest"});
     read();
-    EXPECT_THAT(calls(), ElementsAre("IORegistryEntryCopyPath", "IOI2CSendRequest"));
+    EXPECT_THAT(test::namesOfCalls(*mac),
+                ElementsAre("IORegistryEntryCopyPath", "IOI2CSendRequest"));
 }
 
 TEST_F(ReadOverFramebuffer, OnOtherGraphicsKeepsTheUsualDelay) {
@@ -243,11 +237,13 @@ TEST_F(ReadOverFramebuffer, WithoutAnIOServiceLeavesTheDelay) {
     auto screen = monitor();
     screen.framebuffer.hasServicePort = false;
     switchOn(screen);
+    mac->trace.keepOnly({"IORegistryEntryCopyPath"});
     for (const std::uint64_t delay : {amdDelay, std::uint64_t{123}}) {
         DDCMinReplyDelay = delay;
         changeDelay();
         EXPECT_EQ(DDCMinReplyDelay, delay);
     }
+    EXPECT_THAT(mac->trace.calls(), IsEmpty());
 }
 
 TEST_F(ReadOverFramebuffer, WhenThePathCannotBeReadTheUsualDelayIsSet) {
@@ -401,9 +397,11 @@ TEST_F(ReadOverAVService, BringsTheCurrentValue) {
 
 TEST_F(ReadOverAVService, BringsTheCurrentValueWithEveryChoiceGiven) {
     switchOnAppleMac(monitor(0x4321));
+    mac->trace.keepOnly({"CGDisplayIOServicePort"});
     read(7, false);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(result, 0x4321u);
+    EXPECT_THAT(mac->trace.calls(), IsEmpty()) << "no framebuffer's delay is chosen";
 }
 
 TEST_F(ReadOverAVService, GivesTheValueAlone) {

@@ -542,11 +542,7 @@ class Sending : public ::testing::Test {
     bool send() { return DisplayRequest(displayID(), &request); }
 
     /// The I2C calls that were made, by name.
-    std::vector<std::string> calls() const {
-        std::vector<std::string> names;
-        for (const auto& call : mac->trace.calls()) names.push_back(call.call);
-        return names;
-    }
+    std::vector<std::string> calls() const { return test::namesOfCalls(*mac); }
 
     void expectNothingLeftBehind() const {
         EXPECT_EQ(mac->ledger.heldByCall(), lockTable);

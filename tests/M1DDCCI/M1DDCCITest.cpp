@@ -141,11 +141,7 @@ class M1DDCCIOnMac : public ::testing::Test {
         return all;
     }
     /// Their names alone.
-    std::vector<std::string> calls() const {
-        std::vector<std::string> names;
-        for (const auto& call : mac->trace.calls()) names.push_back(call.call);
-        return names;
-    }
+    std::vector<std::string> calls() const { return test::namesOfCalls(*mac); }
     /// The requests that the monitor took off the bus, as it saw them.
     std::vector<Bytes> requests() const {
         std::vector<Bytes> all;

@@ -81,9 +81,14 @@ MacDescription appleMacWith(std::vector<ScreenDescription> screens) {
     return description;
 }
 
+std::vector<std::string> namesOfCalls(const Mac& mac) {
+    std::vector<std::string> names;
+    for (const auto& call : mac.trace.calls()) names.push_back(call.call);
+    return names;
+}
+
 PaneOnMac::PaneOnMac(MacDescription description, Mac::Options options)
-    : mac(std::move(description), options),
-      pane(&mac.window) {
+    : mac(std::move(description), options), pane(&mac.window) {
     mac.onUser([this](simulated_mac::EventDescription::User action) {
         if (action == simulated_mac::EventDescription::User::entersPane) enter();
         if (action == simulated_mac::EventDescription::User::clicksWarning) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "MyInstallerPane.h"
 #include "displaycheck/CapturedOutput.h"
@@ -46,6 +47,9 @@ MacDescription macWith(std::vector<ScreenDescription> screens);
 
 /// An Apple-silicon Mac with these screens and a small registry.
 MacDescription appleMacWith(std::vector<ScreenDescription> screens);
+
+/// The platform calls that the trace kept, in order.
+std::vector<std::string> namesOfCalls(const Mac& mac);
 
 /// The pane in the installer of a Mac.
 class PaneOnMac {
