@@ -39,13 +39,16 @@ DECLARING = set("""return break continue if else for while do switch case defaul
     static_assert typedef try catch extern inline virtual friend mutable goto EXPORTED""".split())
 
 longest_line = 240
-# Calls that only look at what is there.
-LOOKING = set("""anyEntry asDictionary back copyDictionaryProperty copyStringProperty data
-    decltype dictionaryEntry empty end find get getIORegistryPropertyWithService hasPiece hexBytes
-    integerEntry isYear25orAbove limited lowercaseText max min makeDictionary maximumValue
-    currentValue now number numberOrZero regularMonitorName size span static_cast stringEntry
-    subspan substr textEntry uppercaseText utf16Units value_or availableDisplay CFSTR
-    CGDisplayIsBuiltin CGDisplaySerialNumber find_last_of""".split())
+# Calls that only look at what is there, or make what nobody else sees.
+LOOKING = set("""anyEntry asDictionary availableDisplay back CFCharacterSetGetPredefined CFNumberCreate CFSTR
+    CGDisplayIsBuiltin CGDisplaySerialNumber copyDictionaryProperty copyProperties
+    copyStringProperty currentValue data decltype dictionaryEntry empty end find find_last_of get
+    getIORegistryPropertyWithService hasPiece hexBytes integerEntry IORegistryGetRootEntry
+    isYear25orAbove limited localizedString lowercaseText make_shared makeCFString makeDictionary
+    max maximumValue min number numberOrZero regularMonitorName size static_cast stringEntry
+    subspan substr textEntry uppercaseText utf16Units value_or""".split())
+# Calls that come to the same in any order.
+COMMUTING = {"insert", "makeWhenMissing", "set"}
 JUMPS = {"return", "break", "continue", "throw", "goto"}
 
 
@@ -453,6 +456,8 @@ class Finder:
         acting = [self.acts(at, end), self.acts(following, last)]
         in_common = self.variables(at, end) & self.variables(following, last)
         if not all(acting) and not (any(acting) and in_common):
+            return
+        if self.text(at) in COMMUTING and self.text(at) == self.text(following):
             return
         fields = [self.assigned_field(at), self.assigned_field(following)]
         if all(fields) and fields[0] != fields[1]:

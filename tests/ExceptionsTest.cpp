@@ -123,6 +123,28 @@ TEST(MemoryOfAnEntry, ThatIsThereAgainLetsTheNextEntryRun) {
     EXPECT_EQ(displayInfoArray.get().at(1)->displayState, displayInfo::supportedAndAnswering);
 }
 
+/// Has the installer call an operation of a pane that gets no memory, and returns the log.
+std::vector<std::string> logWithoutMemoryFor(void (*operation)(vorn::MyInstallerPane& pane)) {
+    auto description = macWith({});
+    description.strings = {{"PaneTitle", "A title that a string does not keep within itself"}};
+    description.faults = {fault("operator new", 1, true)};
+    PaneOnMac onMac(description);
+    onMac.onMain([&] { simulated_mac::runPlugin("an operation", [&] { operation(onMac.pane); }); });
+    return onMac.mac.systemLog();
+}
+
+TEST(MemoryOfTheTitle, ThatIsRefusedLeavesTheKey) {
+    EXPECT_THAT(logWithoutMemoryFor(
+                    [](vorn::MyInstallerPane& pane) { EXPECT_EQ(pane.title(), "PaneTitle"); }),
+                ElementsAre("title failed: std::bad_alloc"));
+}
+
+TEST(MemoryOfAClick, ThatIsRefusedIsLogged) {
+    EXPECT_THAT(
+        logWithoutMemoryFor([](vorn::MyInstallerPane& pane) { pane.vornWebsiteBtnDidClicked(); }),
+        ElementsAre("vornWebsiteBtnDidClicked failed: std::bad_alloc"));
+}
+
 class CocoaException : public testing::TestWithParam<std::string> {};
 
 TEST_P(CocoaException, EndsInALoggedLineAndAnEnabledContinue) {

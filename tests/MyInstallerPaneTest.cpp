@@ -246,6 +246,16 @@ TEST(MyInstallerPane, ALaterEntryKeepsTheProcessWideObjectsAndReplacesTheService
     EXPECT_TRUE(DDC->channelFree) << "the controller lost its state";
 }
 
+TEST(MyInstallerPane, TheServiceDiscoveryIsReplacedOnceTheKindOfMacIsKnown) {
+    PaneOnMac onMac(macWith({builtInPanel()}));
+    onMac.mac.trace.countUses();
+    std::shared_ptr<Arm64Utility> whileAsked;
+    onMac.mac.trace.before({"posix_spawn", 1}, [&] { whileAsked = arm64Util.get(); });
+    onMac.run();
+    EXPECT_EQ(whileAsked, nullptr);
+    EXPECT_NE(arm64Util.get(), nullptr);
+}
+
 TEST(MyInstallerPane, EveryEntryAsksAnewWhichKindOfMacThisIs) {
     auto description = macWith({builtInPanel()});
     description.tools["system_profiler"] = {{.prints = "      Chipset Model: Apple M2\n"},
@@ -626,8 +636,13 @@ TEST(MyInstallerPane, AClickWhereTheWarningWasOpensNothing) {
 TEST(MyInstallerPane, HasTheProcessWideListFromItsFirstEntryOn) {
     PaneOnMac onMac(macWith({builtInPanel()}));
     EXPECT_EQ(onMac.pane.whiteList, nullptr);
+    WhiteList* listWhileAsked = nullptr;
+    onMac.mac.trace.countUses();
+    onMac.mac.trace.before({"posix_spawn", 1},
+                           [&] { listWhileAsked = onMac.pane.whiteList; });  // the kind of Mac
     onMac.run();
     ASSERT_NE(::whiteList, nullptr);
+    EXPECT_EQ(listWhileAsked, ::whiteList);
     EXPECT_EQ(onMac.pane.whiteList, ::whiteList);
 }
 

@@ -414,9 +414,11 @@ TEST_F(TransactionTypes, InterfacesOfEveryFramebufferAreAsked) {
 }
 
 TEST_F(TransactionTypes, AMacWithoutInterfacesHasNone) {
-    const Mac mac(test::macWith({}));
+    Mac mac(test::macWith({}));
+    mac.trace.keepOnly({"IORegistryEntryCreateCFProperties"});
     EXPECT_EQ(ask(true), 0u);
     EXPECT_EQ(printed, "");
+    EXPECT_THAT(mac.trace.calls(), IsEmpty());
 }
 
 TEST_F(TransactionTypes, WhenInterfacesCannotBeMatchedThatIsPrintedInAnyCase) {
@@ -477,6 +479,7 @@ TEST(DisplayLocks, FiftyDisplaysFitAndTheNextOneGetsNone) {
     EXPECT_EQ(locks.count(nullptr), 0u);
     EXPECT_EQ(DisplayQueue(50), nullptr);
     EXPECT_EQ(DisplayQueue(51), nullptr);
+    EXPECT_EQ(mac.ledger.held()["dispatch_semaphore_t"], 50);
     for (std::uint32_t display = 0; display < 50; ++display) {
         EXPECT_EQ(locks.count(DisplayQueue(display)), 1u);
     }
@@ -1192,6 +1195,12 @@ TEST_F(Reading, WithoutALockFailsAndSendsNothing) {
     std::string lines;
     for (int i = 0; i < 5; ++i) lines += "Memory allocation failed for queues";
     EXPECT_EQ(printed, lines);
+}
+
+TEST_F(Reading, SaysItsDelayBeforeItSends) {
+    switchOn(macWithFault(monitor(), {"CFAllocatorAllocate", 1, false, {}}));
+    read(true);
+    EXPECT_THAT(printed, HasSubstr("minReplyDelay = 50\nMemory allocation failed for queues"));
 }
 
 TEST_F(Reading, AFailedSendIsTriedAgain) {
