@@ -155,7 +155,8 @@ IOReturn IOI2CInterfaceOpen(io_service_t interface, IOOptionBits, IOI2CConnectRe
         Mac::current()->ledger.handedOut(Reference::i2cConnection, name);
         auto& all = connections();
         const std::lock_guard lock(all.mutex);
-        *connection = all.open.emplace_back(std::make_unique<IOI2CConnect>(*bus)).get();
+        *connection =
+            all.open.emplace_back(std::make_unique<IOI2CConnect>(IOI2CConnect{*bus})).get();
     }
     return call.ioResult(result);
 }
