@@ -51,6 +51,7 @@ TEST_F(MonitorName, ABlankBeforeAFullWidthBracketStays) {
 TEST_F(MonitorName, BothKindsOfBracketsAreCutAtTheFirst) {
     EXPECT_EQ(regularMonitorName(std::string("K2790Z") + wideOpen + "DP" + wideClose + " (2)"),
               "K2790Z");
+    EXPECT_EQ(regularMonitorName(std::string("K2790Z (2") + wideOpen + "DP"), "K2790Z");
     EXPECT_EQ(regularMonitorName(std::string("(1)") + wideOpen + "DP"), "(1)");
 }
 
