@@ -2,9 +2,9 @@
 
 #include <vector>
 
-#include "DDCCI/Arm64Utility.h"
-#include "simulated_mac/src/EDID.h"
-#include "simulated_mac/src/Mac.h"
+#include "plugin/DDCCI/Arm64Utility.h"
+#include "simulated_mac/description/EDID.h"
+#include "simulated_mac/machine/Mac.h"
 
 // Finding and pairing the display services of an Apple-silicon Mac.
 

@@ -3,10 +3,10 @@
 
 #include <string>
 
-#include "DDCCI/DDCCtl.h"
-#include "Utilities/EDIDUtils.h"
-#include "Utilities/StringUtil.h"
 #include "bench/EDIDCorpus.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Utilities/EDIDUtils.h"
+#include "plugin/Utilities/StringUtil.h"
 
 // From what a system tool prints to the identity of a monitor.
 

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "simulated_mac/src/EDID.h"
+#include "simulated_mac/description/EDID.h"
 
 namespace bench {
 

@@ -1,8 +1,8 @@
 #include <benchmark/benchmark.h>
 
-#include "DDCCI/DDC.h"
-#include "simulated_mac/src/EDID.h"
-#include "simulated_mac/src/Mac.h"
+#include "plugin/DDCCI/DDC.h"
+#include "simulated_mac/description/EDID.h"
+#include "simulated_mac/machine/Mac.h"
 
 // DDC/CI on an Intel Mac with many monitors: the last one's framebuffer is found last.
 

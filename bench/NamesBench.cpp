@@ -1,8 +1,8 @@
 #include <benchmark/benchmark.h>
 
-#include "Extension/NSString+normalization.h"
-#include "ProductData.h"
-#include "WhiteList.h"
+#include "plugin/Extension/NSString+normalization.h"
+#include "plugin/ProductData.h"
+#include "plugin/WhiteList.h"
 
 // What a name costs: is it a supported model, and what is it without brand and brackets?
 

@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "DDCCI/DDCCtl.h"
-#include "Platform/IOAVService.h"
-#include "Platform/IOObject.h"
-#include "WhiteList.h"
-#include "simulated_mac/src/EDID.h"
-#include "simulated_mac/src/Mac.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Platform/IOAVService.h"
+#include "plugin/Platform/IOObject.h"
+#include "plugin/WhiteList.h"
+#include "simulated_mac/description/EDID.h"
+#include "simulated_mac/machine/Mac.h"
 
 // Any bytes in place of a monitor's replies, over either bus.
 

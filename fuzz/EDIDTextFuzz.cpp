@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "DDCCI/DDCCtl.h"
-#include "Utilities/EDIDUtils.h"
-#include "Utilities/StringUtil.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Utilities/EDIDUtils.h"
+#include "plugin/Utilities/StringUtil.h"
 
 // Any text in place of an EDID's hex digits.
 

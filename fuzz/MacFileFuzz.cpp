@@ -5,7 +5,7 @@
 #include <fstream>
 #include <string>
 
-#include "simulated_mac/src/MacFile.h"
+#include "simulated_mac/file/MacFile.h"
 
 // Any bytes in place of a Mac file.
 

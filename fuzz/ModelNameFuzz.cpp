@@ -2,9 +2,9 @@
 #include <cstdint>
 #include <string>
 
-#include "Extension/NSString+normalization.h"
-#include "MyInstallerPane.h"
-#include "WhiteList.h"
+#include "plugin/Extension/NSString+normalization.h"
+#include "plugin/MyInstallerPane.h"
+#include "plugin/WhiteList.h"
 
 // Any name of a display.
 

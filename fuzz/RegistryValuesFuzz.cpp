@@ -6,11 +6,11 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "DDCCI/Arm64Utility.h"
-#include "DDCCI/DDC.h"
-#include "M1DDCCI/M1DDCCI.h"
-#include "simulated_mac/src/EDID.h"
-#include "simulated_mac/src/Mac.h"
+#include "plugin/DDCCI/Arm64Utility.h"
+#include "plugin/DDCCI/DDC.h"
+#include "plugin/M1DDCCI/M1DDCCI.h"
+#include "simulated_mac/description/EDID.h"
+#include "simulated_mac/machine/Mac.h"
 
 // Any value of any type under the keys that the plug-in reads of framebuffers and displays.
 
@@ -86,6 +86,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::uint16_t maximum = 0;
     std::uint16_t current = 0;
     getControlWithLog(displayID, 0xF1, 50, true, &maximum, &current);
-    if (!mac.misuses().empty()) std::abort();
+    if (!mac.journal.misuses().empty()) std::abort();
     return 0;
 }

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <string>
 
-#include "Utilities/StringUtil.h"
+#include "plugin/Utilities/StringUtil.h"
 
 // Any output of the tools that list EDIDs.
 

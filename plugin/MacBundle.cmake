@@ -32,7 +32,7 @@ target_compile_options(platform INTERFACE -Wno-deprecated-declarations)
 
 file(GLOB cocoa CONFIGURE_DEPENDS Cocoa/*.mm)
 add_library(VornDisplayCheck MODULE $<TARGET_OBJECTS:plugin> ${cocoa})
-target_include_directories(VornDisplayCheck PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+target_include_directories(VornDisplayCheck PRIVATE ${PROJECT_SOURCE_DIR})
 target_compile_options(VornDisplayCheck PRIVATE -fno-objc-arc)
 target_link_libraries(VornDisplayCheck PRIVATE platform project_warnings)
 

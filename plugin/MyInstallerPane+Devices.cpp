@@ -7,14 +7,14 @@
 #include <string>
 #include <utility>
 
-#include "Cocoa/SystemLog.h"
-#include "MyInstallerPane.h"
-#include "Platform/Attempt.h"
-#include "Platform/Dispatch.h"
-#include "Platform/IOObject.h"
-#include "Platform/Properties.h"
-#include "Platform/Text.h"
-#include "ProductData.h"
+#include "plugin/Cocoa/SystemLog.h"
+#include "plugin/MyInstallerPane.h"
+#include "plugin/Platform/Attempt.h"
+#include "plugin/Platform/Dispatch.h"
+#include "plugin/Platform/IOObject.h"
+#include "plugin/Platform/Properties.h"
+#include "plugin/Platform/Text.h"
+#include "plugin/ProductData.h"
 
 // Watching USB devices and recognising the maker's cameras.
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <chrono>
 
-#include "Cocoa/Screens.h"
-#include "Cocoa/ThreadSleep.h"
-#include "DDCCI/DDCCtl.h"
-#include "Extension/NSString+normalization.h"
-#include "MyInstallerPane.h"
-#include "Platform/Text.h"
-#include "Utilities/StringUtil.h"
+#include "plugin/Cocoa/Screens.h"
+#include "plugin/Cocoa/ThreadSleep.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Extension/NSString+normalization.h"
+#include "plugin/MyInstallerPane.h"
+#include "plugin/Platform/Text.h"
+#include "plugin/Utilities/StringUtil.h"
 
 // Listing the screens and gathering what is known of them.
 

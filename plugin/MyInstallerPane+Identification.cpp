@@ -3,13 +3,13 @@
 #include <chrono>
 #include <stdexcept>
 
-#include "Cocoa/ThreadSleep.h"
-#include "DDCCI/DDCCtl.h"
-#include "Extension/NSString+normalization.h"
-#include "MyInstallerPane.h"
-#include "Platform/Text.h"
-#include "ProductData.h"
-#include "Utilities/EDIDUtils.h"
+#include "plugin/Cocoa/ThreadSleep.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Extension/NSString+normalization.h"
+#include "plugin/MyInstallerPane.h"
+#include "plugin/Platform/Text.h"
+#include "plugin/ProductData.h"
+#include "plugin/Utilities/EDIDUtils.h"
 
 // Which monitor a display is, and the verdict on it.
 

@@ -1,17 +1,17 @@
-#include "MyInstallerPane.h"
+#include "plugin/MyInstallerPane.h"
 
 #include <CoreGraphics/CoreGraphics.h>
 
-#include "Cocoa/StringTable.h"
-#include "Cocoa/Workspace.h"
-#include "DDCCI/DDCCtl.h"
-#include "Platform/Attempt.h"
-#include "Platform/CFRef.h"
-#include "Platform/Dispatch.h"
-#include "Platform/Text.h"
-#include "ProductData.h"
-#include "Utilities/EDIDUtils.h"
-#include "Utilities/StringUtil.h"
+#include "plugin/Cocoa/StringTable.h"
+#include "plugin/Cocoa/Workspace.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Platform/Attempt.h"
+#include "plugin/Platform/CFRef.h"
+#include "plugin/Platform/Dispatch.h"
+#include "plugin/Platform/Text.h"
+#include "plugin/ProductData.h"
+#include "plugin/Utilities/EDIDUtils.h"
+#include "plugin/Utilities/StringUtil.h"
 
 namespace vorn {
 

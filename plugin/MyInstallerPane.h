@@ -9,14 +9,14 @@
 #include <string>
 #include <vector>
 
-#include "Cocoa/InstallerPane.h"
-#include "Cocoa/TextField.h"
-#include "DDCCI/Arm64Utility.h"
-#include "Display/EDIDInfo.h"
-#include "Display/displayInfo.h"
-#include "Platform/Exported.h"
-#include "Platform/Guarded.h"
-#include "WhiteList.h"
+#include "plugin/Cocoa/InstallerPane.h"
+#include "plugin/Cocoa/TextField.h"
+#include "plugin/DDCCI/Arm64Utility.h"
+#include "plugin/Display/EDIDInfo.h"
+#include "plugin/Display/displayInfo.h"
+#include "plugin/Platform/Exported.h"
+#include "plugin/Platform/Guarded.h"
+#include "plugin/WhiteList.h"
 
 /// One of the maker's cameras. Texts that the device lacks are empty.
 struct CameraEntry {

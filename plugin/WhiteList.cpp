@@ -1,9 +1,9 @@
-#include "WhiteList.h"
+#include "plugin/WhiteList.h"
 
 #include <algorithm>
 
-#include "Platform/Text.h"
-#include "Utilities/RunCommand.h"
+#include "plugin/Platform/Text.h"
+#include "plugin/Utilities/RunCommand.h"
 
 WhiteList* whiteList = nullptr;
 

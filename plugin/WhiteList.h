@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Exported.h"
-#include "ProductData.h"
+#include "plugin/Platform/Exported.h"
+#include "plugin/ProductData.h"
 
 /// Which monitors are supported, and on which kind of Mac this runs.
 class WhiteList {

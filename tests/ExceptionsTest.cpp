@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "simulated_mac/platform/Running.h"
 #include "tests/support/PaneOnMac.h"
 
 // Whatever is thrown during a run ends in a logged line and a run that finishes with Continue
@@ -43,8 +44,8 @@ Ended runWith(MacDescription description, const FaultDescription& what) {
     onMac.mac.trace.countUses();
     EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
     EXPECT_TRUE(onMac.mac.window.nextEnabled) << what.call << ", use " << what.nth;
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
-    return {onMac.mac.systemLog(), onMac.mac.trace.uses()["operator new"]};
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
+    return {onMac.mac.journal.systemLog(), onMac.mac.trace.uses()["operator new"]};
 }
 
 class Memory : public testing::TestWithParam<MacDescription> {
@@ -111,7 +112,7 @@ TEST(MemoryOfAnEntry, ThatCannotStartARunEnablesContinueAtOnce) {
     PaneOnMac onMac(description);
     onMac.run();
     EXPECT_EQ(onMac.timeOfContinue(), Time(0)) << "no waits without a run";
-    EXPECT_THAT(onMac.mac.systemLog(), Contains("didEnterPane failed: std::bad_alloc"));
+    EXPECT_THAT(onMac.mac.journal.systemLog(), Contains("didEnterPane failed: std::bad_alloc"));
 }
 
 TEST(MemoryOfAnEntry, ThatIsThereAgainLetsTheNextEntryRun) {
@@ -130,7 +131,7 @@ std::vector<std::string> logWithoutMemoryFor(void (*operation)(vorn::MyInstaller
     description.faults = {fault("operator new", 1, true)};
     PaneOnMac onMac(description);
     onMac.onMain([&] { simulated_mac::runPlugin("an operation", [&] { operation(onMac.pane); }); });
-    return onMac.mac.systemLog();
+    return onMac.mac.journal.systemLog();
 }
 
 TEST(MemoryOfTheTitle, ThatIsRefusedLeavesTheKey) {
@@ -190,7 +191,7 @@ TEST(ExceptionOfADevice, LeavesTheOthersToBeExamined) {
         failing.faults = {fault("operator new", nth)};
         PaneOnMac onMac(failing);
         onMac.run();
-        const auto log = onMac.mac.systemLog();
+        const auto log = onMac.mac.journal.systemLog();
         if (std::find(log.begin(), log.end(), "examineDevice failed: std::bad_alloc") !=
             log.end()) {
             withOneCamera = log;

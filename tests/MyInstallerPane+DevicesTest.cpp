@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "MyInstallerPane.h"
+#include "plugin/MyInstallerPane.h"
 #include "tests/support/PaneOnMac.h"
 
 // Watching USB devices and recognising the maker's cameras.
@@ -84,7 +84,7 @@ std::ptrdiff_t countOf(const std::vector<std::string>& texts, const std::string&
 /// When Continue was enabled.
 std::vector<Time> timesOfContinue(const Mac& mac) {
     std::vector<Time> times;
-    for (const auto& entry : mac.timeline()) {
+    for (const auto& entry : mac.journal.timeline()) {
         if (entry.what == "Continue is enabled") times.push_back(entry.time);
     }
     return times;
@@ -154,7 +154,7 @@ TEST(MyInstallerPaneDevices, ADeviceOfAnotherClassIsNotLookedAt) {
     onMac.mac.registry.add(onMac.mac.registry.root(), hub);
     onMac.run();
     EXPECT_THAT(infoDic.get(), IsEmpty());
-    EXPECT_EQ(countOf(onMac.mac.systemLog(), "staticDevice tracing device"), 0);
+    EXPECT_EQ(countOf(onMac.mac.journal.systemLog(), "staticDevice tracing device"), 0);
 }
 
 // What is recorded of a camera
@@ -222,7 +222,7 @@ TEST(MyInstallerPaneDevices, TwoCamerasAtDifferentLocationsGiveTwoEntriesAndOneL
     PaneOnMac onMac(macWithUSB({cameraAt(0x14200000), cameraAt(0x14400000)}));
     onMac.run();
     EXPECT_THAT(keysOf(infoDic.get()), ElementsAre("0x14200000", "0x14400000"));
-    EXPECT_EQ(countOf(onMac.mac.systemLog(), "Vorn camera exist"), 1);
+    EXPECT_EQ(countOf(onMac.mac.journal.systemLog(), "Vorn camera exist"), 1);
 }
 
 TEST(MyInstallerPaneDevices, ASecondCameraAtTheSameLocationReplacesTheFirst) {
@@ -253,7 +253,7 @@ TEST(MyInstallerPaneDevices, ADeviceWhosePropertiesCannotBeReadIsNoCamera) {
     PaneOnMac onMac(macWithUSB({device}));
     onMac.run();
     EXPECT_THAT(infoDic.get(), IsEmpty());
-    EXPECT_THAT(onMac.mac.systemLog(),
+    EXPECT_THAT(onMac.mac.journal.systemLog(),
                 ElementsAre("staticDevice Add observe", "staticDevice tracing device", "0x00000000",
                             "staticDevice Camera name : (null)"));
     EXPECT_TRUE(onMac.mac.window.nextEnabled);
@@ -272,7 +272,7 @@ TEST(MyInstallerPaneDevices, ADeviceWhoseParentIsNotFoundDoesNotHoldTheRunUp) {
     EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
     EXPECT_THAT(infoDic.get(), SizeIs(2));
     EXPECT_TRUE(onMac.mac.window.nextEnabled);
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 TEST(MyInstallerPaneDevices, DevicesAreExaminedOnAQueueOfTheirOwn) {
@@ -307,7 +307,7 @@ TEST(MyInstallerPaneDevices, TheParentWalkReadsWhatAFailedLookupGaveAndGoesNoFur
 TEST(MyInstallerPaneDevices, ARunWithoutDevicesLogsThatItObserves) {
     PaneOnMac onMac(macWithUSB({}));
     onMac.run();
-    EXPECT_THAT(onMac.mac.systemLog(), ElementsAre("staticDevice Add observe"));
+    EXPECT_THAT(onMac.mac.journal.systemLog(), ElementsAre("staticDevice Add observe"));
     EXPECT_EQ(onMac.printed(), "");
 }
 
@@ -316,7 +316,7 @@ TEST(MyInstallerPaneDevices, ARunWithDevicesLogsEachOfThemInOrder) {
     nameless.product.reset();
     PaneOnMac onMac(macWithUSB({keyboard(), camera(), nameless}));
     onMac.run();
-    EXPECT_THAT(onMac.mac.systemLog(),
+    EXPECT_THAT(onMac.mac.journal.systemLog(),
                 ElementsAre("staticDevice Add observe", "staticDevice tracing device", "0x14300000",
                             "staticDevice Camera name : Keyboard", "staticDevice tracing device",
                             "0x14200000", "staticDevice Camera name : Vorn Camera 4K",
@@ -330,7 +330,7 @@ TEST(MyInstallerPaneDevices, AnAttachedDeviceLogsItsArrivalAndItself) {
     description.events = {attached(10, camera())};
     PaneOnMac onMac(description);
     onMac.run();
-    EXPECT_THAT(onMac.mac.systemLog(),
+    EXPECT_THAT(onMac.mac.journal.systemLog(),
                 ElementsAre("staticDevice Add observe", "staticDevice Added",
                             "staticDevice tracing device", "0x14200000",
                             "staticDevice Camera name : Vorn Camera 4K", "Vorn camera exist"));
@@ -341,8 +341,8 @@ TEST(MyInstallerPaneDevices, EveryRunLogsACameraThatWasFoundInAnEarlierOne) {
     description.events = {attached(10, keyboard())};
     PaneOnMac onMac(description);
     onMac.run();
-    EXPECT_EQ(countOf(onMac.mac.systemLog(), "Vorn camera exist"), 2);
-    EXPECT_EQ(onMac.mac.systemLog().back(), "Vorn camera exist");
+    EXPECT_EQ(countOf(onMac.mac.journal.systemLog(), "Vorn camera exist"), 2);
+    EXPECT_EQ(onMac.mac.journal.systemLog().back(), "Vorn camera exist");
 }
 
 TEST(MyInstallerPaneDevices, AnAttachedDeviceIsLoggedBeforeItsExaminationIsScheduled) {
@@ -387,7 +387,7 @@ TEST(MyInstallerPaneDevices, ATextBeyondASCIIIsLoggedAsItIs) {
     device.product = "Kamera 🎥 „Größe“";
     PaneOnMac onMac(macWithUSB({device}));
     onMac.run();
-    EXPECT_EQ(onMac.mac.systemLog().back(), "staticDevice Camera name : Kamera 🎥 „Größe“");
+    EXPECT_EQ(onMac.mac.journal.systemLog().back(), "staticDevice Camera name : Kamera 🎥 „Größe“");
 }
 
 // Attach events
@@ -420,7 +420,7 @@ TEST(MyInstallerPaneDevices, CamerasAttachedOneByOneAreAllRecorded) {
     onMac.run();
     EXPECT_THAT(keysOf(infoDic.get()), ElementsAre("0x00000001", "0x00000002", "0x00000003"));
     EXPECT_THAT(timesOfContinue(onMac.mac), SizeIs(4));
-    EXPECT_EQ(countOf(onMac.mac.systemLog(), "staticDevice Added"), 3);
+    EXPECT_EQ(countOf(onMac.mac.journal.systemLog(), "staticDevice Added"), 3);
 }
 
 TEST(MyInstallerPaneDevices, CamerasAttachedAtOnceAreAllRecorded) {
@@ -429,7 +429,7 @@ TEST(MyInstallerPaneDevices, CamerasAttachedAtOnceAreAllRecorded) {
     PaneOnMac onMac(description);
     EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
     EXPECT_THAT(keysOf(infoDic.get()), ElementsAre("0x00000001", "0x00000002"));
-    EXPECT_EQ(countOf(onMac.mac.systemLog(), "staticDevice tracing device"), 2);
+    EXPECT_EQ(countOf(onMac.mac.journal.systemLog(), "staticDevice tracing device"), 2);
     EXPECT_TRUE(onMac.mac.window.nextEnabled);
 }
 
@@ -438,7 +438,7 @@ TEST(MyInstallerPaneDevices, ADeviceAttachedBeforeTheWatchIsArmedIsFoundWithoutA
     description.events = {attached(1, camera())};
     PaneOnMac onMac(description);
     onMac.run();
-    EXPECT_THAT(onMac.mac.systemLog(),
+    EXPECT_THAT(onMac.mac.journal.systemLog(),
                 ElementsAre("staticDevice Add observe", "staticDevice tracing device", "0x14200000",
                             "staticDevice Camera name : Vorn Camera 4K", "Vorn camera exist"));
     EXPECT_THAT(timesOfContinue(onMac.mac), ElementsAre(Time(2s)));
@@ -490,8 +490,8 @@ TEST(MyInstallerPaneDevices, AfterTwoEntriesAnAttachEventNotifiesBothWatchers) {
     description.events = {entered(10), attached(20, camera())};
     PaneOnMac onMac(description);
     onMac.run();
-    EXPECT_EQ(countOf(onMac.mac.systemLog(), "staticDevice Added"), 2);
-    EXPECT_EQ(countOf(onMac.mac.systemLog(), "staticDevice tracing device"), 2);
+    EXPECT_EQ(countOf(onMac.mac.journal.systemLog(), "staticDevice Added"), 2);
+    EXPECT_EQ(countOf(onMac.mac.journal.systemLog(), "staticDevice tracing device"), 2);
     EXPECT_THAT(timesOfContinue(onMac.mac), ElementsAre(Time(2s), Time(12s), Time(20s), Time(20s)));
     EXPECT_THAT(infoDic.get(), SizeIs(1));
     EXPECT_EQ(onMac.mac.window.warnings.text, "");
@@ -504,10 +504,10 @@ TEST(MyInstallerPaneDevices, TheFirstLaunchFlagChangesNothing) {
     onMac.run();
     std::vector<std::vector<std::string>> changes;
     for (const bool firstLaunch : {true, false}) {
-        const auto before = onMac.mac.timeline().size();
+        const auto before = onMac.mac.journal.timeline().size();
         onMac.onMain([&] { onMac.pane.deviceAdded(gNewDeviceAddedIter, firstLaunch); });
         changes.emplace_back();
-        const auto timeline = onMac.mac.timeline();
+        const auto timeline = onMac.mac.journal.timeline();
         for (auto at = before; at < timeline.size(); ++at) {
             changes.back().push_back(timeline[at].what);
         }
@@ -588,14 +588,14 @@ TEST(MyInstallerPaneDevices, AnEntryKeepsItsWatcherAndNothingElse) {
     PaneOnMac onMac(macWithUSB({}));
     onMac.run();
     EXPECT_EQ(onMac.mac.ledger.heldByCall(), heldAfter(1, 0));
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 TEST(MyInstallerPaneDevices, EveryDeviceSeenStaysReferenced) {
     PaneOnMac onMac(macWithUSB({keyboard(), camera(), cameraAt(0x1)}));
     onMac.run();
     EXPECT_EQ(onMac.mac.ledger.heldByCall(), heldAfter(1, 3));
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 TEST(MyInstallerPaneDevices, EveryEntryKeepsAWatcherOfItsOwn) {
@@ -604,7 +604,7 @@ TEST(MyInstallerPaneDevices, EveryEntryKeepsAWatcherOfItsOwn) {
     PaneOnMac onMac(description);
     onMac.run();
     EXPECT_EQ(onMac.mac.ledger.heldByCall(), heldAfter(3, 6));
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 TEST(MyInstallerPaneDevices, AnAttachEventKeepsTheDeviceAndNothingElse) {
@@ -613,7 +613,7 @@ TEST(MyInstallerPaneDevices, AnAttachEventKeepsTheDeviceAndNothingElse) {
     PaneOnMac onMac(description);
     onMac.run();
     EXPECT_EQ(onMac.mac.ledger.heldByCall(), heldAfter(1, 1));
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 TEST(MyInstallerPaneDevices, DevicesWithTroubleKeepNoMoreThanOthers) {
@@ -624,7 +624,7 @@ TEST(MyInstallerPaneDevices, DevicesWithTroubleKeepNoMoreThanOthers) {
     PaneOnMac onMac(macWithUSB({unreadable, parentless}));
     onMac.run();
     EXPECT_EQ(onMac.mac.ledger.heldByCall(), heldAfter(1, 2));
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 // Failures of the platform
@@ -648,7 +648,7 @@ TEST(MyInstallerPaneDevices, WithoutAMasterPortTheWatcherSaysSoAndContinueStaysD
     EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
     EXPECT_EQ(onMac.printed(),
               "-[MyInstallerPane listeningUSBDevice](): IOMasterPort() returned e00002bc\n");
-    EXPECT_THAT(onMac.mac.systemLog(), ElementsAre("staticDevice Add observe"));
+    EXPECT_THAT(onMac.mac.journal.systemLog(), ElementsAre("staticDevice Add observe"));
     EXPECT_THAT(infoDic.get(), IsEmpty());
     EXPECT_EQ(onMac.mac.ledger.held()["CFDictionary"], 0);
     expectNoVerdict(onMac.mac);
@@ -672,7 +672,7 @@ TEST(MyInstallerPaneDevices, WithoutAMatchingDictionaryTheWatcherSaysSoAndContin
     EXPECT_EQ(
         onMac.printed(),
         "-[MyInstallerPane listeningUSBDevice](): IOServiceMatching returned a NULL dictionary.\n");
-    EXPECT_THAT(onMac.mac.systemLog(), ElementsAre("staticDevice Add observe"));
+    EXPECT_THAT(onMac.mac.journal.systemLog(), ElementsAre("staticDevice Add observe"));
     EXPECT_EQ(onMac.mac.ledger.held()["mach_port_t"], 0);
     expectNoVerdict(onMac.mac);
 }
@@ -733,7 +733,7 @@ TEST(MyInstallerPaneDevices, ANotificationThatCannotBeArmedLeavesTheRunToEnd) {
     EXPECT_THAT(infoDic.get(), IsEmpty());
     EXPECT_THAT(timesOfContinue(onMac.mac), ElementsAre(Time(2s)));
     EXPECT_NE(onMac.mac.window.warnings.text, "");
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 TEST(MyInstallerPaneDevices, WithoutARunLoopSourceWhatIsThereIsExaminedAndNothingMoreIsTold) {
@@ -755,7 +755,7 @@ TEST(MyInstallerPaneDevices, ANotificationPortThatCannotBeMadeLeavesTheRunToEnd)
     EXPECT_EQ(usesOf(onMac.mac, "IOServiceAddMatchingNotification"), 0u);
     EXPECT_EQ(onMac.mac.ledger.held()["CFDictionary"], 1) << "the watcher's own";
     EXPECT_THAT(timesOfContinue(onMac.mac), ElementsAre(Time(2s)));
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 }  // namespace pane_devices_test

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "DDCCI/DDCCtl.h"
-#include "MyInstallerPane.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/MyInstallerPane.h"
 #include "tests/support/PaneOnMac.h"
 
 // Listing the screens and gathering what is known of them.

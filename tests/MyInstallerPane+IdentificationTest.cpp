@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "MyInstallerPane.h"
+#include "plugin/MyInstallerPane.h"
 #include "tests/support/Detection.h"
 
 // Which monitor a display is, and the verdict on it.

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "MyInstallerPane.h"
+#include "plugin/MyInstallerPane.h"
 #include "tests/support/Detection.h"
 
 // Whole detection runs on Apple-silicon Macs: display services are found, paired with screens, and
@@ -200,7 +200,7 @@ TEST(MyInstallerPaneOnAppleSilicon, AnEDIDThatCannotBeCopiedIsLeftOutAndTriedAga
     const Detection run(description);
     EXPECT_THAT(run.waits(), ElementsAre("1000000 us"));
     EXPECT_THAT(run.states(), ElementsAre(-1, 0));
-    EXPECT_THAT(run.mac().systemLog(), testing::Contains("Cannot copy EDID"));
+    EXPECT_THAT(run.mac().journal.systemLog(), testing::Contains("Cannot copy EDID"));
 }
 
 TEST(MyInstallerPaneOnAppleSilicon, AnEDIDThatIsNeverThereLeavesAMonitorUnidentified) {
@@ -209,7 +209,7 @@ TEST(MyInstallerPaneOnAppleSilicon, AnEDIDThatIsNeverThereLeavesAMonitorUnidenti
     const Detection run(appleMacWith({builtInPanel(), screen}));
     EXPECT_THAT(run.states(), ElementsAre(-1, 3));
     EXPECT_TRUE(run.warns());
-    const auto log = run.mac().systemLog();
+    const auto log = run.mac().journal.systemLog();
     EXPECT_EQ(std::count(log.begin(), log.end(), "No EDID found"), 2);
 }
 

@@ -1,4 +1,4 @@
-#include "MyInstallerPane.h"
+#include "plugin/MyInstallerPane.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,11 +12,11 @@
 #include <utility>
 #include <vector>
 
-#include "DDCCI/DDCCtl.h"
-#include "ProductData.h"
-#include "Utilities/EDIDUtils.h"
-#include "Utilities/StringUtil.h"
-#include "displaycheck/PaneHost.h"
+#include "displaycheck/host/PaneHost.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/ProductData.h"
+#include "plugin/Utilities/EDIDUtils.h"
+#include "plugin/Utilities/StringUtil.h"
 #include "tests/support/PaneOnMac.h"
 
 // Entering the pane, its texts, the verdict that it shows, the link and Continue.
@@ -56,7 +56,7 @@ Texts onlyTexts(const Texts& given) {
 std::vector<std::string> paneChanges(const Mac& mac, Time from = Time(0),
                                      Time before = Time::max()) {
     std::vector<std::string> changes;
-    for (const auto& entry : mac.timeline()) {
+    for (const auto& entry : mac.journal.timeline()) {
         if (entry.source == "pane" && entry.time >= from && entry.time < before) {
             changes.push_back(entry.what);
         }
@@ -194,7 +194,7 @@ TEST(MyInstallerPane, TheLabelsAndContinueAreChangedOnTheMainThreadOnly) {
     description.events = {{.at = 10, .attach = camera(), .detach = {}, .user = {}}};
     PaneOnMac onMac(description);
     onMac.run();
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 TEST(MyInstallerPane, TheDirectionOfEntryChangesNothing) {
@@ -383,7 +383,7 @@ TEST(MyInstallerPane, EnteringAgainClearsTheWarningAndDisablesContinueUntilTheNe
     onMac.run();
     EXPECT_THAT(enabled, ElementsAre(true, false, true));
     EXPECT_THAT(warnings, ElementsAre(testing::Ne(""), "", warnings.front()));
-    EXPECT_EQ(onMac.mac.timeline().back().time, Time(12s));
+    EXPECT_EQ(onMac.mac.journal.timeline().back().time, Time(12s));
 }
 
 TEST(MyInstallerPane, CamerasOfAnEarlierEntryAreForgotten) {
@@ -438,7 +438,7 @@ Ending endingOf(const MacDescription& description, std::optional<Time> again) {
     PaneOnMac onMac(description);
     if (again) onMac.enterAt(*again);
     EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
     Ending ending{
         onMac.mac.window.warnings.text, onMac.mac.window.nextEnabled, {}, infoDic.get().size()};
     for (const auto& display : displayInfoArray.get())
@@ -601,7 +601,7 @@ TEST(MyInstallerPane, ARunWhoseViewIsReleasedEndsQuietly) {
     EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
     EXPECT_THAT(paneChanges(onMac.mac, 1s), ElementsAre("Continue is enabled"));
     EXPECT_EQ(onMac.mac.window.warnings.clickRecognizers, 0);
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 }
 
 TEST(MyInstallerPane, AnEntryWithoutAViewRunsAllTheSame) {

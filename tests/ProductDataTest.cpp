@@ -1,4 +1,4 @@
-#include "ProductData.h"
+#include "plugin/ProductData.h"
 
 #include <gtest/gtest.h>
 

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "Extension/NSString+normalization.h"
-#include "Platform/Text.h"
-#include "Utilities/EDIDUtils.h"
-#include "displaycheck/ChildProcess.h"
-#include "simulated_mac/src/AVService.h"
+#include "displaycheck/host/ChildProcess.h"
+#include "plugin/Extension/NSString+normalization.h"
+#include "plugin/Platform/Text.h"
+#include "plugin/Utilities/EDIDUtils.h"
+#include "simulated_mac/platform/AVService.h"
 #include "tests/support/PaneOnMac.h"
 
 // EDIDs read off real monitors of many makers, and what an independent decoder printed of them: the

@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "MyInstallerPane.h"
+#include "plugin/MyInstallerPane.h"
 #include "tests/support/AppleMac.h"
 #include "tests/support/PaneOnMac.h"
 
@@ -125,15 +125,15 @@ Course play(const MacDescription& description, const Entries& entries, Turns tur
     if (traced) onMac.mac.trace.keepAll();
     for (const Time entry : entries) onMac.enterAt(entry);
     EXPECT_EQ(onMac.mac.scheduler.runUntilQuiet(), Scheduler::Outcome::quiet);
-    EXPECT_THAT(onMac.mac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.mac.journal.misuses(), IsEmpty());
 
     Course course;
     course.result = resultOn(onMac.mac);
     course.held = onMac.mac.ledger.heldByCall();
-    const auto log = onMac.mac.systemLog();
+    const auto log = onMac.mac.journal.systemLog();
     course.logged.insert(log.begin(), log.end());
     course.printed = linesOf(onMac.printed());
-    for (const auto& entry : onMac.mac.timeline()) {
+    for (const auto& entry : onMac.mac.journal.timeline()) {
         if (entry.source == "pane") course.paneChanges.push_back(entry.what);
     }
     for (const auto& call : onMac.mac.trace.calls()) course.moments.insert(call.time);

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "simulated_mac/src/MacFile.h"
+#include "simulated_mac/file/MacFile.h"
 #include "tests/support/PaneOnMac.h"
 #include "tests/support/RequiredWaits.h"
 

@@ -1,9 +1,9 @@
-#include "WhiteList.h"
+#include "plugin/WhiteList.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Utilities/RunCommand.h"
+#include "plugin/Utilities/RunCommand.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace white_list_test {

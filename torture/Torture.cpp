@@ -9,10 +9,10 @@
 #include <set>
 #include <utility>
 
-#include "displaycheck/CapturedOutput.h"
-#include "displaycheck/ChildProcess.h"
-#include "displaycheck/PaneHost.h"
-#include "simulated_mac/src/Mac.h"
+#include "displaycheck/host/CapturedOutput.h"
+#include "displaycheck/host/ChildProcess.h"
+#include "displaycheck/host/PaneHost.h"
+#include "simulated_mac/machine/Mac.h"
 
 namespace torture {
 
@@ -106,7 +106,7 @@ std::vector<std::string> strayReferences(const Mac& mac, std::int64_t entries) {
 }
 
 std::vector<std::string> problemsOf(const Mac& mac, Scheduler::Outcome outcome) {
-    std::vector<std::string> problems = mac.misuses();
+    std::vector<std::string> problems = mac.journal.misuses();
     if (outcome == Scheduler::Outcome::stuck) problems.emplace_back("got stuck");
     if (outcome == Scheduler::Outcome::outOfTime) problems.emplace_back("does not end");
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "simulated_mac/src/MacDescription.h"
+#include "simulated_mac/description/MacDescription.h"
 
 /// Anomaly runs of the pane: the same Mac again and again, with another platform call made to fail
 /// each time.

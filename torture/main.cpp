@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "simulated_mac/src/MacFile.h"
+#include "simulated_mac/file/MacFile.h"
 #include "torture/Torture.h"
 
 // Runs the pane on each Mac as often as it makes platform calls, another one failing each time, and

@@ -9,10 +9,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "displaycheck/CapturedOutput.h"
-#include "displaycheck/ChildProcess.h"
-#include "displaycheck/PaneHost.h"
-#include "simulated_mac/src/MacFile.h"
+#include "displaycheck/host/CapturedOutput.h"
+#include "displaycheck/host/ChildProcess.h"
+#include "displaycheck/host/PaneHost.h"
+#include "simulated_mac/file/MacFile.h"
 
 // A whole run of the pane, each in a process of its own: what the plug-in makes once lives as long
 // as its process. The time is that of the processor, in the run and in the system's tools that it

@@ -3,10 +3,10 @@
 #include <string>
 #include <utility>
 
-#include "displaycheck/CapturedOutput.h"
-#include "displaycheck/DisplayText.h"
-#include "displaycheck/PaneHost.h"
-#include "displaycheck/Report.h"
+#include "displaycheck/facts/Report.h"
+#include "displaycheck/host/CapturedOutput.h"
+#include "displaycheck/host/PaneHost.h"
+#include "displaycheck/report/DisplayText.h"
 
 namespace displaycheck {
 

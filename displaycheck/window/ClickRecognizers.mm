@@ -4,7 +4,7 @@
 #include <vector>
 
 #import "displaycheck/window/AppKitAdditions.h"
-#include "simulated_mac/src/Running.h"
+#include "simulated_mac/platform/Running.h"
 
 namespace {
 

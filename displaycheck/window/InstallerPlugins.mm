@@ -1,7 +1,8 @@
 #import <InstallerPlugins/InstallerPlugins.h>
 
 #import "displaycheck/window/InstallerWindow.h"
-#include "simulated_mac/src/Mac.h"
+#include "simulated_mac/machine/Mac.h"
+#include "simulated_mac/platform/PlatformCall.h"
 
 // The framework's classes, as the window needs them.
 
@@ -82,8 +83,8 @@
     const simulated_mac::PlatformCall call("InstallerPane.setNextEnabled",
                                            [&] { return enabled ? "YES" : "NO"; });
     nextEnabled = enabled;
-    simulated_mac::Mac::current()->note("pane",
-                                        enabled ? "Continue is enabled" : "Continue is disabled");
+    simulated_mac::Mac::current()->journal.note(
+        "pane", enabled ? "Continue is enabled" : "Continue is disabled");
     [[InstallerWindow shared] paneChangedItsButtons];
 }
 

@@ -2,8 +2,9 @@
 
 #import "displaycheck/window/ClickRecognizers.h"
 #import "displaycheck/window/InstallerView.h"
-#include "simulated_mac/src/Installation.h"
-#include "simulated_mac/src/Mac.h"
+#include "simulated_mac/machine/Installation.h"
+#include "simulated_mac/machine/Mac.h"
+#include "simulated_mac/platform/Running.h"
 
 using simulated_mac::Mac;
 using simulated_mac::runPlugin;
@@ -97,9 +98,9 @@ NSString* text(NSString* key) {
              title:enters ? [pane title] : [steps objectAtIndex:step]
            content:enters ? [pane contentView] : nil];
     [face showNote:@""];
-    Mac::current()->note("user", enters   ? "enters the pane"
-                                 : leaves ? "leaves the pane"
-                                          : "goes on");
+    Mac::current()->journal.note("user", enters   ? "enters the pane"
+                                         : leaves ? "leaves the pane"
+                                                  : "goes on");
     if (leaves) [pane didExitPane:direction];
     if (enters) runPlugin("didEnterPane:", [&] { [pane didEnterPane:direction]; });
     [self paneChangedItsButtons];
@@ -120,7 +121,7 @@ NSString* text(NSString* key) {
 }
 
 - (void)click:(NSView*)view {
-    Mac::current()->note(
+    Mac::current()->journal.note(
         "user", view != nil ? "clicks the warning"
                             : "clicks where the warning would be; nothing takes the click");
     if (view != nil) sendClickTo(view);

@@ -9,7 +9,9 @@
 #include <chrono>
 
 #import "displaycheck/window/InstallerWindow.h"
-#include "simulated_mac/src/Mac.h"
+#include "simulated_mac/machine/Mac.h"
+#include "simulated_mac/platform/PlatformCall.h"
+#include "simulated_mac/platform/Running.h"
 
 using simulated_mac::Code;
 using simulated_mac::FallibleCall;
@@ -170,7 +172,7 @@ BOOL openURL(id, SEL, NSURL* address) {
     const PlatformCall call("NSWorkspace.openURL", [&] { return std::string(text); });
     Mac* mac = Mac::current();
     mac->window.openedAddresses.emplace_back(text);
-    mac->note("pane", std::string("opens ") + text);
+    mac->journal.note("pane", std::string("opens ") + text);
     [[InstallerWindow shared] showNote:[NSString stringWithFormat:@"Opened %s", text]];
     openOnDesktop(text);
     return YES;
@@ -190,8 +192,8 @@ void log(NSString* line) {
     NSString* text =
         message.location != NSNotFound ? [line substringFromIndex:NSMaxRange(message)] : line;
     text = [text stringByTrimmingCharactersInSet:[NSCharacterSet newlineCharacterSet]];
-    mac->log([text UTF8String]);
-    mac->note("log", [text UTF8String]);
+    mac->journal.log([text UTF8String]);
+    mac->journal.note("log", [text UTF8String]);
 }
 
 }  // namespace

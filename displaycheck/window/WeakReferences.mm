@@ -5,7 +5,7 @@
 #include <set>
 
 #import "displaycheck/window/AppKitAdditions.h"
-#include "simulated_mac/src/Mac.h"
+#include "simulated_mac/machine/Mac.h"
 
 // Weak references to text fields: the runtime that GNUstep uses here has none. All on the main
 // thread.
@@ -27,7 +27,7 @@ void deallocate(id self, SEL selector) {
     if (known != locations().end()) {
         for (id* location : known->second) *location = nil;
         locations().erase(known);
-        simulated_mac::Mac::current()->note("mac", "a label of the pane is gone");
+        simulated_mac::Mac::current()->journal.note("mac", "a label of the pane is gone");
     }
     realDeallocation(self, selector);
 }

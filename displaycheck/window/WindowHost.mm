@@ -12,13 +12,13 @@
 #include <utility>
 #include <vector>
 
-#include "displaycheck/ExitStatus.h"
+#include "displaycheck/commands/ExitStatus.h"
 #import "displaycheck/window/ClickRecognizers.h"
 #import "displaycheck/window/InstallerWindow.h"
 #import "displaycheck/window/SimulatedAppKit.h"
-#include "simulated_mac/src/Installation.h"
-#include "simulated_mac/src/Mac.h"
-#include "simulated_mac/src/MacFile.h"
+#include "simulated_mac/file/MacFile.h"
+#include "simulated_mac/machine/Installation.h"
+#include "simulated_mac/machine/Mac.h"
 
 using namespace displaycheck;
 using simulated_mac::Mac;
@@ -104,7 +104,7 @@ void setUpGNUstep(const Arguments& arguments) {
         if (action == User::clicksWarning) [[InstallerWindow shared] clickWarning];
     });
     mac->onViewReleased([] { [[InstallerWindow shared] releasePaneView]; });
-    mac->onNote([](const simulated_mac::TimelineEntry& entry) {
+    mac->journal.onNote([](const simulated_mac::TimelineEntry& entry) {
         printf("%10.3f s  %-4s  %s\n", std::chrono::duration<double>(entry.time).count(),
                entry.source.c_str(), entry.what.c_str());
         fflush(stdout);

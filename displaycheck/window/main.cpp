@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "displaycheck/ExitStatus.h"
+#include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/window/WindowHost.h"
 
 // The program behind `displaycheck window`, which starts it. This part is C++ alone: the runtime

@@ -2,7 +2,7 @@
 
 #import <Foundation/Foundation.h>
 
-#include "Cocoa/SystemLog.h"
+#include "plugin/Cocoa/SystemLog.h"
 
 namespace Cocoa {
 

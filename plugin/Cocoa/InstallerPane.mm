@@ -1,8 +1,8 @@
-#include "Cocoa/InstallerPane.h"
+#include "plugin/Cocoa/InstallerPane.h"
 
-#import "Cocoa/InstallerPlugins.h"
+#import "plugin/Cocoa/InstallerPlugins.h"
 
-#include "Cocoa/InCocoa.h"
+#include "plugin/Cocoa/InCocoa.h"
 
 namespace Cocoa {
 

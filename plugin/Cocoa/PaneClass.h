@@ -2,9 +2,9 @@
 
 #import <Cocoa/Cocoa.h>
 
-#import "Cocoa/InstallerPlugins.h"
-#include "MyInstallerPane.h"
-#include "Platform/Exported.h"
+#import "plugin/Cocoa/InstallerPlugins.h"
+#include "plugin/MyInstallerPane.h"
+#include "plugin/Platform/Exported.h"
 
 /// The class that the installer loads by name. It hands every call over to the C++ pane of the same
 /// name.

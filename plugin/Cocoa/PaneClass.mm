@@ -1,10 +1,10 @@
-#import "Cocoa/PaneClass.h"
+#import "plugin/Cocoa/PaneClass.h"
 
 #import <objc/runtime.h>
 
 #include <new>
 
-#include "Cocoa/NSStringText.h"
+#include "plugin/Cocoa/NSStringText.h"
 
 @implementation MyInstallerPane
 

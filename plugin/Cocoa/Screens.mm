@@ -1,8 +1,8 @@
-#include "Cocoa/Screens.h"
+#include "plugin/Cocoa/Screens.h"
 
 #import <Cocoa/Cocoa.h>
 
-#include "Cocoa/InCocoa.h"
+#include "plugin/Cocoa/InCocoa.h"
 
 namespace Cocoa {
 

@@ -1,8 +1,8 @@
-#include "Cocoa/StringTable.h"
+#include "plugin/Cocoa/StringTable.h"
 
-#include "Cocoa/InCocoa.h"
-#include "Cocoa/NSStringText.h"
-#import "Cocoa/PaneClass.h"
+#include "plugin/Cocoa/InCocoa.h"
+#include "plugin/Cocoa/NSStringText.h"
+#import "plugin/Cocoa/PaneClass.h"
 
 namespace Cocoa {
 

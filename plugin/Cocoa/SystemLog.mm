@@ -1,7 +1,7 @@
-#include "Cocoa/SystemLog.h"
+#include "plugin/Cocoa/SystemLog.h"
 
-#include "Cocoa/InCocoa.h"
-#include "Cocoa/NSStringText.h"
+#include "plugin/Cocoa/InCocoa.h"
+#include "plugin/Cocoa/NSStringText.h"
 
 namespace Cocoa {
 

@@ -1,8 +1,8 @@
-#include "Cocoa/ThreadSleep.h"
+#include "plugin/Cocoa/ThreadSleep.h"
 
 #import <Foundation/Foundation.h>
 
-#include "Cocoa/InCocoa.h"
+#include "plugin/Cocoa/InCocoa.h"
 
 namespace Cocoa {
 

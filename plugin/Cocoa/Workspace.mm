@@ -1,9 +1,9 @@
-#include "Cocoa/Workspace.h"
+#include "plugin/Cocoa/Workspace.h"
 
 #import <Cocoa/Cocoa.h>
 
-#include "Cocoa/InCocoa.h"
-#include "Cocoa/NSStringText.h"
+#include "plugin/Cocoa/InCocoa.h"
+#include "plugin/Cocoa/NSStringText.h"
 
 namespace Cocoa {
 

@@ -1,4 +1,4 @@
-#include "DDCCI/Arm64Utility.h"
+#include "plugin/DDCCI/Arm64Utility.h"
 
 #include <IOKit/IOKitLib.h>
 
@@ -7,12 +7,12 @@
 #include <map>
 #include <set>
 
-#include "Cocoa/SystemLog.h"
-#include "Platform/CFRef.h"
-#include "Platform/CoreDisplay.h"
-#include "Platform/IOObject.h"
-#include "Platform/Properties.h"
-#include "Platform/Text.h"
+#include "plugin/Cocoa/SystemLog.h"
+#include "plugin/Platform/CFRef.h"
+#include "plugin/Platform/CoreDisplay.h"
+#include "plugin/Platform/IOObject.h"
+#include "plugin/Platform/Properties.h"
+#include "plugin/Platform/Text.h"
 
 Guarded<std::shared_ptr<Arm64Utility>>& arm64Util = *new Guarded<std::shared_ptr<Arm64Utility>>;
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Exported.h"
-#include "Platform/Guarded.h"
-#include "Platform/IOAVService.h"
+#include "plugin/Platform/Exported.h"
+#include "plugin/Platform/Guarded.h"
+#include "plugin/Platform/IOAVService.h"
 
 /// One display service that the I/O registry offers: the identity that a framebuffer publishes and
 /// the AV service proxy that follows it in the walk.

@@ -1,4 +1,4 @@
-#include "DDCCI/DDC.h"
+#include "plugin/DDCCI/DDC.h"
 
 #include <IOKit/graphics/IOGraphicsLib.h>
 
@@ -11,11 +11,11 @@
 #include <new>
 #include <span>
 
-#include "Cocoa/ThreadSleep.h"
-#include "DDCCI/VCPPackets.h"
-#include "Platform/CFRef.h"
-#include "Platform/IOObject.h"
-#include "Platform/Properties.h"
+#include "plugin/Cocoa/ThreadSleep.h"
+#include "plugin/DDCCI/VCPPackets.h"
+#include "plugin/Platform/CFRef.h"
+#include "plugin/Platform/IOObject.h"
+#include "plugin/Platform/Properties.h"
 
 using namespace std::chrono_literals;
 

@@ -11,7 +11,7 @@ extern "C" {
 #include <IOKit/i2c/IOI2CInterface.h>
 }
 
-#include "Platform/Exported.h"
+#include "plugin/Platform/Exported.h"
 
 // DDC/CI over a framebuffer's I2C buses, as Intel Macs have them. Prints to standard output: "D: "
 // for debug lines, "E: " for errors.

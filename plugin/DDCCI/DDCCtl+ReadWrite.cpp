@@ -3,12 +3,12 @@
 #include <atomic>
 #include <chrono>
 
-#include "Cocoa/ThreadSleep.h"
-#include "DDCCI/DDC.h"
-#include "DDCCI/DDCCtl.h"
-#include "M1DDCCI/M1DDCCI.h"
-#include "Platform/CFRef.h"
-#include "WhiteList.h"
+#include "plugin/Cocoa/ThreadSleep.h"
+#include "plugin/DDCCI/DDC.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/M1DDCCI/M1DDCCI.h"
+#include "plugin/Platform/CFRef.h"
+#include "plugin/WhiteList.h"
 
 using namespace std::chrono_literals;
 

@@ -1,4 +1,4 @@
-#include "DDCCI/DDCCtl.h"
+#include "plugin/DDCCI/DDCCtl.h"
 
 DDCCtl* DDC = nullptr;
 

@@ -8,9 +8,9 @@
 #include <optional>
 #include <string>
 
-#include "Display/displayInfo.h"
-#include "Platform/Dispatch.h"
-#include "Platform/Exported.h"
+#include "plugin/Display/displayInfo.h"
+#include "plugin/Platform/Dispatch.h"
+#include "plugin/Platform/Exported.h"
 
 /// Reads VCP values (VESA MCCS) from monitors, whichever transport the Mac has.
 class DDCCtl {

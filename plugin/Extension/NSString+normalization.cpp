@@ -1,6 +1,6 @@
-#include "Extension/NSString+normalization.h"
+#include "plugin/Extension/NSString+normalization.h"
 
-#include "Platform/Text.h"
+#include "plugin/Platform/Text.h"
 
 std::string regularMonitorName(const std::string& displayName) {
     const std::string withoutBrand = replaceAll(uppercaseText(displayName), "VORN", "");

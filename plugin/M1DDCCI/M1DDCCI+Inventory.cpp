@@ -1,10 +1,10 @@
 #include <IOKit/IOKitLib.h>
 
-#include "Cocoa/SystemLog.h"
-#include "M1DDCCI/M1DDCCI.h"
-#include "Platform/IOObject.h"
-#include "Platform/Properties.h"
-#include "Platform/Text.h"
+#include "plugin/Cocoa/SystemLog.h"
+#include "plugin/M1DDCCI/M1DDCCI.h"
+#include "plugin/Platform/IOObject.h"
+#include "plugin/Platform/Properties.h"
+#include "plugin/Platform/Text.h"
 
 // The inventory of an Apple-silicon Mac's display framebuffers, for diagnostics.
 

@@ -1,4 +1,4 @@
-#include "M1DDCCI/M1DDCCI.h"
+#include "plugin/M1DDCCI/M1DDCCI.h"
 
 #include <mach/mach_error.h>
 
@@ -6,11 +6,11 @@
 #include <chrono>
 #include <span>
 
-#include "Cocoa/SystemLog.h"
-#include "Cocoa/ThreadSleep.h"
-#include "DDCCI/DDCCtl.h"
-#include "DDCCI/VCPPackets.h"
-#include "Platform/Text.h"
+#include "plugin/Cocoa/SystemLog.h"
+#include "plugin/Cocoa/ThreadSleep.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/DDCCI/VCPPackets.h"
+#include "plugin/Platform/Text.h"
 
 using namespace std::chrono_literals;
 

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "Platform/CFRef.h"
-#include "Platform/Exported.h"
-#include "Platform/IOAVService.h"
+#include "plugin/Platform/CFRef.h"
+#include "plugin/Platform/Exported.h"
+#include "plugin/Platform/IOAVService.h"
 
 /// The inventory of display framebuffers, for diagnostics: dictionaries by the display's
 /// alphanumeric serial number. Made by initM1AVServiceDic; NULL before.

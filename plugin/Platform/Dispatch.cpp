@@ -1,11 +1,11 @@
-#include "Platform/Dispatch.h"
+#include "plugin/Platform/Dispatch.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <memory>
 #include <utility>
 
-#include "Platform/Attempt.h"
+#include "plugin/Platform/Attempt.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "Platform/Properties.h"
+#include "plugin/Platform/Properties.h"
 
-#include "Platform/Text.h"
+#include "plugin/Platform/Text.h"
 
 namespace {
 

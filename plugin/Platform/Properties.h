@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "Platform/CFRef.h"
+#include "plugin/Platform/CFRef.h"
 
 // Readers of property values. A value of another type than the one asked for counts as absent:
 // drivers and monitors decide what stands in the registry.

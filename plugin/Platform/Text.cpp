@@ -1,4 +1,4 @@
-#include "Platform/Text.h"
+#include "plugin/Platform/Text.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/CFRef.h"
+#include "plugin/Platform/CFRef.h"
 
 // The plug-in keeps text as UTF-8 and leaves to the platform what depends on Unicode: case, UTF-16
 // units, white space.

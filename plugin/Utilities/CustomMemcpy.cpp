@@ -1,12 +1,12 @@
-#include "Utilities/CustomMemcpy.h"
+#include "plugin/Utilities/CustomMemcpy.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstring>
 #include <limits>
 
-#include "Cocoa/SystemLog.h"
-#include "Platform/Text.h"
+#include "plugin/Cocoa/SystemLog.h"
+#include "plugin/Platform/Text.h"
 
 void customMemcpy(std::uint8_t* destination, const std::uint8_t* source, std::uint64_t length) {
     if (length == 0) {

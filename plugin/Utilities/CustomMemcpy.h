@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "Platform/Exported.h"
+#include "plugin/Platform/Exported.h"
 
 /// Copies `length` bytes through a temporary buffer, so that the areas may overlap. A length of 0,
 /// a null pointer and a buffer that can't be had are refused: the system log says so and nothing

@@ -1,4 +1,4 @@
-#include "Utilities/EDIDUtils.h"
+#include "plugin/Utilities/EDIDUtils.h"
 
 #include <algorithm>
 #include <array>
@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "DDCCI/DDCCtl.h"
-#include "Platform/Text.h"
-#include "Utilities/CustomMemcpy.h"
-#include "Utilities/StringUtil.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Platform/Text.h"
+#include "plugin/Utilities/CustomMemcpy.h"
+#include "plugin/Utilities/StringUtil.h"
 
 EDIDUtils* edidUtils = nullptr;
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "Display/EDIDInfo.h"
-#include "Platform/Exported.h"
+#include "plugin/Display/EDIDInfo.h"
+#include "plugin/Platform/Exported.h"
 
 /// Decodes EDIDs (VESA E-EDID 1.4, base block). Uses the process-wide `strUtil` and `DDC`.
 class EDIDUtils {

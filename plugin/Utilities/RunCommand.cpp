@@ -1,4 +1,4 @@
-#include "Utilities/RunCommand.h"
+#include "plugin/Utilities/RunCommand.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -10,7 +10,7 @@
 #include <system_error>
 #include <thread>
 
-#include "Platform/Text.h"
+#include "plugin/Platform/Text.h"
 
 RunCommand* runCmd = nullptr;
 

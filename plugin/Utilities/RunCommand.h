@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Exported.h"
+#include "plugin/Platform/Exported.h"
 
 /// Runs the system's tools.
 class RunCommand {

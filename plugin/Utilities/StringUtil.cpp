@@ -1,8 +1,8 @@
-#include "Utilities/StringUtil.h"
+#include "plugin/Utilities/StringUtil.h"
 
 #include <cstdlib>
 
-#include "Platform/Text.h"
+#include "plugin/Platform/Text.h"
 
 StringUtil* strUtil = nullptr;
 

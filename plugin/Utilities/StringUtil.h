@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Exported.h"
-#include "Utilities/RunCommand.h"
+#include "plugin/Platform/Exported.h"
+#include "plugin/Utilities/RunCommand.h"
 
 /// Fetches EDIDs as hexadecimal text and formats the identities that stand in them.
 ///

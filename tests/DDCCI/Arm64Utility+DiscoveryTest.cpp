@@ -5,8 +5,8 @@
 #include <ostream>
 #include <tuple>
 
-#include "DDCCI/Arm64Utility.h"
-#include "simulated_mac/src/HardwareTree.h"
+#include "plugin/DDCCI/Arm64Utility.h"
+#include "simulated_mac/hardware/HardwareTree.h"
 #include "tests/support/AppleMac.h"
 
 namespace arm64_utility_discovery_test {
@@ -72,8 +72,8 @@ const std::vector<std::string> otherLocations = {"external",   "EXTERNAL", "Exte
 class DisplayServiceWalk : public ::testing::Test {
   protected:
     void TearDown() override {
-        EXPECT_THAT(mac->misuses(), IsEmpty());
-        EXPECT_THAT(mac->systemLog(), IsEmpty());
+        EXPECT_THAT(mac->journal.misuses(), IsEmpty());
+        EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
     }
 
     void walk(MacDescription description) {
@@ -340,7 +340,7 @@ TEST(DisplayServiceWalkWithFaults, HoldsNothingButAVServicesWhicheverCallFails) 
 
 class NextEntryOfInterest : public ::testing::Test {
   protected:
-    void TearDown() override { EXPECT_THAT(mac.misuses(), IsEmpty()); }
+    void TearDown() override { EXPECT_THAT(mac.journal.misuses(), IsEmpty()); }
 
     /// Has the registry hold entries with these names, and an iterator over them.
     void registryHas(const std::vector<std::string>& names) {
@@ -451,7 +451,7 @@ IOregService readFramebuffer(Mac& mac) {
     auto record = Arm64Utility().getIORegServiceMonitorProperties(service);
     IOObjectRelease(service);
     EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
-    EXPECT_THAT(mac.misuses(), IsEmpty());
+    EXPECT_THAT(mac.journal.misuses(), IsEmpty());
     return record;
 }
 
@@ -672,7 +672,7 @@ class AVServiceProxy : public ::testing::Test {
   protected:
     void TearDown() override {
         EXPECT_EQ(test::referencesBesidesAVServices(*mac), 0);
-        EXPECT_THAT(mac->misuses(), IsEmpty());
+        EXPECT_THAT(mac->journal.misuses(), IsEmpty());
     }
 
     /// Has the candidate updated by a proxy of the monitor that is like this.

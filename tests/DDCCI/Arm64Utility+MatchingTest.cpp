@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "DDCCI/Arm64Utility.h"
+#include "plugin/DDCCI/Arm64Utility.h"
 #include "tests/support/AppleMac.h"
 
 namespace arm64_utility_matching_test {
@@ -82,8 +82,8 @@ class MatchScore : public ::testing::Test {
     void SetUp() override { displayKnows({}); }
     void TearDown() override {
         EXPECT_THAT(mac->ledger.heldByCall(), IsEmpty());
-        EXPECT_THAT(mac->misuses(), IsEmpty());
-        EXPECT_THAT(mac->systemLog(), IsEmpty());
+        EXPECT_THAT(mac->journal.misuses(), IsEmpty());
+        EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
     }
 
     /// Has the information dictionary of the monitor hold these entries in place of its own.
@@ -543,7 +543,7 @@ class DiscouragedModel : public ::testing::Test {
   protected:
     void TearDown() override {
         EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
-        EXPECT_THAT(mac.misuses(), IsEmpty());
+        EXPECT_THAT(mac.journal.misuses(), IsEmpty());
     }
 
     bool is(OptionalText manufacturer, OptionalText product) const {
@@ -697,8 +697,8 @@ class Pairings : public ::testing::Test {
 
     void TearDown() override {
         EXPECT_EQ(test::referencesBesidesAVServices(*mac), 0);
-        EXPECT_THAT(mac->misuses(), IsEmpty());
-        EXPECT_THAT(mac->systemLog(), IsEmpty());
+        EXPECT_THAT(mac->journal.misuses(), IsEmpty());
+        EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
     }
 
     void switchOn(MacDescription description) {
@@ -1037,7 +1037,7 @@ class EDIDOverAVService : public ::testing::Test {
   protected:
     void TearDown() override {
         EXPECT_THAT(mac->ledger.heldByCall(), onlyAVServices(service != nullptr ? 1 : 0));
-        EXPECT_THAT(mac->misuses(), IsEmpty());
+        EXPECT_THAT(mac->journal.misuses(), IsEmpty());
     }
 
     /// Has the monitor's service give this EDID, or fail with this result, and reads it.
@@ -1075,7 +1075,7 @@ TEST_F(EDIDOverAVService, IsTheMonitorsIn256Characters) {
     ASSERT_TRUE(edid.has_value());
     EXPECT_THAT(*edid, SizeIs(256));
     EXPECT_EQ(*edid, test::hexOf(mac->displays()[0]->screen.monitor.edid));
-    EXPECT_THAT(mac->systemLog(), IsEmpty());
+    EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
 }
 
 TEST_F(EDIDOverAVService, IsWrittenInUpperCase) {
@@ -1108,19 +1108,19 @@ TEST_F(EDIDOverAVService, IsFilledUpWithZerosWhenOneByteIsMissing) {
 TEST_F(EDIDOverAVService, IsTheEmptyTextWhenThereIsNone) {
     readBytes({});
     EXPECT_EQ(edid, "");
-    EXPECT_THAT(mac->systemLog(), ElementsAre("No EDID found"));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre("No EDID found"));
 }
 
 TEST_F(EDIDOverAVService, IsNothingWhenItCannotBeCopied) {
     readWithResult(kIOReturnError);
     EXPECT_EQ(edid, std::nullopt);
-    EXPECT_THAT(mac->systemLog(), ElementsAre("Cannot copy EDID"));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre("Cannot copy EDID"));
 }
 
 TEST_F(EDIDOverAVService, IsNothingWhateverTheErrorIs) {
     readWithResult(1);
     EXPECT_EQ(edid, std::nullopt);
-    EXPECT_THAT(mac->systemLog(), ElementsAre("Cannot copy EDID"));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre("Cannot copy EDID"));
 }
 
 TEST_F(EDIDOverAVService, IsNothingWithoutAService) {
@@ -1128,7 +1128,7 @@ TEST_F(EDIDOverAVService, IsNothingWithoutAService) {
     mac->trace.countUses();
     EXPECT_EQ(Arm64Utility().readEDID(nullptr), std::nullopt);
     EXPECT_EQ(usesOf(*mac, "IOAVServiceCopyEDID"), 0u);
-    EXPECT_THAT(mac->systemLog(), ElementsAre("Cannot copy EDID"));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre("Cannot copy EDID"));
 }
 
 TEST_F(EDIDOverAVService, IsReadAnewEachTime) {

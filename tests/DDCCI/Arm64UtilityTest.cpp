@@ -1,4 +1,4 @@
-#include "DDCCI/Arm64Utility.h"
+#include "plugin/DDCCI/Arm64Utility.h"
 
 #include <gtest/gtest.h>
 

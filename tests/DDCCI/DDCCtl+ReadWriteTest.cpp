@@ -5,10 +5,10 @@
 #include <chrono>
 #include <regex>
 
-#include "DDCCI/DDCCtl.h"
-#include "Platform/IOAVService.h"
-#include "displaycheck/CapturedOutput.h"
-#include "simulated_mac/src/CFObjects.h"
+#include "displaycheck/host/CapturedOutput.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Platform/IOAVService.h"
+#include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
 using namespace std::chrono_literals;
@@ -155,7 +155,7 @@ TEST_F(ReadOverFramebuffer, AlwaysPrintsItsPackets) {
                                    "Check DDCRead (send) 6E 51 82 01 F1 4D \n"
                                    "Check DDCRead (reply)6E 88 02 00 F1 00 FF FF 40 00 05 , "
                                    "chksum: 05\n"));
-    EXPECT_THAT(mac->systemLog(), IsEmpty());
+    EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
 }
 
 TEST_F(ReadOverFramebuffer, OfADisplayWithoutAFramebufferHasNoValue) {
@@ -262,7 +262,7 @@ TEST_F(ReadOverFramebuffer, ChoosingTheDelayReleasesThePathAndLeavesTheService) 
     const auto before = mac->ledger.heldByCall();
     changeDelay();
     EXPECT_EQ(mac->ledger.heldByCall(), before);
-    EXPECT_THAT(mac->misuses(), IsEmpty());
+    EXPECT_THAT(mac->journal.misuses(), IsEmpty());
 }
 
 TEST_F(ReadOverFramebuffer, KeepsTheLockAndOneIteratorATry) {
@@ -273,7 +273,7 @@ TEST_F(ReadOverFramebuffer, KeepsTheLockAndOneIteratorATry) {
     expected[{"dispatch_semaphore_t", "dispatch_semaphore_create"}] = 1;
     expected[{"io_iterator_t", "IOServiceGetMatchingServices"}] = 1;
     EXPECT_EQ(mac->ledger.heldByCall(), expected);
-    EXPECT_THAT(mac->misuses(), IsEmpty());
+    EXPECT_THAT(mac->journal.misuses(), IsEmpty());
 }
 
 TEST_F(ReadOverFramebuffer, WithoutARecordHasNoValue) {
@@ -303,14 +303,14 @@ TEST_F(ReadWithoutAVService, WithEveryChoiceGivenIsNotEvenTried) {
     EXPECT_EQ(status, -1);
     EXPECT_EQ(result, nothingRead);
     EXPECT_EQ(mac->scheduler.now(), Time(0));
-    EXPECT_THAT(mac->systemLog(), IsEmpty());
+    EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
 }
 
 TEST_F(ReadWithoutAVService, WithoutARecordIsNotEvenTried) {
     status = controller->Get(nullptr, confirmationCode, 50, true, &result);
     EXPECT_EQ(status, -1);
     EXPECT_EQ(result, nothingRead);
-    EXPECT_THAT(mac->systemLog(), IsEmpty());
+    EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
 }
 
 TEST_F(ReadWithoutAVService, HasNoValueAndLogsThatThereIsNoService) {
@@ -318,7 +318,7 @@ TEST_F(ReadWithoutAVService, HasNoValueAndLogsThatThereIsNoService) {
     EXPECT_EQ(status, -1);
     EXPECT_EQ(result, nothingRead);
     EXPECT_EQ(mac->scheduler.now(), Time(0));
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("M1DDCCI isForceRunDDCCI : NO Read VCP : \"0xF1\" Could not find a "
                             "suitable external display.\n"));
 }
@@ -334,7 +334,7 @@ TEST_F(ReadWithoutAVService, AServiceThatCannotBeWrittenToIsTriedOnce) {
     EXPECT_EQ(status, -1);
     EXPECT_EQ(result, nothingRead);
     EXPECT_EQ(mac->scheduler.now(), Time(60ms));
-    EXPECT_EQ(mac->systemLog().size(), 1u);
+    EXPECT_EQ(mac->journal.systemLog().size(), 1u);
 }
 
 /// Reads over the AV service of an Apple-silicon Mac's monitor.
@@ -344,7 +344,7 @@ class ReadOverAVService : public ReadOverFramebuffer {
     void TearDown() override {
         EXPECT_EQ(printed, "");
         EXPECT_EQ(DDCMinReplyDelay, usualDelay);
-        EXPECT_THAT(mac->misuses(), IsEmpty());
+        EXPECT_THAT(mac->journal.misuses(), IsEmpty());
     }
 
     void switchOnAppleMac(ScreenDescription screen,
@@ -487,7 +487,8 @@ TEST_F(ReadOverAVService, ACleanRequestThatFailsDoesNotEndTheAttempts) {
     EXPECT_EQ(result, 0x4000u);
     EXPECT_THAT(requestedCodes(), ElementsAre(0xF1, 0xF1, 0xF1, 0xF1));
     EXPECT_EQ(mac->scheduler.now(), Time(transfers + 60ms + 1s + transfers));
-    EXPECT_THAT(mac->systemLog(), Contains(StartsWith("M1DDCCI isForceRunDDCCI : NO, I2C")));
+    EXPECT_THAT(mac->journal.systemLog(),
+                Contains(StartsWith("M1DDCCI isForceRunDDCCI : NO, I2C")));
 }
 
 TEST_F(ReadOverAVService, ANameWithTheBrandIsNotTakenForTheSpecialChip) {

@@ -1,4 +1,4 @@
-#include "DDCCI/DDCCtl.h"
+#include "plugin/DDCCI/DDCCtl.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

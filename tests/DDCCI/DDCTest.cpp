@@ -1,4 +1,4 @@
-#include "DDCCI/DDC.h"
+#include "plugin/DDCCI/DDC.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,10 +8,10 @@
 #include <cstring>
 #include <set>
 
-#include "DDCCI/VCPPackets.h"
-#include "Platform/IOObject.h"
-#include "displaycheck/CapturedOutput.h"
-#include "simulated_mac/src/CFObjects.h"
+#include "displaycheck/host/CapturedOutput.h"
+#include "plugin/DDCCI/VCPPackets.h"
+#include "plugin/Platform/IOObject.h"
+#include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
 using namespace std::chrono_literals;
@@ -273,7 +273,7 @@ TEST_F(FramebufferLookup, NothingIsKeptWhenNothingIsFound) {
     const Mac onMac(test::macWith({monitor(), withSerialNumber(2)}));
     EXPECT_EQ(IOFramebufferPortFromCGDisplayID(0xDEAD), IO_OBJECT_NULL);
     EXPECT_THAT(onMac.ledger.heldByCall(), IsEmpty());
-    EXPECT_THAT(onMac.misuses(), IsEmpty());
+    EXPECT_THAT(onMac.journal.misuses(), IsEmpty());
 }
 
 // ---- Transaction types
@@ -448,7 +448,7 @@ TEST_F(TransactionTypes, EachQuestionKeepsItsIteratorAndNothingElse) {
     ask(false);
     EXPECT_EQ(mac.ledger.heldByCall(),
               (Held{{{"io_iterator_t", "IOServiceGetMatchingServices"}, 2}}));
-    EXPECT_THAT(mac.misuses(), IsEmpty());
+    EXPECT_THAT(mac.journal.misuses(), IsEmpty());
 }
 
 TEST_F(TransactionTypes, AQuestionWithoutAnAnswerKeepsItsIteratorToo) {
@@ -549,7 +549,7 @@ class Sending : public ::testing::Test {
 
     void expectNothingLeftBehind() const {
         EXPECT_EQ(mac->ledger.heldByCall(), lockTable);
-        EXPECT_THAT(mac->misuses(), IsEmpty());
+        EXPECT_THAT(mac->journal.misuses(), IsEmpty());
     }
 
     std::array<std::uint8_t, 5> bytes{0x51, 0x82, 0x01, 0xF1, 0x4D};
@@ -593,7 +593,7 @@ TEST_F(Sending, ClosesTheConnectionWhileItHasTheInterface) {
 TEST_F(Sending, PrintsAndLogsNothing) {
     switchOn(monitor());
     EXPECT_EQ(printedBy([&] { send(); }), "");
-    EXPECT_THAT(mac->systemLog(), IsEmpty());
+    EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
 }
 
 TEST_F(Sending, ToABuiltInDisplayAlwaysFails) {
@@ -1166,14 +1166,14 @@ TEST_F(Reading, ReplyTypesAreAskedForOnEveryTry) {
     switchOn(monitorThatAnswers({silence()}));
     read();
     EXPECT_EQ(mac->ledger.heldByCall(), afterRead(5));
-    EXPECT_THAT(mac->misuses(), IsEmpty());
+    EXPECT_THAT(mac->journal.misuses(), IsEmpty());
 }
 
 TEST_F(Reading, AGoodReadKeepsOneIteratorAndTheLock) {
     switchOn(monitor());
     EXPECT_TRUE(read());
     EXPECT_EQ(mac->ledger.heldByCall(), afterRead(1));
-    EXPECT_THAT(mac->misuses(), IsEmpty());
+    EXPECT_THAT(mac->journal.misuses(), IsEmpty());
 }
 
 TEST_F(Reading, WhenInterfacesCannotBeMatchedTheRequestGoesOutWithoutAReplyType) {

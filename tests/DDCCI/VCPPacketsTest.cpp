@@ -1,4 +1,4 @@
-#include "DDCCI/VCPPackets.h"
+#include "plugin/DDCCI/VCPPackets.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,10 +1,10 @@
-#include "Display/displayInfo.h"
+#include "plugin/Display/displayInfo.h"
 
 #include <gtest/gtest.h>
 
-#include "DDCCI/DDCCtl.h"
-#include "Display/EDIDInfo.h"
-#include "simulated_mac/src/CFObjects.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Display/EDIDInfo.h"
+#include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace display_info_test {

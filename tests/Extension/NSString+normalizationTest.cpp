@@ -1,4 +1,4 @@
-#include "Extension/NSString+normalization.h"
+#include "plugin/Extension/NSString+normalization.h"
 
 #include <gtest/gtest.h>
 

@@ -7,10 +7,10 @@
 #include <optional>
 #include <set>
 
-#include "M1DDCCI/M1DDCCI.h"
-#include "Platform/IOObject.h"
-#include "simulated_mac/src/CFDescription.h"
-#include "simulated_mac/src/CFObjects.h"
+#include "plugin/M1DDCCI/M1DDCCI.h"
+#include "plugin/Platform/IOObject.h"
+#include "simulated_mac/platform/CFDescription.h"
+#include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
 using namespace std::chrono_literals;
@@ -130,7 +130,7 @@ std::vector<std::string> serialNumbers() {
 class M1DDCCIInventory : public ::testing::Test {
   protected:
     ~M1DDCCIInventory() override { discard(); }
-    void TearDown() override { EXPECT_THAT(mac->misuses(), IsEmpty()); }
+    void TearDown() override { EXPECT_THAT(mac->journal.misuses(), IsEmpty()); }
 
     void switchOn(std::vector<ScreenDescription> screens,
                   std::vector<FaultDescription> faults = {}) {
@@ -242,7 +242,7 @@ TEST_F(M1DDCCIInventory, IsEmptyWithoutDisplays) {
     switchOn({});
     take();
     EXPECT_THAT(inventory(), IsEmpty());
-    EXPECT_THAT(mac->systemLog(), ElementsAre("{\n}"));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre("{\n}"));
 }
 
 TEST_F(M1DDCCIInventory, HasADisplayThatAppearedInTheMeantime) {
@@ -460,26 +460,27 @@ TEST_F(M1DDCCIInventory, HasNoEDIDUUIDOfADisplayWhereItStandsBelowTheFramebuffer
 TEST_F(M1DDCCIInventory, IsLoggedAsOneEntry) {
     switchOn({monitor()});
     take();
-    EXPECT_THAT(mac->systemLog(), ElementsAre(fmt::format("{{\n"
-                                                          "    7XYZ123 =     {{\n"
-                                                          "        downstream = DP;\n"
-                                                          "        edid = \"{}\";\n"
-                                                          "        manufacturerID = VRN;\n"
-                                                          "        productName = \"VORN K2790Z\";\n"
-                                                          "        serialNumber = 7XYZ123;\n"
-                                                          "        service = {};\n"
-                                                          "        upstream = DP;\n"
-                                                          "    }};\n"
-                                                          "}}",
-                                                          uuidOf(monitor()), handle())));
+    EXPECT_THAT(mac->journal.systemLog(),
+                ElementsAre(fmt::format("{{\n"
+                                        "    7XYZ123 =     {{\n"
+                                        "        downstream = DP;\n"
+                                        "        edid = \"{}\";\n"
+                                        "        manufacturerID = VRN;\n"
+                                        "        productName = \"VORN K2790Z\";\n"
+                                        "        serialNumber = 7XYZ123;\n"
+                                        "        service = {};\n"
+                                        "        upstream = DP;\n"
+                                        "    }};\n"
+                                        "}}",
+                                        uuidOf(monitor()), handle())));
 }
 
 TEST_F(M1DDCCIInventory, IsLoggedEachTimeItIsTaken) {
     switchOn({monitor()});
     take();
     take();
-    ASSERT_THAT(mac->systemLog(), SizeIs(2));
-    EXPECT_EQ(mac->systemLog()[0], mac->systemLog()[1]);
+    ASSERT_THAT(mac->journal.systemLog(), SizeIs(2));
+    EXPECT_EQ(mac->journal.systemLog()[0], mac->journal.systemLog()[1]);
 }
 
 // Taking it again, and what is held
@@ -537,7 +538,7 @@ TEST_F(M1DDCCIInventory, TakesOneMoreEntryIn) {
     const IOObject entry(mac->registry.handOut(framebuffer(), "IOIteratorNext"));
     M1DDCCI().setDisplayInfoWithService(entry.get());
     EXPECT_THAT(serialNumbers(), ElementsAre("7XYZ123", "NEW"));
-    EXPECT_THAT(mac->systemLog(), SizeIs(1)) << "only the whole inventory is logged";
+    EXPECT_THAT(mac->journal.systemLog(), SizeIs(1)) << "only the whole inventory is logged";
 }
 
 TEST_F(M1DDCCIInventory, TakesNoEntryInThatIsNone) {
@@ -617,7 +618,7 @@ TEST_F(M1DDCCIInventory, WhoseWalkCannotBeginIsEmptyAndNotLogged) {
         take();
         ASSERT_NE(matchedM1Device, nullptr) << call;
         EXPECT_THAT(inventory(), IsEmpty()) << call;
-        EXPECT_THAT(mac->systemLog(), IsEmpty()) << call;
+        EXPECT_THAT(mac->journal.systemLog(), IsEmpty()) << call;
     }
 }
 
@@ -627,7 +628,7 @@ TEST_F(M1DDCCIInventory, WhoseSecondWalkCannotBeginIsEmptyThen) {
     EXPECT_THAT(inventory(), SizeIs(1));
     take();
     EXPECT_THAT(inventory(), IsEmpty());
-    EXPECT_THAT(mac->systemLog(), SizeIs(1));
+    EXPECT_THAT(mac->journal.systemLog(), SizeIs(1));
     const HeldByCall own = {{{"CFDictionary", "CFDictionaryCreateMutable"}, 1}};
     EXPECT_EQ(mac->ledger.heldByCall(), own);
 }
@@ -640,7 +641,7 @@ TEST_F(M1DDCCIInventory, ThatCannotBeMadeIsNotThereAndReleasesTheOneBefore) {
     take();
     EXPECT_EQ(matchedM1Device, nullptr);
     EXPECT_THAT(mac->ledger.heldByCall(), IsEmpty());
-    EXPECT_THAT(mac->systemLog(), SizeIs(1));
+    EXPECT_THAT(mac->journal.systemLog(), SizeIs(1));
 }
 
 TEST_F(M1DDCCIInventory, WhoseHandleCannotBeWrittenHasTheOtherFields) {
@@ -661,7 +662,7 @@ TEST_F(M1DDCCIInventory, WhoseWalkEndsEarlyHasWhatCameBeforeAndIsLogged) {
                  {{"IOIteratorNext", step, false, {}}});
         take();
         seen.insert(serialNumbers());
-        EXPECT_THAT(mac->systemLog(), SizeIs(1)) << step;
+        EXPECT_THAT(mac->journal.systemLog(), SizeIs(1)) << step;
     }
     EXPECT_THAT(seen, ElementsAre(IsEmpty(), ElementsAre("FIRST"), ElementsAre("FIRST", "SECOND")));
 }
@@ -693,7 +694,7 @@ class M1DDCCIInventoryWithFaults : public M1DDCCIInventory {
                 switchOn(displays(), {{call, nth, andLater, {}}});
                 take();
                 EXPECT_GE(mac->trace.uses().at(call), nth);
-                EXPECT_THAT(mac->misuses(), IsEmpty());
+                EXPECT_THAT(mac->journal.misuses(), IsEmpty());
                 check(call);
             }
         }

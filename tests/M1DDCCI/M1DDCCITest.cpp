@@ -1,4 +1,4 @@
-#include "M1DDCCI/M1DDCCI.h"
+#include "plugin/M1DDCCI/M1DDCCI.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -11,7 +11,7 @@
 #include <map>
 #include <optional>
 
-#include "Platform/IOObject.h"
+#include "plugin/Platform/IOObject.h"
 #include "tests/support/PaneOnMac.h"
 
 using namespace std::chrono_literals;
@@ -111,7 +111,7 @@ std::vector<std::string> transfersOfAClean() {
 /// An Apple-silicon Mac with one monitor, and the AV service of it.
 class M1DDCCIOnMac : public ::testing::Test {
   protected:
-    void TearDown() override { EXPECT_THAT(mac->misuses(), IsEmpty()); }
+    void TearDown() override { EXPECT_THAT(mac->journal.misuses(), IsEmpty()); }
 
     void switchOn(ScreenDescription screen, std::vector<FaultDescription> faults = {}) {
         auto description = test::appleMacWith({std::move(screen)});
@@ -204,13 +204,13 @@ TEST_F(M1DDCCIRead, ReachesTheMonitorWithTheHostsAddressInFront) {
 TEST_F(M1DDCCIRead, LogsTheReplyAndThenItsValues) {
     switchOn(monitor());
     read();
-    EXPECT_THAT(mac->systemLog(), ElementsAre(goodReplyLine, goodValuesLine));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(goodReplyLine, goodValuesLine));
 }
 
 TEST_F(M1DDCCIRead, LogsSmallValuesWithTwoDigitsAndLargeOnesWithFour) {
     switchOn(monitorWith(0xFEDC, 0x0005));
     read();
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 Contains("M1DDCCI isForceRunDDCCI : NO Read VCP : \"0xF1\" Maximum : "
                          "0xFEDC(65244) , Current : 0x05(5)"));
 }
@@ -223,7 +223,7 @@ TEST_F(M1DDCCIRead, OfACodeBelow16LogsItWithTwoDigits) {
     read(0x02);
     EXPECT_EQ(result, 1u);
     EXPECT_THAT(requests(), Each(Bytes{0x51, 0x82, 0x01, 0x02, 0xBE}));
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("Get VCP: 0x02, Reply Data:  6E 88 02 00 02 00 00 02 00 01 B5 00",
                             "M1DDCCI isForceRunDDCCI : NO Read VCP : \"0x02\" Maximum : 0x02(2) "
                             ", Current : 0x01(1)"));
@@ -234,7 +234,7 @@ TEST_F(M1DDCCIRead, OfACodeThatTheMonitorLacksIsZero) {
     read(0x12);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(result, 0u);
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 Contains("Get VCP: 0x12, Reply Data:  6E 88 02 01 12 00 00 00 00 00 A7 00"));
 }
 
@@ -261,13 +261,13 @@ TEST_P(M1DDCCICode, CountsByItsLowEightBits) {
     EXPECT_EQ(status, 0);
     EXPECT_EQ(result, 50u);
     EXPECT_EQ(transfers(), transfersOfARead());
-    EXPECT_THAT(mac->systemLog(), ElementsAre(goodReplyLine, goodValuesLine));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(goodReplyLine, goodValuesLine));
 }
 
 TEST_P(M1DDCCICode, IsLoggedByItsLowEightBitsWhenTheReadFails) {
     switchOn(monitor(), {fault(readCall)});
     read(GetParam());
-    EXPECT_THAT(mac->systemLog(), ElementsAre(failedReadLine));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(failedReadLine));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, M1DDCCICode, Values(0x1F1u, 0x6EF1u, 0xFFFFFFF1u));
@@ -294,7 +294,7 @@ TEST_P(M1DDCCIReadMode, ChangesNothingOnTheBusOrInTheLog) {
     switchOn(monitor());
     read(confirmationCode, GetParam().mode);
     EXPECT_EQ(transfers(), transfersOfARead());
-    EXPECT_THAT(mac->systemLog(), ElementsAre(goodReplyLine, goodValuesLine));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(goodReplyLine, goodValuesLine));
 }
 
 TEST_P(M1DDCCIReadMode, LeavesTheOutLocationOfABadReply) {
@@ -353,7 +353,7 @@ TEST_F(M1DDCCIRead, OfASilentMonitorFailsAndLeavesTheOutLocation) {
     EXPECT_EQ(status, -1);
     EXPECT_EQ(result, untouched);
     EXPECT_EQ(mac->scheduler.now(), Time(180ms));
-    EXPECT_THAT(mac->systemLog(), ElementsAre(failedReadLine));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(failedReadLine));
 }
 
 TEST_F(M1DDCCIRead, AfterAFailedOneBringsTheValue) {
@@ -404,8 +404,9 @@ TEST_P(M1DDCCIBadReply, IsReadOnceAndNotAskedForAgain) {
 TEST_P(M1DDCCIBadReply, IsLoggedWithoutValues) {
     switchOn(monitorThatAnswers({GetParam().answer}));
     read();
-    EXPECT_THAT(mac->systemLog(), ElementsAre(AllOf(StartsWith("Get VCP: 0xF1, Reply Data:  "),
-                                                    Not(StartsWith(goodReplyLine)))));
+    EXPECT_THAT(mac->journal.systemLog(),
+                ElementsAre(AllOf(StartsWith("Get VCP: 0xF1, Reply Data:  "),
+                                  Not(StartsWith(goodReplyLine)))));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, M1DDCCIBadReply,
@@ -422,7 +423,7 @@ TEST_F(M1DDCCIRead, TakesAReplyOfAnotherLengthWhoseChecksumIsRight) {
     read();
     EXPECT_EQ(status, 0);
     EXPECT_EQ(result, 50u);
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("Get VCP: 0xF1, Reply Data:  6E 80 02 00 F1 00 00 64 00 32 1B 00",
                             goodValuesLine));
 }
@@ -430,7 +431,7 @@ TEST_F(M1DDCCIRead, TakesAReplyOfAnotherLengthWhoseChecksumIsRight) {
 TEST_F(M1DDCCIRead, LogsNoiseByteForByte) {
     switchOn(monitorThatAnswers({{Kind::bytes, noise}}));
     read();
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("Get VCP: 0xF1, Reply Data:  3B 91 C4 07 5E F0 1D A8 62 9F 44 E3"));
 }
 
@@ -441,7 +442,7 @@ TEST_F(M1DDCCIRead, TakesAReplyWhateverStandsInItsTwelfthByte) {
     read();
     EXPECT_EQ(status, 0);
     EXPECT_EQ(result, 50u);
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 Contains("Get VCP: 0xF1, Reply Data:  6E 88 02 00 F1 00 00 64 00 32 13 A5"));
 }
 
@@ -451,7 +452,7 @@ TEST_F(M1DDCCIRead, TakesTwelveBytesOfALongerReply) {
     switchOn(monitorThatAnswers({{Kind::bytes, bytes}}));
     read();
     EXPECT_EQ(status, 0);
-    EXPECT_THAT(mac->systemLog(), ElementsAre(goodReplyLine, goodValuesLine));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(goodReplyLine, goodValuesLine));
 }
 
 TEST_F(M1DDCCIRead, FillsAShortReplyUpWithZerosNotWithThatOfTheReadBefore) {
@@ -460,7 +461,7 @@ TEST_F(M1DDCCIRead, FillsAShortReplyUpWithZerosNotWithThatOfTheReadBefore) {
     ASSERT_EQ(status, 0);
     read();
     EXPECT_EQ(status, 7);
-    EXPECT_EQ(mac->systemLog().back(),
+    EXPECT_EQ(mac->journal.systemLog().back(),
               "Get VCP: 0xF1, Reply Data:  6E 88 00 00 00 00 00 00 00 00 00 00");
 }
 
@@ -495,7 +496,7 @@ TEST_F(M1DDCCIClean, CallsThePlatformForItsPausesAndWritesOnly) {
     clean();
     EXPECT_THAT(calls(), ElementsAre("NSThread.sleep", writeCall, "NSThread.sleep", writeCall,
                                      "NSThread.sleep", writeCall));
-    EXPECT_THAT(mac->systemLog(), IsEmpty());
+    EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
 }
 
 TEST_F(M1DDCCIClean, ReachesTheMonitorThreeTimesAndTakesNoReply) {
@@ -546,7 +547,7 @@ TEST_P(M1DDCCICleanFailure, OfAWriteEndsIt) {
     EXPECT_EQ(mac->scheduler.now(), Time(nth * 60ms));
     EXPECT_THAT(transfers(), SizeIs(nth));
     EXPECT_THAT(requests(), SizeIs(nth - 1));
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("M1DDCCI isForceRunDDCCI : NO, I2C communication failure: "
                             "(iokit/common) general error\n"));
 }
@@ -579,7 +580,7 @@ TEST_F(M1DDCCIWithoutService, AReadFailsAtOnceAndLeavesTheOutLocation) {
 
 TEST_F(M1DDCCIWithoutService, AReadOfACodeAbove255LogsItsLowEightBits) {
     read(0xABCD0A);
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("M1DDCCI isForceRunDDCCI : NO Read VCP : \"0x0A\" Could not find a "
                             "suitable external display.\n"));
 }
@@ -608,7 +609,7 @@ class M1DDCCIForceFlag : public M1DDCCIOnMac, public WithParamInterface<bool> {
 TEST_P(M1DDCCIForceFlag, IsInTheLineOfTheValues) {
     switchOn(monitor());
     readForced();
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre(goodReplyLine,
                             line("M1DDCCI isForceRunDDCCI : {} Read VCP : \"0xF1\" Maximum : "
                                  "0x64(100) , Current : 0x32(50)")));
@@ -618,7 +619,7 @@ TEST_P(M1DDCCIForceFlag, IsInTheLineOfAReadWithoutAService) {
     switchOn(monitor());
     service = {};
     readForced();
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre(line("M1DDCCI isForceRunDDCCI : {} Read VCP : \"0xF1\" Could not find "
                                  "a suitable external display.\n")));
 }
@@ -626,25 +627,25 @@ TEST_P(M1DDCCIForceFlag, IsInTheLineOfAReadWithoutAService) {
 TEST_P(M1DDCCIForceFlag, IsInTheLineOfAFirstWriteThatFails) {
     switchOn(monitor(), {fault(writeCall, 1)});
     readForced();
-    EXPECT_THAT(mac->systemLog(), ElementsAre(line(failureLine)));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(line(failureLine)));
 }
 
 TEST_P(M1DDCCIForceFlag, IsInTheLineOfASecondWriteThatFails) {
     switchOn(monitor(), {fault(writeCall, 2)});
     readForced();
-    EXPECT_THAT(mac->systemLog(), ElementsAre(line(failureLine)));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(line(failureLine)));
 }
 
 TEST_P(M1DDCCIForceFlag, IsInTheLineOfAReplyThatCannotBeRead) {
     switchOn(monitor(), {fault(readCall)});
     readForced();
-    EXPECT_THAT(mac->systemLog(), ElementsAre(line(failureLine)));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(line(failureLine)));
 }
 
 TEST_P(M1DDCCIForceFlag, IsNotInTheLineOfABadReply) {
     switchOn(monitorThatAnswers({{Kind::badChecksum, {}}}));
     readForced();
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("Get VCP: 0xF1, Reply Data:  6E 88 02 00 F1 00 00 64 00 32 EC 00"));
 }
 
@@ -652,7 +653,7 @@ TEST_P(M1DDCCIForceFlag, IsInTheLineOfACleanRequestWithoutAService) {
     switchOn(monitor());
     service = {};
     cleanForced();
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre(line("M1DDCCI cleanDDCCIWithAVService : {} Could not find a suitable "
                                  "external display.\n")));
 }
@@ -660,7 +661,7 @@ TEST_P(M1DDCCIForceFlag, IsInTheLineOfACleanRequestWithoutAService) {
 TEST_P(M1DDCCIForceFlag, IsInTheLineOfACleanRequestThatFails) {
     switchOn(monitor(), {fault(writeCall)});
     cleanForced();
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre(line("M1DDCCI isForceRunDDCCI : {}, I2C communication failure: "
                                  "(iokit/common) general error\n")));
 }
@@ -717,14 +718,14 @@ TEST_P(M1DDCCIErrorText, StandsInTheLineOfAFailedWrite) {
     switchOnFailing(writeCall);
     read();
     EXPECT_EQ(status, -1);
-    EXPECT_THAT(mac->systemLog(), ElementsAre(readLine()));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(readLine()));
 }
 
 TEST_P(M1DDCCIErrorText, StandsInTheLineOfAFailedRead) {
     switchOnFailing(readCall);
     read();
     EXPECT_EQ(status, -1);
-    EXPECT_THAT(mac->systemLog(), ElementsAre(readLine()));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(readLine()));
 }
 
 TEST_P(M1DDCCIErrorText, StandsInTheLineOfAFailedCleanRequest) {
@@ -732,7 +733,7 @@ TEST_P(M1DDCCIErrorText, StandsInTheLineOfAFailedCleanRequest) {
     clean();
     EXPECT_EQ(status, -1);
     EXPECT_THAT(
-        mac->systemLog(),
+        mac->journal.systemLog(),
         ElementsAre(fmt::format("M1DDCCI isForceRunDDCCI : NO, I2C communication failure: {}\n",
                                 GetParam().text)));
 }
@@ -852,24 +853,24 @@ class M1DDCCIReplyLog : public M1DDCCIOnMac {
 TEST_F(M1DDCCIReplyLog, ShowsTheCodeAndTwelveBytes) {
     const Reply reply = {0, 1, 2, 3, 4, 5, 0xA, 0x10, 0x7F, 0x80, 0xFE, 0xFF};
     M1DDCCI::printReplyBytes(reply.data(), 0x0B);
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("Get VCP: 0x0B, Reply Data:  00 01 02 03 04 05 0A 10 7F 80 FE FF"));
 }
 
 TEST_F(M1DDCCIReplyLog, IsWrittenOnceByACheckThatPasses) {
     EXPECT_TRUE(isGood(goodReply));
-    EXPECT_THAT(mac->systemLog(), ElementsAre(goodReplyLine));
+    EXPECT_THAT(mac->journal.systemLog(), ElementsAre(goodReplyLine));
 }
 
 TEST_F(M1DDCCIReplyLog, IsWrittenOnceByACheckThatFailsAtTheFirstByte) {
     EXPECT_FALSE(isGood(altered(0, 0)));
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("Get VCP: 0xF1, Reply Data:  00 88 02 00 F1 00 00 64 00 32 13 00"));
 }
 
 TEST_F(M1DDCCIReplyLog, ShowsTheCodeThatWasAskedForNotTheEcho) {
     EXPECT_FALSE(isGood(goodReply, 0x10));
-    EXPECT_THAT(mac->systemLog(),
+    EXPECT_THAT(mac->journal.systemLog(),
                 ElementsAre("Get VCP: 0x10, Reply Data:  6E 88 02 00 F1 00 00 64 00 32 13 00"));
 }
 

@@ -1,9 +1,9 @@
-#include "Platform/CFRef.h"
+#include "plugin/Platform/CFRef.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Platform/Text.h"
+#include "plugin/Platform/Text.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace cf_ref_test {
@@ -22,7 +22,7 @@ TEST(OwnedReference, TakesAnothersOverAndLetsBothGoInTheEnd) {
         EXPECT_FALSE(first);
     }
     EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
-    EXPECT_THAT(mac.misuses(), IsEmpty());
+    EXPECT_THAT(mac.journal.misuses(), IsEmpty());
 }
 
 }  // namespace cf_ref_test

@@ -1,4 +1,4 @@
-#include "Platform/Dispatch.h"
+#include "plugin/Platform/Dispatch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,8 @@
 #include <new>
 #include <system_error>
 
-#include "Cocoa/ThreadSleep.h"
+#include "plugin/Cocoa/ThreadSleep.h"
+#include "simulated_mac/platform/Running.h"
 #include "tests/support/PaneOnMac.h"
 
 using namespace std::chrono_literals;
@@ -76,7 +77,7 @@ TEST(QueueOfItsOwn, WhereNoneCanBeMadeTheWorkIsDoneAtOnce) {
     queue.async([&] { thread = mac.scheduler.threadName(); });
     EXPECT_EQ(thread, "main");
     EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
-    EXPECT_THAT(mac.misuses(), IsEmpty());
+    EXPECT_THAT(mac.journal.misuses(), IsEmpty());
 }
 
 TEST(QueueOfItsOwn, WhereNoneCouldBeMadeNoneIsLetGo) {
@@ -135,7 +136,7 @@ TEST_P(ExceptionOfWork, LeavesNoQueue) {
     queue.async(GetParam().work);
     queue.async([&next] { next = true; });
     EXPECT_EQ(mac.scheduler.runUntilQuiet(), Scheduler::Outcome::quiet);
-    EXPECT_EQ(mac.systemLog(), logged);
+    EXPECT_EQ(mac.journal.systemLog(), logged);
     EXPECT_TRUE(next);
 }
 
@@ -147,16 +148,16 @@ TEST_P(ExceptionOfWork, LeavesNotTheMainThreadEither) {
         goesOn = true;
     });
     EXPECT_EQ(mac.scheduler.runUntilQuiet(), Scheduler::Outcome::quiet);
-    EXPECT_EQ(mac.systemLog(), logged);
+    EXPECT_EQ(mac.journal.systemLog(), logged);
     EXPECT_TRUE(goesOn);
 }
 
 TEST_P(ExceptionOfWork, LeavesNotTheThreadThatDoesItAtOnce) {
     Mac mac(macWithoutQueues());
     SerialQueue("SerialQueue").async(GetParam().work);
-    EXPECT_EQ(mac.systemLog(), logged);
+    EXPECT_EQ(mac.journal.systemLog(), logged);
     runOnMainThread(GetParam().work);
-    EXPECT_EQ(mac.systemLog().size(), 2u);
+    EXPECT_EQ(mac.journal.systemLog().size(), 2u);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,4 +1,4 @@
-#include "Platform/IOObject.h"
+#include "plugin/Platform/IOObject.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ TEST(OwnedRegistryEntry, TakesAnothersOverAndLetsBothGoInTheEnd) {
         EXPECT_TRUE(none);
     }
     EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
-    EXPECT_THAT(mac.misuses(), IsEmpty());
+    EXPECT_THAT(mac.journal.misuses(), IsEmpty());
 }
 
 }  // namespace io_object_test

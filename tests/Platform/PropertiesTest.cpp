@@ -1,13 +1,13 @@
-#include "Platform/Properties.h"
+#include "plugin/Platform/Properties.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "Platform/IOObject.h"
-#include "Platform/Text.h"
-#include "simulated_mac/src/CFObjects.h"
+#include "plugin/Platform/IOObject.h"
+#include "plugin/Platform/Text.h"
+#include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace properties_test {

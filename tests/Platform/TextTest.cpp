@@ -1,4 +1,4 @@
-#include "Platform/Text.h"
+#include "plugin/Platform/Text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ class PlatformText : public ::testing::Test {
   protected:
     ~PlatformText() override {
         EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
-        EXPECT_THAT(mac.misuses(), IsEmpty());
+        EXPECT_THAT(mac.journal.misuses(), IsEmpty());
     }
 
     const test::Mac mac{test::macWith({})};

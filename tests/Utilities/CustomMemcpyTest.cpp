@@ -1,4 +1,4 @@
-#include "Utilities/CustomMemcpy.h"
+#include "plugin/Utilities/CustomMemcpy.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ class BoundedCopy : public ::testing::Test {
 TEST_F(BoundedCopy, CopiesAsManyBytesAsAsked) {
     customMemcpy(destination.data(), source.data(), 3);
     EXPECT_THAT(destination, ElementsAre(1, 2, 3, 9));
-    EXPECT_THAT(mac.systemLog(), IsEmpty());
+    EXPECT_THAT(mac.journal.systemLog(), IsEmpty());
 }
 
 TEST_F(BoundedCopy, CopiesASingleByte) {
@@ -58,24 +58,24 @@ TEST_F(BoundedCopy, OverlappingAreasAreCopiedCorrectly) {
 TEST_F(BoundedCopy, ALengthOfZeroIsLoggedAndCopiesNothing) {
     customMemcpy(destination.data(), source.data(), 0);
     EXPECT_EQ(destination, untouched);
-    EXPECT_THAT(mac.systemLog(),
+    EXPECT_THAT(mac.journal.systemLog(),
                 ElementsAre("Error: Invalid input length. Must be between 1 and 0."));
 }
 
 TEST_F(BoundedCopy, ANullSourceIsLoggedAndLeavesTheDestination) {
     customMemcpy(destination.data(), nullptr, 4);
     EXPECT_EQ(destination, untouched);
-    EXPECT_THAT(mac.systemLog(), ElementsAre(nullPointer));
+    EXPECT_THAT(mac.journal.systemLog(), ElementsAre(nullPointer));
 }
 
 TEST_F(BoundedCopy, ANullDestinationIsLogged) {
     customMemcpy(nullptr, source.data(), 4);
-    EXPECT_THAT(mac.systemLog(), ElementsAre(nullPointer));
+    EXPECT_THAT(mac.journal.systemLog(), ElementsAre(nullPointer));
 }
 
 TEST_F(BoundedCopy, ALengthOfZeroIsLoggedBeforeNullPointers) {
     customMemcpy(nullptr, nullptr, 0);
-    EXPECT_THAT(mac.systemLog(),
+    EXPECT_THAT(mac.journal.systemLog(),
                 ElementsAre("Error: Invalid input length. Must be between 1 and 0."));
 }
 
@@ -89,14 +89,14 @@ TEST_F(BoundedCopy, KeepsNoMemory) {
 TEST_F(BoundedCopy, ALengthBeyondAllMemoryIsLoggedAndCopiesNothing) {
     customMemcpy(destination.data(), source.data(), std::uint64_t{1} << 62);
     EXPECT_EQ(destination, untouched);
-    EXPECT_THAT(mac.systemLog(), ElementsAre(allocationFailed));
+    EXPECT_THAT(mac.journal.systemLog(), ElementsAre(allocationFailed));
 }
 
 TEST_F(BoundedCopy, ALengthBeyondTheAllocatorsRangeIsLoggedAndCopiesNothing) {
     customMemcpy(destination.data(), source.data(), std::numeric_limits<std::uint64_t>::max());
     customMemcpy(destination.data(), source.data(), std::uint64_t{1} << 63);
     EXPECT_EQ(destination, untouched);
-    EXPECT_THAT(mac.systemLog(), ElementsAre(allocationFailed, allocationFailed));
+    EXPECT_THAT(mac.journal.systemLog(), ElementsAre(allocationFailed, allocationFailed));
 }
 
 TEST_F(BoundedCopy, TheAllocatorIsAskedForNoLengthBeyondItsRange) {
@@ -126,12 +126,12 @@ class BoundedCopyWithoutMemory : public ::testing::Test {
 TEST_F(BoundedCopyWithoutMemory, IsLoggedAndCopiesNothing) {
     customMemcpy(destination.data(), source.data(), 4);
     EXPECT_THAT(destination, ElementsAre(9, 9, 9, 9));
-    EXPECT_THAT(mac.systemLog(), ElementsAre(allocationFailed));
+    EXPECT_THAT(mac.journal.systemLog(), ElementsAre(allocationFailed));
 }
 
 TEST_F(BoundedCopyWithoutMemory, IsLoggedBeforeNullPointers) {
     customMemcpy(nullptr, nullptr, 4);
-    EXPECT_THAT(mac.systemLog(), ElementsAre(allocationFailed));
+    EXPECT_THAT(mac.journal.systemLog(), ElementsAre(allocationFailed));
 }
 
 TEST_F(BoundedCopyWithoutMemory, DoesNotKeepTheNextCopyFromWorking) {

@@ -1,4 +1,4 @@
-#include "Utilities/EDIDUtils.h"
+#include "plugin/Utilities/EDIDUtils.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -69,7 +69,7 @@ TEST_F(EDIDDecoding, ReadsSerialNumberNameServiceTagAndIdentities) {
 
 TEST_F(EDIDDecoding, LogsNothingAndKeepsNoReference) {
     decode(makeEDID("VORN K2790Z", "7XYZ123"));
-    EXPECT_THAT(mac.systemLog(), IsEmpty());
+    EXPECT_THAT(mac.journal.systemLog(), IsEmpty());
     // The one queue is the DDC controller's own.
     const std::map<std::pair<std::string, std::string>, std::int64_t> controllers = {
         {{"dispatch_queue_t", "dispatch_queue_create"}, 1}};
@@ -305,7 +305,7 @@ TEST(EDIDDecodingWithoutMemory, LosesTheDescriptorsAndSaysSo) {
     EXPECT_EQ(info.serviceTag, std::nullopt);
     EXPECT_EQ(info.modelInfo, "KQX12.12345678.(null).(null)");
     EXPECT_EQ(info.plugNplayID, "KQX1234");
-    EXPECT_THAT(mac.systemLog(), ElementsAre("Error: Memory allocation failed."));
+    EXPECT_THAT(mac.journal.systemLog(), ElementsAre("Error: Memory allocation failed."));
 }
 
 }  // namespace edid_utils_test

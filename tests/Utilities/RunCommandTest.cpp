@@ -1,4 +1,4 @@
-#include "Utilities/RunCommand.h"
+#include "plugin/Utilities/RunCommand.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -137,7 +137,7 @@ TEST_F(ShellCommand, TheExitStatusIsNotLookedAt) {
 TEST_F(ShellCommand, WritesNothingToTheSystemLog) {
     run("exit 3");
     run("printf '\\377'");
-    EXPECT_THAT(mac.systemLog(), ::testing::IsEmpty());
+    EXPECT_THAT(mac.journal.systemLog(), ::testing::IsEmpty());
 }
 
 TEST_F(ShellCommand, KeepsNoReference) {

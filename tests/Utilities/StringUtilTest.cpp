@@ -1,4 +1,4 @@
-#include "Utilities/StringUtil.h"
+#include "plugin/Utilities/StringUtil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -157,7 +157,7 @@ TEST(EDIDTexts, EachFetchRunsOnePipelineAndLogsNothing) {
               "/bin/sh, \"-c\", \"afktool -r all registry | "
               "grep -E '\"RegisterSetName\"=\"EDID Block 0\"' | "
               "awk 'BEGIN{RS=\"|\"};{print $3}'\"");
-    EXPECT_THAT(mac.systemLog(), IsEmpty());
+    EXPECT_THAT(mac.journal.systemLog(), IsEmpty());
 }
 
 TEST(HexText, TwoDigitsAreAByte) {

@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "DDCCI/Arm64Utility.h"
-#include "M1DDCCI/M1DDCCI.h"
-#include "MyInstallerPane.h"
-#include "Platform/CoreDisplay.h"
-#include "simulated_mac/src/EDID.h"
-#include "simulated_mac/src/Mac.h"
+#include "plugin/DDCCI/Arm64Utility.h"
+#include "plugin/M1DDCCI/M1DDCCI.h"
+#include "plugin/MyInstallerPane.h"
+#include "plugin/Platform/CoreDisplay.h"
+#include "simulated_mac/description/EDID.h"
+#include "simulated_mac/machine/Mac.h"
 
 // A system without the private interfaces of Apple-silicon displays, which the plug-in imports
 // weakly: this program doesn't link them. Each missing function counts as a call that failed.
@@ -61,7 +61,7 @@ TEST(MissingInterfaces, ADisplayWithoutAnInformationDictionaryMatchesZeros) {
 TEST(MissingInterfaces, AnEDIDCannotBeCopied) {
     const Mac mac(appleMac());
     EXPECT_EQ(Arm64Utility().readEDID(service), std::nullopt);
-    EXPECT_THAT(mac.systemLog(), ElementsAre("Cannot copy EDID"));
+    EXPECT_THAT(mac.journal.systemLog(), ElementsAre("Cannot copy EDID"));
 }
 
 TEST(MissingInterfaces, AReadFailsAtItsFirstWrite) {
@@ -70,7 +70,7 @@ TEST(MissingInterfaces, AReadFailsAtItsFirstWrite) {
     EXPECT_EQ(M1DDCCI::readDDCCIWithAVService(service, 0xF1, 0, false, &result), -1);
     EXPECT_EQ(result, 65535u);
     EXPECT_EQ(mac.scheduler.now(), simulated_mac::Time(60'000));
-    EXPECT_THAT(mac.systemLog(),
+    EXPECT_THAT(mac.journal.systemLog(),
                 ElementsAre("M1DDCCI isForceRunDDCCI : NO Read VCP : \"0xF1\" , I2C communication "
                             "failure: (iokit/common) unsupported function\n"));
 }

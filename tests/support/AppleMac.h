@@ -13,8 +13,8 @@
 #include <variant>
 #include <vector>
 
-#include "DDCCI/Arm64Utility.h"
-#include "simulated_mac/src/CFObjects.h"
+#include "plugin/DDCCI/Arm64Utility.h"
+#include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
 /// What tests of an Apple-silicon Mac's display services share.
@@ -125,7 +125,7 @@ inline void expectThatNoFailureLeaksAReference(MacDescription description,
             EXPECT_EQ(mac.ledger.held()["IOAVService"], openedAVServices(mac));
             // A release that fails leaves the one reference that it was for.
             EXPECT_EQ(referencesBesidesAVServices(mac), call == "IOObjectRelease" ? 1 : 0);
-            EXPECT_THAT(mac.misuses(), testing::IsEmpty());
+            EXPECT_THAT(mac.journal.misuses(), testing::IsEmpty());
         }
     }
 }

@@ -17,7 +17,7 @@ class Detection {
     explicit Detection(const MacDescription& description) : onMac_(description) {
         onMac_.mac.trace.keepAll();
         EXPECT_EQ(onMac_.run(), Scheduler::Outcome::quiet);
-        EXPECT_THAT(onMac_.mac.misuses(), testing::IsEmpty());
+        EXPECT_THAT(onMac_.mac.journal.misuses(), testing::IsEmpty());
         EXPECT_TRUE(onMac_.mac.window.nextEnabled);
         displays_ = displayInfoArray.get();
     }

@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "DDCCI/DDCCtl.h"
-#include "Utilities/EDIDUtils.h"
-#include "Utilities/StringUtil.h"
-#include "WhiteList.h"
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Utilities/EDIDUtils.h"
+#include "plugin/Utilities/StringUtil.h"
+#include "plugin/WhiteList.h"
+#include "simulated_mac/platform/Running.h"
 
 namespace test {
 
@@ -124,7 +125,7 @@ std::string PaneOnMac::printed() {
 }
 
 Time PaneOnMac::timeOfContinue() const {
-    const auto timeline = mac.timeline();
+    const auto timeline = mac.journal.timeline();
     const auto enabled = std::find_if(timeline.begin(), timeline.end(), [](const auto& entry) {
         return entry.what == "Continue is enabled";
     });

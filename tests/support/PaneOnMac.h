@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "MyInstallerPane.h"
-#include "displaycheck/CapturedOutput.h"
-#include "simulated_mac/src/EDID.h"
-#include "simulated_mac/src/Mac.h"
+#include "displaycheck/host/CapturedOutput.h"
+#include "plugin/MyInstallerPane.h"
+#include "simulated_mac/description/EDID.h"
+#include "simulated_mac/machine/Mac.h"
 
 /// What the tests of the plug-in share: Macs to run it on, and the pane on one of them.
 namespace test {

@@ -8,10 +8,10 @@
 #include <utility>
 #include <variant>
 
-#include "Extension/NSString+normalization.h"
-#include "MyInstallerPane.h"
-#include "WhiteList.h"
-#include "simulated_mac/src/EDID.h"
+#include "plugin/Extension/NSString+normalization.h"
+#include "plugin/MyInstallerPane.h"
+#include "plugin/WhiteList.h"
+#include "simulated_mac/description/EDID.h"
 
 namespace test {
 

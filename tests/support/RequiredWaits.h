@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "simulated_mac/src/MacDescription.h"
-#include "simulated_mac/src/Scheduler.h"
+#include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/machine/Scheduler.h"
 
 namespace test {
 

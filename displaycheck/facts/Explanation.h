@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "displaycheck/facts/Reading.h"
+#include "displaycheck/facts/ServicePairing.h"
+#include "plugin/Display/EDIDInfo.h"
+#include "plugin/Display/displayInfo.h"
+#include "plugin/MyInstallerPane.h"
+#include "simulated_mac/machine/Mac.h"
+
+namespace displaycheck {
+
+/// Why a display has the verdict that it has: what the pane asked, in its order, and the answers.
+struct Explanation {
+    bool builtIn = false;
+    bool listed = false;      ///< WhiteList::availableDisplay
+    std::string regularName;  ///< regularMonitorName
+    bool recent = false;      ///< isYear25orAbove of the regular name
+    /// On Apple silicon, what the registry offered the display; nothing where nothing is paired.
+    std::optional<ServicePairing> services;
+    /// What the EDID that was paired with the screen says.
+    std::optional<EDIDInfo> paired;
+    /// Where none was paired: what the EDID of the monitor behind the screen says, if it has a
+    /// readable one, and whether the pane would have paired that.
+    std::optional<EDIDInfo> unpaired;
+    bool unpairedFits = false;
+    /// Whether the paired EDID is the maker's; nothing when the run does not show it.
+    std::optional<bool> fromMaker;
+    /// The last read of the display; nothing when it was not asked.
+    std::optional<Reading> reading;
+};
+
+/// Explains a display of a run that is over, of which `trace` holds callsOfReadings(). Makes
+/// platform calls itself.
+Explanation explain(const simulated_mac::Mac& mac, vorn::MyInstallerPane& pane,
+                    const displayInfo& display,
+                    const std::vector<simulated_mac::TracedCall>& trace);
+
+}  // namespace displaycheck

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "displaycheck/facts/Explanation.h"
+#include "displaycheck/report/TerminalText.h"
+#include "plugin/Display/displayInfo.h"
+#include "plugin/MyInstallerPane.h"
+#include "simulated_mac/machine/Mac.h"
+
+namespace displaycheck {
+
+/// The pane as its user sees it.
+struct PaneFacts {
+    std::string title;
+    std::string lbTitle;
+    std::string lbWarnings;
+    std::optional<TextRange> link;  ///< the part of lbWarnings that looks like a link
+    bool nextEnabled = false;       ///< Continue
+    int clickRecognizers = 0;       ///< of the warning label
+    std::vector<std::string> openedAddresses;
+
+    bool warningShown() const { return !lbWarnings.empty(); }
+};
+
+struct DisplayFacts {
+    std::shared_ptr<const displayInfo> record;
+    Explanation why;
+};
+
+/// The facts of a run that is over.
+struct Report {
+    std::string file;
+    std::string mac;  ///< its title
+    simulated_mac::Scheduler::Outcome outcome = simulated_mac::Scheduler::Outcome::quiet;
+    simulated_mac::Time end{0};  ///< on the virtual clock
+    PaneFacts pane;
+    std::vector<DisplayFacts> displays;
+    CameraDictionary cameras;
+    std::size_t runs = 0;  ///< detection runs that finished, each with Continue enabled
+    /// From entering the pane for the first time to the first enabled Continue.
+    std::optional<simulated_mac::Time> elapsed;
+    std::vector<simulated_mac::TimelineEntry> timeline;
+    std::vector<std::string> systemLog;
+    std::string standardOutput;                      ///< of the plug-in, bytes as they came
+    std::map<std::string, std::int64_t> references;  ///< that the plug-in holds, by kind
+    std::vector<simulated_mac::TracedCall> trace;
+    std::vector<std::string> misuses;
+};
+
+/// The platform calls that a report is drawn from: the Mac's trace has to keep them.
+std::set<std::string, std::less<>> callsOfReports();
+
+/// Gathers the facts of a run that is over, on the Mac's main thread.
+Report makeReport(std::string file, const simulated_mac::Mac& mac, vorn::MyInstallerPane& pane,
+                  simulated_mac::Scheduler::Outcome outcome, std::string standardOutput);
+
+/// What was wrong with the run itself, whatever its verdict; empty when nothing was.
+std::vector<std::string> problemsOf(const Report& report);
+
+/// Virtual time in seconds with three decimals, such as "12.500 s".
+std::string secondsText(simulated_mac::Time time);
+
+}  // namespace displaycheck

@@ -1,0 +1,313 @@
+#include "displaycheck/report/DisplayText.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Platform/Text.h"
+#include "plugin/ProductData.h"
+
+namespace displaycheck {
+
+namespace {
+
+constexpr std::size_t indent = 4;
+constexpr std::size_t labelColumns = 12;
+
+std::string quoted(const std::optional<std::string>& text) {
+    return text ? "\"" + *text + "\"" : "nothing";
+}
+
+std::string hex(const simulated_mac::Bytes& bytes) {
+    std::string text;
+    for (const std::uint8_t byte : bytes) text += fmt::format("{:02X} ", byte);
+    if (!text.empty()) text.pop_back();
+    return text;
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) all += (all.empty() ? "" : "; ") + text;
+    return all;
+}
+
+std::string identity(const EDIDInfo& info) {
+    std::string text = fmt::format("name {}, PnP ID {}, serial number {}", quoted(info.modelName),
+                                   info.plugNplayID.value_or("none"), info.serialNumber);
+    if (info.serviceTag) text += ", service tag " + quoted(info.serviceTag);
+    return text;
+}
+
+/// Why the display isn't supported, by the first step that failed.
+std::string refusal(const DisplayFacts& display) {
+    const Explanation& why = display.why;
+    if (!why.listed && !why.recent) {
+        return "not on the model list, and not of a recent model year";
+    }
+    if (!display.record->EDIDString) return "no EDID could be paired with it";
+    if (why.fromMaker == false) return "its EDID is another maker's";
+    if (!why.recent) return "";
+    if (!why.reading || why.reading->status != DDCCtl::success) {
+        return "a recent model has to answer over DDC/CI, and this one did not";
+    }
+    return "it answers over DDC/CI, but not as a supported monitor does";
+}
+
+std::string verdict(const DisplayFacts& display) {
+    switch (display.record->displayState) {
+        case displayInfo::supportedAndAnswering:
+            return "supported: its answer over DDC/CI confirms it";
+        case displayInfo::supportedByList:
+            return "supported: by the model list alone, DDC/CI did not confirm it";
+        case displayInfo::notSupported: {
+            const std::string reason = refusal(display);
+            return reason.empty() ? "not supported" : "not supported: " + reason;
+        }
+        default:
+            if (display.why.builtIn) return "the built-in panel: not judged";
+            return display.record->name.value_or("").find("Build-in") != std::string::npos
+                       ? "not judged: the pane takes its name for the built-in panel's"
+                       : "not judged";
+    }
+}
+
+std::string heading(const DisplayFacts& display, const Palette& palette) {
+    const displayInfo& record = *display.record;
+    const bool supported = record.displayState == displayInfo::supportedAndAnswering ||
+                           record.displayState == displayInfo::supportedByList;
+    const bool refused = record.displayState == displayInfo::notSupported;
+    const std::string mark = supported ? palette.green("✓")
+                             : refused ? palette.yellow("✗")
+                                       : palette.dim("–");
+    const std::string words = verdict(display);
+    return fmt::format("  {} {}  {}\n    {}\n", mark,
+                       palette.bold(printable(record.name.value_or("(no name)"))),
+                       palette.dim(fmt::format("display ID {}, displayState {}",
+                                               record.screenNumber, record.displayState.load())),
+                       supported ? palette.green(words)
+                       : refused ? palette.yellow(words)
+                                 : words);
+}
+
+std::string pairing(const DisplayFacts& display) {
+    const Explanation& why = display.why;
+    const displayInfo& record = *display.record;
+    if (why.paired) return "paired: " + identity(*why.paired);
+    if (record.EDIDString) return "paired, but too short to say anything";
+    const std::string screen = fmt::format("the screen is {} with serial number {}",
+                                           quoted(record.name), record.serialNumber);
+    if (!why.unpaired) return "none paired, and the monitor has none that could be: " + screen;
+    if (why.unpairedFits) {
+        return "none paired: the monitor's own fits, but the pane had not got it when it paired (" +
+               identity(*why.unpaired) + ")";
+    }
+    return "none paired: " + screen + ", but the monitor's EDID says " + identity(*why.unpaired);
+}
+
+std::string maker(const DisplayFacts& display) {
+    const auto& letters = display.record->plugNplayID;
+    const std::string makers = uppercaseText(std::string(ProductData::manufacturerID));
+    if (!letters) return "no PnP ID without an EDID; the maker's holds " + makers;
+    if (!display.why.fromMaker)
+        return fmt::format("PnP ID {}; the maker's holds {}", *letters, makers);
+    return *display.why.fromMaker ? fmt::format("yes: PnP ID {} holds {}", *letters, makers)
+                                  : fmt::format("no: PnP ID {} does not hold {}", *letters, makers);
+}
+
+/// Whether a reply says that the monitor has no such VCP code (VESA DDC/CI 1.1, result code).
+bool saysUnsupported(const simulated_mac::Bytes& reply) {
+    return reply.size() > 3 && reply[3] == 0x01;
+}
+
+std::string answer(const DisplayFacts& display) {
+    const auto& reading = display.why.reading;
+    if (!reading) {
+        const bool lacksService = DDC->UseArm64 && display.record->arm64avService == nullptr &&
+                                  display.why.fromMaker != false && display.record->plugNplayID;
+        return lacksService ? "not asked: the display has no AV service" : "not asked";
+    }
+    const std::size_t tries = reading->tries.size();
+    const std::string count = tries == 1 ? "1 try" : fmt::format("{} tries", tries);
+    if (!reading->value) {
+        return fmt::format("no answer that counts after {} (status {})", count, reading->status);
+    }
+    const std::string value =
+        fmt::format("value 0x{:04X} after {} (status {})", *reading->value, count, reading->status);
+    if (reading->status != DDCCtl::success) return value + ", which stands for \"nothing read\"";
+    return display.record->displayState == displayInfo::supportedAndAnswering
+               ? value + ", which confirms a supported monitor"
+           : saysUnsupported(reading->tries.back().reply)
+               ? value + ": the monitor says that it has no such VCP code"
+               : value + ", without the bit that confirms a supported monitor";
+}
+
+/// What became of one try of a read of the display.
+std::string outcome(const Try& attempt, std::uint32_t displayID) {
+    std::string text;
+    for (const std::string& obstacle : attempt.obstacles) text += obstacle + "; ";
+    text +=
+        attempt.request.empty() ? "nothing reached the monitor" : "sent " + hex(attempt.request);
+    if (!attempt.request.empty() && attempt.reached != displayID) {
+        text += fmt::format(" to the monitor of display {}", attempt.reached);
+    }
+    if (!attempt.reply.empty()) {
+        text += ", came back " + hex(attempt.reply);
+    } else if (!attempt.request.empty()) {
+        text += ", nothing came back";
+    }
+    if (!attempt.faults.empty()) text += ": bad reply, " + joined(attempt.faults);
+    if (attempt.good) text += ": good reply";
+    if (!attempt.transaction.empty()) text += "; " + attempt.transaction;
+    return text;
+}
+
+/// The tries of a read; those in a row with the same outcome stand together.
+std::string tries(const Reading& reading, std::uint32_t displayID, std::size_t columns) {
+    std::string text;
+    const auto& all = reading.tries;
+    for (std::size_t first = 0; first < all.size();) {
+        const std::string what = outcome(all[first], displayID);
+        std::size_t last = first;
+        while (last + 1 < all.size() && outcome(all[last + 1], displayID) == what) ++last;
+        const bool one = last == first;
+        const std::string label = one ? fmt::format("  try {}", first + 1)
+                                      : fmt::format("  try {}-{}", first + 1, last + 1);
+        const std::string when =
+            one ? "at " + secondsText(all[first].at)
+                : fmt::format("at {} to {}", secondsText(all[first].at), secondsText(all[last].at));
+        text += labelled(label, when + ": " + what, columns);
+        first = last + 1;
+    }
+    return text;
+}
+
+std::string pieces(const MatchedPieces& matched) {
+    std::vector<std::string> names;
+    const auto add = [&names](bool is, const char* name) {
+        if (is) names.emplace_back(name);
+    };
+    add(matched.vendor, "vendor");
+    add(matched.product, "product code");
+    add(matched.date, "date");
+    add(matched.size, "size");
+    add(matched.productName, "name");
+    add(matched.serialNumber, "serial number");
+    add(matched.location, "ordinal");
+    return names.empty() ? "" : fmt::format(" ({})", fmt::join(names, ", "));
+}
+
+std::string fate(const ServiceCandidate& candidate) {
+    using Fate = ServiceCandidate::Fate;
+    const std::string opened =
+        candidate.opened ? "" : "; but no AV service could be opened for its proxy";
+    switch (candidate.fate) {
+        case Fate::used:
+            return "handed out first" + opened;
+        case Fate::handedOut:
+            return "handed out too, but only the first counts" + opened;
+        case Fate::refused:
+            return "refused, the display and the service being taken";
+        case Fate::noMatch:
+            return "never handed out";
+        case Fate::notExternal:
+            break;
+    }
+    return candidate.location ? "not external, its location being " + quoted(candidate.location)
+                              : "not known to be external, for want of a location";
+}
+
+std::string judgement(const ServiceCandidate& candidate) {
+    if (candidate.fate == ServiceCandidate::Fate::notExternal) return fate(candidate);
+    return fmt::format("{} of {} points{}: {}", candidate.matched.score(),
+                       MatchedPieces::highestScore, pieces(candidate.matched), fate(candidate));
+}
+
+/// Which AV service the display has.
+std::string service(const DisplayFacts& display) {
+    const ServicePairing& pairing = *display.why.services;
+    const auto& all = pairing.candidates;
+    const auto used = std::find_if(all.begin(), all.end(), [](const ServiceCandidate& candidate) {
+        return candidate.fate == ServiceCandidate::Fate::used;
+    });
+    if (!pairing.asInRun) {
+        return (pairing.reached ? fmt::format("the one of display {}'s monitor", *pairing.reached)
+                                : std::string("none")) +
+               " when the pane looked; asked again, the registry says otherwise";
+    }
+    if (used == all.end()) {
+        return all.empty() ? "none: the registry has no proxy of one" : "none: no proxy matches";
+    }
+    if (!pairing.reached) return "none: it could not be opened";
+    const std::string which = fmt::format("that behind framebuffer {}", used->framebuffer);
+    return *pairing.reached == display.record->screenNumber
+               ? which
+               : fmt::format("{}: it reaches display {}'s monitor", which, *pairing.reached);
+}
+
+/// The display services that there are, held against the display.
+std::string services(const DisplayFacts& display, std::size_t columns) {
+    std::string text = labelled("AV service", service(display), columns);
+    for (const ServiceCandidate& candidate : display.why.services->candidates) {
+        const std::string label = candidate.framebuffer == 0
+                                      ? "  no buffer"
+                                      : fmt::format("  buffer {}", candidate.framebuffer);
+        text += labelled(label, judgement(candidate), columns);
+    }
+    return text;
+}
+
+/// A built-in panel matches no monitor's service, but for an accident.
+bool takesServices(const Explanation& why) {
+    const auto matches = [](const ServiceCandidate& candidate) {
+        return candidate.fate != ServiceCandidate::Fate::notExternal &&
+               candidate.fate != ServiceCandidate::Fate::noMatch;
+    };
+    return why.services &&
+           std::any_of(why.services->candidates.begin(), why.services->candidates.end(), matches);
+}
+
+std::string reasons(const DisplayFacts& display, std::size_t columns) {
+    const Explanation& why = display.why;
+    const std::string name = quoted(display.record->name);
+    std::string text;
+    text += labelled("model list",
+                     (why.listed ? "yes: " : "no: ") + name +
+                         (why.listed ? " is a supported model" : " is not a supported model"),
+                     columns);
+    text += labelled(
+        "model year",
+        (why.recent ? "recent: \"" : "not recent, or none: \"") + why.regularName + "\"", columns);
+    if (why.services) text += services(display, columns);
+    // The name alone decides on these.
+    if (!why.listed && !why.recent) return text;
+    text += labelled("EDID", pairing(display), columns);
+    text += labelled("maker", maker(display), columns);
+    text += labelled("DDC/CI", answer(display), columns);
+    if (why.reading) text += tries(*why.reading, display.record->screenNumber, columns);
+    return text;
+}
+
+}  // namespace
+
+std::string labelled(std::string_view label, std::string_view text, std::size_t columns) {
+    const std::size_t before = indent + labelColumns;
+    std::string all;
+    for (const auto& line : wrapText(printable(text), columns - before, {}, Palette(false))) {
+        all += std::string(indent, ' ') + padded(all.empty() ? label : "", labelColumns) +
+               line.text + "\n";
+    }
+    return all;
+}
+
+std::string displayText(const DisplayFacts& display, std::size_t columns, const Palette& palette) {
+    std::string text = heading(display, palette);
+    if (!display.why.builtIn) {
+        text += reasons(display, columns);
+    } else if (takesServices(display.why)) {
+        text += services(display, columns);
+    }
+    return text;
+}
+
+}  // namespace displaycheck

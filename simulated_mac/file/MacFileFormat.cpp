@@ -1,0 +1,156 @@
+#include "simulated_mac/file/MacFileFormat.h"
+
+#include <fmt/format.h>
+
+#include "simulated_mac/description/EDID.h"
+
+namespace simulated_mac {
+namespace {
+
+constexpr const char* kNone = "none";
+
+Choice<DDCAnswer::Kind> answerWords() {
+    using Kind = DDCAnswer::Kind;
+    return {{{"good", Kind::good},
+             {"silent", Kind::silent},
+             {"wrong_source", Kind::wrongSource},
+             {"wrong_opcode", Kind::wrongOpcode},
+             {"wrong_code", Kind::wrongCode},
+             {"wrong_length", Kind::wrongLength},
+             {"bad_checksum", Kind::badChecksum}}};
+}
+
+/// The mapping form of `edid_listed`.
+struct LateListing {
+    double at = 0;
+};
+
+template <class Visitor>
+void fields(Visitor& field, LateListing& listing) {
+    field("at", listing.at, Seconds{},
+          "Seconds after power-on from which on the tools print the EDID.", Presence::required);
+}
+
+/// `node` is the mapping with `patch` in it.
+void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t size) {
+    for (const YAMLEntry& entry : node.entries) {
+        if (!YAMLReader::isWord(entry.key, "patch")) {
+            continue;
+        }
+        for (const YAMLEntry& change : entry.value.entries) {
+            std::uint16_t offset = 0;
+            Number{}.read(reader, change.key, offset);
+            if (size == 0) reader.fail(change.key, "the EDID has no bytes, expected some to patch");
+            if (offset >= size) {
+                reader.fail(change.key,
+                            fmt::format("offset {} is beyond the EDID, expected one below {}",
+                                        offset, size));
+            }
+        }
+    }
+}
+
+}  // namespace
+
+void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) const {
+    if (YAMLReader::isWord(node, kNone)) {
+        target.clear();
+        return;
+    }
+    if (node.kind == YAMLNode::Kind::scalar) {
+        target = reader.hexBytes(node);
+        return;
+    }
+    if (node.kind != YAMLNode::Kind::mapping) {
+        reader.failFound(node, "none, hex digits or a mapping");
+    }
+    EDIDForms forms;
+    Mapping{}.read(reader, node, forms);
+    target = forms.file ? *forms.file : forms.hex ? *forms.hex : makeEDID(forms.made);
+    requirePatchInside(reader, node, target.size());
+    for (const auto& [offset, byte] : forms.patch) {
+        target[offset] = byte;
+    }
+}
+
+JSON EDIDBytes::schema(const Bytes& initial) const {
+    return {
+        {"anyOf", {{{"const", kNone}}, HexBytes{}.schema(initial), Mapping{}.schema(EDIDForms())}}};
+}
+
+void ImageSize::read(YAMLReader& reader, const YAMLNode& node, EDIDFields& target) const {
+    const std::vector<YAMLNode>& sides = reader.list(node);
+    if (sides.size() != 2) {
+        reader.fail(node,
+                    fmt::format("a list of {}, expected two: [width, height] in cm", sides.size()));
+    }
+    Number{}.read(reader, sides[0], target.widthCm);
+    Number{}.read(reader, sides[1], target.heightCm);
+}
+
+JSON ImageSize::schema(const EDIDFields& initial) const {
+    return {{"type", "array"},
+            {"items", Number{}.schema(initial.widthCm)},
+            {"minItems", 2},
+            {"maxItems", 2},
+            {"default", JSON::array({initial.widthCm, initial.heightCm})}};
+}
+
+void VCPValue::read(YAMLReader& reader, const YAMLNode& node, VCPEntry& target) const {
+    if (node.kind == YAMLNode::Kind::mapping) {
+        Mapping{}.read(reader, node, target);
+    } else {
+        Number{}.read(reader, node, target.current);
+    }
+}
+
+JSON VCPValue::schema(const VCPEntry& initial) const {
+    return {{"anyOf", {Number{}.schema(initial.current), Mapping{}.schema(initial)}}};
+}
+
+void AnswerKind::read(YAMLReader& reader, const YAMLNode& node, DDCAnswer& target) const {
+    if (node.kind == YAMLNode::Kind::mapping) {
+        target.kind = DDCAnswer::Kind::bytes;
+        Mapping{}.read(reader, node, target);
+    } else {
+        answerWords().read(reader, node, target.kind);
+    }
+}
+
+JSON AnswerKind::schema(const DDCAnswer& initial) const {
+    return {{"anyOf", {answerWords().schema(initial.kind), Mapping{}.schema(initial)}}};
+}
+
+void EDIDListing::read(YAMLReader& reader, const YAMLNode& node, ScreenDescription& target) const {
+    if (YAMLReader::typeOf(node) == YAMLReader::Type::boolean) {
+        target.edidListed = reader.boolean(node);
+    } else if (node.kind == YAMLNode::Kind::mapping) {
+        LateListing listing;
+        Mapping{}.read(reader, node, listing);
+        target.edidListed = true;
+        target.edidListedAt = listing.at;
+    } else {
+        reader.failFound(node, "true, false or {at: seconds}");
+    }
+}
+
+JSON EDIDListing::schema(const ScreenDescription&) const {
+    return {{"anyOf", {Boolean{}.schema(true), Mapping{}.schema(LateListing())}}};
+}
+
+void InfoDictionary::read(YAMLReader& reader, const YAMLNode& node,
+                          ScreenDescription& target) const {
+    if (YAMLReader::isWord(node, kNone)) {
+        target.hasInfoDictionary = false;
+    } else if (node.kind == YAMLNode::Kind::mapping) {
+        Properties{}.read(reader, node, target.infoDictionary);
+    } else {
+        reader.failFound(node, "none or a mapping");
+    }
+}
+
+JSON InfoDictionary::schema(const ScreenDescription& initial) const {
+    return {{"anyOf", {{{"const", kNone}}, Properties{}.schema(initial.infoDictionary)}}};
+}
+
+}  // namespace simulated_mac

@@ -1,0 +1,204 @@
+#include "simulated_mac/file/MacFileValues.h"
+
+#include <fmt/format.h>
+
+namespace simulated_mac {
+namespace {
+
+/// The key of a mapping that stands for data.
+constexpr const char* kDataKey = "data";
+
+bool isData(const YAMLNode& node) {
+    return node.kind == YAMLNode::Kind::mapping && node.entries.size() == 1 &&
+           YAMLReader::isWord(node.entries.front().key, kDataKey);
+}
+
+PropertyValue readProperty(YAMLReader& reader, const YAMLNode& node);
+
+PropertyList readPropertyList(YAMLReader& reader, const YAMLNode& node) {
+    PropertyList list;
+    for (const YAMLNode& item : node.items) {
+        list.push_back(readProperty(reader, item));
+    }
+    return list;
+}
+
+/// `readEntry` reads the value of each key.
+template <class ReadEntry>
+PropertyMap readPropertyMap(YAMLReader& reader, const YAMLNode& node, const ReadEntry& readEntry) {
+    PropertyMap map;
+    std::map<std::string, const YAMLNode*> seen;
+    for (const YAMLEntry& entry : reader.mapping(node)) {
+        const std::string key = reader.text(entry.key);
+        const auto [earlier, isNew] = seen.emplace(key, &entry.key);
+        if (!isNew) {
+            reader.failDuplicate(entry.key, *earlier->second);
+        }
+        map.emplace_back(key, readEntry(reader, entry.value));
+    }
+    return map;
+}
+
+PropertyValue readProperty(YAMLReader& reader, const YAMLNode& node) {
+    switch (YAMLReader::typeOf(node)) {
+        case YAMLReader::Type::text:
+            return {node.text};
+        case YAMLReader::Type::boolean:
+            return {reader.boolean(node)};
+        case YAMLReader::Type::number:
+            if (node.text.find('.') != std::string::npos) return {reader.realNumber(node)};
+            return {reader.signedNumber(node)};
+        case YAMLReader::Type::list:
+            return {readPropertyList(reader, node)};
+        case YAMLReader::Type::mapping:
+            if (isData(node)) {
+                return {reader.hexBytes(node.entries.front().value)};
+            }
+            return {readPropertyMap(reader, node, readProperty)};
+        case YAMLReader::Type::null:
+            break;
+    }
+    reader.failFound(node, "a number, true, false, text, a list, a mapping or {data: hex digits}");
+}
+
+PropertyValue readPropertyOrNull(YAMLReader& reader, const YAMLNode& node) {
+    const bool isNullWord = node.kind == YAMLNode::Kind::null && !node.text.empty();
+    return isNullWord ? PropertyValue{} : readProperty(reader, node);
+}
+
+}  // namespace
+
+void LimitedText::read(YAMLReader& reader, const YAMLNode& node, std::string& target) const {
+    target = reader.text(node);
+    const auto isAllowed = [this](char character) {
+        return character >= first && character <= last;
+    };
+    if (target.size() < min || target.size() > max ||
+        !std::all_of(target.begin(), target.end(), isAllowed)) {
+        const std::string length =
+            min == max ? std::to_string(min) : fmt::format("at most {}", max);
+        const std::string characters = first == ' ' && last == '~'
+                                           ? "printable ASCII characters"
+                                           : fmt::format("letters {} to {}", first, last);
+        reader.failFound(node, length + ' ' + characters);
+    }
+}
+
+JSON LimitedText::schema(const std::string&) const {
+    return {{"type", "string"},
+            {"pattern", fmt::format("^[{}-{}]{{{},{}}}$", first, last, min, max)}};
+}
+
+void Properties::read(YAMLReader& reader, const YAMLNode& node, PropertyMap& target) const {
+    target = readPropertyMap(reader, node, readPropertyOrNull);
+}
+
+JSON Properties::schema(const PropertyMap&) const {
+    return {{"type", "object"}, {"additionalProperties", Property{}.schema({})}};
+}
+
+void Property::read(YAMLReader& reader, const YAMLNode& node, PropertyValue& target) const {
+    target = readPropertyOrNull(reader, node);
+}
+
+JSON Property::schema(const PropertyValue&) const {
+    return {{"anyOf", {{{"type", "null"}}, {{"$ref", "#/definitions/property"}}}}};
+}
+
+JSON Properties::definition() {
+    const JSON property = {{"$ref", "#/definitions/property"}};
+    const JSON data = {{"description", "Data, as hex digits."},
+                       {"type", "object"},
+                       {"properties", {{kDataKey, HexBytes{}.schema(Bytes())}}},
+                       {"required", {kDataKey}},
+                       {"additionalProperties", false}};
+    const JSON mapping = {
+        {"type", "object"},
+        {"not", {{"required", {kDataKey}}, {"maxProperties", 1}}},
+        {"additionalProperties", property},
+    };
+    const JSON number = {{"type", "integer"},
+                         {"minimum", std::numeric_limits<std::int64_t>::min()},
+                         {"maximum", std::numeric_limits<std::int64_t>::max()}};
+    const JSON fraction = {{"type", "number"}, {"not", {{"type", "integer"}}}};
+    const JSON list = {{"type", "array"}, {"items", property}};
+    return {{"description", "A registry property's value."},
+            {"anyOf",
+             {{{"type", "boolean"}}, number, fraction, {{"type", "string"}}, list, data, mapping}}};
+}
+
+const YAMLEntry* ReadingVisitor::find(const std::string& key) const {
+    for (const YAMLEntry& entry : mapping_.entries) {
+        if (entry.key.text == key) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+void ReadingVisitor::exactlyOne(const std::string& what,
+                                const std::vector<std::string>& keys) const {
+    std::vector<const YAMLEntry*> present;
+    for (const YAMLEntry& entry : mapping_.entries) {
+        if (std::find(keys.begin(), keys.end(), entry.key.text) != keys.end()) {
+            present.push_back(&entry);
+        }
+    }
+    const std::string expected = "expected exactly one of " + alternatives(keys);
+    if (present.empty()) {
+        reader_.fail(mapping_,
+                     fmt::format("none of the keys that say {} is here, {}", what, expected));
+    }
+    if (present.size() > 1) {
+        reader_.fail(present[1]->key,
+                     fmt::format("{} beside {}, {}", inQuotes(present[1]->key.text),
+                                 inQuotes(present[0]->key.text), expected));
+    }
+}
+
+void ReadingVisitor::onlyWith(const std::string& key,
+                              const std::vector<std::string>& companions) const {
+    if (find(key) == nullptr) {
+        return;
+    }
+    for (const YAMLEntry& entry : mapping_.entries) {
+        const std::string& other = entry.key.text;
+        if (other != key &&
+            std::find(companions.begin(), companions.end(), other) == companions.end()) {
+            reader_.fail(entry.key,
+                         fmt::format("{} beside {}, expected only {} beside it", inQuotes(other),
+                                     inQuotes(key), alternatives(companions)));
+        }
+    }
+}
+
+void SchemaVisitor::exactlyOne(const std::string&, const std::vector<std::string>& keys) {
+    JSON oneOf = JSON::array();
+    for (const std::string& key : keys) {
+        oneOf.push_back({{"required", {key}}});
+    }
+    allOf_.push_back({{"oneOf", oneOf}});
+}
+
+void SchemaVisitor::onlyWith(const std::string& key, const std::vector<std::string>& companions) {
+    std::vector<std::string> allowed = companions;
+    allowed.push_back(key);
+    dependencies_[key] = {{"propertyNames", {{"enum", allowed}}}};
+}
+
+JSON SchemaVisitor::result() const {
+    JSON schema = {
+        {"type", "object"}, {"properties", properties_}, {"additionalProperties", false}};
+    if (!required_.empty()) {
+        schema["required"] = required_;
+    }
+    if (!allOf_.empty()) {
+        schema["allOf"] = allOf_;
+    }
+    if (!dependencies_.empty()) {
+        schema["dependencies"] = dependencies_;
+    }
+    return schema;
+}
+
+}  // namespace simulated_mac

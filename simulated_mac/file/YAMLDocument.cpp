@@ -1,0 +1,348 @@
+#include "simulated_mac/file/YAMLDocument.h"
+
+#include <fmt/format.h>
+#include <yaml-cpp/eventhandler.h>
+#include <yaml-cpp/exceptions.h>
+#include <yaml-cpp/parser.h>
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+#include <utility>
+
+namespace simulated_mac {
+namespace {
+
+TextPosition positionIn(std::string_view text, std::size_t offset) {
+    const std::string_view before = text.substr(0, std::min(offset, text.size()));
+    const std::size_t lineStart = before.rfind('\n') + 1;  // npos + 1 is 0
+    const auto startsCharacter = [](char byte) { return (byte & 0xC0) != 0x80; };
+    const std::string_view line = before.substr(lineStart);
+    return {1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')),
+            1 + static_cast<std::size_t>(std::count_if(line.begin(), line.end(), startsCharacter))};
+}
+
+/// Length of the UTF-8 sequence at the start of `text`; 0 when there is no valid one
+/// (Unicode 15, table 3-7: no overlong forms, no surrogates, nothing above U+10FFFF).
+std::size_t characterLength(std::string_view text) {
+    const auto byte = [text](std::size_t index) {
+        return index < text.size() ? static_cast<unsigned char>(text[index]) : 0U;
+    };
+    const auto continues = [&byte](std::size_t index, unsigned low = 0x80, unsigned high = 0xBF) {
+        return byte(index) >= low && byte(index) <= high;
+    };
+    const unsigned first = byte(0);
+    if (first < 0x80) {
+        return 1;
+    }
+    if (first >= 0xC2 && first <= 0xDF) {
+        return continues(1) ? 2 : 0;
+    }
+    if (first >= 0xE0 && first <= 0xEF) {
+        const unsigned low = first == 0xE0 ? 0xA0 : 0x80;
+        const unsigned high = first == 0xED ? 0x9F : 0xBF;
+        return continues(1, low, high) && continues(2) ? 3 : 0;
+    }
+    if (first >= 0xF0 && first <= 0xF4) {
+        const unsigned low = first == 0xF0 ? 0x90 : 0x80;
+        const unsigned high = first == 0xF4 ? 0x8F : 0xBF;
+        return continues(1, low, high) && continues(2) && continues(3) ? 4 : 0;
+    }
+    return 0;
+}
+
+void requireCleanText(std::string_view text) {
+    for (std::size_t offset = 0; offset < text.size();) {
+        const std::size_t length = characterLength(text.substr(offset));
+        const auto byte = static_cast<unsigned char>(text[offset]);
+        if (length == 0) {
+            throw YAMLMistake(positionIn(text, offset),
+                              fmt::format("byte 0x{:02X} is not UTF-8, expected UTF-8 text", byte));
+        }
+        const bool isControl = byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
+        if (isControl || byte == 0x7F) {
+            throw YAMLMistake(
+                positionIn(text, offset),
+                fmt::format("control character 0x{:02X}, expected printable text", byte));
+        }
+        offset += length;
+    }
+}
+
+/// Builds the tree from the parser's events.
+class TreeBuilder : public YAML::EventHandler {
+  public:
+    explicit TreeBuilder(std::string_view text) : text_(text) {}
+
+    YAMLNode takeRoot() { return std::move(root_); }
+
+    void OnDocumentStart(const YAML::Mark& mark) override {
+        if (!sawDocument_) {
+            sawDocument_ = true;
+            return;
+        }
+        if (text_.substr(offsetOf(mark), 3) == "---") {
+            fail(offsetOf(mark), "a second document starts here, expected one only");
+        }
+        fail(offsetOf(mark), "not valid YAML: the document ended before this, expected its end");
+    }
+
+    void OnDocumentEnd() override {}
+
+    void OnNull(const YAML::Mark& mark, YAML::anchor_t anchor) override {
+        YAMLNode node;
+        node.offset = offsetOf(mark);
+        node.text = nullWordAt(node.offset);
+        if (node.text.empty()) {
+            // The parser marks the token behind the missing value; what waits for the value tells
+            // a reader more.
+            node.offset = offsetOfWaiting(node.offset);
+        }
+        add(std::move(node), anchor);
+    }
+
+    void OnScalar(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
+                  const std::string& value) override {
+        requireNoTag(mark, tag);
+        YAMLNode node;
+        node.kind = YAMLNode::Kind::scalar;
+        node.offset = offsetOf(mark);
+        node.text = value;
+        node.quoted = tag == "!";
+        requireClosedQuote(node.offset);
+        add(std::move(node), anchor);
+    }
+
+    void OnAlias(const YAML::Mark& mark, YAML::anchor_t anchor) override {
+        const auto anchored = anchored_.find(anchor);
+        if (anchored == anchored_.end()) {
+            fail(offsetOf(mark),
+                 "alias of a value that holds it, expected one of an earlier value");
+        }
+        checkDepth(offsetOf(mark), open_.size() + depthOf(anchored->second));
+        count(offsetOf(mark), anchored->second);
+        attach(anchored->second);
+    }
+
+    void OnSequenceStart(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
+                         YAML::EmitterStyle::value /*style*/) override {
+        open(YAMLNode::Kind::list, mark, tag, anchor);
+    }
+
+    void OnSequenceEnd() override { close(); }
+
+    void OnMapStart(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
+                    YAML::EmitterStyle::value /*style*/) override {
+        open(YAMLNode::Kind::mapping, mark, tag, anchor);
+    }
+
+    void OnMapEnd() override { close(); }
+
+  private:
+    struct Open {
+        YAMLNode node;
+        YAML::anchor_t anchor;
+        bool awaitsValue = false;  ///< of a mapping: its last entry has a key only
+    };
+
+    [[noreturn]] void fail(std::size_t offset, const std::string& message) const {
+        throw YAMLMistake(positionIn(text_, offset), message);
+    }
+
+    std::size_t offsetOf(const YAML::Mark& mark) const {
+        const std::size_t offset =
+            std::min(static_cast<std::size_t>(std::max(mark.pos, 0)), text_.size());
+        return text_.substr(offset).starts_with('&') ? offsetBehindAnchor(offset) : offset;
+    }
+
+    std::size_t offsetBehindAnchor(std::size_t offset) const {
+        const auto skipTo = [this](std::size_t result) { return std::min(result, text_.size()); };
+        offset = skipTo(text_.find_first_of(" \t\r\n,]}", offset));
+        offset = skipTo(text_.find_first_not_of(" \t\r\n", offset));
+        while (text_.substr(offset).starts_with('#')) {
+            offset = skipTo(text_.find('\n', offset));
+            offset = skipTo(text_.find_first_not_of(" \t\r\n", offset));
+        }
+        return offset;
+    }
+
+    /// The parser lets the end of the text close a quote that is open.
+    void requireClosedQuote(std::size_t offset) const {
+        const char quote = offset < text_.size() ? text_[offset] : ' ';
+        if (quote != '"' && quote != '\'') {
+            return;
+        }
+        for (std::size_t at = offset + 1; at < text_.size(); ++at) {
+            const bool isDoubled = quote == '\'' && text_.substr(at).starts_with("''");
+            const bool isEscape = quote == '"' && text_[at] == '\\';
+            if (isDoubled || isEscape) {
+                ++at;
+            } else if (text_[at] == quote) {
+                return;
+            }
+        }
+        fail(offset, "a quote that nothing closes, expected the same quote behind the text");
+    }
+
+    void requireNoTag(const YAML::Mark& mark, const std::string& tag) const {
+        if (tag != "?" && tag != "!" && !tag.empty()) {
+            fail(offsetOf(mark), "a YAML tag, expected a value without one");
+        }
+    }
+
+    std::string nullWordAt(std::size_t offset) const {
+        for (const std::string_view word : {"~", "null", "Null", "NULL"}) {
+            if (text_.substr(offset, word.size()) == word) {
+                return std::string(word);
+            }
+        }
+        return "";
+    }
+
+    std::size_t offsetOfWaiting(std::size_t offset) const {
+        if (open_.empty()) {
+            return offset;
+        }
+        const Open& parent = open_.back();
+        if (parent.awaitsValue) {
+            return parent.node.entries.back().key.offset;
+        }
+        const bool isBlockList = parent.node.kind == YAMLNode::Kind::list &&
+                                 text_.substr(parent.node.offset).starts_with('-');
+        return isBlockList ? text_.substr(0, offset).rfind('-') : offset;
+    }
+
+    void open(YAMLNode::Kind kind, const YAML::Mark& mark, const std::string& tag,
+              YAML::anchor_t anchor) {
+        requireNoTag(mark, tag);
+        checkDepth(offsetOf(mark), open_.size() + 1);
+        YAMLNode node;
+        node.kind = kind;
+        node.offset = offsetOf(mark);
+        open_.push_back({std::move(node), anchor});
+    }
+
+    void close() {
+        Open closed = std::move(open_.back());
+        open_.pop_back();
+        add(std::move(closed.node), closed.anchor);
+    }
+
+    void add(YAMLNode node, YAML::anchor_t anchor) {
+        countOne(node.offset, node);
+        if (anchor != YAML::NullAnchor) {
+            count(node.offset, node);
+            anchored_[anchor] = node;
+        }
+        attach(std::move(node));
+    }
+
+    void attach(YAMLNode node) {
+        if (open_.empty()) {
+            root_ = std::move(node);
+            return;
+        }
+        Open& parent = open_.back();
+        if (parent.node.kind == YAMLNode::Kind::list) {
+            parent.node.items.push_back(std::move(node));
+        } else if (parent.awaitsValue) {
+            parent.node.entries.back().value = std::move(node);
+            parent.awaitsValue = false;
+        } else {
+            parent.node.entries.push_back({std::move(node), YAMLNode()});
+            parent.awaitsValue = true;
+        }
+    }
+
+    void checkDepth(std::size_t offset, std::size_t depth) const {
+        if (depth > YAMLLimits::depth) {
+            fail(offset,
+                 fmt::format("nested too deeply, expected at most {} levels", YAMLLimits::depth));
+        }
+    }
+
+    void countOne(std::size_t offset, const YAMLNode& node) {
+        textBytes_ += node.text.size();
+        if (++values_ > YAMLLimits::values || textBytes_ > YAMLLimits::textBytes) {
+            fail(offset, fmt::format("too much content with anchors and aliases spelt out, "
+                                     "expected at most {} values and {} bytes of text",
+                                     YAMLLimits::values, YAMLLimits::textBytes));
+        }
+    }
+
+    /// Counts a whole tree; `offset` is where the text asks for it.
+    void count(std::size_t offset, const YAMLNode& node) {
+        countOne(offset, node);
+        for (const YAMLNode& item : node.items) {
+            count(offset, item);
+        }
+        for (const YAMLEntry& entry : node.entries) {
+            count(offset, entry.key);
+            count(offset, entry.value);
+        }
+    }
+
+    static std::size_t depthOf(const YAMLNode& node) {
+        if (node.kind != YAMLNode::Kind::list && node.kind != YAMLNode::Kind::mapping) {
+            return 0;
+        }
+        std::size_t depth = 0;
+        for (const YAMLNode& item : node.items) {
+            depth = std::max(depth, depthOf(item));
+        }
+        for (const YAMLEntry& entry : node.entries) {
+            depth = std::max({depth, depthOf(entry.key), depthOf(entry.value)});
+        }
+        return depth + 1;
+    }
+
+    std::string_view text_;
+    YAMLNode root_;
+    std::vector<Open> open_;
+    std::map<YAML::anchor_t, YAMLNode> anchored_;
+    std::size_t values_ = 0;
+    std::size_t textBytes_ = 0;
+    bool sawDocument_ = false;
+};
+
+YAMLNode parse(const std::string& text) {
+    TreeBuilder builder(text);
+    std::istringstream stream(text);
+    try {
+        YAML::Parser parser(stream);
+        while (parser.HandleNextDocument(builder)) {
+        }
+    } catch (const YAML::Exception& error) {
+        const auto offset = static_cast<std::size_t>(std::max(error.mark.pos, 0));
+        throw YAMLMistake(positionIn(text, offset), "not valid YAML: " + error.msg);
+    } catch (const YAMLMistake&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw YAMLMistake({}, std::string("not valid YAML: ") + error.what());
+    }
+    return builder.takeRoot();
+}
+
+}  // namespace
+
+YAMLDocument::YAMLDocument(std::string text) : text_(std::move(text)) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (text_.starts_with(kByteOrderMark)) {
+        text_.erase(0, kByteOrderMark.size());
+    }
+    if (text_.size() > YAMLLimits::bytes) {
+        throw YAMLMistake(
+            {}, fmt::format("the file is too long, expected at most {} bytes", YAMLLimits::bytes));
+    }
+    requireCleanText(text_);
+    root_ = parse(text_);
+    if (root_.kind == YAMLNode::Kind::null) {
+        throw YAMLMistake({}, "the file is empty, expected a mapping of keys");
+    }
+}
+
+TextPosition YAMLDocument::position(std::size_t offset) const {
+    return positionIn(text_, offset);
+}
+
+}  // namespace simulated_mac

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/file/YAMLDocument.h"
+
+namespace simulated_mac {
+
+/// "ab", with what would break a line spelt as escapes and a long text cut.
+std::string inQuotes(std::string_view text);
+
+/// "a, b or c".
+std::string alternatives(const std::vector<std::string>& words);
+
+/// Why a file can't be read: "is a directory", "can't be read: No such file or directory".
+class UnreadableFile : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The file's bytes. Throws UnreadableFile, also when there are more than `maxBytes`.
+std::string readFile(const std::filesystem::path& path, std::size_t maxBytes);
+
+/// Typed access to the values of a YAML document. What a function can't read as its type it reports
+/// as a YAMLMistake at the value's place, saying what was found and what was expected.
+class YAMLReader {
+  public:
+    /// Files that the document names are looked up from `folder`.
+    YAMLReader(const YAMLDocument& document, std::filesystem::path folder);
+
+    [[noreturn]] void fail(const YAMLNode& node, const std::string& message) const;
+    /// "found the number 7, expected `expected`".
+    [[noreturn]] void failFound(const YAMLNode& node, const std::string& expected) const;
+
+    /// Text; an unquoted scalar that YAML takes for a number or boolean is none.
+    std::string text(const YAMLNode& node) const;
+    /// true or false.
+    bool boolean(const YAMLNode& node) const;
+    /// Decimal or, with 0x in front, hexadecimal.
+    std::uint64_t number(const YAMLNode& node, std::uint64_t min, std::uint64_t max) const;
+    /// A whole 64-bit number, decimal (negative ones too) or hexadecimal.
+    std::int64_t signedNumber(const YAMLNode& node) const;
+    /// A decimal number from 0 to `max`, a fraction allowed.
+    double seconds(const YAMLNode& node, double max) const;
+    /// A decimal number, negative ones and a fraction allowed.
+    double realNumber(const YAMLNode& node) const;
+    /// Pairs of hex digits; blanks and line breaks may stand between bytes. All-digit bytes need no
+    /// quotes.
+    Bytes hexBytes(const YAMLNode& node) const;
+    /// One of `words`; the index into them. A message says that `expected` was.
+    std::size_t word(const YAMLNode& node, const std::vector<std::string>& words,
+                     const std::string& expected) const;
+    /// The bytes of the file that a text names.
+    std::string fileContents(const YAMLNode& node);
+
+    const std::vector<YAMLNode>& list(const YAMLNode& node) const;
+    const std::vector<YAMLEntry>& mapping(const YAMLNode& node) const;
+    /// As `mapping`, for one whose keys are `known` words; checks that all are and that none occurs
+    /// twice.
+    const std::vector<YAMLEntry>& mapping(const YAMLNode& node,
+                                          const std::vector<std::string>& known) const;
+    /// Reports that a key means the same as an earlier one.
+    [[noreturn]] void failDuplicate(const YAMLNode& key, const YAMLNode& earlier) const;
+
+    /// What YAML 1.2's core schema takes the value for.
+    enum class Type { null, text, boolean, number, list, mapping };
+    static Type typeOf(const YAMLNode& node);
+    /// Whether the value is an unquoted or quoted scalar with that very text.
+    static bool isWord(const YAMLNode& node, std::string_view word);
+
+  private:
+    std::uint64_t magnitude(const YAMLNode& node, const std::string& expected) const;
+    double decimal(const YAMLNode& node, const std::string& expected) const;
+    [[noreturn]] void failOutOfRange(const YAMLNode& node, const std::string& expected) const;
+    [[noreturn]] void failAt(std::size_t offset, const std::string& message) const;
+    std::size_t offsetInScalar(const YAMLNode& node, std::size_t index) const;
+
+    const YAMLDocument& document_;
+    std::filesystem::path folder_;
+    std::size_t fileBytesLeft_;  ///< of all files that the document names
+};
+
+}  // namespace simulated_mac

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/hardware/Monitor.h"
+#include "simulated_mac/hardware/Registry.h"
+
+namespace simulated_mac {
+
+/// A screen of the Mac with the monitor behind it.
+struct Display {
+    explicit Display(ScreenDescription what);
+
+    const ScreenDescription screen;
+    std::uint32_t displayID = 0;
+    std::uint32_t vendorNumber = 0;
+    std::uint32_t modelNumber = 0;
+    std::uint32_t serialNumber = 0;
+    std::string localizedName;
+    const std::vector<BusDescription> buses;  ///< of its framebuffer
+    Monitor monitor;
+    /// The entry of an Intel Mac's framebuffer; none where it has none for the display.
+    std::shared_ptr<RegistryEntry> framebuffer;
+    /// The entries of its buses' I2C interfaces, one for each of `buses`; none for a bus without.
+    std::vector<std::shared_ptr<RegistryEntry>> interfaces;
+    /// The entries of an Apple-silicon Mac's AV service proxies, as the description lists them.
+    std::vector<std::shared_ptr<RegistryEntry>> proxies;
+};
+
+/// The displays of the described screens, with the numbers and names that the system gives them.
+std::vector<std::unique_ptr<Display>> makeDisplays(const std::vector<ScreenDescription>& screens);
+
+}  // namespace simulated_mac

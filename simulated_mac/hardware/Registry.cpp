@@ -1,0 +1,229 @@
+#include "simulated_mac/hardware/Registry.h"
+
+#include <algorithm>
+
+namespace simulated_mac {
+
+namespace {
+
+constexpr std::size_t firstHandle = 0x1003;
+
+}  // namespace
+
+void RegistryEntry::set(const std::string& key, CFPointer value) {
+    const auto known = std::find_if(properties.begin(), properties.end(),
+                                    [&](const auto& property) { return property.first == key; });
+    if (known == properties.end()) {
+        if (value != nullptr) properties.emplace_back(key, std::move(value));
+    } else if (value != nullptr) {
+        known->second = std::move(value);
+    } else {
+        properties.erase(known);
+    }
+}
+
+CFPointer RegistryEntry::get(const std::string& key) const {
+    const auto known = std::find_if(properties.begin(), properties.end(),
+                                    [&](const auto& property) { return property.first == key; });
+    return known != properties.end() ? known->second : nullptr;
+}
+
+bool RegistryEntry::isA(const std::string& className) const {
+    return std::find(classes.begin(), classes.end(), className) != classes.end();
+}
+
+bool Match::fits(const RegistryEntry& entry) const {
+    return (className.empty() || entry.isA(className)) && (name.empty() || entry.name == name);
+}
+
+Registry::Registry(Ledger& ledger) : ledger_(ledger) {
+    root_ = std::make_shared<RegistryEntry>();
+    root_->name = "Root";
+    root_->classes = {"IORegistryEntry"};
+    root_->id = nextID_++;
+}
+
+Registry::Entry Registry::add(const Entry& parent, RegistryEntry description) {
+    const auto entry = std::make_shared<RegistryEntry>(std::move(description));
+    std::vector<std::pair<std::function<void(io_iterator_t)>, io_iterator_t>> deliveries;
+    {
+        const std::lock_guard lock(mutex_);
+        entry->id = nextID_++;
+        entry->parent = parent;
+        parent->children.push_back(entry);
+        ++changes_;
+        for (auto& [handle, iterator] : iterators_) {
+            if (!iterator.deliver || !iterator.match.fits(*entry)) continue;
+            iterator.entries.push_back(entry);
+            if (iterator.armed) deliveries.emplace_back(iterator.deliver, handle);
+            iterator.armed = false;
+        }
+    }
+    std::sort(deliveries.begin(), deliveries.end(),
+              [](const auto& a, const auto& b) { return a.second < b.second; });
+    for (const auto& [deliver, handle] : deliveries) deliver(handle);
+    return entry;
+}
+
+void Registry::remove(const Entry& entry) {
+    const std::lock_guard lock(mutex_);
+    if (const Entry parent = entry->parent.lock()) {
+        auto& siblings = parent->children;
+        siblings.erase(std::remove(siblings.begin(), siblings.end(), entry), siblings.end());
+        ++changes_;
+    }
+}
+
+std::vector<Registry::Entry> Registry::walk(const Entry& from) const {
+    const std::lock_guard lock(mutex_);
+    std::vector<Entry> entries;
+    collect(from, entries);
+    return entries;
+}
+
+std::vector<Registry::Entry> Registry::matching(const Match& match) const {
+    const std::lock_guard lock(mutex_);
+    return matchingLocked(match);
+}
+
+std::vector<Registry::Entry> Registry::matchingLocked(const Match& match) const {
+    std::vector<Entry> entries;
+    collect(root_, entries);
+    entries.erase(std::remove_if(entries.begin(), entries.end(),
+                                 [&](const Entry& entry) { return !match.fits(*entry); }),
+                  entries.end());
+    return entries;
+}
+
+void Registry::collect(const Entry& entry, std::vector<Entry>& into) const {
+    into.push_back(entry);
+    for (const Entry& child : entry->children) collect(child, into);
+}
+
+std::string Registry::pathOf(const Entry& entry) const {
+    if (entry->path) return *entry->path;
+    const Entry parent = entry->parent.lock();
+    if (parent == nullptr) return "IOService:";
+    const std::string location = entry->location.empty() ? "" : "@" + entry->location;
+    return pathOf(parent) + "/" + entry->name + location;
+}
+
+void Registry::inspect(const std::function<void()>& look) const {
+    const std::lock_guard lock(mutex_);
+    look();
+}
+
+void Registry::setProperty(const Entry& entry, const std::string& key, CFPointer value) {
+    const std::lock_guard lock(mutex_);
+    entry->set(key, std::move(value));
+}
+
+io_object_t Registry::handOut(const Entry& entry, const char* call) {
+    if (entry == nullptr) return IO_OBJECT_NULL;
+    const std::lock_guard lock(mutex_);
+    entry->references.push_back(call);
+    ledger_.handedOut(Reference::registryEntry, call);
+    return handleLocked(entry);
+}
+
+io_object_t Registry::handleOf(const Entry& entry) {
+    const std::lock_guard lock(mutex_);
+    entry->keptBySystem = true;
+    return handleLocked(entry);
+}
+
+io_object_t Registry::handleLocked(const Entry& entry) {
+    if (entry->handle == IO_OBJECT_NULL) {
+        handedOut_.push_back(entry);
+        entry->handle = static_cast<io_object_t>(firstHandle + 2 * (handedOut_.size() - 1));
+    }
+    return entry->handle;
+}
+
+io_iterator_t Registry::handOutIterator(std::vector<Entry> entries, const char* call) {
+    const std::lock_guard lock(mutex_);
+    const io_iterator_t handle = nextIterator_;
+    nextIterator_ += 2;
+    Iterator& iterator = iterators_[handle];
+    iterator.entries.assign(entries.begin(), entries.end());
+    iterator.references.push_back(call);
+    ledger_.handedOut(Reference::iterator, call);
+    return handle;
+}
+
+io_iterator_t Registry::handOutWalk(std::vector<Entry> entries, const char* call) {
+    const io_iterator_t handle = handOutIterator(std::move(entries), call);
+    const std::lock_guard lock(mutex_);
+    iterators_[handle].changesBefore = changes_;
+    return handle;
+}
+
+io_iterator_t Registry::handOutNotification(const Match& match,
+                                            std::function<void(io_iterator_t)> deliver,
+                                            const char* call) {
+    const io_iterator_t handle = handOutIterator(matching(match), call);
+    const std::lock_guard lock(mutex_);
+    iterators_[handle].match = match;
+    iterators_[handle].deliver = std::move(deliver);
+    return handle;
+}
+
+Registry::Entry Registry::entryOf(io_object_t handle) const {
+    const std::lock_guard lock(mutex_);
+    return entryOfLocked(handle);
+}
+
+Registry::Entry Registry::entryOfLocked(io_object_t handle) const {
+    const std::size_t index = (static_cast<std::size_t>(handle) - firstHandle) / 2;
+    if (handle % 2 == 0 || index >= handedOut_.size()) return nullptr;
+    const Entry& entry = handedOut_[index];
+    return entry->references.empty() && !entry->keptBySystem ? nullptr : entry;
+}
+
+Registry::Entry Registry::next(io_iterator_t handle) {
+    const std::lock_guard lock(mutex_);
+    const auto found = iterators_.find(handle);
+    if (found == iterators_.end()) return nullptr;
+    Iterator& iterator = found->second;
+    if (iterator.changesBefore.value_or(changes_) != changes_) return nullptr;
+    if (iterator.entries.empty()) {
+        iterator.armed = true;
+        return nullptr;
+    }
+    Entry entry = std::move(iterator.entries.front());
+    iterator.entries.pop_front();
+    return entry;
+}
+
+bool Registry::retain(io_object_t handle, const char* call) {
+    const std::lock_guard lock(mutex_);
+    if (const Entry entry = entryOfLocked(handle)) {
+        entry->references.push_back(call);
+        ledger_.handedOut(Reference::registryEntry, call);
+        return true;
+    }
+    const auto iterator = iterators_.find(handle);
+    if (iterator == iterators_.end()) return false;
+    iterator->second.references.push_back(call);
+    ledger_.handedOut(Reference::iterator, call);
+    return true;
+}
+
+bool Registry::release(io_object_t handle) {
+    const std::lock_guard lock(mutex_);
+    const Entry entry = entryOfLocked(handle);
+    if (entry != nullptr && !entry->references.empty()) {
+        ledger_.givenBack(Reference::registryEntry, entry->references.back());
+        entry->references.pop_back();
+        return true;
+    }
+    const auto iterator = iterators_.find(handle);
+    if (iterator == iterators_.end()) return false;
+    auto& references = iterator->second.references;
+    ledger_.givenBack(Reference::iterator, references.back());
+    references.pop_back();
+    if (references.empty()) iterators_.erase(iterator);
+    return true;
+}
+
+}  // namespace simulated_mac

@@ -1,0 +1,124 @@
+#pragma once
+
+#include <IOKit/IOKitLib.h>
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/hardware/CFValue.h"
+#include "simulated_mac/hardware/Ledger.h"
+
+namespace simulated_mac {
+
+/// One entry of the I/O registry.
+struct RegistryEntry {
+    std::string name;
+    std::string location;              ///< what stands behind "@" in a path; may be empty
+    std::vector<std::string> classes;  ///< its class and the classes that this one derives from
+    std::vector<std::pair<std::string, CFPointer>> properties;
+    std::weak_ptr<RegistryEntry> parent;
+    std::vector<std::shared_ptr<RegistryEntry>> children;
+    std::optional<std::string> path;  ///< instead of the one that the tree gives
+    bool readable = true;             ///< its properties can be read
+    bool nameReadable = true;
+    bool parentFound = true;
+    std::uint64_t id = 0;
+
+    /// How the plug-in knows the entry, and the calls that handed out the references it holds.
+    io_object_t handle = IO_OBJECT_NULL;
+    std::vector<const char*> references;
+    bool keptBySystem = false;  ///< the handle is valid without a reference of the plug-in's
+
+    void set(const std::string& key, CFPointer value);
+    CFPointer get(const std::string& key) const;
+    bool isA(const std::string& className) const;
+};
+
+/// What a matching dictionary asks for.
+struct Match {
+    std::string className;  ///< empty: any
+    std::string name;       ///< empty: any
+
+    bool fits(const RegistryEntry& entry) const;
+};
+
+/// The I/O registry: a tree of entries, and the handles under which a process knows them. An entry
+/// has one handle however often it is handed out; a handle dies with its last reference.
+class Registry {
+  public:
+    using Entry = std::shared_ptr<RegistryEntry>;
+
+    explicit Registry(Ledger& ledger);
+
+    Entry root() const { return root_; }
+    /// Adds an entry below `parent` and notifies those who wait for its kind.
+    Entry add(const Entry& parent, RegistryEntry entry);
+    void remove(const Entry& entry);
+
+    /// All entries below and including `from`, depth first, a parent before its children.
+    std::vector<Entry> walk(const Entry& from) const;
+    std::vector<Entry> matching(const Match& match) const;
+    std::string pathOf(const Entry& entry) const;
+    /// Calls `look`, during which the tree doesn't change.
+    void inspect(const std::function<void()>& look) const;
+    void setProperty(const Entry& entry, const std::string& key, CFPointer value);
+
+    // Handles. 0 stands for none. `call` names the function that hands one out.
+
+    io_object_t handOut(const Entry& entry, const char* call);
+    /// The handle of an entry that the system itself keeps a reference of.
+    io_object_t handleOf(const Entry& entry);
+    /// An iterator over a set of its own, which no change of the registry touches.
+    io_iterator_t handOutIterator(std::vector<Entry> entries, const char* call);
+    /// One that walks the tree itself: it is at its end as soon as an entry comes or goes.
+    io_iterator_t handOutWalk(std::vector<Entry> entries, const char* call);
+    /// Nothing for a handle without references, or of an iterator.
+    Entry entryOf(io_object_t handle) const;
+    /// The iterator's next entry, or nothing at its end and for any other handle.
+    Entry next(io_iterator_t iterator);
+    /// False for a handle that nobody holds.
+    bool retain(io_object_t handle, const char* call);
+    bool release(io_object_t handle);
+
+    /// An iterator over the entries that fit now, and over those that are added later: `deliver` is
+    /// called with it when one is added after it had been emptied.
+    io_iterator_t handOutNotification(const Match& match,
+                                      std::function<void(io_iterator_t)> deliver, const char* call);
+
+  private:
+    struct Iterator {
+        std::deque<Entry> entries;
+        Match match;
+        std::function<void(io_iterator_t)> deliver;  ///< empty where nothing is notified
+        bool armed = false;
+        /// Of a walk: how often the tree had changed when it began.
+        std::optional<std::uint64_t> changesBefore;
+        std::vector<const char*> references;
+    };
+
+    void collect(const Entry& entry, std::vector<Entry>& into) const;
+    std::vector<Entry> matchingLocked(const Match& match) const;
+    Entry entryOfLocked(io_object_t handle) const;
+    io_object_t handleLocked(const Entry& entry);
+
+    Ledger& ledger_;
+    mutable std::mutex mutex_;
+    Entry root_;
+    std::uint64_t nextID_ = 0x100000100;
+    // Entries have odd handles, in the order in which they were first handed out; iterators even
+    // ones.
+    std::vector<Entry> handedOut_;
+    std::unordered_map<io_iterator_t, Iterator> iterators_;
+    io_iterator_t nextIterator_ = 0x1000;
+    std::uint64_t changes_ = 0;
+};
+
+}  // namespace simulated_mac

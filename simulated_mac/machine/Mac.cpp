@@ -1,0 +1,236 @@
+#include "simulated_mac/machine/Mac.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <stdexcept>
+
+#include "simulated_mac/description/EDID.h"
+#include "simulated_mac/hardware/HardwareTree.h"
+#include "simulated_mac/machine/Installation.h"
+#include "simulated_mac/machine/NotificationPort.h"
+#include "simulated_mac/machine/StringsFile.h"
+#include "simulated_mac/tools/ToolServer.h"
+
+namespace simulated_mac {
+
+namespace {
+
+std::atomic<Mac*> switchedOn = nullptr;
+
+Time timeOf(double seconds) {
+    return Time(std::llround(seconds * 1e6));
+}
+
+/// Whether the system's tools print the screen's EDID, at some time.
+bool listsEDID(const ScreenDescription& screen) {
+    return screen.edidListed.value_or(!screen.builtIn) && !screen.monitor.edid.empty();
+}
+
+std::string describe(const USBDeviceDescription& device) {
+    return fmt::format("{} (product {:04X})", device.product.value_or(device.nodeName),
+                       device.productID.value_or(0));
+}
+
+}  // namespace
+
+Mac::Mac(MacDescription what, Options how)
+    : description(std::move(what)),
+      options(how),
+      scheduler(options.scheduler),
+      journal(scheduler),
+      trace(description.faults),
+      registry(ledger),
+      displays_(makeDisplays(description.screens)),
+      systemTools_(
+          description, registry, [this] { return screens(); },
+          [this] { return displaysWithListedEDID(); }) {
+    Mac* none = nullptr;
+    if (!switchedOn.compare_exchange_strong(none, this)) {
+        throw std::logic_error("a Mac is switched on already");
+    }
+    strings_ = readStringsFile(Installation::resource("en.lproj/Localizable.strings"));
+    const HardwareTree tree = buildHardwareTree(registry, description, displays_);
+    usbController_ = tree.usbController;
+    strayProxies_ = tree.strayProxies;
+    for (const USBDeviceDescription& device : description.usb) {
+        registry.add(usbController_, makeUSBDevice(device));
+    }
+    scheduleScreens();
+    scheduleEvents();
+    scheduleDisplayServices(tree.displayServices);
+    toolServer_ = std::make_unique<ToolServer>(
+        [this](const std::vector<std::string>& commandLine) { return runTool(commandLine); });
+}
+
+Mac::~Mac() {
+    toolServer_.reset();
+    switchedOn = nullptr;
+}
+
+Mac* Mac::current() {
+    return switchedOn;
+}
+
+Display* Mac::display(std::uint32_t displayID) const {
+    for (const auto& display : displays_) {
+        if (display->displayID == displayID) return display.get();
+    }
+    return nullptr;
+}
+
+std::vector<const Display*> Mac::screens() const {
+    const Time now = scheduler.now();
+    std::vector<const Display*> known;
+    for (const auto& display : displays_) {
+        if (timeOf(display->screen.appearsAt) <= now) known.push_back(display.get());
+    }
+    return known;
+}
+
+Time Mac::timeOfListing(const Display& display) const {
+    return timeOf(std::max(display.screen.appearsAt, display.screen.edidListedAt));
+}
+
+std::vector<const Display*> Mac::displaysWithListedEDID() const {
+    const Time now = scheduler.now();
+    std::vector<const Display*> listed;
+    for (const auto& display : displays_) {
+        if (listsEDID(display->screen) && timeOfListing(*display) <= now) {
+            listed.push_back(display.get());
+        }
+    }
+    return listed;
+}
+
+void Mac::scheduleScreens() {
+    for (const auto& display : displays_) {
+        const std::string& name = display->localizedName;
+        if (display->screen.appearsAt > 0) {
+            scheduler.onMainAt(timeOf(display->screen.appearsAt), [this, name] {
+                journal.note("mac", "screen " + name + " appears");
+            });
+        }
+        if (!listsEDID(display->screen)) continue;
+        const auto list = [this, connection = connectionOf(*display),
+                           edid = makeCF(display->screen.monitor.edid)] {
+            if (connection != nullptr) registry.setProperty(connection, "IODisplayEDID", edid);
+        };
+        const Time time = timeOfListing(*display);
+        if (time > Time(0)) {
+            scheduler.onMainAt(time, [this, list, name] {
+                list();
+                journal.note("mac", "the EDID of " + name + " appears");
+            });
+        } else {
+            list();
+        }
+    }
+}
+
+void Mac::scheduleEvents() {
+    for (const EventDescription& event : description.events) {
+        const auto happen = [this, event] { play(event); };
+        if (!event.atCall) {
+            scheduler.onMainAt(timeOf(event.at), happen);
+        } else if (event.user || event.installer) {
+            // That is the main thread's business.
+            trace.before(*event.atCall, [this, happen] { scheduler.onMain(happen); });
+        } else {
+            trace.before(*event.atCall, happen);
+        }
+    }
+}
+
+void Mac::scheduleDisplayServices(const std::shared_ptr<RegistryEntry>& parent) {
+    if (parent == nullptr) return;
+    for (const auto& display : displays_) {
+        const DisplayServiceDescription& service = display->screen.displayService;
+        if (!service.present || service.appearsAt <= 0) continue;
+        scheduler.onMainAt(timeOf(service.appearsAt), [this, parent, &display = *display] {
+            const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
+            addDisplayService(registry, parent, display);
+            journal.note("mac", "the display service of " + display.localizedName + " appears");
+        });
+    }
+}
+
+void Mac::play(const EventDescription& event) {
+    if (event.attach) attach(*event.attach);
+    if (event.detach) detach(*event.detach);
+    if (event.user && userAction_) userAction_(*event.user);
+    if (event.installer == EventDescription::Installer::releasesView) {
+        journal.note("mac", "the installer releases the pane's view");
+        window.viewReleased = true;
+        if (viewReleased_) viewReleased_();
+    }
+}
+
+ToolOutput Mac::runTool(const std::vector<std::string>& commandLine) {
+    ToolOutput output = systemTools_.run(commandLine);
+    journal.note(
+        "mac",
+        fmt::format(
+            "{} prints {} bytes{}", fmt::join(commandLine, " "), output.text.size(),
+            output.status != 0 ? fmt::format(" and ends with status {}", output.status) : ""));
+    return output;
+}
+
+void Mac::attach(const USBDeviceDescription& device) {
+    const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
+    journal.note("mac", "USB device attached: " + describe(device));
+    registry.add(usbController_, makeUSBDevice(device));
+}
+
+void Mac::detach(std::uint32_t locationID) {
+    for (const auto& device : registry.matching({"IOUSBDevice", ""})) {
+        const CFPointer location = device->get("locationID");
+        const auto* const number =
+            location != nullptr ? std::get_if<std::int64_t>(&location->value) : nullptr;
+        if (number == nullptr || static_cast<std::uint32_t>(*number) != locationID) continue;
+        registry.remove(device);
+        journal.note(
+            "mac", fmt::format("USB device detached from 0x{:08X}: {}", locationID, device->name));
+    }
+}
+
+void Mac::onUser(std::function<void(EventDescription::User)> action) {
+    userAction_ = std::move(action);
+}
+
+void Mac::onViewReleased(std::function<void()> action) {
+    viewReleased_ = std::move(action);
+}
+
+std::string Mac::localizedString(const std::string& key) const {
+    const auto changed = description.strings.find(key);
+    if (changed != description.strings.end()) return changed->second.value_or(key);
+    const auto known = strings_.find(key);
+    return known != strings_.end() ? known->second : key;
+}
+
+std::vector<std::string> Mac::environment(char* const inherited[]) const {
+    std::vector<std::string> variables;
+    std::string path = "/usr/bin:/bin";
+    for (char* const* variable = inherited; *variable != nullptr; ++variable) {
+        const std::string_view text = *variable;
+        if (text.substr(0, 5) == "PATH=") {
+            path = text.substr(5);
+        } else {
+            variables.emplace_back(text);
+        }
+    }
+    variables.push_back("PATH=" + Installation::tools().string() + ":" + path);
+    variables.push_back("SIMULATED_MAC_SOCKET=" + toolServer_->socketPath());
+    return variables;
+}
+
+IONotificationPort* Mac::addNotificationPort() {
+    const std::lock_guard lock(mutex_);
+    notificationPorts_.push_back(std::make_shared<IONotificationPort>());
+    return notificationPorts_.back().get();
+}
+
+}  // namespace simulated_mac

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/hardware/Display.h"
+#include "simulated_mac/hardware/Ledger.h"
+#include "simulated_mac/hardware/Registry.h"
+#include "simulated_mac/machine/InstallerWindow.h"
+#include "simulated_mac/machine/Journal.h"
+#include "simulated_mac/machine/Scheduler.h"
+#include "simulated_mac/machine/Trace.h"
+#include "simulated_mac/tools/SystemTools.h"
+#include "simulated_mac/tools/ToolServer.h"
+
+struct IONotificationPort;
+
+namespace simulated_mac {
+
+/// A Mac as a description says it is. While it is switched on, the platform's functions of this
+/// process work on it; there is one at a time. The thread that makes it is its main thread.
+class Mac {
+  public:
+    struct Options {
+        Scheduler::Options scheduler;
+        /// What every call of the system takes on the Mac's clock; not set: nothing. Where it takes
+        /// time, other threads have their turns at each call and not only where one waits.
+        std::optional<Time> systemCallTakes;
+        /// Told why the process ends where a platform function does not survive what it was given.
+        std::function<void(const std::string&)> onCrash;
+    };
+
+    explicit Mac(MacDescription what, Options how = {});
+    ~Mac();
+    Mac(const Mac&) = delete;
+    Mac& operator=(const Mac&) = delete;
+
+    /// The Mac that is switched on; nullptr when none is.
+    static Mac* current();
+
+    const MacDescription description;
+    const Options options;
+    Scheduler scheduler;
+    Journal journal;
+    Ledger ledger;
+    Trace trace;
+    Registry registry;
+    InstallerWindow window;
+
+    const std::vector<std::unique_ptr<Display>>& displays() const { return displays_; }
+    /// The entries of the AV service proxies before every framebuffer, as described.
+    const std::vector<std::shared_ptr<RegistryEntry>>& strayProxies() const {
+        return strayProxies_;
+    }
+    /// nullptr for a display ID that no screen has.
+    Display* display(std::uint32_t displayID) const;
+    /// The screens that the window system knows by now, in its order.
+    std::vector<const Display*> screens() const;
+    /// Those whose EDID the system's tools print by now.
+    std::vector<const Display*> displaysWithListedEDID() const;
+
+    /// What the user does in the events of the description; the host of the pane takes part.
+    void onUser(std::function<void(EventDescription::User)> action);
+    /// Called when the installer releases the pane's view, for a host with a view of its own.
+    void onViewReleased(std::function<void()> action);
+
+    /// What a text of the pane's string table reads on this Mac.
+    std::string localizedString(const std::string& key) const;
+
+    /// The environment in which a process of this Mac runs: its tools come first on the PATH.
+    std::vector<std::string> environment(char* const inherited[]) const;
+
+    /// A notification port lives as long as the Mac: nothing here tears one down.
+    IONotificationPort* addNotificationPort();
+
+    void attach(const USBDeviceDescription& device);
+    void detach(std::uint32_t locationID);
+
+  private:
+    Time timeOfListing(const Display& display) const;
+    void scheduleScreens();
+    void scheduleEvents();
+    void scheduleDisplayServices(const std::shared_ptr<RegistryEntry>& parent);
+    void play(const EventDescription& event);
+    ToolOutput runTool(const std::vector<std::string>& commandLine);
+
+    std::vector<std::unique_ptr<Display>> displays_;
+    std::function<void(EventDescription::User)> userAction_;
+    std::function<void()> viewReleased_;
+    mutable std::mutex mutex_;
+    std::vector<std::shared_ptr<IONotificationPort>> notificationPorts_;
+    std::map<std::string, std::string> strings_;
+    std::shared_ptr<RegistryEntry> usbController_;
+    std::vector<std::shared_ptr<RegistryEntry>> strayProxies_;
+    SystemTools systemTools_;
+    std::unique_ptr<ToolServer> toolServer_;
+};
+
+}  // namespace simulated_mac

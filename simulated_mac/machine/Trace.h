@@ -1,0 +1,65 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/description/Time.h"
+
+namespace simulated_mac {
+
+/// One platform call, as a trace shows it.
+struct TracedCall {
+    Time time{0};
+    std::string thread;
+    std::string call;
+    std::string arguments;  ///< "name value, name value"
+    std::string result;     ///< empty where the call returns nothing
+    bool failed = false;    ///< on purpose, by a fault of the Mac file
+};
+
+/// Keeps the platform calls and lets those fail that the Mac file names.
+class Trace {
+  public:
+    explicit Trace(std::vector<FaultDescription> faults);
+
+    /// Keeps every call, or those with these names only.
+    void keepAll();
+    void keepOnly(std::set<std::string, std::less<>> calls);
+
+    /// Counts the uses of every call from now on, for uses().
+    void countUses();
+
+    /// Has something happen before a use of a call does its work, on the thread that makes it.
+    void before(CallUse use, std::function<void()> action);
+
+    /// Counts one use of a call and does what is planned for it; the fault that is due, if any.
+    std::optional<FaultDescription> use(std::string_view call);
+    bool keeps(std::string_view call) const;
+    void add(TracedCall call);
+
+    std::vector<TracedCall> calls() const;
+    /// How often each call was used.
+    std::map<std::string, std::uint64_t, std::less<>> uses() const;
+
+  private:
+    const std::vector<FaultDescription> faults_;
+    std::atomic<bool> counts_;
+    std::atomic<bool> keeps_ = false;
+    mutable std::mutex mutex_;
+    bool keepsAll_ = false;
+    std::set<std::string, std::less<>> kept_;
+    std::map<std::string, std::uint64_t, std::less<>> uses_;
+    std::multimap<std::pair<std::string, std::uint64_t>, std::function<void()>> planned_;
+    std::vector<TracedCall> calls_;
+};
+
+}  // namespace simulated_mac

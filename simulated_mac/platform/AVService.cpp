@@ -1,0 +1,156 @@
+#include "simulated_mac/platform/AVService.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <span>
+
+#include "plugin/Platform/CoreDisplay.h"
+#include "plugin/Platform/IOAVService.h"
+#include "simulated_mac/hardware/HardwareTree.h"
+#include "simulated_mac/platform/CFReferences.h"
+#include "simulated_mac/platform/IOErrors.h"
+#include "simulated_mac/platform/PlatformCall.h"
+
+// The private interfaces of Apple-silicon displays. An Intel Mac has the functions, but nothing
+// behind them.
+
+using namespace simulated_mac;
+
+namespace {
+
+constexpr auto serviceType = "IOAVService";
+
+/// A proxy and the display whose monitor it reaches; nullptr where it stands before every
+/// framebuffer and reaches none.
+struct Port {
+    Display* display;
+    const ProxyDescription* proxy;
+};
+
+/// The port behind the proxy entry with this registry ID.
+std::optional<Port> portOf(std::uint64_t entryID) {
+    const Mac& mac = *Mac::current();
+    const auto indexIn = [entryID](const auto& entries) {
+        const auto found = std::find_if(entries.begin(), entries.end(),
+                                        [&](const auto& entry) { return entry->id == entryID; });
+        return static_cast<std::size_t>(found - entries.begin());
+    };
+    for (const auto& display : mac.displays()) {
+        const std::size_t index = indexIn(display->proxies);
+        if (index == display->proxies.size()) continue;
+        return Port{display.get(), &display->screen.displayService.proxies[index]};
+    }
+    const std::size_t index = indexIn(mac.strayProxies());
+    if (index == mac.strayProxies().size()) return std::nullopt;
+    return Port{nullptr, &mac.description.strayProxies[index]};
+}
+
+/// The port behind a service; nothing for an object of another kind.
+std::optional<Port> portOf(IOAVServiceRef service) {
+    if (service == nullptr) return std::nullopt;
+    const auto* const opaque = std::get_if<CFObject::Opaque>(&objectOf(service)->value);
+    if (opaque == nullptr || opaque->type != serviceType) return std::nullopt;
+    return portOf(opaque->id);
+}
+
+bool reaches(const Port& port, std::uint32_t chipAddress) {
+    return port.display != nullptr && chipAddress == Monitor::address;
+}
+
+std::string describe(IOAVServiceRef service) {
+    const auto port = portOf(service);
+    if (!port) return "no service";
+    return port->display != nullptr ? fmt::format("service of display {}", port->display->displayID)
+                                    : "service of no display";
+}
+
+}  // namespace
+
+namespace simulated_mac {
+
+const Display* displayBehind(CFTypeRef service) {
+    const auto port = portOf(service);
+    return port ? port->display : nullptr;
+}
+
+}  // namespace simulated_mac
+
+IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t proxy) {
+    constexpr auto name = "IOAVServiceCreateWithService";
+    FallibleCall call(name, [&] { return fmt::format("proxy {:#x}", proxy); });
+    const auto entry = Mac::current()->registry.entryOf(proxy);
+    const auto port = entry != nullptr ? portOf(entry->id) : std::nullopt;
+    if (call.fails() || !port || !port->proxy->opens) return call.pointer<IOAVServiceRef>(nullptr);
+    return call.pointer(handOut(makeCF(CFObject::Opaque{serviceType, entry->id}), name));
+}
+
+IOReturn IOAVServiceCopyEDID(IOAVServiceRef service, CFDataRef* edid) {
+    constexpr auto name = "IOAVServiceCopyEDID";
+    FallibleCall call(name, [&] { return describe(service); });
+    requireNotNull(service, name, "service");
+    if (call.fails()) return call.error();
+    const auto port = portOf(service);
+    if (!port) return call.ioResult(badArgument);
+    if (port->proxy->copyEDIDResult != kIOReturnSuccess) {
+        return call.ioResult(port->proxy->copyEDIDResult);
+    }
+    const Bytes bytes = port->proxy->edid.value_or(
+        port->display != nullptr ? port->display->screen.monitor.edid : Bytes());
+    *edid = bytes.empty() ? nullptr : static_cast<CFDataRef>(handOut(makeCF(bytes), name));
+    return call.ioResult(kIOReturnSuccess);
+}
+
+IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint32_t dataAddress,
+                             void* inputBuffer, uint32_t inputBufferSize) {
+    constexpr auto name = "IOAVServiceWriteI2C";
+    const std::span sent(static_cast<const std::uint8_t*>(inputBuffer), inputBufferSize);
+    FallibleCall call(name, [&] {
+        return fmt::format("{}, chip {:#x}, address {:#x}, bytes {:02X}", describe(service),
+                           chipAddress, dataAddress, fmt::join(sent, " "));
+    });
+    requireNotNull(service, name, "service");
+    if (call.fails()) return call.error();
+    const auto port = portOf(service);
+    if (!port || dataAddress > 0xFF) return call.ioResult(badArgument);
+    if (!reaches(*port, chipAddress)) return call.ioResult(kIOReturnNoDevice);
+    // On the bus the data address goes in front of the buffer.
+    Bytes message = {static_cast<std::uint8_t>(dataAddress)};
+    message.insert(message.end(), sent.begin(), sent.end());
+    port->display->monitor.receive(message, Mac::current()->scheduler.now());
+    return call.ioResult(kIOReturnSuccess);
+}
+
+IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32_t offset,
+                            void* outputBuffer, uint32_t outputBufferSize) {
+    constexpr auto name = "IOAVServiceReadI2C";
+    FallibleCall call(name, [&] {
+        return fmt::format("{}, chip {:#x}, offset {:#x}, size {}", describe(service), chipAddress,
+                           offset, outputBufferSize);
+    });
+    requireNotNull(service, name, "service");
+    if (call.fails()) return call.error();
+    const auto port = portOf(service);
+    if (!port) return call.ioResult(badArgument);
+    if (!reaches(*port, chipAddress)) return call.ioResult(kIOReturnNoDevice);
+    // DDC/CI has no offset to read from: the monitor sends its reply from the start.
+    const auto reply = port->display->monitor.replyAt(Mac::current()->scheduler.now());
+    if (!reply) return call.ioResult(kIOReturnError);
+    std::copy_n(reply->begin(), std::min<std::size_t>(reply->size(), outputBufferSize),
+                static_cast<std::uint8_t*>(outputBuffer));
+    if (call.traced()) call.text(fmt::format("0x0, bytes {:02X}", fmt::join(*reply, " ")));
+    return kIOReturnSuccess;
+}
+
+CFDictionaryRef CoreDisplay_DisplayCreateInfoDictionary(CGDirectDisplayID displayID) {
+    constexpr auto name = "CoreDisplay_DisplayCreateInfoDictionary";
+    FallibleCall call(name, [&] { return fmt::format("display {}", displayID); });
+    const Mac& mac = *Mac::current();
+    const Display* const display = mac.display(displayID);
+    if (call.fails() || mac.description.chip != Chip::apple || display == nullptr ||
+        !display->screen.hasInfoDictionary) {
+        return call.pointer<CFDictionaryRef>(nullptr);
+    }
+    return call.pointer(static_cast<CFDictionaryRef>(
+        handOut(makeCF(PropertyValue{coreDisplayDictionary(*display)}), name)));
+}

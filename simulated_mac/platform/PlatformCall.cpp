@@ -1,0 +1,46 @@
+#include "simulated_mac/platform/PlatformCall.h"
+
+#include <fmt/format.h>
+
+namespace simulated_mac {
+
+namespace {
+
+/// Whether the call asks the system beyond this process. No lock of the plug-in is held during one.
+bool leavesTheProcess(std::string_view call) {
+    return !call.starts_with("CF") && !call.starts_with("dispatch_") && call != "NSThread.sleep";
+}
+
+}  // namespace
+
+PlatformCall::PlatformCall(std::string_view name) : PlatformCall(Mac::current(), name) {}
+
+PlatformCall::PlatformCall(Mac* mac, std::string_view name)
+    : hidden_(mac != nullptr && mac->scheduler.hidesTurns()) {
+    if (mac == nullptr) return;
+    const auto takes = mac->options.systemCallTakes;
+    if (takes && leavesTheProcess(name)) mac->scheduler.sleep(*takes);
+    fault_ = mac->trace.use(name);
+    isTraced_ = mac->trace.keeps(name);
+    if (!isTraced_) return;
+    traced_.time = mac->scheduler.now();
+    traced_.thread = mac->scheduler.threadName();
+    traced_.call = name;
+    traced_.failed = fault_.has_value();
+}
+
+PlatformCall::~PlatformCall() {
+    if (!isTraced_) return;
+    if (Mac* const mac = Mac::current()) mac->trace.add(std::move(traced_));
+}
+
+IOReturn PlatformCall::ioResult(IOReturn result) {
+    if (isTraced_) traced_.result = fmt::format("{:#x}", static_cast<std::uint32_t>(result));
+    return result;
+}
+
+IOReturn FallibleCall::error() {
+    return ioResult(fault() ? fault()->result.value_or(kIOReturnError) : kIOReturnError);
+}
+
+}  // namespace simulated_mac

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <IOKit/IOKitLib.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "simulated_mac/description/FallibleCalls.h"
+#include "simulated_mac/machine/Mac.h"
+#include "simulated_mac/platform/Running.h"
+
+namespace simulated_mac {
+
+/// One call of the platform that is being made: notes it in the trace of the Mac that is switched
+/// on.
+class PlatformCall {
+  public:
+    explicit PlatformCall(std::string_view name);
+    /// `arguments` is asked for its text only where the call is traced.
+    template <class Arguments>
+    PlatformCall(std::string_view name, const Arguments& arguments) : PlatformCall(name) {
+        if (isTraced_) traced_.arguments = arguments();
+    }
+    PlatformCall(const PlatformCall&) = delete;
+    PlatformCall& operator=(const PlatformCall&) = delete;
+    ~PlatformCall();
+
+    /// Notes the result and hands it back.
+    IOReturn ioResult(IOReturn result);
+    template <class T>
+    T result(T value);
+    template <class Pointer>
+    Pointer pointer(Pointer value);
+    void text(std::string result) { traced_.result = std::move(result); }
+    bool traced() const { return isTraced_; }
+
+  protected:
+    const std::optional<FaultDescription>& fault() const { return fault_; }
+
+  private:
+    PlatformCall(Mac* mac, std::string_view name);
+
+    const Running platform_{Code::platform};
+    const HiddenFromRaceDetection hidden_;
+    std::optional<FaultDescription> fault_;
+    bool isTraced_ = false;
+    TracedCall traced_;
+};
+
+/// A call that the Mac file can make fail.
+class FallibleCall : public PlatformCall {
+  public:
+    explicit FallibleCall(FallibleCallName name) : PlatformCall(name.text) {}
+    template <class Arguments>
+    FallibleCall(FallibleCallName name, const Arguments& arguments)
+        : PlatformCall(name.text, arguments) {}
+
+    bool fails() const { return fault().has_value(); }
+    /// The I/O error of a call that fails: what the Mac file says, or kIOReturnError.
+    IOReturn error();
+};
+
+template <class T>
+T PlatformCall::result(T value) {
+    if (isTraced_) traced_.result = std::to_string(value);
+    return value;
+}
+
+template <class Pointer>
+Pointer PlatformCall::pointer(Pointer value) {
+    if (isTraced_) traced_.result = value != nullptr ? "ok" : "NULL";
+    return value;
+}
+
+}  // namespace simulated_mac

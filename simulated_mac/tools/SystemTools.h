@@ -1,0 +1,45 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/hardware/Display.h"
+#include "simulated_mac/hardware/Registry.h"
+#include "simulated_mac/tools/ToolOutput.h"
+
+namespace simulated_mac {
+
+/// `ioreg`, `system_profiler` and `afktool`: what they print of a Mac's state, in the real tools'
+/// form, or what the Mac file has them print.
+class SystemTools {
+  public:
+    using Displays = std::function<std::vector<const Display*>()>;
+
+    /// `screens` gives those that the window system knows by now, `listed` those whose EDID the
+    /// tools print by now. All of it outlives the tools.
+    SystemTools(const MacDescription& description, const Registry& registry, Displays screens,
+                Displays listed);
+
+    /// Runs a command line, the tool first. Status 64 with no output for arguments that the tool
+    /// here doesn't know, 127 for another tool. One call at a time.
+    ToolOutput run(const std::vector<std::string>& commandLine);
+
+  private:
+    using Arguments = std::vector<std::string>;
+
+    ToolOutput printed(const std::string& tool, const Arguments& arguments) const;
+    ToolOutput ioreg(const Arguments& arguments) const;
+    ToolOutput systemProfiler(const Arguments& arguments) const;
+    ToolOutput afktool(const Arguments& arguments) const;
+
+    const MacDescription& description_;
+    const Registry& registry_;
+    const Displays screens_;
+    const Displays listed_;
+    std::map<std::string, std::size_t> calls_;  ///< so far, by tool
+};
+
+}  // namespace simulated_mac

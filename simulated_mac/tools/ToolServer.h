@@ -1,0 +1,40 @@
+#pragma once
+
+#include <array>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "simulated_mac/tools/ToolOutput.h"
+
+namespace simulated_mac {
+
+/// Answers the Mac's system tools, which run as processes of their own: they ask over a local
+/// socket what to print and with which status to end.
+class ToolServer {
+  public:
+    /// Answers a command line, the tool first. Called on the server's own thread.
+    using Answer = std::function<ToolOutput(const std::vector<std::string>& commandLine)>;
+
+    /// Throws std::system_error when the socket can't be made.
+    explicit ToolServer(Answer answer);
+    ~ToolServer();
+    ToolServer(const ToolServer&) = delete;
+    ToolServer& operator=(const ToolServer&) = delete;
+
+    const std::string& socketPath() const { return path_; }
+
+  private:
+    void serve();
+    void answer(int connection);
+
+    const Answer answer_;
+    std::string folder_;
+    std::string path_;
+    int listener_ = -1;
+    std::array<int, 2> stop_{-1, -1};  ///< a pipe: serve() ends when its second end is closed
+    std::thread thread_;
+};
+
+}  // namespace simulated_mac
