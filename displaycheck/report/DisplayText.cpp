@@ -198,19 +198,19 @@ std::string pieces(const MatchedPieces& matched) {
 }
 
 std::string fate(const ServiceCandidate& candidate) {
-    using Fate = ServiceCandidate::Fate;
+    using enum ServiceCandidate::Fate;
     const std::string opened =
         candidate.opened ? "" : "; but no AV service could be opened for its proxy";
     switch (candidate.fate) {
-        case Fate::used:
+        case used:
             return "handed out first" + opened;
-        case Fate::handedOut:
+        case handedOut:
             return "handed out too, but only the first counts" + opened;
-        case Fate::refused:
+        case refused:
             return "refused, the display and the service being taken";
-        case Fate::noMatch:
+        case noMatch:
             return "never handed out";
-        case Fate::notExternal:
+        case notExternal:
             break;
     }
     return candidate.location ? "not external, its location being " + quoted(candidate.location)

@@ -24,9 +24,9 @@ class Frame {
     void rule(std::string_view left, std::string_view right) {
         text_ += std::string(left) + repeat("─", inner_) + std::string(right) + "\n";
     }
-    void row(std::size_t indent, const TerminalLine& line) {
-        text_ += "│" + std::string(indent, ' ') + line.text +
-                 std::string(inner_ - indent - line.width, ' ') + "│\n";
+    void row(std::size_t blanks, const TerminalLine& line) {
+        text_ += "│" + std::string(blanks, ' ') + line.text +
+                 std::string(inner_ - blanks - line.width, ' ') + "│\n";
     }
     void row(const TerminalLine& line) { row(margin, line); }
     void centred(const TerminalLine& line) { row((inner_ - line.width) / 2, line); }

@@ -20,9 +20,7 @@ MacDescription readMacFile(const std::filesystem::path& path) {
     try {
         const YAMLDocument document(readFile(path, YAMLLimits::bytes));
         YAMLReader reader(document, path.parent_path());
-        MacDescription mac;
-        Mapping{}.read(reader, document.root(), mac);
-        return mac;
+        return readMac(reader, document.root());
     } catch (const UnreadableFile& error) {
         throw errorAt(path, {}, fmt::format("{}, expected a Mac file", error.what()));
     } catch (const YAMLMistake& mistake) {

@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include "simulated_mac/description/EDID.h"
+#include "simulated_mac/file/MacFile.h"
+#include "simulated_mac/file/MacFileKeys.h"
 
 namespace simulated_mac {
 namespace {
 
-constexpr const char* kNone = "none";
+constexpr const char* none = "none";
 
 Choice<DDCAnswer::Kind> answerWords() {
     using Kind = DDCAnswer::Kind;
@@ -34,9 +36,7 @@ void fields(Visitor& field, LateListing& listing) {
 /// `node` is the mapping with `patch` in it.
 void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t size) {
     for (const YAMLEntry& entry : node.entries) {
-        if (!YAMLReader::isWord(entry.key, "patch")) {
-            continue;
-        }
+        if (!YAMLReader::isWord(entry.key, "patch")) continue;
         for (const YAMLEntry& change : entry.value.entries) {
             std::uint16_t offset = 0;
             Number{}.read(reader, change.key, offset);
@@ -53,7 +53,7 @@ void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t si
 }  // namespace
 
 void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) const {
-    if (YAMLReader::isWord(node, kNone)) {
+    if (YAMLReader::isWord(node, none)) {
         target.clear();
         return;
     }
@@ -68,14 +68,12 @@ void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) co
     Mapping{}.read(reader, node, forms);
     target = forms.file ? *forms.file : forms.hex ? *forms.hex : makeEDID(forms.made);
     requirePatchInside(reader, node, target.size());
-    for (const auto& [offset, byte] : forms.patch) {
-        target[offset] = byte;
-    }
+    for (const auto& [offset, byte] : forms.patch) target[offset] = byte;
 }
 
 JSON EDIDBytes::schema(const Bytes& initial) const {
     return {
-        {"anyOf", {{{"const", kNone}}, HexBytes{}.schema(initial), Mapping{}.schema(EDIDForms())}}};
+        {"anyOf", {{{"const", none}}, HexBytes{}.schema(initial), Mapping{}.schema(EDIDForms())}}};
 }
 
 void ImageSize::read(YAMLReader& reader, const YAMLNode& node, EDIDFields& target) const {
@@ -140,7 +138,7 @@ JSON EDIDListing::schema(const ScreenDescription&) const {
 
 void InfoDictionary::read(YAMLReader& reader, const YAMLNode& node,
                           ScreenDescription& target) const {
-    if (YAMLReader::isWord(node, kNone)) {
+    if (YAMLReader::isWord(node, none)) {
         target.hasInfoDictionary = false;
     } else if (node.kind == YAMLNode::Kind::mapping) {
         Properties{}.read(reader, node, target.infoDictionary);
@@ -150,7 +148,22 @@ void InfoDictionary::read(YAMLReader& reader, const YAMLNode& node,
 }
 
 JSON InfoDictionary::schema(const ScreenDescription& initial) const {
-    return {{"anyOf", {{{"const", kNone}}, Properties{}.schema(initial.infoDictionary)}}};
+    return {{"anyOf", {{{"const", none}}, Properties{}.schema(initial.infoDictionary)}}};
+}
+
+MacDescription readMac(YAMLReader& reader, const YAMLNode& node) {
+    MacDescription mac;
+    Mapping{}.read(reader, node, mac);
+    return mac;
+}
+
+std::string macFileSchema() {
+    JSON schema = {{"$schema", "http://json-schema.org/draft-07/schema#"},
+                   {"title", "Mac file"},
+                   {"description", "A Mac for the simulation to stand in for."}};
+    schema.update(Mapping{}.schema(MacDescription()));
+    schema["definitions"] = {{"property", Properties::definition()}};
+    return schema.dump(2) + '\n';
 }
 
 }  // namespace simulated_mac

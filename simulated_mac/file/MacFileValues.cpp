@@ -6,20 +6,18 @@ namespace simulated_mac {
 namespace {
 
 /// The key of a mapping that stands for data.
-constexpr const char* kDataKey = "data";
+constexpr const char* dataKey = "data";
 
 bool isData(const YAMLNode& node) {
     return node.kind == YAMLNode::Kind::mapping && node.entries.size() == 1 &&
-           YAMLReader::isWord(node.entries.front().key, kDataKey);
+           YAMLReader::isWord(node.entries.front().key, dataKey);
 }
 
 PropertyValue readProperty(YAMLReader& reader, const YAMLNode& node);
 
 PropertyList readPropertyList(YAMLReader& reader, const YAMLNode& node) {
     PropertyList list;
-    for (const YAMLNode& item : node.items) {
-        list.push_back(readProperty(reader, item));
-    }
+    for (const YAMLNode& item : node.items) list.push_back(readProperty(reader, item));
     return list;
 }
 
@@ -31,9 +29,7 @@ PropertyMap readPropertyMap(YAMLReader& reader, const YAMLNode& node, const Read
     for (const YAMLEntry& entry : reader.mapping(node)) {
         const std::string key = reader.text(entry.key);
         const auto [earlier, isNew] = seen.emplace(key, &entry.key);
-        if (!isNew) {
-            reader.failDuplicate(entry.key, *earlier->second);
-        }
+        if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
         map.emplace_back(key, readEntry(reader, entry.value));
     }
     return map;
@@ -109,12 +105,12 @@ JSON Properties::definition() {
     const JSON property = {{"$ref", "#/definitions/property"}};
     const JSON data = {{"description", "Data, as hex digits."},
                        {"type", "object"},
-                       {"properties", {{kDataKey, HexBytes{}.schema(Bytes())}}},
-                       {"required", {kDataKey}},
+                       {"properties", {{dataKey, HexBytes{}.schema(Bytes())}}},
+                       {"required", {dataKey}},
                        {"additionalProperties", false}};
     const JSON mapping = {
         {"type", "object"},
-        {"not", {{"required", {kDataKey}}, {"maxProperties", 1}}},
+        {"not", {{"required", {dataKey}}, {"maxProperties", 1}}},
         {"additionalProperties", property},
     };
     const JSON number = {{"type", "integer"},
@@ -128,11 +124,8 @@ JSON Properties::definition() {
 }
 
 const YAMLEntry* ReadingVisitor::find(const std::string& key) const {
-    for (const YAMLEntry& entry : mapping_.entries) {
-        if (entry.key.text == key) {
-            return &entry;
-        }
-    }
+    for (const YAMLEntry& entry : mapping_.entries)
+        if (entry.key.text == key) return &entry;
     return nullptr;
 }
 
@@ -158,9 +151,7 @@ void ReadingVisitor::exactlyOne(const std::string& what,
 
 void ReadingVisitor::onlyWith(const std::string& key,
                               const std::vector<std::string>& companions) const {
-    if (find(key) == nullptr) {
-        return;
-    }
+    if (find(key) == nullptr) return;
     for (const YAMLEntry& entry : mapping_.entries) {
         const std::string& other = entry.key.text;
         if (other != key &&
@@ -189,15 +180,9 @@ void SchemaVisitor::onlyWith(const std::string& key, const std::vector<std::stri
 JSON SchemaVisitor::result() const {
     JSON schema = {
         {"type", "object"}, {"properties", properties_}, {"additionalProperties", false}};
-    if (!required_.empty()) {
-        schema["required"] = required_;
-    }
-    if (!allOf_.empty()) {
-        schema["allOf"] = allOf_;
-    }
-    if (!dependencies_.empty()) {
-        schema["dependencies"] = dependencies_;
-    }
+    if (!required_.empty()) schema["required"] = required_;
+    if (!allOf_.empty()) schema["allOf"] = allOf_;
+    if (!dependencies_.empty()) schema["dependencies"] = dependencies_;
     return schema;
 }
 

@@ -104,25 +104,25 @@ struct Number {
 /// An I/O error as the platform's headers write it: a 32-bit pattern such as 0xE00002C0.
 struct IOResult {
     void read(YAMLReader& reader, const YAMLNode& node, std::int32_t& target) const {
-        constexpr auto kMax = std::numeric_limits<std::uint32_t>::max();
+        constexpr auto most = std::numeric_limits<std::uint32_t>::max();
         target =
-            static_cast<std::int32_t>(static_cast<std::uint32_t>(reader.number(node, 0, kMax)));
+            static_cast<std::int32_t>(static_cast<std::uint32_t>(reader.number(node, 0, most)));
     }
     JSON schema(std::int32_t) const {
-        constexpr auto kMax = std::numeric_limits<std::uint32_t>::max();
-        return {{"type", "integer"}, {"minimum", 0}, {"maximum", kMax}};
+        constexpr auto most = std::numeric_limits<std::uint32_t>::max();
+        return {{"type", "integer"}, {"minimum", 0}, {"maximum", most}};
     }
 };
 
 struct Seconds {
     /// Some thirty years: still an exact count of nanoseconds in 64 bits.
-    static constexpr double kMax = 1e9;
+    static constexpr double most = 1e9;
 
     void read(YAMLReader& reader, const YAMLNode& node, double& target) const {
-        target = reader.seconds(node, kMax);
+        target = reader.seconds(node, most);
     }
     JSON schema(double) const {
-        return {{"type", "number"}, {"minimum", 0}, {"maximum", static_cast<std::uint32_t>(kMax)}};
+        return {{"type", "number"}, {"minimum", 0}, {"maximum", static_cast<std::uint32_t>(most)}};
     }
 };
 
@@ -169,9 +169,7 @@ struct Choice {
   private:
     std::vector<std::string> words() const {
         std::vector<std::string> result;
-        for (const auto& choice : choices) {
-            result.push_back(choice.first);
-        }
+        for (const auto& choice : choices) result.push_back(choice.first);
         return result;
     }
 };
@@ -229,12 +227,8 @@ struct ListOf {
     template <class Target>
     JSON schema(const std::vector<Target>&) const {
         JSON result = {{"type", "array"}, {"items", kind.schema(Target())}};
-        if (min > 0) {
-            result["minItems"] = min;
-        }
-        if (max != std::numeric_limits<std::size_t>::max()) {
-            result["maxItems"] = max;
-        }
+        if (min > 0) result["minItems"] = min;
+        if (max != std::numeric_limits<std::size_t>::max()) result["maxItems"] = max;
         return result;
     }
 };
@@ -271,9 +265,7 @@ struct ByNumber {
             Key key = 0;
             Number{}.read(reader, entry.key, key);
             const auto [earlier, isNew] = seen.emplace(key, &entry.key);
-            if (!isNew) {
-                reader.failDuplicate(entry.key, *earlier->second);
-            }
+            if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
             kind.read(reader, entry.value, target[key]);
         }
     }
@@ -298,9 +290,7 @@ struct ByText {
         for (const YAMLEntry& entry : reader.mapping(node)) {
             const std::string key = reader.text(entry.key);
             const auto [earlier, isNew] = seen.emplace(key, &entry.key);
-            if (!isNew) {
-                reader.failDuplicate(entry.key, *earlier->second);
-            }
+            if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
             readValue(reader, entry.value, kind, target[key]);
         }
     }
@@ -326,9 +316,7 @@ struct ByWord {
     template <class Target>
     JSON schema(const std::map<std::string, Target>&) const {
         JSON properties = JSON::object();
-        for (const std::string& word : words) {
-            properties[word] = kind.schema(Target());
-        }
+        for (const std::string& word : words) properties[word] = kind.schema(Target());
         return {{"type", "object"}, {"properties", properties}, {"additionalProperties", false}};
     }
 };
@@ -424,16 +412,12 @@ class SchemaVisitor {
         if constexpr (std::is_arithmetic_v<Target>) {
             property["default"] = initial;
         } else if constexpr (std::is_same_v<Target, std::string>) {
-            if (!initial.empty()) {
-                property["default"] = initial;
-            }
+            if (!initial.empty()) property["default"] = initial;
         }
     }
     template <class Target>
     static void addDefault(JSON& property, const std::optional<Target>& initial) {
-        if (initial) {
-            addDefault(property, *initial);
-        }
+        if (initial) addDefault(property, *initial);
     }
 
     JSON properties_ = JSON::object();

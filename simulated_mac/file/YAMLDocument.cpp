@@ -32,12 +32,8 @@ std::size_t characterLength(std::string_view text) {
         return byte(index) >= low && byte(index) <= high;
     };
     const unsigned first = byte(0);
-    if (first < 0x80) {
-        return 1;
-    }
-    if (first >= 0xC2 && first <= 0xDF) {
-        return continues(1) ? 2 : 0;
-    }
+    if (first < 0x80) return 1;
+    if (first >= 0xC2 && first <= 0xDF) return continues(1) ? 2 : 0;
     if (first >= 0xE0 && first <= 0xEF) {
         const unsigned low = first == 0xE0 ? 0xA0 : 0x80;
         const unsigned high = first == 0xED ? 0x9F : 0xBF;
@@ -169,9 +165,7 @@ class TreeBuilder : public YAML::EventHandler {
     /// The parser lets the end of the text close a quote that is open.
     void requireClosedQuote(std::size_t offset) const {
         const char quote = offset < text_.size() ? text_[offset] : ' ';
-        if (quote != '"' && quote != '\'') {
-            return;
-        }
+        if (quote != '"' && quote != '\'') return;
         for (std::size_t at = offset + 1; at < text_.size(); ++at) {
             const bool isDoubled = quote == '\'' && text_.substr(at).starts_with("''");
             const bool isEscape = quote == '"' && text_[at] == '\\';
@@ -192,21 +186,15 @@ class TreeBuilder : public YAML::EventHandler {
 
     std::string nullWordAt(std::size_t offset) const {
         for (const std::string_view word : {"~", "null", "Null", "NULL"}) {
-            if (text_.substr(offset, word.size()) == word) {
-                return std::string(word);
-            }
+            if (text_.substr(offset, word.size()) == word) return std::string(word);
         }
         return "";
     }
 
     std::size_t offsetOfWaiting(std::size_t offset) const {
-        if (open_.empty()) {
-            return offset;
-        }
+        if (open_.empty()) return offset;
         const Open& parent = open_.back();
-        if (parent.awaitsValue) {
-            return parent.node.entries.back().key.offset;
-        }
+        if (parent.awaitsValue) return parent.node.entries.back().key.offset;
         const bool isBlockList = parent.node.kind == YAMLNode::Kind::list &&
                                  text_.substr(parent.node.offset).starts_with('-');
         return isBlockList ? text_.substr(0, offset).rfind('-') : offset;
@@ -273,9 +261,7 @@ class TreeBuilder : public YAML::EventHandler {
     /// Counts a whole tree; `offset` is where the text asks for it.
     void count(std::size_t offset, const YAMLNode& node) {
         countOne(offset, node);
-        for (const YAMLNode& item : node.items) {
-            count(offset, item);
-        }
+        for (const YAMLNode& item : node.items) count(offset, item);
         for (const YAMLEntry& entry : node.entries) {
             count(offset, entry.key);
             count(offset, entry.value);
@@ -283,13 +269,9 @@ class TreeBuilder : public YAML::EventHandler {
     }
 
     static std::size_t depthOf(const YAMLNode& node) {
-        if (node.kind != YAMLNode::Kind::list && node.kind != YAMLNode::Kind::mapping) {
-            return 0;
-        }
+        if (node.kind != YAMLNode::Kind::list && node.kind != YAMLNode::Kind::mapping) return 0;
         std::size_t depth = 0;
-        for (const YAMLNode& item : node.items) {
-            depth = std::max(depth, depthOf(item));
-        }
+        for (const YAMLNode& item : node.items) depth = std::max(depth, depthOf(item));
         for (const YAMLEntry& entry : node.entries) {
             depth = std::max({depth, depthOf(entry.key), depthOf(entry.value)});
         }
@@ -326,10 +308,8 @@ YAMLNode parse(const std::string& text) {
 }  // namespace
 
 YAMLDocument::YAMLDocument(std::string text) : text_(std::move(text)) {
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (text_.starts_with(kByteOrderMark)) {
-        text_.erase(0, kByteOrderMark.size());
-    }
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    if (text_.starts_with(byteOrderMark)) text_.erase(0, byteOrderMark.size());
     if (text_.size() > YAMLLimits::bytes) {
         throw YAMLMistake(
             {}, fmt::format("the file is too long, expected at most {} bytes", YAMLLimits::bytes));

@@ -20,7 +20,7 @@
 namespace simulated_mac {
 namespace {
 
-constexpr std::size_t kMaxFileBytes = 64U << 20;
+constexpr std::size_t mostFileBytes = 64U << 20;
 
 bool isDigit(char character) {
     return character >= '0' && character <= '9';
@@ -31,13 +31,9 @@ bool isBlank(char character) {
 }
 
 std::optional<std::uint8_t> hexDigit(char character) {
-    if (isDigit(character)) {
-        return static_cast<std::uint8_t>(character - '0');
-    }
+    if (isDigit(character)) return static_cast<std::uint8_t>(character - '0');
     const char lower = static_cast<char>(character | 0x20);
-    if (lower >= 'a' && lower <= 'f') {
-        return static_cast<std::uint8_t>(lower - 'a' + 10);
-    }
+    if (lower >= 'a' && lower <= 'f') return static_cast<std::uint8_t>(lower - 'a' + 10);
     return std::nullopt;
 }
 
@@ -66,9 +62,7 @@ bool isInteger(std::string_view text) {
 bool isFloat(std::string_view text) {
     const std::string_view magnitude = withoutSign(text);
     for (const std::string_view special : {".inf", ".Inf", ".INF", ".nan", ".NaN", ".NAN"}) {
-        if (magnitude == special) {
-            return true;
-        }
+        if (magnitude == special) return true;
     }
     const std::size_t exponent = magnitude.find_first_of("eE");
     const std::string_view mantissa = magnitude.substr(0, exponent);
@@ -82,9 +76,7 @@ bool isFloat(std::string_view text) {
 
 bool isBoolean(std::string_view text) {
     for (const std::string_view word : {"true", "True", "TRUE", "false", "False", "FALSE"}) {
-        if (text == word) {
-            return true;
-        }
+        if (text == word) return true;
     }
     return false;
 }
@@ -99,8 +91,8 @@ bool isPlain(const YAMLNode& node) {
 }
 
 std::string shortened(const std::string& number) {
-    constexpr std::size_t kLongestNumber = 40;
-    return number.size() <= kLongestNumber ? number : number.substr(0, kLongestNumber) + "...";
+    constexpr std::size_t longestNumber = 40;
+    return number.size() <= longestNumber ? number : number.substr(0, longestNumber) + "...";
 }
 
 /// What stands there, for a message.
@@ -115,9 +107,7 @@ std::string describe(const YAMLNode& node) {
         case YAMLNode::Kind::scalar:
             break;
     }
-    if (isText(node)) {
-        return "the text " + inQuotes(node.text);
-    }
+    if (isText(node)) return "the text " + inQuotes(node.text);
     return (isBoolean(node.text) ? "the boolean " : "the number ") + shortened(node.text);
 }
 
@@ -162,10 +152,8 @@ std::string looseSpelling(std::string_view word) {
 
 /// "; did you mean ...?", or nothing when no word is near.
 std::string suggestion(std::string_view word, const std::vector<std::string>& known) {
-    constexpr std::size_t kLongestWord = 64;
-    if (word.size() > kLongestWord) {
-        return "";
-    }
+    constexpr std::size_t longestWord = 64;
+    if (word.size() > longestWord) return "";
     const std::string loose = looseSpelling(word);
     const std::string* nearest = nullptr;
     std::size_t nearestDistance = std::numeric_limits<std::size_t>::max();
@@ -185,17 +173,15 @@ std::string suggestion(std::string_view word, const std::vector<std::string>& kn
 }  // namespace
 
 std::string inQuotes(std::string_view text) {
-    constexpr std::size_t kLongestText = 60;
+    constexpr std::size_t longestText = 60;
     std::string result = "\"";
     for (std::size_t i = 0; i < text.size(); ++i) {
         const bool startsCharacter = (text[i] & 0xC0) != 0x80;
-        if (i >= kLongestText && startsCharacter) {
+        if (i >= longestText && startsCharacter) {
             result += "...";
             break;
         }
-        if (text[i] == '"' || text[i] == '\\') {
-            result += '\\';
-        }
+        if (text[i] == '"' || text[i] == '\\') result += '\\';
         if (static_cast<unsigned char>(text[i]) < 0x20 || text[i] == 0x7F) {
             result += text[i] == '\n' ? "\\n" : fmt::format("\\x{:02X}", text[i]);
         } else {
@@ -208,9 +194,7 @@ std::string inQuotes(std::string_view text) {
 std::string alternatives(const std::vector<std::string>& words) {
     std::string result;
     for (std::size_t i = 0; i < words.size(); ++i) {
-        if (i > 0) {
-            result += i + 1 == words.size() ? " or " : ", ";
-        }
+        if (i > 0) result += i + 1 == words.size() ? " or " : ", ";
         result += words[i];
     }
     return result;
@@ -218,21 +202,15 @@ std::string alternatives(const std::vector<std::string>& words) {
 
 std::string readFile(const std::filesystem::path& path, std::size_t maxBytes) {
     std::error_code ignored;
-    if (std::filesystem::is_directory(path, ignored)) {
-        throw UnreadableFile("is a directory");
-    }
+    if (std::filesystem::is_directory(path, ignored)) throw UnreadableFile("is a directory");
     errno = 0;
     std::ifstream stream(path, std::ios::binary);
-    if (!stream) {
-        throw UnreadableFile("can't be read: " + std::generic_category().message(errno));
-    }
+    if (!stream) throw UnreadableFile("can't be read: " + std::generic_category().message(errno));
     std::string contents;
     std::array<char, 65536> chunk;
     while (stream.read(chunk.data(), chunk.size()) || stream.gcount() > 0) {
         contents.append(chunk.data(), static_cast<std::size_t>(stream.gcount()));
-        if (contents.size() > maxBytes) {
-            throw UnreadableFile("is too long");
-        }
+        if (contents.size() > maxBytes) throw UnreadableFile("is too long");
     }
     if (stream.bad()) {
         throw UnreadableFile("can't be read: " + std::generic_category().message(errno));
@@ -241,7 +219,7 @@ std::string readFile(const std::filesystem::path& path, std::size_t maxBytes) {
 }
 
 YAMLReader::YAMLReader(const YAMLDocument& document, std::filesystem::path folder)
-    : document_(document), folder_(std::move(folder)), fileBytesLeft_(kMaxFileBytes) {}
+    : document_(document), folder_(std::move(folder)), fileBytesLeft_(mostFileBytes) {}
 
 void YAMLReader::failAt(std::size_t offset, const std::string& message) const {
     throw YAMLMistake(document_.position(offset), message);
@@ -270,9 +248,7 @@ YAMLReader::Type YAMLReader::typeOf(const YAMLNode& node) {
         case YAMLNode::Kind::scalar:
             break;
     }
-    if (isText(node)) {
-        return Type::text;
-    }
+    if (isText(node)) return Type::text;
     return isBoolean(node.text) ? Type::boolean : Type::number;
 }
 
@@ -281,9 +257,7 @@ bool YAMLReader::isWord(const YAMLNode& node, std::string_view word) {
 }
 
 std::string YAMLReader::text(const YAMLNode& node) const {
-    if (isText(node)) {
-        return node.text;
-    }
+    if (isText(node)) return node.text;
     if (isPlain(node)) {
         failFound(node, fmt::format("text (quotes make it text: {})", inQuotes(node.text)));
     }
@@ -291,31 +265,23 @@ std::string YAMLReader::text(const YAMLNode& node) const {
 }
 
 bool YAMLReader::boolean(const YAMLNode& node) const {
-    if (isPlain(node) && (node.text == "true" || node.text == "false")) {
-        return node.text == "true";
-    }
+    if (isPlain(node) && (node.text == "true" || node.text == "false")) return node.text == "true";
     failFound(node, "true or false");
 }
 
 std::uint64_t YAMLReader::magnitude(const YAMLNode& node, const std::string& expected) const {
-    if (!isPlain(node) || !isInteger(node.text)) {
-        failFound(node, expected);
-    }
+    if (!isPlain(node) || !isInteger(node.text)) failFound(node, expected);
     std::string_view digits = withoutSign(node.text);
     const bool isHex = isHexInteger(digits);
     if (node.text.starts_with('+') || (!isHex && digits.size() > 1 && digits.front() == '0')) {
         failFound(node,
                   expected + ", decimal without leading zeros or hexadecimal with 0x in front");
     }
-    if (isHex) {
-        digits.remove_prefix(2);
-    }
+    if (isHex) digits.remove_prefix(2);
     std::uint64_t value = 0;
     const auto parsed =
         std::from_chars(digits.data(), digits.data() + digits.size(), value, isHex ? 16 : 10);
-    if (parsed.ec != std::errc()) {
-        failOutOfRange(node, expected);
-    }
+    if (parsed.ec != std::errc()) failOutOfRange(node, expected);
     return value;
 }
 
@@ -323,9 +289,7 @@ std::uint64_t YAMLReader::number(const YAMLNode& node, std::uint64_t min, std::u
     const std::string expected = fmt::format("a whole number from {} to {}", min, limitText(max));
     const std::uint64_t value = magnitude(node, expected);
     const bool isNegative = node.text.starts_with('-') && value != 0;
-    if (isNegative || value < min || value > max) {
-        failOutOfRange(node, expected);
-    }
+    if (isNegative || value < min || value > max) failOutOfRange(node, expected);
     return value;
 }
 
@@ -356,18 +320,14 @@ double YAMLReader::decimal(const YAMLNode& node, const std::string& expected) co
     std::istringstream stream{std::string(text)};
     stream.imbue(std::locale::classic());
     stream >> value;
-    if (stream.fail()) {
-        failOutOfRange(node, expected);
-    }
+    if (stream.fail()) failOutOfRange(node, expected);
     return node.text.starts_with('-') ? -value : value;
 }
 
 double YAMLReader::seconds(const YAMLNode& node, double max) const {
     const std::string expected = fmt::format("seconds, a decimal number from 0 to {:.0f}", max);
     const double value = decimal(node, expected);
-    if (value < 0 || value > max) {
-        failOutOfRange(node, expected);
-    }
+    if (value < 0 || value > max) failOutOfRange(node, expected);
     return value;
 }
 
@@ -380,9 +340,7 @@ double YAMLReader::realNumber(const YAMLNode& node) const {
 std::size_t YAMLReader::offsetInScalar(const YAMLNode& node, std::size_t index) const {
     const std::string_view source = document_.text();
     const auto skipBlanks = [source](std::size_t& at) {
-        while (at < source.size() && isBlank(source[at])) {
-            ++at;
-        }
+        while (at < source.size() && isBlank(source[at])) ++at;
     };
     std::size_t at = node.offset;
     const char opening = node.quoted && at < source.size() ? source[at] : ' ';
@@ -392,32 +350,24 @@ std::size_t YAMLReader::offsetInScalar(const YAMLNode& node, std::size_t index) 
         ++at;
     }
     for (std::size_t i = 0; i <= index; ++i) {
-        if (isBlank(node.text[i])) {
-            continue;
-        }
+        if (isBlank(node.text[i])) continue;
         skipBlanks(at);
         if (at >= source.size() || source[at] != node.text[i]) {
             return node.offset;  // an escape sequence stands there
         }
-        if (i < index) {
-            ++at;
-        }
+        if (i < index) ++at;
     }
     return at;
 }
 
 Bytes YAMLReader::hexBytes(const YAMLNode& node) const {
-    if (node.kind != YAMLNode::Kind::scalar) {
-        failFound(node, "bytes as hex digits");
-    }
+    if (node.kind != YAMLNode::Kind::scalar) failFound(node, "bytes as hex digits");
     const std::string& text = node.text;
     const auto digitAt = [&](std::size_t index) {
         const std::optional<std::uint8_t> digit = hexDigit(text[index]);
         if (!digit) {
             std::size_t end = index + 1;
-            while (end < text.size() && (text[end] & 0xC0) == 0x80) {
-                ++end;
-            }
+            while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
             failAt(offsetInScalar(node, index),
                    fmt::format("{} is no hex digit, expected 0 to 9 or A to F",
                                inQuotes(text.substr(index, end - index))));
@@ -426,9 +376,7 @@ Bytes YAMLReader::hexBytes(const YAMLNode& node) const {
     };
     Bytes bytes;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (isBlank(text[i])) {
-            continue;
-        }
+        if (isBlank(text[i])) continue;
         const unsigned high = digitAt(i);
         if (i + 1 == text.size() || isBlank(text[i + 1])) {
             failAt(offsetInScalar(node, i), fmt::format("odd number of hex digits, expected two a "
@@ -469,16 +417,12 @@ std::string YAMLReader::fileContents(const YAMLNode& node) {
 }
 
 const std::vector<YAMLNode>& YAMLReader::list(const YAMLNode& node) const {
-    if (node.kind != YAMLNode::Kind::list) {
-        failFound(node, "a list");
-    }
+    if (node.kind != YAMLNode::Kind::list) failFound(node, "a list");
     return node.items;
 }
 
 const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node) const {
-    if (node.kind != YAMLNode::Kind::mapping) {
-        failFound(node, "a mapping");
-    }
+    if (node.kind != YAMLNode::Kind::mapping) failFound(node, "a mapping");
     return node.entries;
 }
 
@@ -498,9 +442,7 @@ const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node,
                                   alternatives(known), suggestion(key.text, known)));
         }
         const auto [earlier, isNew] = seen.emplace(key.text, &key);
-        if (!isNew) {
-            failDuplicate(key, *earlier->second);
-        }
+        if (!isNew) failDuplicate(key, *earlier->second);
     }
     return node.entries;
 }
