@@ -15,7 +15,7 @@
 #include <string_view>
 
 #include "displaycheck/commands/ExitStatus.h"
-#include "displaycheck/commands/StandardError.h"
+#include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/TerminalText.h"
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Platform/Text.h"

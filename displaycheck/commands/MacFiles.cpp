@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "displaycheck/commands/ExitStatus.h"
-#include "displaycheck/commands/StandardError.h"
+#include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/file/MacFile.h"
 

@@ -14,12 +14,12 @@
 
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/MacFiles.h"
-#include "displaycheck/commands/StandardError.h"
 #include "displaycheck/host/CapturedOutput.h"
 #include "displaycheck/host/ChildProcess.h"
 #include "displaycheck/host/PaneHost.h"
-#include "displaycheck/host/Progress.h"
+#include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/JSONReport.h"
+#include "displaycheck/report/Progress.h"
 #include "displaycheck/report/TextReport.h"
 
 namespace displaycheck {

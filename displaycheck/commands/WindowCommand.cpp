@@ -15,7 +15,7 @@
 
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/MacFiles.h"
-#include "displaycheck/commands/StandardError.h"
+#include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/machine/Installation.h"
 

@@ -14,9 +14,10 @@
 #include "displaycheck/commands/MacFiles.h"
 #include "displaycheck/commands/ModelCommand.h"
 #include "displaycheck/commands/RunCommand.h"
-#include "displaycheck/commands/StandardError.h"
 #include "displaycheck/commands/WindowCommand.h"
+#include "displaycheck/host/StandardError.h"
 #include "simulated_mac/file/MacFile.h"
+#include "simulated_mac/file/MacFileFormat.h"
 
 namespace {
 

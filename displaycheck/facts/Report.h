@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "displaycheck/facts/Explanation.h"
-#include "displaycheck/report/TerminalText.h"
+#include "displaycheck/facts/TextRange.h"
 #include "plugin/Display/displayInfo.h"
 #include "plugin/MyInstallerPane.h"
 #include "simulated_mac/machine/Mac.h"

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include "plugin/Cocoa/FailureLog.h"
 #include "plugin/Cocoa/InstallerPane.h"
 #include "plugin/Cocoa/Screens.h"
 #include "plugin/Cocoa/StringTable.h"

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
+#include "displaycheck/report/TerminalText.h"
+
 namespace displaycheck {
 
 namespace {

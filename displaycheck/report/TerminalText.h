@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "displaycheck/facts/TextRange.h"
+
 /// Text as a terminal shows it. Texts come in as UTF-8 from files and monitors that nobody vouches
 /// for; what is not UTF-8 reads as U+FFFD.
 namespace displaycheck {
@@ -29,12 +31,6 @@ class Palette {
     std::string painted(std::string_view code, std::string_view text) const;
 
     bool colour_;
-};
-
-/// Part of a text, in UTF-16 units.
-struct TextRange {
-    std::size_t start = 0;
-    std::size_t length = 0;
 };
 
 /// One line ready to be written, and the columns that it takes.

@@ -2,7 +2,7 @@
 
 #import <Foundation/Foundation.h>
 
-#include "plugin/Cocoa/SystemLog.h"
+#include "plugin/Cocoa/FailureLog.h"
 
 namespace Cocoa {
 

@@ -3,8 +3,11 @@
 #import <Cocoa/Cocoa.h>
 
 #import "plugin/Cocoa/InstallerPlugins.h"
-#include "plugin/MyInstallerPane.h"
 #include "plugin/Platform/Exported.h"
+
+namespace vorn {
+class MyInstallerPane;
+}
 
 /// The class that the installer loads by name. It hands every call over to the C++ pane of the same
 /// name.

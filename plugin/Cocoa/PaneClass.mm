@@ -5,6 +5,7 @@
 #include <new>
 
 #include "plugin/Cocoa/NSStringText.h"
+#include "plugin/MyInstallerPane.h"
 
 @implementation MyInstallerPane
 

@@ -10,7 +10,5 @@ namespace Cocoa {
 void log(const std::string& message);
 /// The same with a dictionary's own description as the message ("%@").
 void log(CFDictionaryRef dictionary);
-/// Writes that something failed, and why. Asks for no memory of C++, which may be what is missing.
-void logFailure(const char* what, const char* why) noexcept;
 
 }  // namespace Cocoa

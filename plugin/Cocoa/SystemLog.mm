@@ -16,14 +16,4 @@ void log(CFDictionaryRef dictionary) {
     });
 }
 
-void logFailure(const char* what, const char* why) noexcept {
-    @autoreleasepool {
-        @try {
-            NSLog(@"%s failed: %s", what, why);
-        } @catch (NSException*) {
-            // Nothing is left to tell it to.
-        }
-    }
-}
-
 }  // namespace Cocoa

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "plugin/Cocoa/SystemLog.h"
+#include "plugin/Cocoa/FailureLog.h"
 
 /// Does work that no exception may leave: one that did would end the process of the installer that
 /// shows the pane. It is logged instead, under the name of the work. Whether there was none.

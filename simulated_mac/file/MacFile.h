@@ -19,7 +19,4 @@ class MacFileError : public std::runtime_error {
 /// Reads a Mac file and the files that it names. Throws MacFileError for the first mistake found.
 MacDescription readMacFile(const std::filesystem::path& path);
 
-/// JSON Schema (draft-07) of a Mac file, for editors: indented, with a line break at the end.
-std::string macFileSchema();
-
 }  // namespace simulated_mac

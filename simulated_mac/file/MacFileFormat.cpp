@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "simulated_mac/description/EDID.h"
-#include "simulated_mac/file/MacFile.h"
 #include "simulated_mac/file/MacFileKeys.h"
 
 namespace simulated_mac {

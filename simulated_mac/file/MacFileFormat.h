@@ -12,4 +12,7 @@ struct YAMLNode;
 /// Reads the mapping that a Mac file is, by the keys in MacFileKeys.h.
 MacDescription readMac(YAMLReader& reader, const YAMLNode& node);
 
+/// JSON Schema (draft-07) of a Mac file, for editors: indented, with a line break at the end.
+std::string macFileSchema();
+
 }  // namespace simulated_mac

@@ -1,4 +1,5 @@
 #include "simulated_mac/file/MacFile.h"
+#include "simulated_mac/file/MacFileFormat.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,10 +1,10 @@
-#include "displaycheck/host/Progress.h"
+#include "displaycheck/report/Progress.h"
 
 #include <fmt/format.h>
 
 #include <cstdio>
 
-#include "displaycheck/commands/StandardError.h"
+#include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/TextReport.h"
 
 namespace displaycheck {
