@@ -6,16 +6,20 @@ build  := build/$(preset)
 joined :=
 configure := cmake --preset $(preset) $(if $(joined),-DJOINED=ON) $(if $(VERBOSE),,> /dev/null)
 
-# What the window needs beyond the rest, and the tests of it.
+# What building and testing take.
+needed_packages := cmake ninja-build g++ pkg-config libyaml-cpp-dev nlohmann-json3-dev libfmt-dev \
+                   libcli11-dev libicu-dev libgtest-dev libgmock-dev python3 python3-jsonschema \
+                   python3-yaml
+# What the window takes beyond that, and the tests of it.
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil
 
 .PHONY: help run test check window mac torture fuzz coverage mutants bench packages window-packages \
-        build tests clean
+        build tests tidy clean
 
 help:
 	@echo 'make run       build, and run the pane on an example Mac'
-	@echo 'make test      build, and run all tests'
+	@echo 'make test      build, and run all tests; only=REGEX runs those with such a name'
 	@echo 'make check     what takes longer: sanitizers, torture, fuzzers (about half an hour)'
 	@echo 'make window    build, and show the pane in a window'
 	@echo 'make mac       build the bundle for Macs, of both kinds, and check it'
@@ -23,17 +27,18 @@ help:
 	@echo 'make fuzz      build, and feed the pane noise; SECONDS=60 for each fuzzer'
 	@echo 'make coverage  say which lines and branches of the plug-in no test runs'
 	@echo 'make mutants   change the plug-in in one place at a time, and see whether the tests notice'
+	@echo 'make tidy      ask clang-tidy about the C++ (some minutes)'
 	@echo 'make bench     build optimised, and say what things cost'
-	@echo 'make packages  install what is needed and missing (Debian 12)'
+	@echo 'make packages  install the Debian 12 packages that are missing; install=no prevents that anywhere'
 	@echo 'make clean     remove what was built'
 
 packages:
-	@scripts/install-packages
+	@scripts/install-packages 'building and testing take' $(needed_packages)
 
 # Without them all but the window is built and tested.
 window-packages: packages
-	@scripts/install-packages $(window_packages) || \
-	    echo 'The window is left out: its packages can not be had.'
+	@scripts/install-packages 'the window takes' $(window_packages) || \
+	    echo 'The window is left out: its packages are unavailable.'
 
 $(build)/build.ninja:
 	@$(configure)
@@ -52,14 +57,17 @@ run: build
 	@echo 'Their names:       ls examples        What each shows: the comment at its top'
 	@echo 'All the rest:      $(build)/bin/displaycheck --help'
 
+# only=REGEX runs the tests with such a name.
 test: tests
-	@ctest --preset $(preset)
+	@scripts/test $(preset) $(if $(only),--tests-regex '$(only)') $(if $(VERBOSE),--verbose)
 
 # Enters the pane again at every moment of a run, and shows it every real EDID. Those would take long
 # under a checker; the fuzzers try more.
 check: tests
 	@$(MAKE) --no-print-directory mac
-	@EVERY_MOMENT=1 EVERY_EDID=1 ctest --preset $(preset) \
+	@cmake --build --preset $(preset) --target all_verify_interface_header_sets \
+	    $(if $(VERBOSE),,-- --quiet)
+	@EVERY_MOMENT=1 EVERY_EDID=1 scripts/test $(preset) \
 	    --tests-regex '^(On/)?Entering|RealMonitors'
 	@env -u EDID_CORPUS $(MAKE) --no-print-directory test preset=asan
 	@env -u EDID_CORPUS $(MAKE) --no-print-directory test preset=tsan
@@ -82,13 +90,13 @@ torture: packages $(build)/build.ninja
 
 SECONDS ?= 10
 fuzz:
-	@scripts/install-packages clang libclang-rt-14-dev
+	@scripts/install-packages 'the fuzzers take' clang libclang-rt-14-dev
 	@cmake --preset fuzz $(if $(VERBOSE),,> /dev/null)
 	@cmake --build --preset fuzz --target fuzzers $(if $(VERBOSE),,-- --quiet)
 	@scripts/fuzz build/fuzz/bin $(SECONDS)
 
 coverage: packages
-	@scripts/install-packages gcovr
+	@scripts/install-packages 'counting takes' gcovr
 	@cmake --preset coverage $(if $(VERBOSE),,> /dev/null)
 	@find build/coverage -name '*.gcda' -delete
 	@cmake --build --preset coverage --target plugin_tests missing_interfaces_tests displaycheck \
@@ -97,14 +105,11 @@ coverage: packages
 
 # Takes more than an hour, and goes on where it was stopped.
 mutants: packages
-	@scripts/install-packages clang lld
-	@scripts/mutants build/mutants
+	@scripts/install-packages 'changing the plug-in takes' clang lld
+	@tools/mutants/mutants build/mutants
 
-# A decoder that can't be had is left out of the comparison.
 bench:
-	@scripts/install-packages libbenchmark-dev
-	@for decoder in edid-decode read-edid libparse-edid-perl; do \
-	    scripts/install-packages $$decoder || echo "$$decoder can not be had."; done
+	@scripts/install-packages 'measuring takes' libbenchmark-dev
 	@cmake --preset bench $(if $(VERBOSE),,> /dev/null)
 	@cmake --build --preset bench --target benchmarks run_benchmarks plugin_alone displaycheck \
 	    $(if $(VERBOSE),,-- --quiet)
@@ -112,9 +117,14 @@ bench:
 	@echo
 	@build/bench/bin/run_benchmarks
 	@echo
-	@scripts/compare-decoders build/bench/bin/displaycheck
-	@echo
 	@size build/bench/bench/libplugin_alone.so
+
+tidy: packages
+	@scripts/install-packages 'clang-tidy takes' clang clang-tidy
+	@cmake --preset clang -B build/tidy -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON > /dev/null
+	@run-clang-tidy -quiet -p build/tidy \
+	    '/(plugin|torture)/.*\.cpp$$|/(simulated_mac|displaycheck)/(?!tests/).*\.cpp$$' \
+	    2> /dev/null
 
 clean:
 	@rm -rf build

@@ -37,7 +37,7 @@ class MacTest(ScriptTest):
         run = self.make()
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertTrue(run.stdout.endswith(
-            "The bundle for Macs is left out: clang, lld and LLVM's tools can not be had.\n"))
+            "The bundle for Macs is left out: clang, lld and LLVM's tools cannot be installed.\n"))
         self.assertEqual(run.stderr, "no network\n")
 
     def test_without_what_npm_would_bring_it_says_so(self):
@@ -45,7 +45,7 @@ class MacTest(ScriptTest):
         run = self.make()
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertTrue(run.stdout.endswith(
-            "The bundle for Macs is left out: the headers of a Mac's C library can not be had.\n"))
+            "The bundle for Macs is left out: the headers of a Mac's C library cannot be installed.\n"))
         self.assertEqual(run.stderr, "no network\n")
 
     def test_another_package_than_the_one_asked_for_is_an_error(self):

@@ -13,7 +13,7 @@
 #include <string>
 #include <thread>
 
-// A test program's main function for scripts/mutants: runs the tests whose names come on standard
+// A test program's main function for the mutants beside it: runs the tests whose names come on standard
 // input, each in a child process of its own, and so does in one process start what else takes one a
 // test. Prints "passed" or "failed", milliseconds of processor time and name of each, and ends at
 // the first failure unless the first argument is "all".
