@@ -1,15 +1,14 @@
 #include <CoreGraphics/CoreGraphics.h>
 
 #include <chrono>
-#include <stdexcept>
 
 #include "plugin/Cocoa/ThreadSleep.h"
 #include "plugin/DDCCI/DDCCtl.h"
+#include "plugin/Display/EDIDPairing.h"
 #include "plugin/Extension/NSString+normalization.h"
 #include "plugin/MyInstallerPane.h"
 #include "plugin/Platform/Text.h"
 #include "plugin/ProductData.h"
-#include "plugin/Utilities/EDIDUtils.h"
 
 // Which monitor a display is, and the verdict on it.
 
@@ -19,24 +18,6 @@ namespace {
 
 constexpr std::uint32_t confirmationCode = 0xF1;  // of the maker's own VCP codes
 constexpr std::int32_t confirmationBit = 0x4000;
-
-/// An EDID text that is too short to hold an identity gives an empty one.
-EDIDInfo decode(const std::string& EDID) {
-    try {
-        return edidUtils->generateEDIDInfo(EDID);
-    } catch (const std::out_of_range&) {
-        return {};
-    }
-}
-
-/// Whether an EDID's identity is that of a display, by name and serial number.
-bool fits(const EDIDInfo& info, const displayInfo& display) {
-    const std::string modelName = info.modelName.value_or("");
-    const std::string name = display.name.value_or("");
-    if (modelName.empty()) return false;
-    return uppercaseText(name).find(uppercaseText(modelName)) != std::string::npos &&
-           display.serialNumber == info.serialNumber;
-}
 
 }  // namespace
 
@@ -56,12 +37,12 @@ void MyInstallerPane::parseMonitorEDIDWithScreenNumber(const std::vector<Display
         }
         // The last fit wins.
         for (const std::string& EDID : EDIDs) {
-            const EDIDInfo info = decode(EDID);
-            if (!fits(info, *display)) continue;
+            const auto info = decodeEDID(EDID);
+            if (!info || !fits(*info, *display)) continue;
             display->EDIDString = EDID;
-            display->serviceTag = info.serviceTag;
-            display->modelInfo = info.modelInfo;
-            display->plugNplayID = info.plugNplayID;
+            display->serviceTag = info->serviceTag;
+            display->modelInfo = info->modelInfo;
+            display->plugNplayID = info->plugNplayID;
         }
     }
 }
@@ -86,9 +67,7 @@ void MyInstallerPane::setDisplayConnectionState(const DisplayList& displays) {
         }
         const bool listed = ::whiteList->availableDisplay(display->name);
         const bool recent = isYear25orAbove(regularMonitorName(name));
-        const bool fromMaker =
-            lowercaseText(display->plugNplayID.value_or("")).find(ProductData::manufacturerID) !=
-            std::string::npos;
+        const bool fromMaker = isFromMaker(*display);
         if (!listed && !recent) {
             display->displayState = displayInfo::notSupported;
             continue;

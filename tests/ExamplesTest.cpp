@@ -54,10 +54,28 @@ std::string underscored(std::string name) {
     return name;
 }
 
+/// What became of a kept report: a line for each place that changed, up to ten.
+std::string changesOf(const nlohmann::json& kept, const nlohmann::json& report) {
+    const auto changes = nlohmann::json::diff(kept, report);
+    std::string text;
+    for (std::size_t at = 0; at < std::min<std::size_t>(changes.size(), 10); ++at) {
+        const std::string path = changes[at].at("path");
+        const nlohmann::json::json_pointer place(path);
+        const auto valueIn = [&place](const nlohmann::json& whole) {
+            return whole.contains(place) ? whole.at(place).dump() : "nothing";
+        };
+        text += path + ": " + valueIn(kept) + " became " + valueIn(report) + "\n";
+    }
+    return text + (changes.size() > 10 ? "...\n" : "");
+}
+
 class EveryExample : public testing::TestWithParam<std::string> {};
 
 TEST_P(EveryExample, GivesTheReportThatIsKept) {
-    EXPECT_EQ(reportOf(GetParam()), keptReportOf(GetParam()));
+    const auto report = reportOf(GetParam());
+    const auto kept = keptReportOf(GetParam());
+    EXPECT_TRUE(report == kept) << changesOf(kept, report)
+                                << "If that is right: scripts/update-reports";
 }
 
 TEST_P(EveryExample, SaysInACommentWhatItShows) {

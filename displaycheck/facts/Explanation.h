@@ -27,7 +27,7 @@ struct Explanation {
     /// readable one, and whether the pane would have paired that.
     std::optional<EDIDInfo> unpaired;
     bool unpairedFits = false;
-    /// Whether the paired EDID is the maker's; nothing when the run does not show it.
+    /// Whether the paired EDID is the maker's; nothing where the pane had no need to know.
     std::optional<bool> fromMaker;
     /// The last read of the display; nothing when it was not asked.
     std::optional<Reading> reading;
