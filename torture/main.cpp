@@ -1,10 +1,14 @@
 #include <fmt/format.h>
+#include <getopt.h>
 
-#include <CLI/CLI.hpp>
+#include <array>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "simulated_mac/file/MacFile.h"
@@ -60,30 +64,61 @@ Tally tryMac(const std::string& file, std::uint64_t every) {
     return tally;
 }
 
+struct Options {
+    std::uint64_t every = 1;
+    std::vector<std::string> files;
+};
+
+constexpr auto usage = R"(Usage: torture [--every N] FILE...
+
+Runs the pane on each Mac file once for every use of a platform call, with that use failing.
+With --every N only the first use of a call and every Nth after it.
+)";
+
+/// Nothing where the command line is wrong.
+std::optional<Options> optionsOf(int argc, char** argv) {
+    const std::array<option, 2> known{{{"every", required_argument, nullptr, 'e'}, {}}};
+    Options options;
+    for (int found; (found = getopt_long(argc, argv, "", known.data(), nullptr)) != -1;) {
+        if (found != 'e') return std::nullopt;
+        const std::string_view digits = optarg;
+        const auto [end, error] =
+            std::from_chars(digits.data(), digits.data() + digits.size(), options.every);
+        if (error != std::errc() || end != digits.data() + digits.size() || options.every == 0) {
+            fmt::print(stderr, "torture: --every {}: expected a number above 0\n", digits);
+            return std::nullopt;
+        }
+    }
+    options.files.assign(argv + optind, argv + argc);
+    if (options.files.empty()) return std::nullopt;
+    return options;
+}
+
+/// Whether every run was good.
+bool tryMacs(const Options& options) {
+    bool good = true;
+    for (const std::string& file : options.files) {
+        const Tally tally = tryMac(file, options.every);
+        good = good && tally.failures == 0;
+        fmt::print("{}: {} calls, {} runs, {} failures\n", file, tally.calls, tally.runs,
+                   tally.failures);
+        std::fflush(stdout);
+    }
+    return good;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Lets every platform call of the pane's run on a Mac fail, one run each.",
-                 "torture");
-    std::vector<std::string> files;
-    std::uint64_t every = 1;
-    app.add_option("FILE", files, "Mac files (YAML)")->required();
-    app.add_option("--every", every, "Only the first use of a call and every so many behind it")
-        ->check(CLI::PositiveNumber);
-    CLI11_PARSE(app, argc, argv);
-
-    bool good = true;
     try {
-        for (const std::string& file : files) {
-            const Tally tally = tryMac(file, every);
-            good = good && tally.failures == 0;
-            fmt::print("{}: {} calls, {} runs, {} failures\n", file, tally.calls, tally.runs,
-                       tally.failures);
-            std::fflush(stdout);
+        const auto options = optionsOf(argc, argv);
+        if (!options) {
+            std::fputs(usage, stderr);
+            return 2;
         }
+        return tryMacs(*options) ? 0 : 1;
     } catch (const std::exception& error) {
-        fmt::print(stderr, "torture: {}\n", error.what());
+        std::fprintf(stderr, "torture: %s\n", error.what());
         return 2;
     }
-    return good ? 0 : 1;
 }

@@ -52,7 +52,8 @@ std::string languageOf(std::string_view locale, const std::set<std::string>& kno
 
 std::string languageOfUser(const std::set<std::string>& known) {
     for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-        if (isSet(variable)) return languageOf(std::getenv(variable), known);
+        const char* const locale = std::getenv(variable);
+        if (locale != nullptr && *locale != '\0') return languageOf(locale, known);
     }
     return "en";
 }

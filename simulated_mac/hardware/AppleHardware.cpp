@@ -142,7 +142,7 @@ PropertyMap coreDisplayDictionary(const Display& display) {
     const Bytes& edid = display.screen.monitor.edid;
     if (!edid.empty()) {
         const EDIDIdentity identity = identifyEDID(edid);
-        const auto millimetres = [](std::uint8_t cm) { return number(cm * 10); };
+        const auto millimetres = [](std::uint8_t cm) { return number(std::int64_t{cm} * 10); };
         dictionary.emplace_back("DisplayVendorID", number(identity.vendorNumber));
         dictionary.emplace_back("DisplayProductID", number(identity.productCode));
         dictionary.emplace_back("DisplaySerialNumber", number(identity.serialNumber));

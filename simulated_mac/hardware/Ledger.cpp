@@ -60,7 +60,7 @@ std::string_view nameOf(Reference kind) {
     return "unknown";
 }
 
-void Ledger::handedOut(Reference kind, const char* call) {
+void Ledger::handedOut(Reference kind, std::string_view call) {
     const std::lock_guard lock(mutex_);
     auto& held = held_[kind];
     const auto known = std::find_if(held.begin(), held.end(),
@@ -72,7 +72,7 @@ void Ledger::handedOut(Reference kind, const char* call) {
     }
 }
 
-void Ledger::givenBack(Reference kind, const char* call) {
+void Ledger::givenBack(Reference kind, std::string_view call) {
     const std::lock_guard lock(mutex_);
     auto& held = held_[kind];
     const auto known = std::find_if(held.begin(), held.end(),
@@ -96,7 +96,8 @@ std::map<std::pair<std::string, std::string>, std::int64_t> Ledger::heldByCall()
     const std::lock_guard lock(mutex_);
     for (const auto& [kind, entries] : held_) {
         for (const Held& entry : entries) {
-            if (entry.count != 0) counts[{std::string(nameOf(kind)), entry.call}] += entry.count;
+            if (entry.count == 0) continue;
+            counts[{std::string(nameOf(kind)), std::string(entry.call)}] += entry.count;
         }
     }
     return counts;

@@ -34,10 +34,10 @@ std::string_view nameOf(Reference kind);
 /// Counts the references that the plug-in holds, by kind and by the call that handed them out.
 class Ledger {
   public:
-    /// `call` is the name of a platform function, a literal.
-    void handedOut(Reference kind, const char* call);
+    /// `call` is the name of a platform function, which outlives the ledger.
+    void handedOut(Reference kind, std::string_view call);
     /// Gives one of a kind back that `call` had handed out.
-    void givenBack(Reference kind, const char* call);
+    void givenBack(Reference kind, std::string_view call);
 
     /// How many the plug-in holds, for every kind there is.
     std::map<std::string, std::int64_t> held() const;
@@ -46,7 +46,7 @@ class Ledger {
 
   private:
     struct Held {
-        const char* call;
+        std::string_view call;
         std::int64_t count;
     };
 

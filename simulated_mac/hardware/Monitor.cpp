@@ -50,7 +50,7 @@ void Monitor::receive(std::span<const std::uint8_t> message, Time time) {
 std::optional<Bytes> Monitor::reply(std::uint64_t delay) {
     const std::lock_guard lock(mutex_);
     if (!requestedCode_) return std::nullopt;
-    const auto reply = delay < description_.needsReplyDelay
+    auto reply = delay < description_.needsReplyDelay
                            ? std::nullopt
                            : applyFault(goodReply(*requestedCode_));
     if (reply) exchanges_.back().reply = *reply;

@@ -38,7 +38,7 @@ std::string describe(const USBDeviceDescription& device) {
 
 Mac::Mac(MacDescription what, Options how)
     : description(std::move(what)),
-      options(how),
+      options(std::move(how)),
       scheduler(options.scheduler),
       journal(scheduler),
       trace(description.faults),

@@ -7,7 +7,7 @@ namespace simulated_mac {
 
 namespace {
 
-// The task of the calling thread; nullptr on the main thread and outside of the simulation.
+// The task of the calling thread; nullptr where that is none of the Mac's.
 thread_local void* currentTask = nullptr;
 
 }  // namespace
@@ -170,7 +170,7 @@ void Scheduler::yield(Lock& lock, Task& task) {
 }
 
 void Scheduler::handOver(Lock& lock) {
-    do {
+    for (;;) {
         while (running_ < options_.threadsAtOnce && !ready_.empty()) {
             Task& next = *ready_.front();
             ready_.pop_front();
@@ -178,24 +178,19 @@ void Scheduler::handOver(Lock& lock) {
             ++running_;
             next.granted.notify_one();
         }
-    } while (running_ == 0 && passTime(lock));
+        if (running_ > 0) return;
+        passTime(lock);
+    }
 }
 
-bool Scheduler::passTime(Lock& lock) {
+void Scheduler::passTime(Lock& lock) {
     if (deadlines_.empty()) {
-        finishRun(startedTasks_ == 0 ? Outcome::quiet : Outcome::stuck);
-        return true;
+        return finishRun(startedTasks_ == 0 ? Outcome::quiet : Outcome::stuck);
     }
     const auto next = deadlines_.begin();
     const Time time = next->first.first;
-    if (time > lastPlanned_ + options_.longestRun) {
-        finishRun(Outcome::outOfTime);
-        return true;
-    }
-    if (time > runsUntil_) {
-        finishRun(Outcome::waiting);
-        return true;
-    }
+    if (time > lastPlanned_ + options_.longestRun) return finishRun(Outcome::outOfTime);
+    if (time > runsUntil_) return finishRun(Outcome::waiting);
     if (options_.realtime && time > now_) {
         // Nobody else can run meanwhile: all of them wait.
         lock.unlock();
@@ -210,7 +205,6 @@ bool Scheduler::passTime(Lock& lock) {
     } else {
         postToMain(std::get<HandedOverWork>(std::move(wake)));
     }
-    return true;
 }
 
 void Scheduler::finishRun(Outcome outcome) {

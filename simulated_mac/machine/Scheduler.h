@@ -115,7 +115,8 @@ class Scheduler {
     void yield(Lock& lock, Task& task);
     /// Lets ready threads run; when there are none, lets time pass.
     void handOver(Lock& lock);
-    bool passTime(Lock& lock);
+    /// Lets the next deadline come, or ends the run.
+    void passTime(Lock& lock);
     void finishRun(Outcome outcome);
     [[noreturn]] void mainIsStuck() const;
 

@@ -225,7 +225,7 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding, UI
                                  ? static_cast<std::size_t>(std::max<CFIndex>(capacity, 0))
                                  : std::numeric_limits<std::size_t>::max();
     const EncodedText text = encodeUTF8({units.data(), units.size()}, room);
-    if (buffer != nullptr) std::memcpy(buffer, text.bytes.data(), text.bytes.size());
+    if (buffer != nullptr) std::copy(text.bytes.begin(), text.bytes.end(), buffer);
     if (used != nullptr) *used = static_cast<CFIndex>(text.bytes.size());
     return static_cast<CFIndex>(text.units);
 }

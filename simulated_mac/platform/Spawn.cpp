@@ -77,6 +77,7 @@ int simulated_posix_spawn(pid_t* pid, const char* path,
         }
     }
     std::vector<char*> pointers;
+    pointers.reserve(variables.size() + 1);
     for (std::string& variable : variables) pointers.push_back(variable.data());
     pointers.push_back(nullptr);
     const int error = posix_spawn(pid, path, actions, attributes, arguments, pointers.data());
