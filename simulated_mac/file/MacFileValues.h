@@ -215,13 +215,12 @@ struct ListOf {
         target.clear();
         for (const YAMLNode& item : reader.list(node)) {
             if (target.size() == max) {
-                reader.fail(item, "one entry too many, expected at most " + std::to_string(max));
+                reader.fail(item, "too many entries; expected at most " + std::to_string(max));
             }
             kind.read(reader, item, target.emplace_back());
         }
         if (target.size() < min) {
-            reader.fail(node, "too short a list, expected at least " + std::to_string(min) +
-                                  (min == 1 ? " entry" : " entries"));
+            reader.fail(node, "too few entries; expected at least " + std::to_string(min));
         }
     }
     template <class Target>
@@ -371,7 +370,8 @@ class ReadingVisitor {
         if (const YAMLEntry* entry = find(key)) {
             readValue(reader_, entry->value, kind, target);
         } else if (presence == Presence::required) {
-            reader_.fail(mapping_, "no key \"" + std::string(key) + "\" here, expected it");
+            reader_.fail(mapping_,
+                         "missing key \"" + std::string(key) + "\"; expected it in this mapping");
         }
     }
     void exactlyOne(const std::string& what, const std::vector<std::string>& keys) const;
