@@ -2,11 +2,11 @@
 
 preset ?= default
 build  := build/$(preset)
-# joined=1 compiles several files in one go, which from nothing is faster.
+# joined=1 compiles several files as one, which makes a full build faster.
 joined :=
 configure := cmake --preset $(preset) $(if $(joined),-DJOINED=ON) $(if $(VERBOSE),,> /dev/null)
 
-# What the window needs beyond the rest, and the tests of it.
+# Extra packages for the window and its tests.
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil
 
@@ -14,26 +14,26 @@ window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts
         build tests clean
 
 help:
-	@echo 'make run       build, and run the pane on an example Mac'
-	@echo 'make test      build, and run all tests'
-	@echo 'make check     what takes longer: sanitizers, torture, fuzzers (about half an hour)'
-	@echo 'make window    build, and show the pane in a window'
-	@echo 'make mac       build the bundle for Macs, of both kinds, and check it'
-	@echo 'make torture   build, and let every platform call of every example fail'
-	@echo 'make fuzz      build, and feed the pane noise; SECONDS=60 for each fuzzer'
-	@echo 'make coverage  say which lines and branches of the plug-in no test runs'
-	@echo 'make mutants   change the plug-in in one place at a time, and see whether the tests notice'
-	@echo 'make bench     build optimised, and say what things cost'
-	@echo 'make packages  install what is needed and missing (Debian 12)'
-	@echo 'make clean     remove what was built'
+	@echo 'make run       build, then run the pane on an example Mac'
+	@echo 'make test      build, then run all tests'
+	@echo 'make check     run the longer checks: make mac, sanitizers, torture, fuzzers (about half an hour)'
+	@echo 'make window    build, then show the pane in a window'
+	@echo 'make mac       build the bundle for Intel Macs and Apple silicon, then check it'
+	@echo 'make torture   build, then fail every platform call of every example in turn'
+	@echo 'make fuzz      build the fuzzers, then run each for SECONDS (default 10)'
+	@echo 'make coverage  list the lines and branches of the plug-in that no test runs'
+	@echo 'make mutants   mutate the plug-in and check that its tests notice (over an hour)'
+	@echo 'make bench     build optimised, then run the benchmarks'
+	@echo 'make packages  install missing packages (Debian 12)'
+	@echo 'make clean     remove all build output'
 
 packages:
 	@scripts/install-packages
 
-# Without them all but the window is built and tested.
+# Without them, everything but the window is built and tested.
 window-packages: packages
 	@scripts/install-packages $(window_packages) || \
-	    echo 'The window is left out: its packages can not be had.'
+	    echo 'The window is skipped: its packages are unavailable.'
 
 $(build)/build.ninja:
 	@$(configure)
@@ -49,14 +49,14 @@ run: build
 	@$(build)/bin/displaycheck run examples/intel-first-look.yaml
 	@echo
 	@echo 'More Macs to try:  $(build)/bin/displaycheck run examples/NAME.yaml'
-	@echo 'Their names:       ls examples        What each shows: the comment at its top'
-	@echo 'All the rest:      $(build)/bin/displaycheck --help'
+	@echo 'Their names:       ls examples    (each begins with a comment that says what it shows)'
+	@echo 'All commands:      $(build)/bin/displaycheck --help'
 
 test: tests
 	@ctest --preset $(preset)
 
-# Enters the pane again at every moment of a run, and shows it every real EDID. Those would take long
-# under a checker; the fuzzers try more.
+# The variables make two tests try every moment of a run and every real EDID. Under a sanitizer these
+# would take long; the fuzzers try more.
 check: tests
 	@$(MAKE) --no-print-directory mac
 	@EVERY_MOMENT=1 EVERY_EDID=1 ctest --preset $(preset) \
@@ -72,7 +72,7 @@ window: window-packages
 	    $(if $(VERBOSE),,-- --quiet)
 	@$(build)/bin/displaycheck window examples/intel-camera-later.yaml
 
-# Where it can't be built it says so, and that is all right.
+# Where the bundle can't be built, the script says so and succeeds.
 mac:
 	@scripts/mac
 
@@ -95,16 +95,16 @@ coverage: packages
 	    $(if $(VERBOSE),,-- --quiet)
 	@scripts/coverage build/coverage
 
-# Takes more than an hour, and goes on where it was stopped.
+# Takes more than an hour; an interrupted run resumes.
 mutants: packages
 	@scripts/install-packages clang lld
 	@scripts/mutants build/mutants
 
-# A decoder that can't be had is left out of the comparison.
+# A decoder that is unavailable is left out of the comparison.
 bench:
 	@scripts/install-packages libbenchmark-dev
 	@for decoder in edid-decode read-edid libparse-edid-perl; do \
-	    scripts/install-packages $$decoder || echo "$$decoder can not be had."; done
+	    scripts/install-packages $$decoder || echo "$$decoder is unavailable."; done
 	@cmake --preset bench $(if $(VERBOSE),,> /dev/null)
 	@cmake --build --preset bench --target benchmarks run_benchmarks plugin_alone displaycheck \
 	    $(if $(VERBOSE),,-- --quiet)
