@@ -11,7 +11,7 @@
 #include "plugin/ProductData.h"
 #include "plugin/Utilities/EDIDUtils.h"
 
-// Which monitor a display is, and the verdict on it.
+// Identifying each display's monitor, and the verdict on it.
 
 using namespace std::chrono_literals;
 
@@ -20,7 +20,7 @@ namespace {
 constexpr std::uint32_t confirmationCode = 0xF1;  // of the maker's own VCP codes
 constexpr std::int32_t confirmationBit = 0x4000;
 
-/// An EDID text that is too short to hold an identity gives an empty one.
+/// An EDID text too short for an identity gives an empty one.
 EDIDInfo decode(const std::string& EDID) {
     try {
         return edidUtils->generateEDIDInfo(EDID);
@@ -93,12 +93,12 @@ void MyInstallerPane::setDisplayConnectionState(const DisplayList& displays) {
             display->displayState = displayInfo::notSupported;
             continue;
         }
-        // Holds while the monitor is asked, for a run that ends meanwhile.
+        // The state while the monitor is asked, which an earlier run that ends meanwhile shows.
         display->displayState = displayInfo::supportedAndAnswering;
         if (!fromMaker) {
             display->displayState = displayInfo::notSupported;
         } else if (!answersOverDDCCI(*display)) {
-            // A recent model counts only when it answers; an older one counts by the list alone.
+            // A recent model counts only if it answers; an older one counts by the list alone.
             display->displayState =
                 recent ? displayInfo::notSupported : displayInfo::supportedByList;
         }

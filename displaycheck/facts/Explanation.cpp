@@ -62,7 +62,7 @@ void explainPairing(Explanation& why, const Mac& mac, vorn::MyInstallerPane& pan
 std::optional<bool> isFromMaker(const Explanation& why, const displayInfo& display) {
     if (!why.listed && !why.recent) return std::nullopt;
     if (why.reading || display.displayState != displayInfo::notSupported) return true;
-    // A recent model that could not be asked for want of an AV service ends alike.
+    // A recent model that could not be asked because it has no AV service ends alike.
     if (why.recent && DDC->UseArm64 && display.arm64avService == nullptr) return std::nullopt;
     return false;
 }

@@ -6,7 +6,7 @@
 #include "plugin/MyInstallerPane.h"
 #include "plugin/Platform/Exported.h"
 
-/// The class that the installer loads by name. It hands every call over to the C++ pane of the same
+/// The class that the installer loads by name. It forwards every call to the C++ pane of the same
 /// name.
 EXPORTED_CLASS @interface MyInstallerPane : InstallerPane {
   @private
@@ -15,7 +15,7 @@ EXPORTED_CLASS @interface MyInstallerPane : InstallerPane {
     vorn::MyInstallerPane* pane;
 }
 
-/// The labels, connected by the interface file. The pane's view owns them: nil when they are gone.
+/// The labels, connected by the interface file. The pane's view owns them: nil once they are gone.
 - (NSTextField*)lb_title;
 - (void)setLb_title:(NSTextField*)label;
 - (NSTextField*)lb_warnings;

@@ -10,7 +10,8 @@ namespace Cocoa {
 void log(const std::string& message);
 /// The same with a dictionary's own description as the message ("%@").
 void log(CFDictionaryRef dictionary);
-/// Writes that something failed, and why. Asks for no memory of C++, which may be what is missing.
+/// Logs that something failed, and why. Allocates no C++ memory, because memory may be what ran
+/// out.
 void logFailure(const char* what, const char* why) noexcept;
 
 }  // namespace Cocoa

@@ -61,7 +61,7 @@ struct LimitedText {
     JSON schema(const std::string&) const;
 };
 
-/// One of more words than a message could list: it says what they are.
+/// One of more words than a message could list; `meaning` describes them instead.
 struct Word {
     std::string meaning;
     std::vector<std::string> words;
@@ -340,8 +340,8 @@ struct Property {
 enum class Presence { optional, required };
 
 // A mapping with a fixed set of keys is described by a function `fields(visitor, structure)`. It
-// calls `visitor(key, member, kind, description)` for each key, with a Presence behind where the
-// key is required. Before the keys it states the rules between them:
+// calls `visitor(key, member, kind, description)` for each key, followed by Presence::required for
+// a required key. Before the keys it states the rules between them:
 //   visitor.exactlyOne(what, keys)      one of them is there, and only one; they say what
 //   visitor.onlyWith(key, companions)   beside that key, only these may be there
 

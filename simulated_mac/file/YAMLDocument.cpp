@@ -92,8 +92,8 @@ class TreeBuilder : public YAML::EventHandler {
         node.offset = offsetOf(mark);
         node.text = nullWordAt(node.offset);
         if (node.text.empty()) {
-            // The parser marks the token behind the missing value; what waits for the value tells
-            // a reader more.
+            // The parser marks the token after the missing value; the key or dash before it helps a
+            // reader more.
             node.offset = offsetOfWaiting(node.offset);
         }
         add(std::move(node), anchor);
@@ -164,7 +164,7 @@ class TreeBuilder : public YAML::EventHandler {
         return offset;
     }
 
-    /// The parser lets the end of the text close a quote that is open.
+    /// The parser accepts the end of the text as a closing quote.
     void requireClosedQuote(std::size_t offset) const {
         const char quote = offset < text_.size() ? text_[offset] : ' ';
         if (quote != '"' && quote != '\'') return;

@@ -36,12 +36,12 @@ class Ledger {
   public:
     /// `call` is the name of a platform function, a literal.
     void handedOut(Reference kind, const char* call);
-    /// Gives one of a kind back that `call` had handed out.
+    /// Releases one of a kind that `call` had handed out.
     void givenBack(Reference kind, const char* call);
 
-    /// How many the plug-in holds, for every kind there is.
+    /// The number that the plug-in holds, for every kind.
     std::map<std::string, std::int64_t> held() const;
-    /// The same, by kind and call; what is 0 is left out.
+    /// The same, by kind and call, without zeros.
     std::map<std::pair<std::string, std::string>, std::int64_t> heldByCall() const;
 
   private:

@@ -31,7 +31,7 @@ std::optional<std::uint8_t> codeOfGet(std::span<const std::uint8_t> message) {
     return message[3];
 }
 
-/// Puts the checksum that the other bytes ask for behind them. The source address counts as the
+/// Appends the checksum of the other bytes. The source address counts as the
 /// monitor's own, whatever stands there.
 void finish(Bytes& reply) {
     const auto checked = std::span(reply).subspan(1, Monitor::replySize - 2);
