@@ -2,15 +2,15 @@
 
 preset ?= default
 build  := build/$(preset)
-# joined=1 compiles several files in one go, which from nothing is faster.
+# joined=1 compiles several files as one, which makes a full build faster.
 joined :=
 configure := cmake --preset $(preset) $(if $(joined),-DJOINED=ON) $(if $(VERBOSE),,> /dev/null)
 
-# What building and testing take.
+# Packages that building and testing need.
 needed_packages := cmake ninja-build g++ pkg-config libyaml-cpp-dev nlohmann-json3-dev libfmt-dev \
                    libcli11-dev libicu-dev libgtest-dev libgmock-dev python3 python3-jsonschema \
                    python3-yaml
-# What the window takes beyond that, and the tests of it.
+# Extra packages for the window and its tests.
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil
 
@@ -18,27 +18,27 @@ window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts
         build tests tidy clean
 
 help:
-	@echo 'make run       build, and run the pane on an example Mac'
-	@echo 'make test      build, and run all tests; only=REGEX runs those with such a name'
-	@echo 'make check     what takes longer: sanitizers, torture, fuzzers (about half an hour)'
-	@echo 'make window    build, and show the pane in a window'
-	@echo 'make mac       build the bundle for Macs, of both kinds, and check it'
-	@echo 'make torture   build, and let every platform call of every example fail'
-	@echo 'make fuzz      build, and feed the pane noise; SECONDS=60 for each fuzzer'
-	@echo 'make coverage  say which lines and branches of the plug-in no test runs'
-	@echo 'make mutants   change the plug-in in one place at a time, and see whether the tests notice'
-	@echo 'make tidy      ask clang-tidy about the C++ (some minutes)'
-	@echo 'make bench     build optimised, and say what things cost'
-	@echo 'make packages  install the Debian 12 packages that are missing; install=no prevents that anywhere'
-	@echo 'make clean     remove what was built'
+	@echo 'make run       build, then run the pane on an example Mac'
+	@echo 'make test      build, then run all tests; only=REGEX runs the tests with matching names'
+	@echo 'make check     run the longer checks: make mac, sanitizers, torture, fuzzers (about half an hour)'
+	@echo 'make window    build, then show the pane in a window'
+	@echo 'make mac       build the bundle for Intel Macs and Apple silicon, then check it'
+	@echo 'make torture   build, then fail every platform call of every example in turn'
+	@echo 'make fuzz      build the fuzzers, then run each for SECONDS (default 10)'
+	@echo 'make coverage  list the lines and branches of the plug-in that no test runs'
+	@echo 'make mutants   mutate the plug-in and check that its tests notice (over an hour)'
+	@echo 'make tidy      run clang-tidy on the C++ (some minutes)'
+	@echo 'make bench     build optimised, then run the benchmarks'
+	@echo 'make packages  install missing packages (Debian 12); install=no prevents that in any command'
+	@echo 'make clean     remove all build output'
 
 packages:
-	@scripts/install-packages 'building and testing take' $(needed_packages)
+	@scripts/install-packages 'building and testing need' $(needed_packages)
 
-# Without them all but the window is built and tested.
+# Without them, everything but the window is built and tested.
 window-packages: packages
-	@scripts/install-packages 'the window takes' $(window_packages) || \
-	    echo 'The window is left out: its packages are unavailable.'
+	@scripts/install-packages 'the window needs' $(window_packages) || \
+	    echo 'The window is skipped: its packages are unavailable.'
 
 $(build)/build.ninja:
 	@$(configure)
@@ -54,15 +54,15 @@ run: build
 	@$(build)/bin/displaycheck run examples/intel-first-look.yaml
 	@echo
 	@echo 'More Macs to try:  $(build)/bin/displaycheck run examples/NAME.yaml'
-	@echo 'Their names:       ls examples        What each shows: the comment at its top'
-	@echo 'All the rest:      $(build)/bin/displaycheck --help'
+	@echo 'Their names:       ls examples    (each begins with a comment that says what it shows)'
+	@echo 'All commands:      $(build)/bin/displaycheck --help'
 
 # only=REGEX runs the tests with such a name.
 test: tests
 	@scripts/test $(preset) $(if $(only),--tests-regex '$(only)') $(if $(VERBOSE),--verbose)
 
-# Enters the pane again at every moment of a run, and shows it every real EDID. Those would take long
-# under a checker; the fuzzers try more.
+# The variables make two tests try every moment of a run and every real EDID. Under a sanitizer these
+# would take long; the fuzzers try more.
 check: tests
 	@$(MAKE) --no-print-directory mac
 	@cmake --build --preset $(preset) --target all_verify_interface_header_sets \
@@ -80,7 +80,7 @@ window: window-packages
 	    $(if $(VERBOSE),,-- --quiet)
 	@$(build)/bin/displaycheck window examples/intel-camera-later.yaml
 
-# Where it can't be built it says so, and that is all right.
+# Where the bundle can't be built, the script says so and succeeds.
 mac:
 	@scripts/mac
 
@@ -90,26 +90,26 @@ torture: packages $(build)/build.ninja
 
 SECONDS ?= 10
 fuzz:
-	@scripts/install-packages 'the fuzzers take' clang libclang-rt-14-dev
+	@scripts/install-packages 'the fuzzers need' clang libclang-rt-14-dev
 	@cmake --preset fuzz $(if $(VERBOSE),,> /dev/null)
 	@cmake --build --preset fuzz --target fuzzers $(if $(VERBOSE),,-- --quiet)
 	@scripts/fuzz build/fuzz/bin $(SECONDS)
 
 coverage: packages
-	@scripts/install-packages 'counting takes' gcovr
+	@scripts/install-packages 'the coverage report needs' gcovr
 	@cmake --preset coverage $(if $(VERBOSE),,> /dev/null)
 	@find build/coverage -name '*.gcda' -delete
 	@cmake --build --preset coverage --target plugin_tests missing_interfaces_tests displaycheck \
 	    $(if $(VERBOSE),,-- --quiet)
 	@scripts/coverage build/coverage
 
-# Takes more than an hour, and goes on where it was stopped.
+# Takes more than an hour; an interrupted run resumes.
 mutants: packages
-	@scripts/install-packages 'changing the plug-in takes' clang lld
+	@scripts/install-packages 'the mutants need' clang lld
 	@tools/mutants/mutants build/mutants
 
 bench:
-	@scripts/install-packages 'measuring takes' libbenchmark-dev
+	@scripts/install-packages 'the benchmarks need' libbenchmark-dev
 	@cmake --preset bench $(if $(VERBOSE),,> /dev/null)
 	@cmake --build --preset bench --target benchmarks run_benchmarks plugin_alone displaycheck \
 	    $(if $(VERBOSE),,-- --quiet)
@@ -120,7 +120,7 @@ bench:
 	@size build/bench/bench/libplugin_alone.so
 
 tidy: packages
-	@scripts/install-packages 'clang-tidy takes' clang clang-tidy
+	@scripts/install-packages 'make tidy needs' clang clang-tidy
 	@cmake --preset clang -B build/tidy -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON > /dev/null
 	@run-clang-tidy -quiet -p build/tidy \
 	    '/(plugin|torture)/.*\.cpp$$|/(simulated_mac|displaycheck)/(?!tests/).*\.cpp$$' \

@@ -14,7 +14,7 @@ std::vector<std::string> corpusOfEDIDs();
 /// Where they come from: "in FILE", or "made here".
 std::string originOfEDIDs();
 
-/// A monitor's EDID with `extensions` more blocks of 128 bytes behind its base block.
+/// A monitor's EDID with `extensions` more blocks of 128 bytes after its base block.
 std::string madeEDID(int number, int extensions);
 
 }  // namespace bench

@@ -14,7 +14,7 @@ using simulated_mac::MacDescription;
 constexpr std::uint8_t code = 0xF1;
 constexpr std::uint32_t replyDelay = 50;
 
-/// An Intel Mac with so many monitors, all of which answer.
+/// An Intel Mac with that many monitors, all of which answer.
 MacDescription macWithFramebuffers(std::int64_t monitors) {
     MacDescription description;
     for (std::int64_t monitor = 0; monitor < monitors; ++monitor) {

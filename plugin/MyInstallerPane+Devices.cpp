@@ -106,7 +106,7 @@ void MyInstallerPane::listeningUSBDevice() {
     io_iterator_t added = IO_OBJECT_NULL;
     if (port != nullptr) {
         // The main run loop is the one that runs: no part of the pane runs this queue's. Without a
-        // source nothing is delivered; what is attached already is examined all the same.
+        // source nothing is delivered; devices already attached are still examined.
         if (const CFRunLoopSourceRef source = IONotificationPortGetRunLoopSource(port)) {
             CFRunLoopAddSource(CFRunLoopGetMain(), source, kCFRunLoopDefaultMode);
         }

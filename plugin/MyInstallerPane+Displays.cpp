@@ -11,7 +11,7 @@
 #include "plugin/Platform/Text.h"
 #include "plugin/Utilities/StringUtil.h"
 
-// Listing the screens and gathering what is known of them.
+// Listing the screens and gathering their data.
 
 using namespace std::chrono_literals;
 
@@ -64,7 +64,7 @@ std::vector<CGDirectDisplayID> MyInstallerPane::getDisplayIDsArr() const {
 DisplayList MyInstallerPane::ReturnAllDisplaysWithBuiltIn() const {
     DisplayList displays;
     for (const Cocoa::Screen& screen : Cocoa::screens()) {
-        // Ends the list here, where the two queries above skip such an entry and go on.
+        // Ends the list here, while the two functions above skip such an entry and continue.
         if (!screen.deviceIsScreen) break;
         const auto display = std::make_shared<displayInfo>();
         display->idx = static_cast<std::int32_t>(displays.size());

@@ -10,7 +10,7 @@
 #include "plugin/Platform/Text.h"
 #include "plugin/ProductData.h"
 
-// Which monitor a display is, and the verdict on it.
+// Identifying each display's monitor, and the verdict on it.
 
 using namespace std::chrono_literals;
 
@@ -72,12 +72,12 @@ void MyInstallerPane::setDisplayConnectionState(const DisplayList& displays) {
             display->displayState = displayInfo::notSupported;
             continue;
         }
-        // Holds while the monitor is asked, for a run that ends meanwhile.
+        // The state while the monitor is asked, which an earlier run that ends meanwhile shows.
         display->displayState = displayInfo::supportedAndAnswering;
         if (!fromMaker) {
             display->displayState = displayInfo::notSupported;
         } else if (!answersOverDDCCI(*display)) {
-            // A recent model counts only when it answers; an older one counts by the list alone.
+            // A recent model counts only if it answers; an older one counts by the list alone.
             display->displayState =
                 recent ? displayInfo::notSupported : displayInfo::supportedByList;
         }

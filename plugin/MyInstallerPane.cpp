@@ -104,7 +104,7 @@ void MyInstallerPane::showWarning() const {
     const std::string sentences = " \n\n" + request + ". " + click;
 
     Cocoa::AttributedString label{warning + sentences, std::nullopt};
-    // Only the sentences behind the warning are searched for the link word.
+    // Only the sentences after the warning are searched for the link word.
     if (auto link = findLink(sentences, Cocoa::localizedString("here"))) {
         link->location += static_cast<CFIndex>(utf16Units(warning).size());
         label.link = link;

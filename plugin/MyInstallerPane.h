@@ -28,7 +28,7 @@ struct CameraEntry {
 /// Cameras by USB location, written "0x%08X".
 using CameraDictionary = std::map<std::string, CameraEntry>;
 
-/// The cameras seen since the pane was entered last. One that is detached stays.
+/// The cameras seen since the pane was last entered. Detached ones stay.
 EXPORTED Guarded<CameraDictionary>& infoDic;
 
 /// The displays of the last enumeration, with their verdicts.
@@ -44,9 +44,9 @@ EXPORTED void* deviceArray;                                 ///< never set
 
 namespace vorn {
 
-/// The pane that the installer shows: finds out whether a supported monitor or camera is connected,
-/// warns with a link when none is, and lets the user continue either way. The installer loads the
-/// Objective-C class of the same name, which hands its calls over to this one.
+/// The pane that the installer shows: checks whether a supported monitor or camera is connected,
+/// warns with a link if none is, and lets the user continue either way. The installer loads the
+/// Objective-C class of the same name, which forwards its calls to this one.
 class MyInstallerPane : public Cocoa::InstallerPane {
   public:
     /// `pane` is the installer's object of this pane. It is not owned.
@@ -54,18 +54,19 @@ class MyInstallerPane : public Cocoa::InstallerPane {
 
     Cocoa::TextField lb_title;     ///< the pane's heading
     Cocoa::TextField lb_warnings;  ///< the warning and its link, empty when there is none
-    /// The process-wide list, from the first entry on. The detection uses that itself.
+    /// The process-wide list, set at the first entry. The detection uses the global itself.
     std::atomic<WhiteList*> whiteList = nullptr;
 
-    // The pane in the installer, on the main thread. No exception leaves these: it is logged.
+    // The pane in the installer, on the main thread. Exceptions do not leave these functions: they
+    // are logged.
 
-    /// The title that the installer shows for the pane; its key when there is no memory for it.
+    /// The title that the installer shows for the pane; its key if memory runs out.
     std::string title() const noexcept;
     /// Starts a detection run and returns at once. Continue is disabled until the run ends, or
-    /// enabled again where none can be started. The direction of entry (InstallerSectionDirection)
-    /// changes nothing.
+    /// enabled again if none can be started. The direction of entry (InstallerSectionDirection) is
+    /// ignored.
     void didEnterPane(int direction) noexcept;
-    /// Shows the verdict on what the last runs found: the warning, or none.
+    /// Shows the verdict on the findings so far: the warning, or none.
     void initializeUI() noexcept;
     /// Shows the warning with its link.
     void showHyperLink() noexcept;
@@ -74,14 +75,14 @@ class MyInstallerPane : public Cocoa::InstallerPane {
 
     // USB devices.
 
-    /// Arms the notification of attached USB devices and examines those that are there already.
+    /// Arms the notification of attached USB devices and examines those already attached.
     void listeningUSBDevice();
     /// Schedules the examination of the devices that `iterator` yields and the verdict after it;
-    /// where it can't be scheduled, the verdict follows at once. `firstLaunch` changes nothing.
+    /// if it can't be scheduled, the verdict follows at once. `firstLaunch` is ignored.
     void deviceAdded(io_iterator_t iterator, bool firstLaunch) noexcept;
 
     // One display enumeration. Blocks: not on the main thread. The steps work on the displays of
-    // their own run, so that a later run which replaces displayInfoArray doesn't mix with them.
+    // their own run, so that a later run, which replaces displayInfoArray, doesn't interfere.
 
     /// Lists the screens, identifies their monitors and judges them.
     void getDisplayInfo();
@@ -90,13 +91,13 @@ class MyInstallerPane : public Cocoa::InstallerPane {
     /// The display IDs of all screens, the built-in one's included.
     std::vector<CGDirectDisplayID> getDisplayIDsArr() const;
     /// A record for each screen with a first verdict, up to the first entry of the screen list that
-    /// is no screen.
+    /// is not a screen.
     DisplayList ReturnAllDisplaysWithBuiltIn() const;
-    /// Takes USB indices over from the DDC controller's list of USB displays.
+    /// Copies USB indices from the DDC controller's list of USB displays.
     void mappingUSBDisplays(const DisplayList& displays = displayInfoArray.get());
-    /// Pairs each external display with the EDID of the same monitor and takes its identity over.
-    /// Reads the EDIDs once more, after a second, when their number is not that of the displays
-    /// less one built-in panel.
+    /// Pairs each external display with the EDID of the same monitor and copies its identity. Reads
+    /// the EDIDs again after a second if their number is not one less than that of the displays
+    /// (one being the built-in panel).
     void parseMonitorEDIDWithScreenNumber(const std::vector<DisplayService>& matches,
                                           std::vector<std::string> EDIDs,
                                           const DisplayList& displays = displayInfoArray.get());

@@ -4,8 +4,8 @@
 #include <array>
 #include <string_view>
 
-/// All that the maker supplies: which monitors and cameras are supported, how they are recognised,
-/// and where the user reads about them.
+/// All data from the maker: the supported monitors and cameras, how they are recognised, and the
+/// support article.
 namespace ProductData {
 
 /// Monitors that the software supports, by bare model name: series letters, four digits (size in
@@ -33,7 +33,7 @@ inline constexpr std::array<std::string_view, 27> specialChipDisplays = {
 /// The maker's three-letter PnP manufacturer ID, in lower case.
 inline constexpr std::string_view manufacturerID = "vrn";
 
-/// USB product IDs of the supported cameras, as "%X" writes them.
+/// USB product IDs of the supported cameras, as formatted by "%X".
 inline constexpr std::array<std::string_view, 6> cameraProductIDs = {"A7B1", "A7B9", "A7B4",
                                                                      "A7E2", "A7E1", "B5F0"};
 
@@ -41,7 +41,7 @@ inline constexpr std::array<std::string_view, 6> cameraProductIDs = {"A7B1", "A7
 inline constexpr std::string_view supportArticle =
     "https://support.vorn.example/articles/compatible-models";
 
-// A slip in the tables above fails the build.
+// Mistakes in the tables above fail the build.
 namespace check {
 
 struct Shape {
@@ -57,7 +57,7 @@ constexpr bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// Lengths of the three pieces of a model name; all 0 when it has another form.
+/// Lengths of the three parts of a model name; all 0 if it has another form.
 constexpr Shape shapeOf(std::string_view name) {
     Shape shape;
     std::size_t at = 0;

@@ -15,22 +15,22 @@ class WhiteList {
     static constexpr const auto& supportedDisplaysNeedsUpdate = ProductData::supportedDisplays;
     static constexpr const auto& rtkChipList = ProductData::specialChipDisplays;
 
-    /// Filled by nobody here; a caller may keep display names in it.
+    /// Not used here; a caller may keep display names in it.
     std::vector<std::string> supportedDisplayArr;
 
-    /// Makes the process-wide `runCmd` when there is none yet.
+    /// Makes the process-wide `runCmd` if there is none yet.
     WhiteList();
 
-    /// Whether this Mac has Apple silicon, by the chipset that the system's profiler names. Runs
-    /// that tool at every call.
+    /// Whether this Mac has Apple silicon, by the chipset that system_profiler names. Runs that
+    /// tool at every call.
     bool isM1Mac() const;
 
     /// Whether a display name, in any case, with the brand word and a blank in front or without
-    /// them, is a supported model. Nothing else is trimmed. False for no name.
+    /// them, is a supported model. Nothing else is trimmed. False without a name.
     bool availableDisplay(const std::optional<std::string>& name) const;
 
     /// Whether the name is exactly that of a model whose display chip needs a clean request before
-    /// it answers again. Neither case nor brand word is forgiven.
+    /// it answers again. Case must match, and a brand word is not removed.
     bool isRTKChipDisplay(const std::optional<std::string>& name) const;
 };
 

@@ -151,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     AppleSilicon, Example,
     testing::Values(
-        // One read takes 0.18 s: two writes and a read, each behind a pause.
+        // One read takes 0.18 s: two writes and a read, each after a pause.
         Verdict{"apple-listed-answers", {-1, 0}, false, 0.18},
         Verdict{"apple-listed-silent", {-1, 1}, false, 0.18},
         Verdict{"apple-recent-silent", {-1, 3}, true, 0.18},

@@ -84,7 +84,7 @@ std::optional<LinkRange> linkOf(const Mac& mac) {
 /// The pane on a Mac whose displays are as the test says, without a run of its own.
 class PaneWithVerdicts {
   public:
-    /// One external display for each state, behind the built-in panel.
+    /// One external display for each state, after the built-in panel.
     explicit PaneWithVerdicts(const std::vector<std::int32_t>& states) : onMac_(macOf(states)) {
         DisplayList displays;
         for (std::size_t index = 0; index < states.size(); ++index) {

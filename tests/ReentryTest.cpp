@@ -37,7 +37,7 @@ using Entries = std::vector<Time>;
 using Held = std::map<std::pair<std::string, std::string>, std::int64_t>;
 using Lines = std::set<std::string>;
 
-/// What the user sees and what the pane has found out, when nothing is left to happen.
+/// The user's view and the pane's findings at the end of a run.
 struct Result {
     std::string title;
     std::string warning;
@@ -140,7 +140,7 @@ Course play(const MacDescription& description, const Entries& entries, Turns tur
     return course;
 }
 
-/// Whether the pane's changes are those of whole entries and whole verdicts, one behind the other.
+/// Whether the pane's changes are those of whole entries and whole verdicts, one after the other.
 bool changesAreWhole(const std::vector<std::string>& changes) {
     constexpr std::array<std::string_view, 3> wholes = {"ted", "ten", "tewcn"};
     constexpr std::array<std::pair<std::string_view, char>, 6> kinds = {
@@ -204,7 +204,7 @@ class EnteredMac {
         return {moments.begin(), moments.end()};
     }
 
-    /// The same and those around: just before and behind each, and half an I2C pause off.
+    /// The same and those around: just before and after each, and half an I2C pause off.
     std::vector<Time> momentsAroundARun() {
         std::set<Time> around;
         for (const Time moment : momentsOfARun()) {

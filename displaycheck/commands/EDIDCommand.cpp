@@ -32,10 +32,10 @@ using JSON = nlohmann::ordered_json;
 constexpr std::string_view header("\x00\xFF\xFF\xFF\xFF\xFF\xFF\x00", 8);
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-/// Of one file or of standard input: far more EDIDs than anybody collects.
+/// Limit for one file or standard input, far above any real collection of EDIDs.
 constexpr std::size_t maxBytes = 64U << 20;
 
-/// An EDID and where it stands.
+/// An EDID and where it was found.
 struct Source {
     std::string place;  ///< "FILE:LINE" in a text, "FILE" for a binary
     std::string hexText;
@@ -51,7 +51,8 @@ void complain(std::string_view place, std::string_view what) {
     printError("{}: {}\n", printable(place), printable(what));
 }
 
-/// All bytes of a file, or of standard input. Nothing, with a message, when it can't be read.
+/// All bytes of a file or of standard input. If it can't be read, prints a message and returns
+/// nothing.
 std::optional<std::string> readAll(const std::string& name, const std::string& path) {
     const int file = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     std::string all;
@@ -66,14 +67,14 @@ std::optional<std::string> readAll(const std::string& name, const std::string& p
     if (file != -1) close(file);
     if (count == 0) return all;
     if (all.size() > maxBytes) {
-        complain(name, fmt::format("is too long: {} MiB at most are read", maxBytes >> 20));
+        complain(name, fmt::format("is too large; expected at most {} MiB", maxBytes >> 20));
         return std::nullopt;
     }
     complain(name, fmt::format("can't be read: {}", std::strerror(error)));
     return std::nullopt;
 }
 
-/// Whether bytes are a text: UTF-8 without control characters but tabs and line ends.
+/// Whether bytes are text: UTF-8 without control characters but tabs and line ends.
 bool isText(std::string_view bytes) {
     const auto acts = [](char byte) {
         return (static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F) && byte != '\t' &&
@@ -157,7 +158,7 @@ int show(const Source& source, bool json) {
         const EDIDInfo info = edidUtils->generateEDIDInfo(source.hexText);
         if (!json && !beginsAsEDID(source.hexText)) {
             complain(source.place,
-                     fmt::format("does not begin with an EDID's header, {}: read as it stands",
+                     fmt::format("does not begin with the EDID header {}; decoding it anyway",
                                  upperHex(header)));
         }
         fmt::print("{}", json ? jsonLine(info) : textBlock(source.place, info));
@@ -178,7 +179,7 @@ int showFile(const std::string& path, bool json) {
     if (!bytes) return badInput;
     const auto sources = sourcesIn(name, *bytes);
     if (sources.empty()) {
-        complain(name, "is empty: an EDID was expected, as binary or as a line of hex text");
+        complain(name, "is empty; expected an EDID, binary or as a line of hex digits");
         return badInput;
     }
     int status = done;

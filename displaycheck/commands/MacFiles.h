@@ -8,7 +8,7 @@
 
 namespace displaycheck {
 
-/// A Mac file as read: either a description or what is wrong with the file.
+/// The result of reading a Mac file: a description or an error.
 struct MacFile {
     std::string path;
     simulated_mac::MacDescription description;
@@ -17,7 +17,7 @@ struct MacFile {
 
 std::vector<MacFile> readMacFiles(const std::vector<std::string>& paths);
 
-/// `displaycheck check`: reports on each file. Returns the exit status.
+/// `displaycheck check`: reports whether each file is valid. Returns the exit status.
 int checkMacFiles(const std::vector<std::string>& paths);
 
 }  // namespace displaycheck

@@ -5,7 +5,7 @@
 
 namespace displaycheck {
 
-/// `displaycheck model`: what the pane makes of display names. Returns the exit status.
+/// `displaycheck model`: prints how the pane classifies display names. Returns the exit status.
 int showModels(const std::vector<std::string>& names, bool json);
 
 }  // namespace displaycheck

@@ -28,7 +28,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A run takes milliseconds of the wall clock; one that takes this long never ends.
+// Runs take milliseconds of real time; one that takes this long will never end.
 constexpr auto limit = 60s;
 
 constexpr std::size_t narrowest = 60;
@@ -46,7 +46,7 @@ std::size_t terminalColumns(int descriptor) {
     return std::clamp<std::size_t>(size.ws_col, narrowest, widest);
 }
 
-/// What a run's child process needs to know of the terminal, which it no longer has.
+/// The terminal's properties, for a run's child process, whose output is not the terminal.
 struct Terminal {
     Palette output{wantsColour(STDOUT_FILENO)};
     Palette errors{wantsColour(STDERR_FILENO)};
@@ -97,7 +97,7 @@ std::pair<std::string, ExitStatus> reportOn(const MacFile& file, const RunOption
             problems.empty() ? done : unfinished};
 }
 
-/// The body of a run's child process. It ends at once, after the Mac is put away.
+/// The body of a run's child process, which ends as soon as the Mac is destroyed.
 void runFile(const MacFile& file, const RunOptions& options, const Terminal& terminal,
              const ChildEnd& end) {
     const auto [text, status] = reportOn(file, options, terminal, end);
@@ -105,7 +105,7 @@ void runFile(const MacFile& file, const RunOptions& options, const Terminal& ter
 }
 
 std::chrono::milliseconds limitOf(const RunOptions& options) {
-    // By the wall clock a run takes what its file says, and the user watches it.
+    // In real time a run lasts as long as its file says, and the user is watching.
     return options.realtime ? std::chrono::hours(24 * 365) : limit;
 }
 

@@ -13,8 +13,8 @@ struct RunOptions {
     bool realtime = false;
 };
 
-/// `displaycheck run`: enters the pane on the Mac of each file, in a process of its own, and prints
-/// the reports in order. Runs nothing when one of the files is bad. Returns the exit status.
+/// `displaycheck run`: runs the pane on the Mac of each file, in a process of its own, and prints
+/// the reports in order. Runs nothing if any file is invalid. Returns the exit status.
 int runMacFiles(const RunOptions& options);
 
 }  // namespace displaycheck

@@ -30,7 +30,7 @@ bool isSet(const char* variable) {
     return value != nullptr && *value != '\0';
 }
 
-/// The languages that the pane's string tables are in.
+/// The languages of the pane's string tables.
 std::set<std::string> languages() {
     std::set<std::string> known;
     for (const auto& entry : std::filesystem::directory_iterator(Installation::resource(""))) {
@@ -39,7 +39,7 @@ std::set<std::string> languages() {
     return known;
 }
 
-/// The first of those languages that a locale such as "pt_BR.UTF-8" asks for; English otherwise.
+/// The known language that a locale such as "pt_BR.UTF-8" asks for, or English.
 std::string languageOf(std::string_view locale, const std::set<std::string>& known) {
     std::string name(locale.substr(0, locale.find_first_of(".@")));
     std::replace(name.begin(), name.end(), '_', '-');
@@ -73,19 +73,20 @@ int showWindow(const WindowOptions& options) {
     }
     const auto known = languages();
     if (!options.language.empty() && !known.contains(options.language)) {
-        return complain(badInput, fmt::format("--lang {}: the pane speaks {}",
+        return complain(badInput, fmt::format("--lang: unknown language {}; expected one of {}",
                                               printable(options.language), fmt::join(known, ", ")));
     }
     const std::string language =
         options.language.empty() ? languageOfUser(known) : options.language;
     const std::string program = Installation::window();
     if (!std::filesystem::exists(program)) {
-        return complain(unfinished, "the window was not built, for want of GNUstep: make window");
+        return complain(unfinished,
+                        "the window is unavailable: this build lacks GNUstep; run 'make window'");
     }
     if (!isSet("DISPLAY")) {
         return complain(unfinished,
-                        "there is no screen to show a window on (DISPLAY is not set); try "
-                        "xvfb-run displaycheck window ...");
+                        "no display to show a window on: DISPLAY is not set; try "
+                        "'xvfb-run displaycheck window ...'");
     }
     execl(program.c_str(), program.c_str(), options.file.c_str(), language.c_str(),
           options.screenshot.c_str(), fmt::format("{}", options.speed).c_str(),

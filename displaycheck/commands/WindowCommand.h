@@ -6,13 +6,13 @@ namespace displaycheck {
 
 struct WindowOptions {
     std::string file;
-    std::string language;    ///< such as "de" or "pt-BR"; empty for the user's own
-    std::string screenshot;  ///< PNG file to write instead of staying open; empty for none
-    double speed = 1;        ///< how many of the Mac's seconds pass in one of the wall clock
+    std::string language;    ///< such as "de" or "pt-BR"; empty for the locale's
+    std::string screenshot;  ///< PNG file to write before exiting; empty for none
+    double speed = 1;        ///< seconds of the Mac's clock per second of real time
 };
 
-/// `displaycheck window`: becomes the program that shows the window. Returns only when it can't,
-/// with the exit status.
+/// `displaycheck window`: replaces this process with the program that shows the window. If that
+/// fails, returns the exit status.
 int showWindow(const WindowOptions& options);
 
 }  // namespace displaycheck

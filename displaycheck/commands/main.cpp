@@ -24,51 +24,52 @@ namespace {
 using namespace displaycheck;
 
 constexpr auto description =
-    "Enters the display-check pane of the installer on simulated Macs,\n"
-    "and tells what it showed and why.\n";
+    "Runs the installer's display-check pane on simulated Macs,\n"
+    "and reports what it showed and why.\n";
 
 constexpr auto runText =
-    "Enters the pane on the Mac that each FILE describes, lets the run and the file's\n"
-    "events play out on a virtual clock, and reports what the user sees and why. All\n"
-    "files are checked before the first one runs.";
+    "Runs the pane on the Mac that each FILE describes until the file's last event and the\n"
+    "pane's last step are over, and reports what the user sees and why. The clock is\n"
+    "virtual, so waits take no time. All files are checked before the first one runs.";
 
 constexpr auto windowText =
-    "The pane in a window like the installer's, on the Mac that FILE describes, by the wall\n"
-    "clock: Continue greys while the pane looks for devices, Go Back and Continue leave and\n"
-    "enter it, a click on the warning opens the support article. What the pane writes to its\n"
-    "standard output goes to this program's, between what happens and when.";
+    "Shows the pane in a window like the installer's, on the Mac that FILE describes, in\n"
+    "real time. Continue is disabled while the pane looks for devices; Continue and Go Back\n"
+    "leave and re-enter the pane; a click on the warning opens the support article. Standard\n"
+    "output gets a timeline of these events, together with what the pane prints.";
 
 constexpr auto checkText =
-    "Prints \"FILE: ok\" for a good file, and for a bad one the place of its first mistake,\n"
-    "what was found there and what was expected.";
+    "Prints \"FILE: ok\" for a valid file. For an invalid one, prints the line and column of\n"
+    "its first mistake, what is wrong there and what was expected.";
 
-constexpr auto schemaText = "With it, editors complete and check Mac files while they are written.";
+constexpr auto schemaText = "With the schema, editors complete and check Mac files as you type.";
 
 constexpr auto EDIDText =
-    "A FILE is a binary EDID, or a text with one EDID in hex on each line. \"-\", and no\n"
-    "FILE at all, stand for standard input.";
+    "A FILE is a binary EDID, or text with one EDID in hex per line. With no FILE, or with\n"
+    "\"-\", reads standard input.";
 
 constexpr auto modelText =
-    "For each NAME: whether it is a supported model, whether its display chip needs the\n"
+    "For each NAME, prints whether it is a supported model, whether its display chip needs\n"
     "special treatment, its bare model name, and whether its model year is 25 or later.";
 
 constexpr auto exitStatuses =
     "Exit status:\n"
-    "  0  done, whatever the pane's verdict\n"
-    "  1  a run did not finish: it crashed, got stuck, ran out of time, left Continue greyed or\n"
-    "     misused the platform; or the output could not be written\n"
-    "  2  wrong usage, or a file that can't be used";
+    "  0  success, whatever the pane's verdict\n"
+    "  1  a run failed (it crashed, got stuck, timed out, left Continue disabled or misused the\n"
+    "     platform), the window can't be shown, or the output can't be written\n"
+    "  2  wrong usage, or an invalid or unreadable file";
 
 /// The commands and options; each command leaves its exit status in `status`.
 class CommandLine {
   public:
     CommandLine() {
         app_.set_version_flag("--version", "displaycheck " DISPLAYCHECK_VERSION,
-                              "Print the version and leave");
-        app_.set_help_flag("-h,--help", "Print this help and leave");
+                              "Print the version and exit");
+        app_.set_help_flag("-h,--help", "Print this help and exit");
         app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
-        app_.get_formatter()->label("Subcommands", "Commands");
-        app_.footer(std::string("\"displaycheck COMMAND --help\" explains a command.\n"
+        app_.get_formatter()->label("Positionals", "Arguments");
+        app_.get_formatter()->label("REQUIRED", "");
+        app_.footer(std::string("\"displaycheck COMMAND --help\" describes a command.\n"
                                 "Try: displaycheck run examples/*.yaml\n\n") +
                     exitStatuses);
         addRun();
@@ -96,45 +97,49 @@ class CommandLine {
     CLI::App* addCommand(const std::string& name, const std::string& summary,
                          const std::string& explanation) {
         CLI::App* const command = app_.add_subcommand(name, summary);
+        command->group("Commands");
         command->footer(explanation + "\n\n" + exitStatuses);
         return command;
     }
 
     void addRun() {
         auto* const command =
-            addCommand("run", "Enter the pane on Macs and report what it showed", runText);
-        command->add_option("FILE", run_.files, "Mac files (YAML)")->required();
-        command->add_flag("--json", run_.json, "One JSON object on a line for each FILE");
+            addCommand("run", "Run the pane on Macs and report what it showed", runText);
+        command->add_option("FILE", run_.files, "Mac files (YAML)")->type_name("")->required();
+        command->add_flag("--json", run_.json, "Print one JSON object per line for each FILE");
         command->add_flag("--log", run_.log,
-                          "Add the system log and the pane's standard output\n"
-                          "(JSON always has them)");
+                          "Include the system log and the pane's standard\n"
+                          "output (JSON always includes them)");
         command->add_flag("--trace", run_.trace,
-                          "Add every platform call: time, thread,\ncall(arguments) = result");
+                          "Include every platform call: time, thread,\n"
+                          "call(arguments) = result");
         command->add_flag("--realtime", run_.realtime,
-                          "Go by the wall clock, with progress on standard error");
+                          "Run in real time, with progress on standard error");
         command->callback([this] { status_ = runMacFiles(run_); });
     }
 
     void addWindow() {
         auto* const command =
-            addCommand("window", "Show the pane in a window, as the installer does", windowText);
-        command->add_option("FILE", window_.file, "Mac file (YAML)")->required();
-        command->add_option(
-            "--lang", window_.language,
-            "Language of the texts, such as de or pt-BR;\nthe user's own otherwise");
-        command->add_option(
-            "--screenshot", window_.screenshot,
-            "Write what the window shows when all is quiet\nto this PNG file, and end");
+            addCommand("window", "Show the pane in an installer window", windowText);
+        command->add_option("FILE", window_.file, "Mac file (YAML)")->type_name("")->required();
         command
-            ->add_option("--speed", window_.speed, "Let so many of the Mac's seconds pass in one")
-            ->check(CLI::Range(0.1, 100.0));
+            ->add_option("--lang", window_.language,
+                         "Language of the pane, such as de or pt-BR\n(default: the locale's)")
+            ->type_name("LANGUAGE");
+        command
+            ->add_option("--screenshot", window_.screenshot,
+                         "Skip to the end, write the window's contents\nto this PNG file and exit")
+            ->type_name("PNG");
+        command->add_option("--speed", window_.speed, "Run the Mac's clock this many times faster")
+            ->type_name("FACTOR")
+            ->check(CLI::Range(0.1, 100.0, "0.1 to 100"));
         command->callback([this] { status_ = showWindow(window_); });
     }
 
     void addCheck() {
-        auto* const command = addCommand(
-            "check", "Tell whether Mac files are valid, without running them", checkText);
-        command->add_option("FILE", checked_, "Mac files (YAML)")->required();
+        auto* const command =
+            addCommand("check", "Check Mac files without running them", checkText);
+        command->add_option("FILE", checked_, "Mac files (YAML)")->type_name("")->required();
         command->callback([this] { status_ = checkMacFiles(checked_); });
     }
 
@@ -146,16 +151,18 @@ class CommandLine {
 
     void addEDID() {
         auto* const command = addCommand("edid", "Decode EDIDs as the pane does", EDIDText);
-        command->add_option("FILE", EDIDs_, "Binary EDIDs or texts of hex EDIDs");
-        command->add_flag("--json", EDIDsAsJSON_, "One JSON object on a line for each EDID");
+        command->add_option("FILE", EDIDs_, "Binary EDIDs, or text with hex EDIDs")->type_name("");
+        command->add_flag("--json", EDIDsAsJSON_, "Print one JSON object per line for each EDID");
         command->callback([this] { status_ = showEDIDs(EDIDs_, EDIDsAsJSON_); });
     }
 
     void addModel() {
         auto* const command =
-            addCommand("model", "Tell what the pane makes of display names", modelText);
-        command->add_option("NAME", models_, "Display names, such as \"VORN K2723QX\"")->required();
-        command->add_flag("--json", modelsAsJSON_, "One JSON object on a line for each NAME");
+            addCommand("model", "Show how the pane classifies display names", modelText);
+        command->add_option("NAME", models_, "Display names, such as \"VORN K2723QX\"")
+            ->type_name("")
+            ->required();
+        command->add_flag("--json", modelsAsJSON_, "Print one JSON object per line for each NAME");
         command->callback([this] { status_ = showModels(models_, modelsAsJSON_); });
     }
 
@@ -170,8 +177,8 @@ class CommandLine {
     bool modelsAsJSON_ = false;
 };
 
-/// Keeps what the program opens from taking the place of a standard stream that it was started
-/// without. Such a stream stays one that can't be used.
+/// Keeps files that the program opens from becoming a standard stream that it was started
+/// without. Such a stream stays unusable.
 void keepStandardStreamsApart() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(descriptor, F_GETFD) != -1) continue;
@@ -181,7 +188,7 @@ void keepStandardStreamsApart() {
 }
 
 int outputFailed(int error, int status) {
-    printError("displaycheck: the output can't be written: {}\n", std::strerror(error));
+    printError("displaycheck: can't write the output: {}\n", std::strerror(error));
     return status == done ? unfinished : status;
 }
 

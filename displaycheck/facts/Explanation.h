@@ -13,15 +13,15 @@
 
 namespace displaycheck {
 
-/// Why a display has the verdict that it has: what the pane asked, in its order, and the answers.
+/// Why a display has its verdict: the pane's questions, in its order, and the answers.
 struct Explanation {
     bool builtIn = false;
     bool listed = false;      ///< WhiteList::availableDisplay
     std::string regularName;  ///< regularMonitorName
     bool recent = false;      ///< isYear25orAbove of the regular name
-    /// On Apple silicon, what the registry offered the display; nothing where nothing is paired.
+    /// On Apple silicon, the registry's services for the display; nothing if nothing was paired.
     std::optional<ServicePairing> services;
-    /// What the EDID that was paired with the screen says.
+    /// The identity in the EDID paired with the screen.
     std::optional<EDIDInfo> paired;
     /// Where none was paired: what the EDID of the monitor behind the screen says, if it has a
     /// readable one, and whether the pane would have paired that.

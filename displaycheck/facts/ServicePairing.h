@@ -19,7 +19,7 @@ namespace displaycheck {
 struct ServiceCandidate {
     enum class Fate {
         used,         ///< handed out, and the display's first: it has this service
-        handedOut,    ///< handed out behind another one, which is used
+        handedOut,    ///< handed out after another one, which is used
         refused,      ///< the display and the service were both taken
         noMatch,      ///< no point, so never handed out
         notExternal,  ///< not scored

@@ -23,7 +23,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The last byte of what a child hands over is its status, or this when it failed.
+// The last byte of a child's output is its status, or this if it failed.
 constexpr char failed = 127;
 
 [[noreturn]] void runBody(const std::function<void(const ChildEnd&)>& body, int pipe) {

@@ -14,7 +14,7 @@ class PaneHost {
     PaneHost(const PaneHost&) = delete;
     PaneHost& operator=(const PaneHost&) = delete;
 
-    /// Enters the pane at time 0 and lets everything play out.
+    /// Enters the pane at time 0 and runs everything to its end.
     simulated_mac::Scheduler::Outcome run();
 
     vorn::MyInstallerPane& pane() { return pane_; }

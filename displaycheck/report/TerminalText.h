@@ -8,8 +8,8 @@
 
 #include "displaycheck/facts/TextRange.h"
 
-/// Text as a terminal shows it. Texts come in as UTF-8 from files and monitors that nobody vouches
-/// for; what is not UTF-8 reads as U+FFFD.
+/// Text as a terminal shows it. Texts come from untrusted files and monitors; invalid UTF-8 reads
+/// as U+FFFD.
 namespace displaycheck {
 
 /// Colours for a terminal that wants them; the plain text where none does.

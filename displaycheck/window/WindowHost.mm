@@ -185,8 +185,7 @@ int show(const Arguments& arguments) {
             return unfinished;
         }
         if (outcome == simulated_mac::Scheduler::Outcome::quiet) return done;
-        fprintf(stderr, "displaycheck: %s: the run did not come to its end\n",
-                arguments.file.c_str());
+        fprintf(stderr, "displaycheck: %s: the run did not finish\n", arguments.file.c_str());
         return unfinished;
     }
     setSignals([](int) { askedToEnd = 1; });

@@ -7,12 +7,13 @@
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/window/WindowHost.h"
 
-// The program behind `displaycheck window`, which starts it. This part is C++ alone: the runtime
-// that GNUstep uses here catches no exceptions of C++ in Objective-C++.
+// The program that `displaycheck window` starts. This file is plain C++ because GNUstep's runtime
+// can't catch C++ exceptions in Objective-C++.
 
 int main(int argc, char* argv[]) {
     if (argc != 5) {
-        std::fputs("displaycheck-window: this is started by displaycheck window\n", stderr);
+        std::fputs("displaycheck-window: not to be run directly; use displaycheck window\n",
+                   stderr);
         return displaycheck::badInput;
     }
     int status = displaycheck::unfinished;
@@ -22,6 +23,6 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "displaycheck: %s\n", error.what());
     }
     std::fflush(nullptr);
-    // Threads of the Mac may still wait for their turn.
+    // The Mac's threads may still be waiting for their turn.
     std::_Exit(status);
 }

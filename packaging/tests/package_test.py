@@ -143,7 +143,7 @@ class PackageTest(ScriptTest):
                 (["--sign", "--dry-run"], "--sign needs a value; see --help"),
                 (["--output", ""], "--output needs a value; see --help"),
                 (["--notarise", "vorn", "--sign", "x"],
-                 "--notarise needs --sign and --sign-bundle: only what is signed can be notarised"),
+                 "--notarise needs --sign and --sign-bundle: only a signed product can be notarised"),
         ]:
             with self.subTest(arguments=arguments):
                 self.assertEqual(self.refusal(*arguments), message)
@@ -152,12 +152,12 @@ class PackageTest(ScriptTest):
         bundle = ["--dry-run", "--bundle", self.bundle]
         for arguments, message in [
                 (["--dry-run", "--bundle", "no/such.bundle"],
-                 "no plug-in at no/such.bundle; cmake --build --preset mac makes it"),
-                (bundle + ["--root", "no-such"], "no folder no-such to install"),
+                 "no plug-in at no/such.bundle; 'cmake --build --preset mac' builds it"),
+                (bundle + ["--root", "no-such"], "no folder no-such; expected the files to install"),
                 (bundle + ["--output", "no-such/Product.pkg"],
                  "no folder no-such for the product archive"),
                 (bundle + ["--output", "product/Product"],
-                 "the installer opens files whose name ends in .pkg: not product/Product"),
+                 "product/Product does not end in .pkg; the installer opens no other files"),
         ]:
             with self.subTest(arguments=arguments):
                 self.assertEqual(self.refusal(*arguments), message)
@@ -168,7 +168,7 @@ class PackageTest(ScriptTest):
                 self.write_version(version)
                 self.assertEqual(
                     self.refusal("--dry-run", "--bundle", self.bundle),
-                    f"{self.bundle} has no version of digits and dots: '{version}'")
+                    f"{self.bundle} has the version '{version}'; expected digits and dots")
 
     def test_an_incomplete_plugin_is_told(self):
         for part in ("Resources/MyInstallerPane.nib", "MacOS/VornDisplayCheck", "Info.plist"):
@@ -182,7 +182,7 @@ class PackageTest(ScriptTest):
         run = self.package()
         self.assertEqual(run.returncode, 1)
         self.assertEqual(run.stdout, "")
-        self.assertEqual(run.stderr, "package: product archives can be made on macOS alone; "
+        self.assertEqual(run.stderr, "package: product archives can only be made on macOS; "
                                      "--dry-run prints the commands\n")
         self.assertEqual(list(self.product.iterdir()), [])
 

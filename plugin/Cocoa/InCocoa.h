@@ -6,8 +6,8 @@
 
 namespace Cocoa {
 
-/// Does `what` in a pool of its own. An exception that Cocoa raises is logged and ends the work,
-/// but goes no further: nothing beyond this folder knows of Objective-C's.
+/// Does `what` in an autorelease pool of its own. A Cocoa exception ends the work and is logged,
+/// but goes no further: no code outside this folder handles Objective-C exceptions.
 template <class Work>
 void inCocoa(const char* what, const Work& work) {
     @autoreleasepool {

@@ -2,7 +2,7 @@
 
 namespace Cocoa {
 
-/// What the installer's own pane class gives to ours. Does not own the pane object.
+/// The services of the installer's own pane class. Does not own the pane object.
 class InstallerPane {
   public:
     /// `pane` is the object that the installer made from the bundle's pane class.

@@ -2,8 +2,8 @@
 
 #import <Cocoa/Cocoa.h>
 
-// The installer's framework for plug-ins. Every SDK has the framework, not every one its header:
-// where that is missing, what the plug-in uses of it is declared here.
+// The installer's framework for plug-ins. Every SDK has the framework, but some lack its header:
+// then the parts that the plug-in uses are declared here.
 
 #if __has_include(<InstallerPlugins/InstallerPlugins.h>)
 

@@ -6,7 +6,7 @@
 
 namespace Cocoa {
 
-/// A UTF-8 text as a string that the caller need not release; the empty one when it is no UTF-8.
+/// A UTF-8 text as a string that the caller need not release; empty if the text is not valid UTF-8.
 inline NSString* makeNSString(const std::string& text) {
     NSString* string = [[[NSString alloc] initWithBytes:text.data()
                                                  length:text.size()

@@ -9,7 +9,7 @@ namespace vorn {
 class MyInstallerPane;
 }
 
-/// The class that the installer loads by name. It hands every call over to the C++ pane of the same
+/// The class that the installer loads by name. It forwards every call to the C++ pane of the same
 /// name.
 EXPORTED_CLASS @interface MyInstallerPane : InstallerPane {
   @private
@@ -18,7 +18,7 @@ EXPORTED_CLASS @interface MyInstallerPane : InstallerPane {
     vorn::MyInstallerPane* pane;
 }
 
-/// The labels, connected by the interface file. The pane's view owns them: nil when they are gone.
+/// The labels, connected by the interface file. The pane's view owns them: nil once they are gone.
 - (NSTextField*)lb_title;
 - (void)setLb_title:(NSTextField*)label;
 - (NSTextField*)lb_warnings;

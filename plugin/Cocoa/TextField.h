@@ -7,7 +7,7 @@
 
 namespace Cocoa {
 
-/// A text of which one part may look like a link: system blue and underlined once.
+/// A text with an optional part that looks like a link: system blue and underlined once.
 struct AttributedString {
     std::string text;             ///< UTF-8
     std::optional<CFRange> link;  ///< in UTF-16 units of `text`
@@ -16,8 +16,8 @@ struct AttributedString {
 /// The pane's outlets that are labels.
 enum class Outlet { lb_title, lb_warnings };
 
-/// One label of the pane. The pane's view owns it and may be gone before a run ends: it is asked of
-/// the pane at each use, and nothing is done where it is gone. Main thread only.
+/// One label of the pane. The pane's view owns it and may be gone before a run ends: each use asks
+/// the pane for it, and does nothing if it is gone. Main thread only.
 class TextField {
   public:
     /// `pane` is the installer's object of the pane.

@@ -6,14 +6,14 @@
 
 #include <cstdint>
 
-// The header doesn't say that its functions are C's.
+// The header doesn't declare its functions as C functions.
 extern "C" {
 #include <IOKit/i2c/IOI2CInterface.h>
 }
 
 #include "plugin/Platform/Exported.h"
 
-// DDC/CI over a framebuffer's I2C buses, as Intel Macs have them. Prints to standard output: "D: "
+// DDC/CI over a framebuffer's I2C buses, on Intel Macs. Prints to standard output: "D: "
 // for debug lines, "E: " for errors.
 
 /// One read of a VCP code.
@@ -25,8 +25,8 @@ struct DDCReadRecord {
     std::uint32_t fourBytes = 0;     ///< maximum in the high half, current value in the low half
 };
 
-/// The framebuffer that drives a display, found by vendor, model and serial number; 0 when there
-/// is none with I2C buses, and always for a built-in display. The caller releases it.
+/// The framebuffer that drives a display, found by vendor, model and serial number; 0 if there is
+/// none with I2C buses, and always for a built-in display. The caller releases it.
 io_service_t IOFramebufferPortFromCGDisplayID(CGDirectDisplayID display);
 
 /// The reply transaction type that this machine's I2C interfaces support for DDC/CI:
@@ -34,13 +34,13 @@ io_service_t IOFramebufferPortFromCGDisplayID(CGDirectDisplayID display);
 /// With `log`, prints each type's support.
 EXPORTED IOOptionBits SupportedTransactionTypeWithLog(bool log);
 
-/// The lock that serialises I2C traffic to a display, made at first use. NULL when there is no room
-/// for one: the table holds 50 displays a process.
+/// The lock that serialises I2C traffic to a display, made at first use. NULL if the table, which
+/// holds 50 displays per process, is full.
 EXPORTED dispatch_semaphore_t DisplayQueue(CGDirectDisplayID display);
 
-/// Sends a filled request on the first of the display's buses that takes it. True when it was sent
+/// Sends a filled request on the first of the display's buses that takes it. True if it was sent
 /// and the request's own result is success; of the request only that result changes. Sends nothing
-/// where DisplayQueue has no lock.
+/// if DisplayQueue has no lock.
 EXPORTED bool DisplayRequest(CGDirectDisplayID display, IOI2CRequest* request);
 
 /// Reads the record's VCP code: up to five tries, a second apart. True on a good reply.
@@ -48,7 +48,7 @@ EXPORTED bool DisplayRequest(CGDirectDisplayID display, IOI2CRequest* request);
 EXPORTED bool DDCReadWithLog(CGDirectDisplayID display, DDCReadRecord* record,
                              std::uint32_t minReplyDelay, bool log);
 
-/// DDCReadWithLog for one code; the outputs stay untouched when it fails.
+/// DDCReadWithLog for one code; leaves the outputs unchanged if it fails.
 EXPORTED bool getControlWithLog(CGDirectDisplayID display, std::uint8_t controlID,
                                 std::uint32_t minReplyDelay, bool log, std::uint16_t* maximum,
                                 std::uint16_t* current);

@@ -85,7 +85,7 @@ std::int32_t DDCCtl::Get(const displayInfo* display, std::uint32_t control, std:
         return display->arm64avService != nullptr ? readOverAVService(control, *display, result)
                                                   : noValue;
     }
-    // The delay of this read was chosen before: what is set here is for the next one.
+    // This read's delay is already chosen: this sets that of the next read.
     ChangeMinReplyDelay(display->screenNumber);
     std::uint16_t maximum = 0;
     auto current = static_cast<std::uint16_t>(nothingRead);

@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-/// The DDC/CI packets that read one VCP code (VESA DDC/CI 1.1, Get VCP Feature and its reply), as
-/// they go over a framebuffer's I2C bus and over an AV service alike.
+/// The DDC/CI packets that read one VCP code (VESA DDC/CI 1.1, Get VCP Feature and its reply), the
+/// same over a framebuffer's I2C bus and an AV service.
 namespace VCP {
 
 /// The monitor's I2C address as written and as read in 8-bit form, and the host's source address.
@@ -23,8 +23,8 @@ constexpr GetRequest makeGetRequest(std::uint8_t code) {
     return request;
 }
 
-/// The checksum that `reply` (at least 11 bytes) should carry in byte 10: its bytes 1 to 9, seen
-/// from the read address.
+/// The checksum that `reply` (at least 11 bytes) should carry in byte 10: over its bytes 1 to 9 and
+/// the read address.
 constexpr std::uint8_t replyChecksum(const std::uint8_t* reply) {
     std::uint8_t checksum = readAddress ^ hostAddress;
     for (std::size_t at = 1; at < replySize - 1; ++at) checksum ^= reply[at];
@@ -32,7 +32,7 @@ constexpr std::uint8_t replyChecksum(const std::uint8_t* reply) {
 }
 
 /// Whether `reply` (at least 11 bytes) answers a get of `code`: source, opcode, echoed code and
-/// checksum. Length, result code and type are not looked at.
+/// checksum. Length, result code and type are not checked.
 constexpr bool isGoodReply(const std::uint8_t* reply, std::uint8_t code) {
     return reply[0] == writeAddress && reply[2] == 0x02 && reply[4] == code &&
            reply[10] == replyChecksum(reply);

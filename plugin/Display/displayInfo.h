@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// Everything that is known of one screen while the pane looks for a supported monitor.
+/// Everything known about one screen while the pane looks for a supported monitor.
 struct displayInfo {
     /// displayState's values.
     enum : std::int32_t {
@@ -17,13 +17,13 @@ struct displayInfo {
         notSupported = 3,
     };
 
-    std::int32_t idx = 0;             ///< place in the enumeration, from 0
+    std::int32_t idx = 0;             ///< position in the enumeration, from 0
     std::uint32_t screenNumber = 0;   ///< CGDirectDisplayID
     std::optional<std::string> name;  ///< the screen's localised name
     std::optional<std::string> modelInfo;
     std::optional<std::string> plugNplayID;  ///< PnP letters and product code, from the EDID
     std::uint32_t serialNumber = 0;          ///< CGDisplaySerialNumber
-    bool isConnected = false;                ///< kept for the shape of the record; nothing sets it
+    bool isConnected = false;                ///< never set; kept for the layout
     bool isDDCCIConnected = false;           ///< likewise
     bool isUSBPassthrough = false;  ///< a USB display entry was matched, USBIdx is its index
     /// Atomic because the end of an earlier run reads it on the main thread while a later run

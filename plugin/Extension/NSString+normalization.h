@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// The bare model name in a display name: upper case, without the brand word, outer blanks and
-/// what follows in brackets.
+/// The bare model name in a display name: upper case, without the brand word, outer blanks and any
+/// bracketed rest.
 std::string regularMonitorName(const std::string& displayName);
 
 /// Cuts `str`, an upper-cased and trimmed form of `displayName`, before its first bracket. A

@@ -4,8 +4,8 @@
 
 #include "plugin/Cocoa/FailureLog.h"
 
-/// Does work that no exception may leave: one that did would end the process of the installer that
-/// shows the pane. It is logged instead, under the name of the work. Whether there was none.
+/// Does work that no exception may leave: it would end the installer's process that shows the pane.
+/// An exception is logged under the name of the work instead. Returns whether there was none.
 template <class Work>
 bool attempt(const char* name, const Work& work) noexcept {
     try {

@@ -4,8 +4,8 @@
 
 #include <utility>
 
-/// Owns one reference of a Core Foundation object and releases it. Made from what a function with
-/// "Create" or "Copy" in its name returned; empty when that was NULL.
+/// Owns one reference of a Core Foundation object and releases it. Made from the result of a
+/// function with "Create" or "Copy" in its name; empty if that was NULL.
 template <class Ref>
 class CFRef {
   public:
@@ -22,7 +22,7 @@ class CFRef {
 
     explicit operator bool() const { return ref_ != nullptr; }
     Ref get() const { return ref_; }
-    /// Gives the reference away, to a function that consumes it or to somebody who keeps it.
+    /// Gives the reference away, to a function that consumes it or an owner that keeps it.
     Ref release() { return std::exchange(ref_, nullptr); }
 
   private:

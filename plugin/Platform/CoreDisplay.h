@@ -4,7 +4,7 @@
 #include <CoreGraphics/CoreGraphics.h>
 
 extern "C" {
-/// What the system knows of a display: vendor, product, date of manufacture, image size in
+/// The system's data about a display: vendor, product, date of manufacture, image size in
 /// millimetres, names by language, serial number. The caller owns the dictionary. A private
 /// interface of the CoreDisplay framework, imported weakly.
 CFDictionaryRef CoreDisplay_DisplayCreateInfoDictionary(CGDirectDisplayID display)

@@ -4,7 +4,7 @@
 #include <utility>
 
 /// A process-wide value that detection runs on several threads may touch: the pane can be entered
-/// again while the run of an earlier entry goes on.
+/// again while an earlier entry's run continues.
 template <class T>
 class Guarded {
   public:
@@ -14,7 +14,7 @@ class Guarded {
     }
     void set(T value) {
         const std::lock_guard lock(mutex_);
-        std::swap(value_, value);  // the old value dies outside the lock
+        std::swap(value_, value);  // destroys the old value outside the lock
     }
     /// Calls `change` with the value. No platform call may be made inside.
     template <class Change>

@@ -4,8 +4,8 @@
 
 #include <utility>
 
-/// Owns one reference of a registry object (entry, service or iterator) and releases it. Empty
-/// when the handle is 0.
+/// Owns one reference of a registry object (entry, service or iterator) and releases it. Empty if
+/// the handle is 0.
 class IOObject {
   public:
     IOObject() = default;

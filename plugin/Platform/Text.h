@@ -8,13 +8,13 @@
 
 #include "plugin/Platform/CFRef.h"
 
-// The plug-in keeps text as UTF-8 and leaves to the platform what depends on Unicode: case, UTF-16
+// The plug-in keeps text as UTF-8 and leaves all Unicode processing to the platform: case, UTF-16
 // units, white space.
 
-/// The platform's string of a UTF-8 text; empty when the bytes are not valid UTF-8, but for the
-/// byte A9 where no character has it: the platform reads it as U+FFFD.
+/// The platform's string of a UTF-8 text; empty if the bytes are not valid UTF-8. Exception: a
+/// stray byte A9 reads as U+FFFD, as on the platform.
 CFRef<CFStringRef> makeCFString(std::string_view text);
-/// UTF-8 of a platform string, with U+FFFD for half a surrogate pair; the empty text of NULL.
+/// UTF-8 of a platform string, with U+FFFD for half a surrogate pair; empty for NULL.
 std::string makeText(CFStringRef string);
 
 /// The text as UTF-16 code units, as the platform counts characters.
@@ -31,7 +31,7 @@ std::string trimWhitespace(const std::string& text);
 
 std::string replaceAll(std::string text, std::string_view what, std::string_view with);
 
-/// How the platform's formatter writes a text that may be absent: "(null)" for none.
+/// An optional text as the platform's formatter prints it: "(null)" for none.
 std::string textOrNull(const std::optional<std::string>& text);
 
 /// printf-style formatting into a string.

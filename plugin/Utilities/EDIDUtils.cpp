@@ -46,7 +46,7 @@ std::uint32_t serialNumberOf(const std::string& hexText) {
 }
 
 /// The name comes from the first name descriptor, the service tag from a serial-number descriptor
-/// before it: one behind the name ends the scan unread.
+/// before it: one after the name ends the scan unread.
 void readDescriptors(const Block& edid, EDIDInfo& info) {
     for (std::size_t slot = firstDescriptor; slot < endOfDescriptors; slot += descriptorSize) {
         const std::uint8_t tag = edid[slot + tagOffset];

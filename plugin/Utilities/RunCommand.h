@@ -8,11 +8,10 @@
 /// Runs the system's tools.
 class RunCommand {
   public:
-    /// Runs a command line with /bin/sh and returns all that it wrote to standard output; nothing
-    /// when that is not UTF-8, the empty text when it could not be started. Blocks until the end
-    /// of that output, not until the command has ended; its exit status is not looked at. Of this
-    /// process's descriptors only standard error reaches the command, and nothing of its
-    /// environment: its PATH is that of the system's tools.
+    /// Runs a command line with /bin/sh and returns its standard output; nothing if that is not
+    /// UTF-8, an empty text if the command could not be started. Blocks until the output ends, not
+    /// until the command does; its exit status is ignored. The command inherits only standard error
+    /// from this process, and a PATH of the system's folders as its whole environment.
     std::optional<std::string> runCommand(const std::string& commandLine) const;
 };
 

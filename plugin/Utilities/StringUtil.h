@@ -7,7 +7,7 @@
 #include "plugin/Platform/Exported.h"
 #include "plugin/Utilities/RunCommand.h"
 
-/// Fetches EDIDs as hexadecimal text and formats the identities that stand in them.
+/// Fetches EDIDs as hexadecimal text and formats the identities in them.
 ///
 /// An identity block is a copy of EDID bytes 8 to 15 (VESA E-EDID 1.4, section 3.4): manufacturer
 /// word (big-endian), product code (little-endian), serial number (little-endian).
@@ -16,14 +16,14 @@ class StringUtil {
     RunCommand runCmd;
 
     /// One hex text for each EDID that the system's own tools print, in their order: the I/O
-    /// registry's on Intel Macs, the firmware's on Apple silicon. Empty when they print none.
+    /// registry's on Intel Macs, the firmware's on Apple silicon. Empty if they print none.
     std::vector<std::string> getEDIDString(bool appleSilicon) const;
 
-    /// The texts between angle brackets in what such a tool prints. A closing bracket ends a text
-    /// even where none was opened; what follows the last one is dropped.
+    /// The texts between angle brackets in such a tool's output. A closing bracket ends a text even
+    /// if none was opened; the rest after the last one is dropped.
     std::vector<std::string> EDIDTextsIn(const std::string& output) const;
 
-    /// Bytes of a hex text, two characters a byte. Nothing is rejected: a pair that is no hex
+    /// Bytes of a hex text, two characters per byte. Nothing is rejected: a pair that is not a hex
     /// number reads as 0, an odd last digit as a byte of its own.
     std::vector<std::uint8_t> dataFromHexString(const std::string& text) const;
 

@@ -6,8 +6,8 @@
 
 namespace simulated_mac {
 
-/// The platform calls that a Mac file can make fail. The others have no failure to answer with.
-/// "operator new" is the language's: the plug-in's memory.
+/// The platform calls that a Mac file can make fail. The others can't report a failure. "operator
+/// new" stands for the plug-in's memory requests.
 inline constexpr auto fallibleCalls = std::to_array<std::string_view>({
     "CFAllocatorAllocate",
     "CFDictionaryCreateMutable",
@@ -65,7 +65,7 @@ inline constexpr auto fallibleCalls = std::to_array<std::string_view>({
 /// A name of `fallibleCalls`, which the compiler checks: a call that can fail but isn't on the list
 /// doesn't compile.
 struct FallibleCallName {
-    // Implicit, so that a call is named by its text.
+    // Implicit, so that a string literal names a call.
     consteval FallibleCallName(const char* name) : text(name) {
         if (std::find(fallibleCalls.begin(), fallibleCalls.end(), text) == fallibleCalls.end()) {
             throw "not on the list of calls that can fail";

@@ -8,8 +8,8 @@
 #include <variant>
 #include <vector>
 
-/// What a Mac file says, as plain data. Everything that is derived (a screen's name from its EDID,
-/// a framebuffer's identity dictionary) stays empty here unless the file overrides it.
+/// The contents of a Mac file as plain data. Everything that is derived (a screen's name from its
+/// EDID, a framebuffer's identity dictionary) stays empty here unless the file overrides it.
 namespace simulated_mac {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -17,10 +17,10 @@ using Bytes = std::vector<std::uint8_t>;
 /// A property value as the I/O registry can hold it.
 struct PropertyValue;
 using PropertyList = std::vector<PropertyValue>;
-/// In the order of the file: what a tool prints follows it.
+/// In the order of the file, which the tools print.
 using PropertyMap = std::vector<std::pair<std::string, PropertyValue>>;
 struct PropertyValue {
-    /// std::monostate says that the property is missing, whatever would be derived.
+    /// std::monostate: the property is missing, even if it would be derived.
     std::variant<std::monostate, bool, std::int64_t, double, std::string, Bytes, PropertyList,
                  PropertyMap>
         value;
@@ -34,15 +34,15 @@ struct EDIDFields {
 
     std::string manufacturer = "VRN";       ///< three letters A to Z
     std::uint16_t product = 0;              ///< product code, bytes 10 and 11
-    std::uint32_t serial = 0;               ///< bytes 12 to 15; 0 says that there is none
+    std::uint32_t serial = 0;               ///< bytes 12 to 15; 0 means none
     std::uint8_t week = 1;                  ///< week of manufacture, byte 16
     std::uint16_t year = 2021;              ///< year of manufacture, 1990 to 2245
     std::uint8_t widthCm = 60;              ///< image width in cm, byte 21
     std::uint8_t heightCm = 34;             ///< image height in cm, byte 22
     std::optional<std::string> name;        ///< monitor-name descriptor, at most 13 bytes
     std::optional<std::string> serialText;  ///< serial-number descriptor, at most 13 bytes
-    /// Order of the four descriptor slots. One that has no text to hold (no name, no serial text)
-    /// is written as a dummy; slots that are not listed are dummies too.
+    /// Order of the four descriptor slots. A slot without its text (no name, no serial text) is
+    /// written as a dummy, as are slots that are not listed.
     std::vector<Descriptor> descriptors = {Descriptor::timing, Descriptor::serial, Descriptor::name,
                                            Descriptor::range};
 };
@@ -55,7 +55,7 @@ struct VCPEntry {
     std::uint8_t result = 0;  ///< result code of the reply; 0 no error, 1 unsupported code
 };
 
-/// What a monitor sends in place of a good reply.
+/// What a monitor sends instead of a good reply.
 struct DDCAnswer {
     enum class Kind {
         good,
@@ -72,10 +72,10 @@ struct DDCAnswer {
 };
 
 struct MonitorDescription {
-    /// The EDID's bytes, whole; empty says that the monitor has none.
+    /// The EDID's bytes, whole; empty if the monitor has none.
     Bytes edid;
     std::map<std::uint8_t, VCPEntry> vcp;
-    /// One a reply that is read, in order; the last one holds for every later reply. Empty: good.
+    /// One for each reply read, in order; the last one applies to all later replies. Empty: good.
     std::vector<DDCAnswer> answers;
     /// A request that gives the monitor less time than this gets no answer (nanoseconds).
     std::uint64_t needsReplyDelay = 0;
@@ -88,10 +88,10 @@ struct BusDescription {
     bool leadsToMonitor = true;
     std::int32_t copyResult = 0;  ///< of IOFBCopyI2CInterfaceForBus
     std::int32_t openResult = 0;  ///< of IOI2CInterfaceOpen
-    /// Of IOI2CSendRequest where it can't take the bus, and so sends nothing.
+    /// Of IOI2CSendRequest if it can't acquire the bus and thus sends nothing.
     std::optional<std::int32_t> sendResult;
-    std::int32_t releaseResult = 0;             ///< of IOI2CSendRequest, from giving the bus back
-    std::optional<std::int32_t> requestResult;  ///< stands in the request's result field
+    std::int32_t releaseResult = 0;             ///< of IOI2CSendRequest, from releasing the bus
+    std::optional<std::int32_t> requestResult;  ///< the request's result field
     /// IOI2CTransactionTypes of the bus's interface, and the types that the bus takes; a missing
     /// value leaves the property out, and the bus takes none.
     std::optional<std::uint32_t> transactionTypes = 0x0E;
@@ -195,7 +195,7 @@ struct EventDescription {
     std::optional<Installer> installer = std::nullopt;
 };
 
-/// What one call of a system tool does instead of printing the Mac's state.
+/// The behaviour of one call of a system tool, in place of printing the Mac's state.
 struct ToolOverride {
     std::optional<std::string> prints;  ///< missing: what the real state gives
     int status = 0;                     ///< exit status
@@ -223,14 +223,15 @@ struct MacDescription {
     std::vector<ScreenDescription> screens;
     std::vector<USBDeviceDescription> usb;
     std::vector<EventDescription> events;
-    /// By tool name: what its first, second, ... call does; the last one holds for later calls.
+    /// By tool name: the behaviour of its first, second, ... call; the last one applies to all
+    /// later calls.
     std::map<std::string, std::vector<ToolOverride>> tools;
-    /// Overrides of the string table; a missing value takes the key out of the table.
+    /// Overrides of the string table; a missing value removes the key.
     std::map<std::string, std::optional<std::string>> strings;
     std::vector<FaultDescription> faults;
     /// AV service proxies that come before every framebuffer in the registry (Apple silicon).
     std::vector<ProxyDescription> strayProxies;
-    /// Entries of no interest in the registry; not set: some thousands on Apple silicon, none on an
+    /// Registry entries without relevance; not set: some thousands on Apple silicon, none on an
     /// Intel Mac.
     std::optional<std::uint32_t> otherRegistryEntries;
 };

@@ -22,7 +22,7 @@ MacDescription readMacFile(const std::filesystem::path& path) {
         YAMLReader reader(document, path.parent_path());
         return readMac(reader, document.root());
     } catch (const UnreadableFile& error) {
-        throw errorAt(path, {}, fmt::format("{}, expected a Mac file", error.what()));
+        throw errorAt(path, {}, fmt::format("{}; expected a Mac file", error.what()));
     } catch (const YAMLMistake& mistake) {
         throw errorAt(path, mistake.position, mistake.what());
     }

@@ -9,7 +9,7 @@
 /// A Mac file: YAML that describes a Mac (docs/mac-files.md).
 namespace simulated_mac {
 
-/// what() is "FILE:LINE:COLUMN: what is wrong, what was expected", with FILE as it was given; lines
+/// what() is "FILE:LINE:COLUMN: what is wrong; what was expected", with FILE as it was given; lines
 /// and characters count from 1.
 class MacFileError : public std::runtime_error {
   public:

@@ -39,11 +39,13 @@ void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t si
         for (const YAMLEntry& change : entry.value.entries) {
             std::uint16_t offset = 0;
             Number{}.read(reader, change.key, offset);
-            if (size == 0) reader.fail(change.key, "the EDID has no bytes, expected some to patch");
+            if (size == 0)
+                reader.fail(change.key, "the EDID has no bytes to patch; expected at least one");
             if (offset >= size) {
-                reader.fail(change.key,
-                            fmt::format("offset {} is beyond the EDID, expected one below {}",
-                                        offset, size));
+                reader.fail(
+                    change.key,
+                    fmt::format("offset {} is past the end of the EDID; expected one below {}",
+                                offset, size));
             }
         }
     }
@@ -78,8 +80,8 @@ JSON EDIDBytes::schema(const Bytes& initial) const {
 void ImageSize::read(YAMLReader& reader, const YAMLNode& node, EDIDFields& target) const {
     const std::vector<YAMLNode>& sides = reader.list(node);
     if (sides.size() != 2) {
-        reader.fail(node,
-                    fmt::format("a list of {}, expected two: [width, height] in cm", sides.size()));
+        reader.fail(
+            node, fmt::format("found a list of {}; expected [width, height] in cm", sides.size()));
     }
     Number{}.read(reader, sides[0], target.widthCm);
     Number{}.read(reader, sides[1], target.heightCm);

@@ -216,7 +216,7 @@ void fields(Visitor& field, ScreenDescription& screen) {
 }
 
 /// The calls that a fault or an event may name.
-inline const Word fallibleCall = {"a call of the platform that can fail",
+inline const Word fallibleCall = {"a platform call that can fail",
                                   {fallibleCalls.begin(), fallibleCalls.end()}};
 
 template <class Visitor>

@@ -139,12 +139,11 @@ void ReadingVisitor::exactlyOne(const std::string& what,
     }
     const std::string expected = "expected exactly one of " + alternatives(keys);
     if (present.empty()) {
-        reader_.fail(mapping_,
-                     fmt::format("none of the keys that say {} is here, {}", what, expected));
+        reader_.fail(mapping_, fmt::format("no key says {}; {}", what, expected));
     }
     if (present.size() > 1) {
         reader_.fail(present[1]->key,
-                     fmt::format("{} beside {}, {}", inQuotes(present[1]->key.text),
+                     fmt::format("{} conflicts with {}; {}", inQuotes(present[1]->key.text),
                                  inQuotes(present[0]->key.text), expected));
     }
 }
@@ -157,8 +156,8 @@ void ReadingVisitor::onlyWith(const std::string& key,
         if (other != key &&
             std::find(companions.begin(), companions.end(), other) == companions.end()) {
             reader_.fail(entry.key,
-                         fmt::format("{} beside {}, expected only {} beside it", inQuotes(other),
-                                     inQuotes(key), alternatives(companions)));
+                         fmt::format("{0} conflicts with {1}; expected {1} alone or with {2}",
+                                     inQuotes(other), inQuotes(key), alternatives(companions)));
         }
     }
 }

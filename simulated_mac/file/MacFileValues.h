@@ -61,7 +61,7 @@ struct LimitedText {
     JSON schema(const std::string&) const;
 };
 
-/// One of more words than a message could list: it says what they are.
+/// One of more words than a message could list; `meaning` describes them instead.
 struct Word {
     std::string meaning;
     std::vector<std::string> words;
@@ -215,13 +215,12 @@ struct ListOf {
         target.clear();
         for (const YAMLNode& item : reader.list(node)) {
             if (target.size() == max) {
-                reader.fail(item, "one entry too many, expected at most " + std::to_string(max));
+                reader.fail(item, "too many entries; expected at most " + std::to_string(max));
             }
             kind.read(reader, item, target.emplace_back());
         }
         if (target.size() < min) {
-            reader.fail(node, "too short a list, expected at least " + std::to_string(min) +
-                                  (min == 1 ? " entry" : " entries"));
+            reader.fail(node, "too few entries; expected at least " + std::to_string(min));
         }
     }
     template <class Target>
@@ -341,8 +340,8 @@ struct Property {
 enum class Presence { optional, required };
 
 // A mapping with a fixed set of keys is described by a function `fields(visitor, structure)`. It
-// calls `visitor(key, member, kind, description)` for each key, with a Presence behind where the
-// key is required. Before the keys it states the rules between them:
+// calls `visitor(key, member, kind, description)` for each key, followed by Presence::required for
+// a required key. Before the keys it states the rules between them:
 //   visitor.exactlyOne(what, keys)      one of them is there, and only one; they say what
 //   visitor.onlyWith(key, companions)   beside that key, only these may be there
 
@@ -371,7 +370,8 @@ class ReadingVisitor {
         if (const YAMLEntry* entry = find(key)) {
             readValue(reader_, entry->value, kind, target);
         } else if (presence == Presence::required) {
-            reader_.fail(mapping_, "no key \"" + std::string(key) + "\" here, expected it");
+            reader_.fail(mapping_,
+                         "missing key \"" + std::string(key) + "\"; expected it in this mapping");
         }
     }
     void exactlyOne(const std::string& what, const std::vector<std::string>& keys) const;

@@ -52,14 +52,15 @@ void requireCleanText(std::string_view text) {
         const std::size_t length = characterLength(text.substr(offset));
         const auto byte = static_cast<unsigned char>(text[offset]);
         if (length == 0) {
-            throw YAMLMistake(positionIn(text, offset),
-                              fmt::format("byte 0x{:02X} is not UTF-8, expected UTF-8 text", byte));
+            throw YAMLMistake(
+                positionIn(text, offset),
+                fmt::format("byte 0x{:02X} is not valid UTF-8; expected UTF-8 text", byte));
         }
         const bool isControl = byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
         if (isControl || byte == 0x7F) {
             throw YAMLMistake(
                 positionIn(text, offset),
-                fmt::format("control character 0x{:02X}, expected printable text", byte));
+                fmt::format("found control character 0x{:02X}; expected printable text", byte));
         }
         offset += length;
     }
@@ -78,9 +79,10 @@ class TreeBuilder : public YAML::EventHandler {
             return;
         }
         if (text_.substr(offsetOf(mark), 3) == "---") {
-            fail(offsetOf(mark), "a second document starts here, expected one only");
+            fail(offsetOf(mark), "a second YAML document starts here; expected only one");
         }
-        fail(offsetOf(mark), "not valid YAML: the document ended before this, expected its end");
+        fail(offsetOf(mark),
+             "not valid YAML: found text after the end of the document; expected none");
     }
 
     void OnDocumentEnd() override {}
@@ -90,8 +92,8 @@ class TreeBuilder : public YAML::EventHandler {
         node.offset = offsetOf(mark);
         node.text = nullWordAt(node.offset);
         if (node.text.empty()) {
-            // The parser marks the token behind the missing value; what waits for the value tells
-            // a reader more.
+            // The parser marks the token after the missing value; the key or dash before it helps a
+            // reader more.
             node.offset = offsetOfWaiting(node.offset);
         }
         add(std::move(node), anchor);
@@ -113,7 +115,7 @@ class TreeBuilder : public YAML::EventHandler {
         const auto anchored = anchored_.find(anchor);
         if (anchored == anchored_.end()) {
             fail(offsetOf(mark),
-                 "alias of a value that holds it, expected one of an earlier value");
+                 "alias to a value that contains it; expected an alias to an earlier value");
         }
         checkDepth(offsetOf(mark), open_.size() + depthOf(anchored->second));
         count(offsetOf(mark), anchored->second);
@@ -162,7 +164,7 @@ class TreeBuilder : public YAML::EventHandler {
         return offset;
     }
 
-    /// The parser lets the end of the text close a quote that is open.
+    /// The parser accepts the end of the text as a closing quote.
     void requireClosedQuote(std::size_t offset) const {
         const char quote = offset < text_.size() ? text_[offset] : ' ';
         if (quote != '"' && quote != '\'') return;
@@ -175,12 +177,12 @@ class TreeBuilder : public YAML::EventHandler {
                 return;
             }
         }
-        fail(offset, "a quote that nothing closes, expected the same quote behind the text");
+        fail(offset, "unterminated quoted text; expected a closing quote");
     }
 
     void requireNoTag(const YAML::Mark& mark, const std::string& tag) const {
         if (tag != "?" && tag != "!" && !tag.empty()) {
-            fail(offsetOf(mark), "a YAML tag, expected a value without one");
+            fail(offsetOf(mark), "found a YAML tag; expected a value without a tag");
         }
     }
 
@@ -245,14 +247,14 @@ class TreeBuilder : public YAML::EventHandler {
     void checkDepth(std::size_t offset, std::size_t depth) const {
         if (depth > YAMLLimits::depth) {
             fail(offset,
-                 fmt::format("nested too deeply, expected at most {} levels", YAMLLimits::depth));
+                 fmt::format("nested too deeply; expected at most {} levels", YAMLLimits::depth));
         }
     }
 
     void countOne(std::size_t offset, const YAMLNode& node) {
         textBytes_ += node.text.size();
         if (++values_ > YAMLLimits::values || textBytes_ > YAMLLimits::textBytes) {
-            fail(offset, fmt::format("too much content with anchors and aliases spelt out, "
+            fail(offset, fmt::format("too much content once aliases are expanded; "
                                      "expected at most {} values and {} bytes of text",
                                      YAMLLimits::values, YAMLLimits::textBytes));
         }
@@ -312,12 +314,12 @@ YAMLDocument::YAMLDocument(std::string text) : text_(std::move(text)) {
     if (text_.starts_with(byteOrderMark)) text_.erase(0, byteOrderMark.size());
     if (text_.size() > YAMLLimits::bytes) {
         throw YAMLMistake(
-            {}, fmt::format("the file is too long, expected at most {} bytes", YAMLLimits::bytes));
+            {}, fmt::format("the file is too long; expected at most {} bytes", YAMLLimits::bytes));
     }
     requireCleanText(text_);
     root_ = parse(text_);
     if (root_.kind == YAMLNode::Kind::null) {
-        throw YAMLMistake({}, "the file is empty, expected a mapping of keys");
+        throw YAMLMistake({}, "the file is empty; expected a mapping of keys");
     }
 }
 

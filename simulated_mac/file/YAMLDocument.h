@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-/// A YAML text as a tree that knows where in the text each of its values stands.
+/// A YAML text as a tree whose values know their positions in the text.
 namespace simulated_mac {
 
 /// Lines and characters (not bytes) count from 1.
@@ -15,7 +15,7 @@ struct TextPosition {
     std::size_t column = 1;
 };
 
-/// What is wrong with a YAML text, and where.
+/// A mistake in a YAML text, with its position.
 class YAMLMistake : public std::runtime_error {
   public:
     YAMLMistake(TextPosition where, const std::string& message)
@@ -47,11 +47,11 @@ struct YAMLEntry {
 struct YAMLLimits {
     static constexpr std::size_t bytes = 4U << 20;      ///< of the text
     static constexpr std::size_t depth = 64;            ///< lists and mappings inside one another
-    static constexpr std::size_t values = 100'000;      ///< with anchors and aliases spelt out
+    static constexpr std::size_t values = 100'000;      ///< with aliases expanded
     static constexpr std::size_t textBytes = 8U << 20;  ///< of all scalars, likewise
 };
 
-/// One YAML document. Aliases are spelt out; keys may still occur twice in a mapping.
+/// One YAML document. Aliases are expanded; keys may occur twice in a mapping.
 class YAMLDocument {
   public:
     /// Throws YAMLMistake when the text is empty, over a limit, not UTF-8, not YAML, holds several

@@ -230,11 +230,11 @@ void YAMLReader::fail(const YAMLNode& node, const std::string& message) const {
 }
 
 void YAMLReader::failFound(const YAMLNode& node, const std::string& expected) const {
-    fail(node, fmt::format("found {}, expected {}", describe(node), expected));
+    fail(node, fmt::format("found {}; expected {}", describe(node), expected));
 }
 
 void YAMLReader::failOutOfRange(const YAMLNode& node, const std::string& expected) const {
-    fail(node, fmt::format("{} is out of range, expected {}", shortened(node.text), expected));
+    fail(node, fmt::format("{} is out of range; expected {}", shortened(node.text), expected));
 }
 
 YAMLReader::Type YAMLReader::typeOf(const YAMLNode& node) {
@@ -259,7 +259,7 @@ bool YAMLReader::isWord(const YAMLNode& node, std::string_view word) {
 std::string YAMLReader::text(const YAMLNode& node) const {
     if (isText(node)) return node.text;
     if (isPlain(node)) {
-        failFound(node, fmt::format("text (quotes make it text: {})", inQuotes(node.text)));
+        failFound(node, fmt::format("text (quote it: {})", inQuotes(node.text)));
     }
     failFound(node, "text");
 }
@@ -274,8 +274,9 @@ std::uint64_t YAMLReader::magnitude(const YAMLNode& node, const std::string& exp
     std::string_view digits = withoutSign(node.text);
     const bool isHex = isHexInteger(digits);
     if (node.text.starts_with('+') || (!isHex && digits.size() > 1 && digits.front() == '0')) {
-        failFound(node,
-                  expected + ", decimal without leading zeros or hexadecimal with 0x in front");
+        failFound(
+            node,
+            expected + ", in decimal without leading zeros or in hexadecimal with a leading 0x");
     }
     if (isHex) digits.remove_prefix(2);
     std::uint64_t value = 0;
@@ -325,7 +326,7 @@ double YAMLReader::decimal(const YAMLNode& node, const std::string& expected) co
 }
 
 double YAMLReader::seconds(const YAMLNode& node, double max) const {
-    const std::string expected = fmt::format("seconds, a decimal number from 0 to {:.0f}", max);
+    const std::string expected = fmt::format("seconds as a decimal number from 0 to {:.0f}", max);
     const double value = decimal(node, expected);
     if (value < 0 || value > max) failOutOfRange(node, expected);
     return value;
@@ -369,7 +370,7 @@ Bytes YAMLReader::hexBytes(const YAMLNode& node) const {
             std::size_t end = index + 1;
             while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
             failAt(offsetInScalar(node, index),
-                   fmt::format("{} is no hex digit, expected 0 to 9 or A to F",
+                   fmt::format("{} is not a hex digit; expected 0 to 9 or A to F",
                                inQuotes(text.substr(index, end - index))));
         }
         return *digit;
@@ -379,9 +380,9 @@ Bytes YAMLReader::hexBytes(const YAMLNode& node) const {
         if (isBlank(text[i])) continue;
         const unsigned high = digitAt(i);
         if (i + 1 == text.size() || isBlank(text[i + 1])) {
-            failAt(offsetInScalar(node, i), fmt::format("odd number of hex digits, expected two a "
-                                                        "byte; {} stands alone",
-                                                        inQuotes(text.substr(i, 1))));
+            failAt(offsetInScalar(node, i),
+                   fmt::format("unpaired hex digit {}; expected two digits per byte",
+                               inQuotes(text.substr(i, 1))));
         }
         ++i;
         bytes.push_back(static_cast<std::uint8_t>(high << 4 | digitAt(i)));
@@ -410,9 +411,9 @@ std::string YAMLReader::fileContents(const YAMLNode& node) {
         fileBytesLeft_ -= contents.size();
         return contents;
     } catch (const UnreadableFile& error) {
-        fail(node,
-             fmt::format("file {} {}, expected a file to read, relative to this file's folder",
-                         inQuotes(name), error.what()));
+        fail(node, fmt::format(
+                       "file {} {}; expected a readable file, named relative to this file's folder",
+                       inQuotes(name), error.what()));
     }
 }
 
@@ -429,16 +430,16 @@ const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node) const {
 const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node,
                                                   const std::vector<std::string>& known) const {
     if (node.kind != YAMLNode::Kind::mapping) {
-        failFound(node, "a mapping with keys among " + alternatives(known));
+        failFound(node, "a mapping with any of the keys " + alternatives(known));
     }
     std::map<std::string_view, const YAMLNode*> seen;
     for (const YAMLEntry& entry : node.entries) {
         const YAMLNode& key = entry.key;
         if (key.kind != YAMLNode::Kind::scalar) {
-            failFound(key, "a key, one of " + alternatives(known));
+            failFound(key, "the key " + alternatives(known));
         }
         if (std::find(known.begin(), known.end(), key.text) == known.end()) {
-            fail(key, fmt::format("unknown key {}, expected {}{}", inQuotes(key.text),
+            fail(key, fmt::format("unknown key {}; expected {}{}", inQuotes(key.text),
                                   alternatives(known), suggestion(key.text, known)));
         }
         const auto [earlier, isNew] = seen.emplace(key.text, &key);
@@ -449,8 +450,7 @@ const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node,
 
 void YAMLReader::failDuplicate(const YAMLNode& key, const YAMLNode& earlier) const {
     const std::size_t line = document_.position(earlier.offset).line;
-    fail(key, fmt::format("key {} is here a second time, expected it once only (the first is in "
-                          "line {})",
+    fail(key, fmt::format("duplicate key {}; expected it only once (first on line {})",
                           inQuotes(key.text), line));
 }
 

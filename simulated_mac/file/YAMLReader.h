@@ -13,7 +13,7 @@
 
 namespace simulated_mac {
 
-/// "ab", with what would break a line spelt as escapes and a long text cut.
+/// "ab", with control characters escaped and long texts cut.
 std::string inQuotes(std::string_view text);
 
 /// "a, b or c".
@@ -25,11 +25,11 @@ class UnreadableFile : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The file's bytes. Throws UnreadableFile, also when there are more than `maxBytes`.
+/// The file's bytes. Throws UnreadableFile, also for more than `maxBytes`.
 std::string readFile(const std::filesystem::path& path, std::size_t maxBytes);
 
-/// Typed access to the values of a YAML document. What a function can't read as its type it reports
-/// as a YAMLMistake at the value's place, saying what was found and what was expected.
+/// Typed access to the values of a YAML document. A value of another type is reported as a
+/// YAMLMistake at its position, with what was found and what was expected.
 class YAMLReader {
   public:
     /// Files that the document names are looked up from `folder`.
@@ -39,7 +39,7 @@ class YAMLReader {
     /// "found the number 7, expected `expected`".
     [[noreturn]] void failFound(const YAMLNode& node, const std::string& expected) const;
 
-    /// Text; an unquoted scalar that YAML takes for a number or boolean is none.
+    /// Text; unquoted scalars that YAML reads as numbers or booleans are rejected.
     std::string text(const YAMLNode& node) const;
     /// true or false.
     bool boolean(const YAMLNode& node) const;
@@ -54,7 +54,7 @@ class YAMLReader {
     /// Pairs of hex digits; blanks and line breaks may stand between bytes. All-digit bytes need no
     /// quotes.
     Bytes hexBytes(const YAMLNode& node) const;
-    /// One of `words`; the index into them. A message says that `expected` was.
+    /// One of `words`, as an index into them. `expected` is for the message.
     std::size_t word(const YAMLNode& node, const std::vector<std::string>& words,
                      const std::string& expected) const;
     /// The bytes of the file that a text names.

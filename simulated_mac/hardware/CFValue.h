@@ -22,7 +22,7 @@ class CFObject : public std::enable_shared_from_this<CFObject> {
     using String = std::u16string;
     using Array = std::vector<CFPointer>;
     using Dictionary = std::vector<std::pair<std::string, CFPointer>>;
-    /// The opaque thing behind an AV service, a run loop source and the like.
+    /// The opaque object of an AV service, a run loop source and the like.
     struct Opaque {
         std::string type;
         std::uint64_t id = 0;

@@ -11,7 +11,7 @@
 
 namespace simulated_mac {
 
-/// A screen of the Mac with the monitor behind it.
+/// A screen of the Mac with its monitor.
 struct Display {
     explicit Display(ScreenDescription what);
 

@@ -8,7 +8,7 @@
 
 namespace simulated_mac {
 
-/// Places in the registry of a Mac at which things come and go while it runs.
+/// Entries in the registry of a Mac below which others come and go while it runs.
 struct HardwareTree {
     Registry::Entry usbController;
     Registry::Entry displayServices;  ///< parent of an Apple-silicon Mac's framebuffers
@@ -39,14 +39,14 @@ PropertyMap infoDictionary(const Display& display);
 /// CoreDisplay's information dictionary of an Apple-silicon Mac's display.
 PropertyMap coreDisplayDictionary(const Display& display);
 
-// What both kinds of tree are built from.
+// Common parts of both kinds of tree.
 
 RegistryEntry makeEntry(std::string name, std::string location, std::vector<std::string> classes);
 void overrideProperties(PropertyMap& properties, const PropertyMap& overrides);
 void setProperties(RegistryEntry& entry, const PropertyMap& properties);
 Registry::Entry addPlatform(Registry& registry, const MacDescription& description,
                             const std::string& usualModel);
-/// Entries that nobody looks for: the devices `first` to `first` + `count` - 1.
+/// Filler entries: the devices `first` to `first` + `count` - 1.
 void addOtherEntries(Registry& registry, const Registry::Entry& parent, std::uint32_t first,
                      std::uint32_t count);
 Registry::Entry addUSBController(Registry& registry, const Registry::Entry& parent);

@@ -34,14 +34,14 @@ std::string_view nameOf(Reference kind);
 /// Counts the references that the plug-in holds, by kind and by the call that handed them out.
 class Ledger {
   public:
-    /// `call` is the name of a platform function, which outlives the ledger.
+    /// `call` is the name of a platform function; it outlives the ledger.
     void handedOut(Reference kind, std::string_view call);
-    /// Gives one of a kind back that `call` had handed out.
+    /// Releases one of a kind that `call` had handed out.
     void givenBack(Reference kind, std::string_view call);
 
-    /// How many the plug-in holds, for every kind there is.
+    /// The number that the plug-in holds, for every kind.
     std::map<std::string, std::int64_t> held() const;
-    /// The same, by kind and call; what is 0 is left out.
+    /// The same, by kind and call, without zeros.
     std::map<std::pair<std::string, std::string>, std::int64_t> heldByCall() const;
 
   private:

@@ -31,7 +31,7 @@ std::optional<std::uint8_t> codeOfGet(std::span<const std::uint8_t> message) {
     return message[3];
 }
 
-/// Puts the checksum that the other bytes ask for behind them. The source address counts as the
+/// Appends the checksum of the other bytes. The source address counts as the
 /// monitor's own, whatever stands there.
 void finish(Bytes& reply) {
     const auto checked = std::span(reply).subspan(1, Monitor::replySize - 2);
@@ -50,9 +50,8 @@ void Monitor::receive(std::span<const std::uint8_t> message, Time time) {
 std::optional<Bytes> Monitor::reply(std::uint64_t delay) {
     const std::lock_guard lock(mutex_);
     if (!requestedCode_) return std::nullopt;
-    auto reply = delay < description_.needsReplyDelay
-                           ? std::nullopt
-                           : applyFault(goodReply(*requestedCode_));
+    auto reply = delay < description_.needsReplyDelay ? std::nullopt
+                                                      : applyFault(goodReply(*requestedCode_));
     if (reply) exchanges_.back().reply = *reply;
     return reply;
 }

@@ -11,11 +11,11 @@
 
 namespace simulated_mac {
 
-/// One request that reached a monitor, and what it sent back.
+/// One request that reached a monitor, and its reply.
 struct Exchange {
     Time time{0};
     Bytes request;  ///< from the source address on
-    Bytes reply;    ///< empty when the monitor sent nothing
+    Bytes reply;    ///< empty if the monitor sent nothing
 };
 
 /// A monitor on an I2C bus: a DDC/CI device (VESA DDC/CI 1.1) that answers gets from its table of
@@ -31,10 +31,10 @@ class Monitor {
     /// valid DDC/CI message for this monitor is ignored.
     void receive(std::span<const std::uint8_t> message, Time time);
 
-    /// The reply to the last request, when the host waited for `delay` nanoseconds; nothing when
-    /// there is none to give.
+    /// The reply to the last request, if the host waited for `delay` nanoseconds; nothing if there
+    /// is none.
     std::optional<Bytes> reply(std::uint64_t delay);
-    /// The same for a host that decided itself how long to wait and reads now.
+    /// The same for a host that chose its own wait and reads now.
     std::optional<Bytes> replyAt(Time now);
 
     std::vector<Exchange> exchanges() const;

@@ -21,18 +21,18 @@ namespace simulated_mac {
 /// One entry of the I/O registry.
 struct RegistryEntry {
     std::string name;
-    std::string location;              ///< what stands behind "@" in a path; may be empty
+    std::string location;              ///< the part after "@" in a path; may be empty
     std::vector<std::string> classes;  ///< its class and the classes that this one derives from
     std::vector<std::pair<std::string, CFPointer>> properties;
     std::weak_ptr<RegistryEntry> parent;
     std::vector<std::shared_ptr<RegistryEntry>> children;
-    std::optional<std::string> path;  ///< instead of the one that the tree gives
+    std::optional<std::string> path;  ///< instead of the one given by the tree
     bool readable = true;             ///< its properties can be read
     bool nameReadable = true;
     bool parentFound = true;
     std::uint64_t id = 0;
 
-    /// How the plug-in knows the entry, and the calls that handed out the references it holds.
+    /// The plug-in's handle of the entry, and the calls that handed out its references.
     io_object_t handle = IO_OBJECT_NULL;
     std::vector<const char*> references;
     bool keptBySystem = false;  ///< the handle is valid without a reference of the plug-in's
@@ -59,7 +59,7 @@ class Registry {
     explicit Registry(Ledger& ledger);
 
     Entry root() const { return root_; }
-    /// Adds an entry below `parent` and notifies those who wait for its kind.
+    /// Adds an entry below `parent` and notifies those waiting for its kind.
     Entry add(const Entry& parent, RegistryEntry entry);
     void remove(const Entry& entry);
 
@@ -71,24 +71,24 @@ class Registry {
     void inspect(const std::function<void()>& look) const;
     void setProperty(const Entry& entry, const std::string& key, CFPointer value);
 
-    // Handles. 0 stands for none. `call` names the function that hands one out.
+    // Handles. 0 means none. `call` names the function that hands one out.
 
     io_object_t handOut(const Entry& entry, const char* call);
-    /// The handle of an entry that the system itself keeps a reference of.
+    /// The handle of an entry to which the system itself keeps a reference.
     io_object_t handleOf(const Entry& entry);
-    /// An iterator over a set of its own, which no change of the registry touches.
+    /// An iterator over its own copy, unaffected by changes of the registry.
     io_iterator_t handOutIterator(std::vector<Entry> entries, const char* call);
-    /// One that walks the tree itself: it is at its end as soon as an entry comes or goes.
+    /// One that walks the tree itself: it ends as soon as an entry comes or goes.
     io_iterator_t handOutWalk(std::vector<Entry> entries, const char* call);
     /// Nothing for a handle without references, or of an iterator.
     Entry entryOf(io_object_t handle) const;
     /// The iterator's next entry, or nothing at its end and for any other handle.
     Entry next(io_iterator_t iterator);
-    /// False for a handle that nobody holds.
+    /// False for a handle without references.
     bool retain(io_object_t handle, const char* call);
     bool release(io_object_t handle);
 
-    /// An iterator over the entries that fit now, and over those that are added later: `deliver` is
+    /// An iterator over the entries that match now and those added later: `deliver` is
     /// called with it when one is added after it had been emptied.
     io_iterator_t handOutNotification(const Match& match,
                                       std::function<void(io_iterator_t)> deliver, const char* call);
@@ -97,7 +97,7 @@ class Registry {
     struct Iterator {
         std::deque<Entry> entries;
         Match match;
-        std::function<void(io_iterator_t)> deliver;  ///< empty where nothing is notified
+        std::function<void(io_iterator_t)> deliver;  ///< empty if nothing is notified
         bool armed = false;
         /// Of a walk: how often the tree had changed when it began.
         std::optional<std::uint64_t> changesBefore;

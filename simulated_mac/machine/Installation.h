@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-/// Where the program finds what belongs to it, beside its own executable: bin/ holds programs,
+/// The program's files, found relative to its executable: bin/ holds programs,
 /// libexec/simulated_mac/ the Mac's system tools, share/displaycheck/ the pane's resources.
 namespace simulated_mac::Installation {
 

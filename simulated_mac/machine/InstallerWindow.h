@@ -9,8 +9,8 @@
 
 namespace simulated_mac {
 
-/// What the user of the installer sees of the pane, and what the user's clicks do. The stand-in of
-/// the installer's window where there is none.
+/// The pane as the user of the installer sees it, and the effects of clicks. Replaces the
+/// installer's window where there is none.
 struct InstallerWindow {
     struct Label {
         std::string name;             ///< of the outlet
@@ -21,7 +21,7 @@ struct InstallerWindow {
 
     Label title{"lb_title", "", {}, 0};
     Label warnings{"lb_warnings", "", {}, 0};
-    /// Then the labels are gone for the pane, and stay as the user saw them last.
+    /// After this the pane has no labels, and they stay as the user last saw them.
     bool viewReleased = false;
     bool nextEnabled = true;
     std::vector<std::string> openedAddresses;

@@ -17,7 +17,7 @@ struct TimelineEntry {
     std::string what;
 };
 
-/// What is written down while a Mac runs, by any thread.
+/// The record of a Mac's run, written by any thread.
 class Journal {
   public:
     using Listener = std::function<void(const TimelineEntry&)>;
@@ -34,8 +34,8 @@ class Journal {
     void log(std::string message);
     std::vector<std::string> systemLog() const;
 
-    /// What the plug-in did that a Mac may survive, but does not allow: labels touched off the main
-    /// thread, registry objects released too often.
+    /// Actions of the plug-in that a Mac may survive but does not allow: labels touched off the
+    /// main thread, registry objects released too often.
     void misuse(std::string what);
     std::vector<std::string> misuses() const;
 

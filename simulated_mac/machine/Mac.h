@@ -24,16 +24,16 @@ struct IONotificationPort;
 
 namespace simulated_mac {
 
-/// A Mac as a description says it is. While it is switched on, the platform's functions of this
+/// A Mac as described. While it is switched on, the platform's functions of this
 /// process work on it; there is one at a time. The thread that makes it is its main thread.
 class Mac {
   public:
     struct Options {
         Scheduler::Options scheduler;
-        /// What every call of the system takes on the Mac's clock; not set: nothing. Where it takes
-        /// time, other threads have their turns at each call and not only where one waits.
+        /// The duration of every platform call on the Mac's clock; not set: none. If calls take
+        /// time, other threads get their turn at each call and not only during waits.
         std::optional<Time> systemCallTakes;
-        /// Told why the process ends where a platform function does not survive what it was given.
+        /// Called with the reason if a platform function would crash the process.
         std::function<void(const std::string&)> onCrash;
     };
 
@@ -42,7 +42,7 @@ class Mac {
     Mac(const Mac&) = delete;
     Mac& operator=(const Mac&) = delete;
 
-    /// The Mac that is switched on; nullptr when none is.
+    /// The Mac that is switched on; nullptr if there is none.
     static Mac* current();
 
     const MacDescription description;
@@ -61,7 +61,7 @@ class Mac {
     }
     /// nullptr for a display ID that no screen has.
     Display* display(std::uint32_t displayID) const;
-    /// The screens that the window system knows by now, in its order.
+    /// The screens that the window system has so far, in its order.
     std::vector<const Display*> screens() const;
     /// Those whose EDID the system's tools print by now.
     std::vector<const Display*> displaysWithListedEDID() const;
@@ -71,7 +71,7 @@ class Mac {
     /// Called when the installer releases the pane's view, for a host with a view of its own.
     void onViewReleased(std::function<void()> action);
 
-    /// What a text of the pane's string table reads on this Mac.
+    /// A text of the pane's string table on this Mac.
     std::string localizedString(const std::string& key) const;
 
     /// The environment in which a process of this Mac runs: its tools come first on the PATH.

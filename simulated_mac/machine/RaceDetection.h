@@ -6,10 +6,10 @@
 
 namespace simulated_mac {
 
-/// While one lives, ThreadSanitizer sees nothing of what its thread does: neither the memory that
-/// it touches nor the order that its locks make. The Mac's own bookkeeping runs under it where a
-/// race of the plug-in is looked for: the bookkeeping's locks order threads that no Mac orders, and
-/// what is ordered is no race. Without ThreadSanitizer it does nothing.
+/// While an object of this class exists, ThreadSanitizer ignores its thread: both its memory
+/// accesses and the order created by its locks. The Mac's own bookkeeping is hidden in this way,
+/// because its locks order threads that no Mac orders, which would hide races of the plug-in.
+/// Without ThreadSanitizer it does nothing.
 class HiddenFromRaceDetection {
   public:
     explicit HiddenFromRaceDetection(bool hides);

@@ -6,7 +6,7 @@
 
 namespace simulated_mac {
 
-/// The run loop that the main thread runs, and the one of every other thread, which nobody runs.
+/// The run loop of the main thread, which runs, and those of all other threads, which never run.
 CFRunLoopRef mainRunLoop();
 CFRunLoopRef backgroundRunLoop();
 

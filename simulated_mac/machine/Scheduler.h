@@ -35,7 +35,7 @@ class Scheduler {
         /// A run that goes on for longer after the last onMainAt has lost its way.
         Time longestRun = std::chrono::hours(1);
         /// A race detector takes only that order of two threads for given which every Mac gives
-        /// them: work runs behind its submission, a wait ends behind the signal. Else it takes
+        /// them: work runs after its submission, a wait ends after the signal. Else it takes
         /// the order of the turns for given, too.
         bool hidesTurns = false;
     };
@@ -44,7 +44,7 @@ class Scheduler {
         quiet,      ///< nothing is left to do
         stuck,      ///< threads wait for what can't happen any more
         outOfTime,  ///< the longest run is over
-        waiting,    ///< the next thing to do lies behind the time that was asked for
+        waiting,    ///< the next thing to do is after the requested time
     };
 
     /// Counts up and down; threads wait for it to be above 0, first come, first served.

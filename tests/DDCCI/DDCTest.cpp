@@ -42,7 +42,7 @@ constexpr auto busError = static_cast<std::int32_t>(0xE00002BC);
 const Held lockTable = {{{"CFAllocator memory", "CFAllocatorAllocate"}, 1},
                         {{"dispatch_semaphore_t", "dispatch_semaphore_create"}, 1}};
 
-/// What it keeps after a read of so many tries: an iterator more for each.
+/// What it keeps after a read of that many tries: one iterator for each.
 Held afterRead(std::int64_t tries) {
     Held held = lockTable;
     held[{"io_iterator_t", "IOServiceGetMatchingServices"}] = tries;

@@ -254,7 +254,7 @@ class SignalAction {
     struct sigaction before_ {};
 };
 
-/// A command line that sends this process so many signals that it waits for the command meanwhile.
+/// A command line that sends this process signals while it waits for the command.
 std::string manySignals() {
     return fmt::format("for number in $(seq 20000); do kill -USR1 {}; done", getpid());
 }

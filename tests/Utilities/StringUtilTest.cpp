@@ -25,7 +25,7 @@ MacDescription macWhereToolPrints(const std::string& tool, const std::string& ou
     return description;
 }
 
-/// The texts found in one line of the registry listing, which has to name its property behind them.
+/// The texts found in one line of the registry listing, which has to name its property after them.
 Texts textsIn(const std::string& line) {
     const Mac mac(macWhereToolPrints("ioreg", line + " IODisplayEDID\n"));
     return StringUtil().getEDIDString(false);

@@ -176,10 +176,9 @@ TEST(RunCommandLine, TellsWhenTheOutputCannotBeWritten) {
                              quoted(folder.path("stderr"));
     EXPECT_EQ(statusOf(line + " >/dev/full"), 1);
     EXPECT_EQ(folder.read("stderr"),
-              "displaycheck: the output can't be written: No space left on device\n");
+              "displaycheck: can't write the output: No space left on device\n");
     EXPECT_EQ(statusOf(line + " >&-"), 1);
-    EXPECT_EQ(folder.read("stderr"),
-              "displaycheck: the output can't be written: Bad file descriptor\n");
+    EXPECT_EQ(folder.read("stderr"), "displaycheck: can't write the output: Bad file descriptor\n");
 }
 
 TEST(RunCommandLine, NeedsNeitherStandardErrorNorStandardInput) {

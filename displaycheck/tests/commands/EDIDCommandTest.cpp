@@ -126,8 +126,8 @@ TEST(EDIDCommand, ReadsWhatDoesNotBeginAsAnEDIDAndTellsPeople) {
     const auto human = run(folder, {"edid"}, hexOf(anEDID()) + "\n" + zeros);
     EXPECT_EQ(human.status, 0);
     EXPECT_EQ(human.errors,
-              "standard input:2: does not begin with an EDID's header, 00FFFFFFFFFFFF00: read as "
-              "it stands\n");
+              "standard input:2: does not begin with the EDID header 00FFFFFFFFFFFF00; "
+              "decoding it anyway\n");
     EXPECT_NE(human.output.find("@@@0000"), std::string::npos);
     EXPECT_EQ(run(folder, {"edid", "--json"}, zeros).errors, "");
 }
@@ -137,7 +137,7 @@ TEST(EDIDCommand, ReadsNoEndlessFile) {
     const auto finished = run(folder, {"edid", "/dev/zero"});
     EXPECT_EQ(finished.status, 2);
     EXPECT_EQ(finished.output, "");
-    EXPECT_EQ(finished.errors, "/dev/zero: is too long: 64 MiB at most are read\n");
+    EXPECT_EQ(finished.errors, "/dev/zero: is too large; expected at most 64 MiB\n");
 }
 
 TEST(EDIDCommand, SurvivesAnything) {

@@ -550,198 +550,198 @@ std::string spelled(std::string message) {
 
 const std::vector<Mistake> mistakes = {
     // Keys.
-    {"screens: []\nmodle: x\n", "2:1: unknown key \"modle\", expected KEYS (did you mean model?)"},
+    {"screens: []\nmodle: x\n", "2:1: unknown key \"modle\"; expected KEYS (did you mean model?)"},
     {"screens: []\nStrings: {}\n",
-     "2:1: unknown key \"Strings\", expected KEYS (did you mean strings?)"},
-    {"screens: []\nxyzzy: 1\n", "2:1: unknown key \"xyzzy\", expected KEYS"},
-    {"screens: []\n<<: {mac: x}\n", "2:1: unknown key \"<<\", expected KEYS"},
-    {"screens: []\n\"a\\nb\": 1\n", "2:1: unknown key \"a\\nb\", expected KEYS"},
+     "2:1: unknown key \"Strings\"; expected KEYS (did you mean strings?)"},
+    {"screens: []\nxyzzy: 1\n", "2:1: unknown key \"xyzzy\"; expected KEYS"},
+    {"screens: []\n<<: {mac: x}\n", "2:1: unknown key \"<<\"; expected KEYS"},
+    {"screens: []\n\"a\\nb\": 1\n", "2:1: unknown key \"a\\nb\"; expected KEYS"},
     {"screens:\n  - framebuffer: {bus-count: 1}\n",
-     "2:19: unknown key \"bus-count\", expected dictionary, buses, bus_count, path, service_port "
-     "or "
-     "asleep (did you mean bus_count?)"},
+     "2:19: unknown key \"bus-count\"; expected dictionary, buses, bus_count, path, service_port "
+     "or asleep (did you mean bus_count?)"},
     {"screens: []\ntools: {iorge: {}}\n",
-     "2:9: unknown key \"iorge\", expected ioreg, system_profiler or afktool (did you mean "
+     "2:9: unknown key \"iorge\"; expected ioreg, system_profiler or afktool (did you mean "
      "ioreg?)"},
-    {"chip: intel\n", "1:1: no key \"screens\" here, expected it"},
+    {"chip: intel\n", "1:1: missing key \"screens\"; expected it in this mapping"},
     {"screens: []\nevents: [{user: enters the pane}]\n",
-     "2:10: none of the keys that say when it happens is here, expected exactly one of at or "
-     "at_call"},
+     "2:10: no key says when it happens; expected exactly one of at or at_call"},
     {"screens: []\nevents: [{at: 1, at_call: {call: IOIteratorNext}, detach: 1}]\n",
-     "2:18: \"at_call\" beside \"at\", expected exactly one of at or at_call"},
-    {"screens: []\nfaults:\n  - nth: 1\n", "3:5: no key \"call\" here, expected it"},
-    {"screens: [{edid_listed: {}}]\n", "1:25: no key \"at\" here, expected it"},
-    {"screens: [{monitor: {answers: [{}]}}]\n", "1:32: no key \"bytes\" here, expected it"},
+     "2:18: \"at_call\" conflicts with \"at\"; expected exactly one of at or at_call"},
+    {"screens: []\nfaults:\n  - nth: 1\n",
+     "3:5: missing key \"call\"; expected it in this mapping"},
+    {"screens: [{edid_listed: {}}]\n", "1:25: missing key \"at\"; expected it in this mapping"},
+    {"screens: [{monitor: {answers: [{}]}}]\n",
+     "1:32: missing key \"bytes\"; expected it in this mapping"},
     {"screens: []\nchip: intel\nchip: apple\n",
-     "3:1: key \"chip\" is here a second time, expected it once only (the first is in line 2)",
-     false},
+     "3:1: duplicate key \"chip\"; expected it only once (first on line 2)", false},
     {"screens: []\nusb:\n  - properties:\n      a: 1\n      \"a\": 2\n",
-     "5:7: key \"a\" is here a second time, expected it once only (the first is in line 4)", false},
+     "5:7: duplicate key \"a\"; expected it only once (first on line 4)", false},
     {"screens: []\nstrings:\n  a: x\n  a: y\n",
-     "4:3: key \"a\" is here a second time, expected it once only (the first is in line 3)", false},
+     "4:3: duplicate key \"a\"; expected it only once (first on line 3)", false},
     {"screens: [{monitor: {vcp: {0x10: 1, 16: 2}}}]\n",
-     "1:37: key \"16\" is here a second time, expected it once only (the first is in line 1)",
-     false},
-    {"screens: []\n? [a]\n: b\n", "2:3: found a list, expected a key, one of KEYS", false},
+     "1:37: duplicate key \"16\"; expected it only once (first on line 1)", false},
+    {"screens: []\n? [a]\n: b\n", "2:3: found a list; expected the key KEYS", false},
     // Types.
-    {"[1]\n", "1:1: found a list, expected a mapping with keys among KEYS"},
-    {"only text\n", "1:1: found the text \"only text\", expected a mapping with keys among KEYS"},
-    {"screens: built-in\n", "1:10: found the text \"built-in\", expected a list"},
-    {"screens: [5]\n", "1:11: found the number 5, expected built-in or a mapping"},
-    {"screens:\n  -\n  - built-in\n", "2:3: found no value, expected built-in or a mapping"},
-    {"screens: [{framebuffer: non}]\n", "1:25: found the text \"non\", expected none or a mapping"},
+    {"[1]\n", "1:1: found a list; expected a mapping with any of the keys KEYS"},
+    {"only text\n",
+     "1:1: found the text \"only text\"; expected a mapping with any of the keys KEYS"},
+    {"screens: built-in\n", "1:10: found the text \"built-in\"; expected a list"},
+    {"screens: [5]\n", "1:11: found the number 5; expected built-in or a mapping"},
+    {"screens:\n  -\n  - built-in\n", "2:3: found no value; expected built-in or a mapping"},
+    {"screens: [{framebuffer: non}]\n", "1:25: found the text \"non\"; expected none or a mapping"},
     {"screens: []\nmodel: 2790\n",
-     "2:8: found the number 2790, expected text (quotes make it text: \"2790\")"},
+     "2:8: found the number 2790; expected text (quote it: \"2790\")"},
     {"screens: []\nmodel: 0012\n",
-     "2:8: found the number 0012, expected text (quotes make it text: \"0012\")"},
+     "2:8: found the number 0012; expected text (quote it: \"0012\")"},
     {"screens: []\nmodel: 1.5e3\n",
-     "2:8: found the number 1.5e3, expected text (quotes make it text: \"1.5e3\")"},
+     "2:8: found the number 1.5e3; expected text (quote it: \"1.5e3\")"},
     {"screens: []\nmodel: false\n",
-     "2:8: found the boolean false, expected text (quotes make it text: \"false\")"},
-    {"screens: []\nmodel: null\n", "2:8: found null, expected text"},
-    {"screens: []\nmodel:\nchip: intel\n", "2:1: found no value, expected text"},
-    {"screens: []\nmodel: [a]\n", "2:8: found a list, expected text"},
-    {"screens: []\nmodel: {a: b}\n", "2:8: found a mapping, expected text"},
-    {"screens: []\nstrings: {a: 5}\n",
-     "2:14: found the number 5, expected text (quotes make it text: \"5\")"},
-    {"screens: []\nstrings: {5: a}\n",
-     "2:11: found the number 5, expected text (quotes make it text: \"5\")", false},
-    {"screens: [{built_in: yes}]\n", "1:22: found the text \"yes\", expected true or false"},
-    {"screens: [{built_in: True}]\n", "1:22: found the boolean True, expected true or false",
+     "2:8: found the boolean false; expected text (quote it: \"false\")"},
+    {"screens: []\nmodel: null\n", "2:8: found null; expected text"},
+    {"screens: []\nmodel:\nchip: intel\n", "2:1: found no value; expected text"},
+    {"screens: []\nmodel: [a]\n", "2:8: found a list; expected text"},
+    {"screens: []\nmodel: {a: b}\n", "2:8: found a mapping; expected text"},
+    {"screens: []\nstrings: {a: 5}\n", "2:14: found the number 5; expected text (quote it: \"5\")"},
+    {"screens: []\nstrings: {5: a}\n", "2:11: found the number 5; expected text (quote it: \"5\")",
      false},
-    {"screens: [{built_in: \"true\"}]\n", "1:22: found the text \"true\", expected true or false"},
+    {"screens: [{built_in: yes}]\n", "1:22: found the text \"yes\"; expected true or false"},
+    {"screens: [{built_in: True}]\n", "1:22: found the boolean True; expected true or false",
+     false},
+    {"screens: [{built_in: \"true\"}]\n", "1:22: found the text \"true\"; expected true or false"},
     {"screens: [{edid_listed: maybe}]\n",
-     "1:25: found the text \"maybe\", expected true, false or {at: seconds}"},
+     "1:25: found the text \"maybe\"; expected true, false or {at: seconds}"},
     {"screens: []\nchip: inteel\n",
-     "2:7: found the text \"inteel\", expected intel or apple (did you mean intel?)"},
-    {"screens: []\nchip: 5\n", "2:7: found the number 5, expected intel or apple"},
+     "2:7: found the text \"inteel\"; expected intel or apple (did you mean intel?)"},
+    {"screens: []\nchip: 5\n", "2:7: found the number 5; expected intel or apple"},
     {"screens: [{monitor: {answers: [bad-checksum]}}]\n",
-     "1:32: found the text \"bad-checksum\", expected good, silent, wrong_source, wrong_opcode, "
+     "1:32: found the text \"bad-checksum\"; expected good, silent, wrong_source, wrong_opcode, "
      "wrong_code, wrong_length or bad_checksum (did you mean bad_checksum?)"},
     {"screens: [{monitor: {answers: silent}}]\n",
-     "1:31: found the text \"silent\", expected a list"},
+     "1:31: found the text \"silent\"; expected a list"},
     {"screens: []\nusb:\n  - properties: {a: [null]}\n",
-     "3:22: found null, expected a number, true, false, text, a list, a mapping or {data: hex "
+     "3:22: found null; expected a number, true, false, text, a list, a mapping or {data: hex "
      "digits}"},
     {"screens: []\nfaults: [{call: IOServiceMatchin}]\n",
-     "2:17: found the text \"IOServiceMatchin\", expected a call of the platform that can fail "
+     "2:17: found the text \"IOServiceMatchin\"; expected a platform call that can fail "
      "(did you mean IOServiceMatching?)"},
     {"screens: []\nfaults: [{call: NSLog}]\n",
-     "2:17: found the text \"NSLog\", expected a call of the platform that can fail"},
+     "2:17: found the text \"NSLog\"; expected a platform call that can fail"},
     // Numbers.
     {"screens: [{display_id: 0x100000000}]\n",
-     "1:24: 0x100000000 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
+     "1:24: 0x100000000 is out of range; expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: -1}]\n",
-     "1:24: -1 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
+     "1:24: -1 is out of range; expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: 9999999999999999999999999999999999999999999}]\n",
-     "1:24: 9999999999999999999999999999999999999999... is out of range, expected a whole number "
+     "1:24: 9999999999999999999999999999999999999999... is out of range; expected a whole number "
      "from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: 99999999999999999999}]\n",
-     "1:24: 99999999999999999999 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
+     "1:24: 99999999999999999999 is out of range; expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: 012}]\n",
-     "1:24: found the number 012, expected a whole number from 0 to 0xFFFFFFFF, decimal without "
-     "leading zeros or hexadecimal with 0x in front",
+     "1:24: found the number 012; expected a whole number from 0 to 0xFFFFFFFF, in decimal without "
+     "leading zeros or in hexadecimal with a leading 0x",
      false},
     {"screens: [{display_id: 0o17}]\n",
-     "1:24: found the number 0o17, expected a whole number from 0 to 0xFFFFFFFF, decimal without "
-     "leading zeros or hexadecimal with 0x in front"},
+     "1:24: found the number 0o17; expected a whole number from 0 to 0xFFFFFFFF, in decimal "
+     "without leading zeros or in hexadecimal with a leading 0x"},
     {"screens: [{display_id: 0x1G}]\n",
-     "1:24: found the text \"0x1G\", expected a whole number from 0 to 0xFFFFFFFF"},
+     "1:24: found the text \"0x1G\"; expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: 1.5}]\n",
-     "1:24: found the number 1.5, expected a whole number from 0 to 0xFFFFFFFF"},
+     "1:24: found the number 1.5; expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: \"12\"}]\n",
-     "1:24: found the text \"12\", expected a whole number from 0 to 0xFFFFFFFF"},
+     "1:24: found the text \"12\"; expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: []\nusb: [{product_id: 0x10000}]\n",
-     "2:20: 0x10000 is out of range, expected a whole number from 0 to 0xFFFF"},
+     "2:20: 0x10000 is out of range; expected a whole number from 0 to 0xFFFF"},
     {"screens: []\nusb:\n  - properties: {a: -9223372036854775809}\n",
-     "3:21: -9223372036854775809 is out of range, expected a whole number from "
+     "3:21: -9223372036854775809 is out of range; expected a whole number from "
      "-9223372036854775808 to 9223372036854775807"},
     {"screens: []\nfaults: [{call: IOMasterPort, nth: 0}]\n",
-     "2:36: 0 is out of range, expected a whole number from 1 to 0xFFFFFFFFFFFFFFFF"},
+     "2:36: 0 is out of range; expected a whole number from 1 to 0xFFFFFFFFFFFFFFFF"},
     {"screens: []\nfaults: [{call: IOMasterPort, result: 0x100000000}]\n",
-     "2:39: 0x100000000 is out of range, expected a whole number from 0 to 0xFFFFFFFF"},
+     "2:39: 0x100000000 is out of range; expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: []\ntools: {ioreg: {status: 256}}\n",
-     "2:25: 256 is out of range, expected a whole number from 0 to 255"},
+     "2:25: 256 is out of range; expected a whole number from 0 to 255"},
     {"screens: [{monitor: {vcp: {0x100: 1}}}]\n",
-     "1:28: 0x100 is out of range, expected a whole number from 0 to 255", false},
+     "1:28: 0x100 is out of range; expected a whole number from 0 to 255", false},
     {"screens: [{monitor: {vcp: {low: 1}}}]\n",
-     "1:28: found the text \"low\", expected a whole number from 0 to 255"},
+     "1:28: found the text \"low\"; expected a whole number from 0 to 255"},
     {"screens: [{appears_at: -0.5}]\n",
-     "1:24: -0.5 is out of range, expected seconds, a decimal number from 0 to 1000000000"},
+     "1:24: -0.5 is out of range; expected seconds as a decimal number from 0 to 1000000000"},
     {"screens: [{appears_at: 1000000001}]\n",
-     "1:24: 1000000001 is out of range, expected seconds, a decimal number from 0 to 1000000000"},
+     "1:24: 1000000001 is out of range; expected seconds as a decimal number from 0 to 1000000000"},
     {"screens: [{appears_at: .inf}]\n",
-     "1:24: found the number .inf, expected seconds, a decimal number from 0 to 1000000000", false},
+     "1:24: found the number .inf; expected seconds as a decimal number from 0 to 1000000000",
+     false},
     {"screens: [{appears_at: soon}]\n",
-     "1:24: found the text \"soon\", expected seconds, a decimal number from 0 to 1000000000"},
+     "1:24: found the text \"soon\"; expected seconds as a decimal number from 0 to 1000000000"},
     {"screens: [{appears_at: 1e3}]\n",
-     "1:24: found the number 1e3, expected seconds, a decimal number from 0 to 1000000000", false},
+     "1:24: found the number 1e3; expected seconds as a decimal number from 0 to 1000000000",
+     false},
     // EDIDs and other bytes.
     {"screens: [{monitor: {edid: 00ffg0}}]\n",
-     "1:32: \"g\" is no hex digit, expected 0 to 9 or A to F"},
+     "1:32: \"g\" is not a hex digit; expected 0 to 9 or A to F"},
     {"screens: [{monitor: {edid: 0x00ff}}]\n",
-     "1:29: \"x\" is no hex digit, expected 0 to 9 or A to F", false},
+     "1:29: \"x\" is not a hex digit; expected 0 to 9 or A to F", false},
     {"screens:\n  - monitor:\n      edid: 00 ff\n        1122 3x\n",
-     "4:15: \"x\" is no hex digit, expected 0 to 9 or A to F"},
+     "4:15: \"x\" is not a hex digit; expected 0 to 9 or A to F"},
     {"screens:\n  - monitor:\n      edid: |\n        00 ff\n\n        1122 3x\n",
-     "6:15: \"x\" is no hex digit, expected 0 to 9 or A to F"},
+     "6:15: \"x\" is not a hex digit; expected 0 to 9 or A to F"},
     {"screens:\n  - monitor:\n      edid: \"00 ff\n        1122 \xC3\xA9"
      "0\"\n",
-     "4:14: \"\xC3\xA9\" is no hex digit, expected 0 to 9 or A to F"},
+     "4:14: \"\xC3\xA9\" is not a hex digit; expected 0 to 9 or A to F"},
     {"screens: [{monitor: {edid: \"00\\x66g\"}}]\n",
-     "1:28: \"g\" is no hex digit, expected 0 to 9 or A to F"},
+     "1:28: \"g\" is not a hex digit; expected 0 to 9 or A to F"},
     {"screens: [{monitor: {edid: 00fff}}]\n",
-     "1:32: odd number of hex digits, expected two a byte; \"f\" stands alone"},
+     "1:32: unpaired hex digit \"f\"; expected two digits per byte"},
     {"screens: [{monitor: {edid: 00 f ff}}]\n",
-     "1:31: odd number of hex digits, expected two a byte; \"f\" stands alone"},
+     "1:31: unpaired hex digit \"f\"; expected two digits per byte"},
     {"screens: [{monitor: {edid: [1]}}]\n",
-     "1:28: found a list, expected none, hex digits or a mapping"},
+     "1:28: found a list; expected none, hex digits or a mapping"},
     {"screens: [{monitor: {edid: }}]\n",
-     "1:22: found no value, expected none, hex digits or a mapping"},
+     "1:22: found no value; expected none, hex digits or a mapping"},
     {"screens: [{monitor: {edid: {file: missing.bin}}}]\n",
-     "1:35: file \"missing.bin\" can't be read: No such file or directory, expected a file to "
-     "read, relative to this file's folder",
+     "1:35: file \"missing.bin\" can't be read: No such file or directory; expected a readable "
+     "file, named relative to this file's folder",
      false},
     {"screens: [{monitor: {edid: {file: .}}}]\n",
-     "1:35: file \".\" is a directory, expected a file to read, relative to this file's folder",
+     "1:35: file \".\" is a directory; expected a readable file, named relative to this file's "
+     "folder",
      false},
     {"screens: []\ntools: {ioreg: {prints_file: missing.txt}}\n",
-     "2:30: file \"missing.txt\" can't be read: No such file or directory, expected a file to "
-     "read, relative to this file's folder",
+     "2:30: file \"missing.txt\" can't be read: No such file or directory; expected a readable "
+     "file, named relative to this file's folder",
      false},
     {"screens: [{monitor: {edid: {file: a, name: x}}}]\n",
-     "1:38: \"name\" beside \"file\", expected only patch beside it"},
+     "1:38: \"name\" conflicts with \"file\"; expected \"file\" alone or with patch"},
     {"screens: [{monitor: {edid: {hex: 00, file: a}}}]\n",
-     "1:29: \"hex\" beside \"file\", expected only patch beside it"},
+     "1:29: \"hex\" conflicts with \"file\"; expected \"file\" alone or with patch"},
     {"screens: [{monitor: {edid: {hex: 00, week: 1}}}]\n",
-     "1:38: \"week\" beside \"hex\", expected only patch beside it"},
+     "1:38: \"week\" conflicts with \"hex\"; expected \"hex\" alone or with patch"},
     {"screens: [{monitor: {edid: {hex: 00, patch: {0: 1, 1: 2}}}}]\n",
-     "1:52: offset 1 is beyond the EDID, expected one below 1", false},
+     "1:52: offset 1 is past the end of the EDID; expected one below 1", false},
     {"screens: [{monitor: {edid: {hex: \"\", patch: {0: 1}}}}]\n",
-     "1:46: the EDID has no bytes, expected some to patch", false},
+     "1:46: the EDID has no bytes to patch; expected at least one", false},
     {"screens: [{monitor: {edid: {patch: {1: 256}}}}]\n",
-     "1:40: 256 is out of range, expected a whole number from 0 to 255"},
+     "1:40: 256 is out of range; expected a whole number from 0 to 255"},
     {"screens: [{monitor: {edid: {manufacturer: vrn}}}]\n",
-     "1:43: found the text \"vrn\", expected 3 letters A to Z"},
+     "1:43: found the text \"vrn\"; expected 3 letters A to Z"},
     {"screens: [{monitor: {edid: {name: VORN K2723QE X}}}]\n",
-     "1:35: found the text \"VORN K2723QE X\", expected at most 13 printable ASCII characters"},
+     "1:35: found the text \"VORN K2723QE X\"; expected at most 13 printable ASCII characters"},
     {"screens: [{monitor: {edid: {year: 1989}}}]\n",
-     "1:35: 1989 is out of range, expected a whole number from 1990 to 2245"},
+     "1:35: 1989 is out of range; expected a whole number from 1990 to 2245"},
     {"screens: [{monitor: {edid: {size_cm: [60]}}}]\n",
-     "1:38: a list of 1, expected two: [width, height] in cm"},
+     "1:38: found a list of 1; expected [width, height] in cm"},
     {"screens: [{monitor: {edid: {descriptors: [name, name, name, name, name]}}}]\n",
-     "1:67: one entry too many, expected at most 4"},
+     "1:67: too many entries; expected at most 4"},
     // Rules between keys.
     {"screens: []\nevents: [{at: 1}]\n",
-     "2:10: none of the keys that say what happens is here, expected exactly one of attach, "
-     "detach, "
-     "user or installer"},
+     "2:10: no key says what happens; expected exactly one of attach, detach, user or installer"},
     {"screens: []\nevents:\n  - {at: 1, detach: 1, user: enters the pane}\n",
-     "3:24: \"user\" beside \"detach\", expected exactly one of attach, detach, user or "
+     "3:24: \"user\" conflicts with \"detach\"; expected exactly one of attach, detach, user or "
      "installer"},
     {"screens: []\ntools: {ioreg: {prints: a, prints_file: b}}\n",
-     "2:17: \"prints\" beside \"prints_file\", expected only status beside it"},
-    {"screens: []\ntools: {ioreg: []}\n", "2:16: too short a list, expected at least 1 entry"},
+     "2:17: \"prints\" conflicts with \"prints_file\"; expected \"prints_file\" alone or with "
+     "status"},
+    {"screens: []\ntools: {ioreg: []}\n", "2:16: too few entries; expected at least 1"},
 };
 
 TEST(MacFileMistake, IsToldWithItsPlace) {
@@ -752,56 +752,56 @@ TEST(MacFileMistake, IsToldWithItsPlace) {
 
 TEST(MacFileMistake, InTheTextItselfIsToldWithItsPlace) {
     const std::vector<Mistake> unreadable = {
-        {"", "1:1: the file is empty, expected a mapping of keys"},
-        {"# a comment only\n", "1:1: the file is empty, expected a mapping of keys"},
-        {"---\n...\n", "1:1: the file is empty, expected a mapping of keys"},
+        {"", "1:1: the file is empty; expected a mapping of keys"},
+        {"# a comment only\n", "1:1: the file is empty; expected a mapping of keys"},
+        {"---\n...\n", "1:1: the file is empty; expected a mapping of keys"},
         {"screens: []\n---\nscreens: []\n",
-         "2:1: a second document starts here, expected one only"},
+         "2:1: a second YAML document starts here; expected only one"},
         {"screens: []\n...\nscreens: []\n",
-         "3:1: not valid YAML: the document ended before this, expected its end"},
+         "3:1: not valid YAML: found text after the end of the document; expected none"},
         {"screens: [\n", "2:1: not valid YAML: end of sequence flow not found"},
         {"screens: []\nmac: b: c\n", "2:7: not valid YAML: illegal map value"},
         {"screens: []\nmac: *x\n", "2:6: not valid YAML: the referenced anchor is not defined"},
-        {"screens: []\nmac: 'it''s\n",
-         "2:6: a quote that nothing closes, expected the same quote behind the text"},
-        {"screens: []\nmac: \"a\\\"\n",
-         "2:6: a quote that nothing closes, expected the same quote behind the text"},
-        {"screens: []\nmac: !!str x\n", "2:6: a YAML tag, expected a value without one"},
+        {"screens: []\nmac: 'it''s\n", "2:6: unterminated quoted text; expected a closing quote"},
+        {"screens: []\nmac: \"a\\\"\n", "2:6: unterminated quoted text; expected a closing quote"},
+        {"screens: []\nmac: !!str x\n", "2:6: found a YAML tag; expected a value without a tag"},
         {"screens: &a [*a]\n",
-         "1:14: alias of a value that holds it, expected one of an earlier value"},
-        {"screens: []\nmac: \xFF\n", "2:6: byte 0xFF is not UTF-8, expected UTF-8 text"},
-        {"screens: []\nmac: \xC3\xA9\xC3\n", "2:7: byte 0xC3 is not UTF-8, expected UTF-8 text"},
-        {"mac: \xED\xA0\x80\n", "1:6: byte 0xED is not UTF-8, expected UTF-8 text"},
-        {"mac: \xC0\x80\n", "1:6: byte 0xC0 is not UTF-8, expected UTF-8 text"},
-        {"mac: \xF4\x90\x80\x80\n", "1:6: byte 0xF4 is not UTF-8, expected UTF-8 text"},
-        {"\xFF\xFEs", "1:1: byte 0xFF is not UTF-8, expected UTF-8 text"},
-        {"screens: []\nmac: \"a\x04\"\n", "2:8: control character 0x04, expected printable text"},
+         "1:14: alias to a value that contains it; expected an alias to an earlier value"},
+        {"screens: []\nmac: \xFF\n", "2:6: byte 0xFF is not valid UTF-8; expected UTF-8 text"},
+        {"screens: []\nmac: \xC3\xA9\xC3\n",
+         "2:7: byte 0xC3 is not valid UTF-8; expected UTF-8 text"},
+        {"mac: \xED\xA0\x80\n", "1:6: byte 0xED is not valid UTF-8; expected UTF-8 text"},
+        {"mac: \xC0\x80\n", "1:6: byte 0xC0 is not valid UTF-8; expected UTF-8 text"},
+        {"mac: \xF4\x90\x80\x80\n", "1:6: byte 0xF4 is not valid UTF-8; expected UTF-8 text"},
+        {"\xFF\xFEs", "1:1: byte 0xFF is not valid UTF-8; expected UTF-8 text"},
+        {"screens: []\nmac: \"a\x04\"\n",
+         "2:8: found control character 0x04; expected printable text"},
     };
     for (const Mistake& mistake : unreadable) {
         EXPECT_EQ(mistakeInText(mistake.text), mistake.message) << mistake.text;
     }
     EXPECT_EQ(mistakeInText(std::string("mac: a\0b\n", 9)),
-              "1:7: control character 0x00, expected printable text");
+              "1:7: found control character 0x00; expected printable text");
 }
 
 TEST(MacFileMistake, CountsCharactersNotBytes) {
     EXPECT_EQ(
         mistakeInText("\xEF\xBB\xBF{mac: \"\xC3\xA9\xF0\x9F\x98\x80\", chip: 5, screens: []}"),
-        "1:19: found the number 5, expected intel or apple");
+        "1:19: found the number 5; expected intel or apple");
     EXPECT_EQ(mistakeInText("screens: []\r\nchip: 5\r\n"),
-              "2:7: found the number 5, expected intel or apple");
+              "2:7: found the number 5; expected intel or apple");
 }
 
 TEST(MacFileMistake, PointsBehindAnAnchor) {
     EXPECT_EQ(mistakeInText("screens: []\nchip: &a # here\n  5\n"),
-              "3:3: found the number 5, expected intel or apple");
+              "3:3: found the number 5; expected intel or apple");
 }
 
 TEST(MacFileMistake, OfAPathNamesThePathAsGiven) {
     const TemporaryFolder folder;
     EXPECT_EQ(mistakeIn(folder.path / "missing.yaml"),
-              "1:1: can't be read: No such file or directory, expected a Mac file");
-    EXPECT_EQ(mistakeIn(folder.path), "1:1: is a directory, expected a Mac file");
+              "1:1: can't be read: No such file or directory; expected a Mac file");
+    EXPECT_EQ(mistakeIn(folder.path), "1:1: is a directory; expected a Mac file");
     const fs::path roundabout = folder.path / "." / "mac.yaml";
     folder.write("mac.yaml", "5\n");
     EXPECT_TRUE(mistakeIn(roundabout).starts_with("1:1: found the number 5"));
@@ -813,8 +813,8 @@ TEST(MacFileMistake, InAFileThatIsAPipeDoesNotWaitForIt) {
     const fs::path file =
         folder.write("mac.yaml", "screens: []\ntools: {ioreg: {prints_file: pipe}}\n");
     EXPECT_EQ(mistakeIn(file),
-              "2:30: file \"pipe\" is a pipe, expected a file to read, relative to this file's "
-              "folder");
+              "2:30: file \"pipe\" is a pipe; expected a readable file, named relative to this "
+              "file's folder");
 }
 
 TEST(MacFileMistake, OfAnUnreadableFileSaysWhy) {
@@ -824,7 +824,7 @@ TEST(MacFileMistake, OfAnUnreadableFileSaysWhy) {
     const TemporaryFolder folder;
     const fs::path file = folder.write("mac.yaml", "screens: []\n");
     fs::permissions(file, fs::perms::none);
-    EXPECT_EQ(mistakeIn(file), "1:1: can't be read: Permission denied, expected a Mac file");
+    EXPECT_EQ(mistakeIn(file), "1:1: can't be read: Permission denied; expected a Mac file");
 }
 
 std::string repeated(const std::string& text, std::size_t count) {
@@ -835,7 +835,7 @@ std::string repeated(const std::string& text, std::size_t count) {
 
 TEST(HostileMacFile, MayNotNestTooDeeply) {
     EXPECT_EQ(mistakeInText("screens: []\nusb: " + repeated("[", 64) + repeated("]", 64)),
-              "2:69: nested too deeply, expected at most 64 levels");
+              "2:69: nested too deeply; expected at most 64 levels");
     for (const char* const opening : {"[", "{", "- ", "? ", "[{", "{a: "}) {
         const std::string mistake = mistakeInText(repeated(opening, 100000));
         EXPECT_NE(mistake.find("nested too deeply"), std::string::npos) << mistake;
@@ -848,7 +848,7 @@ TEST(HostileMacFile, MayNotNestTooDeeplyByAliases) {
         text += "a" + std::to_string(i) + ": &a" + std::to_string(i) + " [*a" +
                 std::to_string(i - 1) + "]\n";
     }
-    EXPECT_EQ(mistakeInText(text), "65:12: nested too deeply, expected at most 64 levels");
+    EXPECT_EQ(mistakeInText(text), "65:12: nested too deeply; expected at most 64 levels");
 }
 
 TEST(HostileMacFile, MayNotGrowByAliases) {
@@ -859,8 +859,8 @@ TEST(HostileMacFile, MayNotGrowByAliases) {
                 repeated(alias + ",", 8) + alias + "]\n";
     }
     const std::string mistake = mistakeInText(text);
-    EXPECT_NE(mistake.find("too much content with anchors and aliases spelt out, expected at most "
-                           "100000 values and 8388608 bytes of text"),
+    EXPECT_NE(mistake.find("too much content once aliases are expanded; expected at most 100000 "
+                           "values and 8388608 bytes of text"),
               std::string::npos)
         << mistake;
 }
@@ -873,15 +873,15 @@ TEST(HostileMacFile, MayNotRepeatALongTextByAliases) {
 
 TEST(HostileMacFile, MayNotBeTooLong) {
     EXPECT_EQ(mistakeInText(std::string((4 << 20) + 1, '\n')),
-              "1:1: is too long, expected a Mac file");
-    EXPECT_EQ(mistakeIn("/dev/zero"), "1:1: is too long, expected a Mac file");
+              "1:1: is too long; expected a Mac file");
+    EXPECT_EQ(mistakeIn("/dev/zero"), "1:1: is too long; expected a Mac file");
 }
 
 TEST(HostileMacFile, MayNotNameEndlessFiles) {
     const std::string mistake = mistakeInText("screens: [{monitor: {edid: {file: /dev/zero}}}]\n");
     EXPECT_EQ(mistake,
-              "1:35: file \"/dev/zero\" is too long, expected a file to read, relative to this "
-              "file's folder");
+              "1:35: file \"/dev/zero\" is too long; expected a readable file, named relative to "
+              "this file's folder");
 }
 
 // --- schema, documentation, examples -------------------------------------------------------------
