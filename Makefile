@@ -10,12 +10,13 @@ configure := cmake --preset $(preset) $(if $(joined),-DJOINED=ON) $(if $(VERBOSE
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil
 
-.PHONY: help run test check window mac torture fuzz coverage mutants bench packages window-packages \
-        build tests clean
+.PHONY: help run test keys check window mac torture fuzz coverage mutants bench packages \
+        window-packages build tests clean
 
 help:
 	@echo 'make run       build, and run the pane on an example Mac'
 	@echo 'make test      build, and run all tests'
+	@echo 'make keys      bring what docs/ says of the keys of Mac files up to date'
 	@echo 'make check     what takes longer: sanitizers, torture, fuzzers (about half an hour)'
 	@echo 'make window    build, and show the pane in a window'
 	@echo 'make mac       build the bundle for Macs, of both kinds, and check it'
@@ -54,6 +55,10 @@ run: build
 
 test: tests
 	@ctest --preset $(preset)
+
+keys: packages $(build)/build.ninja
+	@cmake --build --preset $(preset) --target mac_file_docs $(if $(VERBOSE),,-- --quiet)
+	@$(build)/bin/mac_file_docs docs
 
 # Enters the pane again at every moment of a run, and shows it every real EDID. Those would take long
 # under a checker; the fuzzers try more.

@@ -970,7 +970,7 @@ std::optional<std::vector<std::string>> checkAgainstSchema(const std::vector<fs:
 
 TEST(MacFileSchema, IsTheCommittedOne) {
     EXPECT_TRUE(macFileSchema() == contentsOf(projectFolder / "docs/mac-file.schema.json"))
-        << "write it anew: displaycheck schema > docs/mac-file.schema.json";
+        << "write it anew: make keys";
 }
 
 TEST(MacFileSchema, DescribesEveryKey) {
