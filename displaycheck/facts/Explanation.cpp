@@ -1,13 +1,12 @@
 #include "displaycheck/facts/Explanation.h"
 
-#include <fmt/format.h>
-
 #include <stdexcept>
 
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Extension/NSString+normalization.h"
 #include "plugin/Utilities/EDIDUtils.h"
 #include "plugin/WhiteList.h"
+#include "simulated_mac/description/HexText.h"
 
 namespace displaycheck {
 
@@ -16,12 +15,6 @@ namespace {
 using simulated_mac::Bytes;
 using simulated_mac::Mac;
 using simulated_mac::TracedCall;
-
-std::string hexText(const Bytes& bytes) {
-    std::string text;
-    for (const std::uint8_t byte : bytes) text += fmt::format("{:02X}", byte);
-    return text;
-}
 
 std::optional<EDIDInfo> decode(const std::string& EDID) {
     try {
@@ -52,7 +45,7 @@ void explainPairing(Explanation& why, const Mac& mac, vorn::MyInstallerPane& pan
     }
     const auto* const screen = mac.display(display.screenNumber);
     if (screen == nullptr) return;
-    const std::string EDID = hexText(screen->screen.monitor.edid);
+    const std::string EDID = simulated_mac::hexText(screen->screen.monitor.edid);
     why.unpaired = decode(EDID);
     why.unpairedFits = why.unpaired && wouldPair(pane, display, EDID);
 }

@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "simulated_mac/description/ReadFile.h"
 #include "simulated_mac/file/MacFile.h"
 #include "simulated_mac/file/MacFileTables.h"
-#include "simulated_mac/file/YAMLReader.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
         using namespace simulated_mac;
         const std::filesystem::path folder = argv[1];
         const auto page = folder / "mac-files.md";
-        write(page, withKeyTables(readFile(page, YAMLLimits::bytes)));
+        write(page, withKeyTables(readFile(page)));
         write(folder / "mac-file.schema.json", macFileSchema());
     } catch (const std::exception& error) {
         std::fprintf(stderr, "mac_file_docs: %s\n", error.what());

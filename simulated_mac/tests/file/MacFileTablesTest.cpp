@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "simulated_mac/file/YAMLReader.h"
+#include "simulated_mac/description/ReadFile.h"
 
 namespace simulated_mac {
 namespace mac_file_tables_test {
@@ -14,7 +14,7 @@ const std::string begin = "<!-- keys of a USB device -->\n";
 const std::string end = "<!-- end -->\n";
 
 std::string documentation() {
-    return readFile(PROJECT_SOURCE_DIR "/docs/mac-files.md", YAMLLimits::bytes);
+    return readFile(PROJECT_SOURCE_DIR "/docs/mac-files.md");
 }
 
 std::string replaced(std::string text, const std::string& part, const std::string& other) {
