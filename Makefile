@@ -14,12 +14,13 @@ needed_packages := cmake ninja-build g++ pkg-config libyaml-cpp-dev nlohmann-jso
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil
 
-.PHONY: help run test check window mac torture fuzz coverage mutants bench packages window-packages \
-        build tests tidy clean
+.PHONY: help run test keys check window mac torture fuzz coverage mutants bench packages \
+        window-packages build tests tidy clean
 
 help:
 	@echo 'make run       build, then run the pane on an example Mac'
 	@echo 'make test      build, then run all tests; only=REGEX runs the tests with matching names'
+	@echo 'make keys      update what docs/ says about the keys of Mac files'
 	@echo 'make check     run the longer checks: make mac, sanitizers, torture, fuzzers (about half an hour)'
 	@echo 'make window    build, then show the pane in a window'
 	@echo 'make mac       build the bundle for Intel Macs and Apple silicon, then check it'
@@ -60,6 +61,10 @@ run: build
 # only=REGEX runs the tests with such a name.
 test: tests
 	@scripts/test $(preset) $(if $(only),--tests-regex '$(only)') $(if $(VERBOSE),--verbose)
+
+keys: packages $(build)/build.ninja
+	@cmake --build --preset $(preset) --target mac_file_docs $(if $(VERBOSE),,-- --quiet)
+	@$(build)/bin/mac_file_docs docs
 
 # The variables make two tests try every moment of a run and every real EDID. Under a sanitizer these
 # would take long; the fuzzers try more.

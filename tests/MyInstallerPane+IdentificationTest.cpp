@@ -289,7 +289,7 @@ TEST(MyInstallerPaneIdentification, AnEDIDWithoutANameFitsNoNameWhateverItsLette
     display->name = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
     auto fields = fieldsOf(listedOlder);
     fields.name.reset();
-    onMac.pane.parseMonitorEDIDWithScreenNumber({}, {hexOf(simulated_mac::makeEDID(fields))},
+    onMac.pane.parseMonitorEDIDWithScreenNumber({}, {hexText(simulated_mac::makeEDID(fields))},
                                                 {display, display});
     EXPECT_EQ(display->EDIDString, std::nullopt);
 }
@@ -300,7 +300,7 @@ TEST(MyInstallerPaneIdentification, ABuiltInDisplayFitsNoEDIDWhateverItsName) {
     const auto display = recordOfTheFirstScreen(onMac.mac);
     display->name = listedOlder;
     onMac.pane.parseMonitorEDIDWithScreenNumber(
-        {}, {hexOf(simulated_mac::makeEDID(fieldsOf(listedOlder)))}, {display, display});
+        {}, {hexText(simulated_mac::makeEDID(fieldsOf(listedOlder)))}, {display, display});
     EXPECT_EQ(display->EDIDString, std::nullopt);
 }
 
@@ -310,7 +310,7 @@ TEST(MyInstallerPaneIdentification, ADisplayWithoutANameFitsNoEDIDOfAnyName) {
     const auto display = recordOfTheFirstScreen(onMac.mac);
     std::vector<std::string> EDIDs;
     for (char letter = 'A'; letter <= 'Z'; ++letter) {
-        EDIDs.push_back(hexOf(simulated_mac::makeEDID(fieldsOf(std::string(1, letter)))));
+        EDIDs.push_back(hexText(simulated_mac::makeEDID(fieldsOf(std::string(1, letter)))));
     }
     const DisplayList asManyAsEDIDsAndAPanel(EDIDs.size() + 1, display);
     onMac.pane.parseMonitorEDIDWithScreenNumber({}, EDIDs, asManyAsEDIDsAndAPanel);

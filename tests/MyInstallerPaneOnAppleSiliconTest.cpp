@@ -168,7 +168,7 @@ TEST(MyInstallerPaneOnAppleSilicon, TheEDIDsComeFromTheServicesAlone) {
     const Detection run(appleMacWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)}));
     EXPECT_THAT(run.argumentsOf("posix_spawn"), ElementsAre(profilerCommand));
     EXPECT_THAT(run.calls("IOAVServiceCopyEDID"), SizeIs(1));
-    EXPECT_EQ(run.display(1).EDIDString, hexOf(run.mac().displays()[1]->screen.monitor.edid));
+    EXPECT_EQ(run.display(1).EDIDString, hexText(run.mac().displays()[1]->screen.monitor.edid));
 }
 
 TEST(MyInstallerPaneOnAppleSilicon, WithoutServicesTheEDIDsComeFromTheFirmware) {
@@ -215,7 +215,7 @@ TEST(MyInstallerPaneOnAppleSilicon, AnEDIDThatIsNeverThereLeavesAMonitorUnidenti
 
 TEST(MyInstallerPaneOnAppleSilicon, ExtensionBlocksAreNotPartOfTheEDID) {
     auto screen = answeringMonitor(listedOlder, 0x4000);
-    const std::string base = hexOf(screen.monitor.edid);
+    const std::string base = hexText(screen.monitor.edid);
     screen.monitor.edid.resize(256, 0xAB);
     const Detection run(appleMacWith({builtInPanel(), screen}));
     EXPECT_EQ(run.display(1).EDIDString, base);

@@ -182,7 +182,7 @@ std::string wrongOn(test::PaneOnMac& host, const RealMonitor& monitor, const Rea
         fits(edidUtils->generateEDIDInfo(other.hex), display)) {
         return {};
     }
-    if (display.EDIDString != test::hexOf(bytesOf(monitor.hex.substr(0, 256)))) {
+    if (display.EDIDString != test::hexText(bytesOf(monitor.hex.substr(0, 256)))) {
         return "is paired with another text than its first 128 bytes";
     }
     return {};

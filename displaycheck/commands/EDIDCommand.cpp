@@ -21,6 +21,8 @@
 #include "plugin/Platform/Text.h"
 #include "plugin/Utilities/EDIDUtils.h"
 #include "plugin/Utilities/StringUtil.h"
+#include "simulated_mac/description/HexText.h"
+#include "simulated_mac/description/MacDescription.h"
 
 namespace displaycheck {
 
@@ -88,9 +90,7 @@ bool isText(std::string_view bytes) {
 }
 
 std::string upperHex(std::string_view bytes) {
-    std::string text;
-    for (const char byte : bytes) text += fmt::format("{:02X}", static_cast<unsigned char>(byte));
-    return text;
+    return simulated_mac::hexText(simulated_mac::Bytes(bytes.begin(), bytes.end()));
 }
 
 std::string_view trimmed(std::string_view line) {

@@ -1,11 +1,10 @@
 #include "displaycheck/facts/Explanation.h"
 
-#include <fmt/format.h>
-
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Display/EDIDPairing.h"
 #include "plugin/Extension/NSString+normalization.h"
 #include "plugin/WhiteList.h"
+#include "simulated_mac/description/HexText.h"
 
 namespace displaycheck {
 
@@ -15,12 +14,6 @@ using simulated_mac::Bytes;
 using simulated_mac::Mac;
 using simulated_mac::TracedCall;
 
-std::string hexText(const Bytes& bytes) {
-    std::string text;
-    for (const std::uint8_t byte : bytes) text += fmt::format("{:02X}", byte);
-    return text;
-}
-
 void explainPairing(Explanation& why, const Mac& mac, const displayInfo& display) {
     if (display.EDIDString) {
         why.paired = vorn::decodeEDID(*display.EDIDString);
@@ -28,7 +21,7 @@ void explainPairing(Explanation& why, const Mac& mac, const displayInfo& display
     }
     const auto* const screen = mac.display(display.screenNumber);
     if (screen == nullptr) return;
-    const std::string EDID = hexText(screen->screen.monitor.edid);
+    const std::string EDID = simulated_mac::hexText(screen->screen.monitor.edid);
     why.unpaired = vorn::decodeEDID(EDID);
     why.unpairedFits = why.unpaired && vorn::fits(*why.unpaired, display);
 }

@@ -7,6 +7,7 @@
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Platform/Text.h"
 #include "plugin/ProductData.h"
+#include "simulated_mac/description/HexText.h"
 
 namespace displaycheck {
 
@@ -17,13 +18,6 @@ constexpr std::size_t labelColumns = 12;
 
 std::string quoted(const std::optional<std::string>& text) {
     return text ? "\"" + *text + "\"" : "nothing";
-}
-
-std::string hex(const simulated_mac::Bytes& bytes) {
-    std::string text;
-    for (const std::uint8_t byte : bytes) text += fmt::format("{:02X} ", byte);
-    if (!text.empty()) text.pop_back();
-    return text;
 }
 
 std::string joined(const std::vector<std::string>& texts) {
@@ -146,13 +140,13 @@ std::string answer(const DisplayFacts& display) {
 std::string outcome(const Try& attempt, std::uint32_t displayID) {
     std::string text;
     for (const std::string& obstacle : attempt.obstacles) text += obstacle + "; ";
-    text +=
-        attempt.request.empty() ? "nothing reached the monitor" : "sent " + hex(attempt.request);
+    text += attempt.request.empty() ? "nothing reached the monitor"
+                                    : "sent " + simulated_mac::hexText(attempt.request, " ");
     if (!attempt.request.empty() && attempt.reached != displayID) {
         text += fmt::format(" to the monitor of display {}", attempt.reached);
     }
     if (!attempt.reply.empty()) {
-        text += ", came back " + hex(attempt.reply);
+        text += ", came back " + simulated_mac::hexText(attempt.reply, " ");
     } else if (!attempt.request.empty()) {
         text += ", nothing came back";
     }

@@ -7,11 +7,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "simulated_mac/description/ReadFile.h"
 
 /// The built program as people run it.
 namespace test {
@@ -40,8 +41,7 @@ class Folder {
         return path(name);
     }
     std::string read(const std::string& name) const {
-        std::ifstream file(path_ / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        return simulated_mac::readFile(path_ / name);
     }
 
   private:

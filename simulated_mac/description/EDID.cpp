@@ -1,12 +1,12 @@
 #include "simulated_mac/description/EDID.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <numeric>
 #include <stdexcept>
 #include <string_view>
+
+#include "simulated_mac/description/HexText.h"
 
 namespace simulated_mac {
 namespace {
@@ -188,11 +188,8 @@ std::string edidUUID(const Bytes& edid) {
     std::array<std::uint8_t, 16> bytes = {};
     for (std::size_t i = 0; i < 4; ++i) bytes[i] = byteAt(edid, manufacturerOffset + i);
     for (std::size_t i = 0; i < 8; ++i) bytes[8 + i] = byteAt(edid, weekOffset + i);
-    std::string uuid;
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        if (i == 4 || i == 6 || i == 8 || i == 10) uuid += '-';
-        uuid += fmt::format("{:02X}", bytes[i]);
-    }
+    std::string uuid = hexText(bytes);
+    for (const std::size_t hyphen : {8U, 13U, 18U, 23U}) uuid.insert(hyphen, 1, '-');
     return uuid;
 }
 

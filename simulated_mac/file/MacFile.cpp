@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "simulated_mac/description/ReadFile.h"
 #include "simulated_mac/file/MacFileFormat.h"
 #include "simulated_mac/file/YAMLReader.h"
 

@@ -5,8 +5,9 @@
 #include "simulated_mac/file/MacFileValues.h"
 
 /// The format of a Mac file: for each structure its keys, what they hold and what they mean.
-/// Reading, the key lists in messages and the JSON Schema all come from here; to add a key, add its
-/// line.
+/// Reading, the key lists in messages, the JSON Schema and the tables of docs/mac-files.md all come
+/// from here; to add a key, add its line and run `make keys`. In a description, `...` marks what
+/// stands in a file as it is.
 namespace simulated_mac {
 
 /// `edid` in its mapping forms; which one it is shows in the keys that are there.
@@ -58,23 +59,25 @@ void fields(Visitor& field, EDIDFields& edid) {
     using Descriptor = EDIDFields::Descriptor;
     const LimitedText descriptorText = {0, 13, ' ', '~'};
     field("manufacturer", edid.manufacturer, LimitedText{3, 3, 'A', 'Z'},
-          "Manufacturer, three letters.");
-    field("product", edid.product, Number{}, "Product code.");
-    field("serial", edid.serial, Number{}, "Serial number as a number; 0 says that there is none.");
+          "Manufacturer, bytes 8 and 9.");
+    field("product", edid.product, Number{}, "Product code, bytes 10 and 11.");
+    field("serial", edid.serial, Number{},
+          "Serial number, bytes 12 to 15; 0 says that there is none.");
     field("name", edid.name, descriptorText, "Text of the monitor-name descriptor.");
     field("serial_text", edid.serialText, descriptorText, "Text of the serial-number descriptor.");
     field("week", edid.week, Number{}, "Week of manufacture; 255: the year is a model year.");
     field("year", edid.year, Number{1990, 2245}, "Year of manufacture.");
-    field("size_cm", edid, ImageSize{}, "Width and height of the image in cm.");
-    field("descriptors", edid.descriptors,
-          ListOf<Choice<Descriptor>>{{{{"serial", Descriptor::serial},
-                                       {"name", Descriptor::name},
-                                       {"range", Descriptor::range},
-                                       {"timing", Descriptor::timing}}},
-                                     0,
-                                     4},
-          "What the four descriptor slots hold, in order; slots beyond the list are empty, and so "
-          "is one whose text is not given.");
+    field("size_cm", edid, ImageSize{}, "Size of the image in cm.");
+    field(
+        "descriptors", edid.descriptors,
+        ListOf<Choice<Descriptor>>{{{{"serial", Descriptor::serial},
+                                     {"name", Descriptor::name},
+                                     {"range", Descriptor::range},
+                                     {"timing", Descriptor::timing}}},
+                                   0,
+                                   4},
+        "What the descriptor slots hold, in order. Slots beyond the list are empty, and so is one "
+        "whose text is not given.");
 }
 
 template <class Visitor>
@@ -83,10 +86,12 @@ void fields(Visitor& field, EDIDForms& edid) {
     field.onlyWith("hex", {"patch"});
     field("file", edid.file, FileContents{},
           "Binary file with the EDID, relative to the Mac file's folder.");
-    field("hex", edid.hex, HexBytes{}, "The EDID as hex digits.");
+    field("hex", edid.hex, HexBytes{}, "The EDID's bytes.");
     fields(field, edid.made);
-    field("patch", edid.patch, ByNumber<Number>{},
-          "Bytes to change at the end, by offset; the checksum is left as it was.");
+    field(
+        "patch", edid.patch, ByNumber<Number>{},
+        "Bytes to change at the end, by offset. The checksum stays as it was: a patched EDID has a "
+        "wrong one unless the patch puts it right (offset 127).");
 }
 
 template <class Visitor>
@@ -100,18 +105,21 @@ void fields(Visitor& field, VCPEntry& entry) {
 /// The mapping form of an answer.
 template <class Visitor>
 void fields(Visitor& field, DDCAnswer& answer) {
-    field("bytes", answer.bytes, HexBytes{}, "What comes back, as hex digits, whatever was asked.",
+    field("bytes", answer.bytes, HexBytes{}, "What comes back, whatever was asked.",
           Presence::required);
 }
 
 template <class Visitor>
 void fields(Visitor& field, MonitorDescription& monitor) {
     field("edid", monitor.edid, EDIDBytes{},
-          "The EDID: none, hex digits, {file: ...}, {hex: ...}, or the keys to make a valid one.");
-    field("vcp", monitor.vcp, ByNumber<VCPValue>{}, "What the monitor answers, by VCP code.");
+          "The EDID that the Mac reads: `none`, hex digits, or a mapping with `file`, `hex` or the "
+          "keys to make a valid one. None unless given.");
+    field("vcp", monitor.vcp, ByNumber<VCPValue>{},
+          "What the monitor answers, by VCP code (0 to 255). It answers any other code as "
+          "unsupported.");
     field("answers", monitor.answers, ListOf<AnswerKind>{},
-          "What it sends when its first, second, ... reply is read; the last one holds for all "
-          "later replies.");
+          "What it sends when its first, second, ... reply is read; the last entry holds for all "
+          "later replies. Unless given, all replies are good.");
     field("needs_reply_delay_ns", monitor.needsReplyDelay, Number{},
           "A request that gives the monitor less time than this (nanoseconds) gets no answer.");
     field("settles_after_clean", monitor.settlesAfterClean, Boolean{},
@@ -121,47 +129,54 @@ void fields(Visitor& field, MonitorDescription& monitor) {
 template <class Visitor>
 void fields(Visitor& field, BusDescription& bus) {
     field("leads_to_monitor", bus.leadsToMonitor, Boolean{}, "Whether the monitor is on this bus.");
-    field("copy_result", bus.copyResult, IOResult{}, "Result of IOFBCopyI2CInterfaceForBus.");
-    field("open_result", bus.openResult, IOResult{}, "Result of IOI2CInterfaceOpen.");
+    field("copy_result", bus.copyResult, IOResult{}, "Result of `IOFBCopyI2CInterfaceForBus`.");
+    field("open_result", bus.openResult, IOResult{}, "Result of `IOI2CInterfaceOpen`.");
     field("send_result", bus.sendResult, IOResult{},
-          "Result of IOI2CSendRequest where it can't take the bus: nothing is sent then.");
+          "Result of `IOI2CSendRequest` when it can't take the bus; nothing is sent then. Unless "
+          "given, it takes the bus.");
     field("release_result", bus.releaseResult, IOResult{},
-          "Result of IOI2CSendRequest from giving the bus back, after the transaction.");
+          "Result of `IOI2CSendRequest` from giving the bus back, after the transaction.");
     field("request_result", bus.requestResult, IOResult{},
-          "Result of the transaction itself, as it stands in the request.");
+          "Result of the transaction itself, as it stands in the request. Unless given, it "
+          "says what happened.");
     field("transaction_types", bus.transactionTypes, NullOr<Number>{},
-          "Mask of the transaction types that the bus takes; null leaves the property out, and the "
-          "bus takes none.");
+          "Mask of the transaction types that the bus takes (14: types 1, 2 and 3); `null` leaves "
+          "the property out, and the bus takes none.");
     field("has_interface", bus.hasInterface, Boolean{},
-          "Whether the registry has an entry for the bus; without one IOFBCopyI2CInterfaceForBus "
+          "Whether the registry has an entry for the bus; without one `IOFBCopyI2CInterfaceForBus` "
           "succeeds with the handle 0.");
 }
 
 template <class Visitor>
 void fields(Visitor& field, FramebufferDescription& framebuffer) {
     field("dictionary", framebuffer.dictionary, Properties{},
-          "Changes to the display information dictionary; null takes a key out.");
+          "Changes to the display information dictionary; `null` takes a key out.");
     field("buses", framebuffer.buses, ListOf<Mapping>{},
-          "The I2C buses; unless given, one that leads to the monitor, none for a built-in panel.");
+          "The I2C buses; unless given, one that leads to the monitor, and none for a built-in "
+          "panel.");
     field("bus_count", framebuffer.busCount, Number{0, 10'000},
-          "Number of buses that IOFBGetI2CInterfaceCount tells, where that differs.");
-    field("path", framebuffer.path, Text{}, "Path in the I/O registry's service plane.");
+          "Number of buses that `IOFBGetI2CInterfaceCount` tells, where it differs from `buses`.");
+    field("path", framebuffer.path, Text{},
+          "Path in the I/O registry's service plane. Unless given, it follows from the registry.");
     field("service_port", framebuffer.hasServicePort, Boolean{},
-          "Whether CGDisplayIOServicePort knows the framebuffer.");
+          "Whether `CGDisplayIOServicePort` knows the framebuffer.");
     field("asleep", framebuffer.asleep, Boolean{},
           "Whether the framebuffer sleeps: requests then succeed and bring back what was sent.");
 }
 
 template <class Visitor>
 void fields(Visitor& field, ProxyDescription& proxy) {
-    field("location", proxy.location, Property{},
-          "Property Location; null leaves it out. External, or Embedded for the built-in panel, "
-          "unless given.");
+    field(
+        "location", proxy.location, Property{},
+        "Property `Location`; `null` leaves it out. Unless given, it is `External`, and `Embedded` "
+        "for the built-in panel.");
     field("name_readable", proxy.nameReadable, Boolean{}, "Whether the entry's name can be read.");
     field("opens", proxy.opens, Boolean{}, "Whether an AV service can be made for it.");
-    field("copy_edid_result", proxy.copyEDIDResult, IOResult{}, "Result of IOAVServiceCopyEDID.");
-    field("edid", proxy.edid, EDIDBytes{},
-          "The EDID that the service gives in place of the monitor's; none for no data.");
+    field("copy_edid_result", proxy.copyEDIDResult, IOResult{}, "Result of `IOAVServiceCopyEDID`.");
+    field(
+        "edid", proxy.edid, EDIDBytes{},
+        "The EDID that the service gives in place of the monitor's; with `none` the call succeeds "
+        "without data.");
 }
 
 template <class Visitor>
@@ -174,15 +189,15 @@ void fields(Visitor& field, DisplayServiceDescription& service) {
         "Place among the framebuffers of the registry, from 0; those without one keep the order of "
         "the screens.");
     field("entry_name", service.entryName, Text{},
-          "Name of the framebuffer's entry: AppleCLCD2 or IOMobileFramebufferShim on real Macs.");
+          "Name of the framebuffer's entry. Real Macs have `AppleCLCD2` or "
+          "`IOMobileFramebufferShim`.");
     field("name_readable", service.nameReadable, Boolean{},
           "Whether the entry's name can be read.");
-    field(
-        "properties", service.properties, Properties{},
-        "Changes to the entry's properties EDID UUID, DisplayAttributes and Transport; null takes "
-        "one out.");
+    field("properties", service.properties, Properties{},
+          "Changes to the entry's properties `EDID UUID`, `DisplayAttributes` and "
+          "`Transport`; `null` takes one out.");
     field("product_attributes", service.productAttributes, Properties{},
-          "Changes to the ProductAttributes in its DisplayAttributes; null takes a key out.");
+          "Changes to the `ProductAttributes` in its `DisplayAttributes`; `null` takes a key out.");
     field("proxies", service.proxies, ListOf<Mapping>{},
           "The AV service proxies below the entry; one unless given.");
 }
@@ -190,29 +205,38 @@ void fields(Visitor& field, DisplayServiceDescription& service) {
 template <class Visitor>
 void fields(Visitor& field, ScreenDescription& screen) {
     field("built_in", screen.builtIn, Boolean{}, "Whether this is the Mac's own panel.");
-    field("name", screen.name, Text{}, "The screen's localised name, as macOS shows it.");
-    field("display_id", screen.displayID, Number{}, "Core Graphics' number of the display.");
-    field("vendor_number", screen.vendorNumber, Number{}, "Result of CGDisplayVendorNumber.");
-    field("model_number", screen.modelNumber, Number{}, "Result of CGDisplayModelNumber.");
-    field("serial_number", screen.serialNumber, Number{}, "Result of CGDisplaySerialNumber.");
+    field("name", screen.name, Text{},
+          "The screen's localised name. Unless given, it comes from the EDID, and twins get "
+          "\" (1)\" and \" (2)\" behind it.");
+    field("display_id", screen.displayID, Number{},
+          "Core Graphics' number of the display; unless given, one of its own.");
+    field("vendor_number", screen.vendorNumber, Number{},
+          "Result of `CGDisplayVendorNumber`. Unless given, that of the EDID; 0x756E6B6E without "
+          "one.");
+    field("model_number", screen.modelNumber, Number{},
+          "Result of `CGDisplayModelNumber`. Unless given, that of the EDID; 0x717 without one.");
+    field("serial_number", screen.serialNumber, Number{},
+          "Result of `CGDisplaySerialNumber`. Unless given, that of the EDID; 0 without one.");
     field("is_screen", screen.isScreen, Boolean{},
-          "Whether the device description holds NSDeviceIsScreen.");
+          "Whether the device description holds `NSDeviceIsScreen`.");
     field("appears_at", screen.appearsAt, Seconds{},
           "Seconds after power-on at which the screen joins the screen list.");
     field("edid_listed", screen, EDIDListing{},
-          "Whether the system's tools print the EDID; {at: seconds} for one that they print late.");
+          "Whether the system's tools print the EDID; with `at`, from that second after power-on. "
+          "Unless given, they do, except for a built-in panel.");
     field("monitor", screen.monitor, Mapping{}, "The monitor behind the screen.");
     field("framebuffer", screen.framebuffer,
           WordOrMapping<FramebufferDescription>{"none", &FramebufferDescription::present, false},
-          "The framebuffer that drives the screen (Intel Macs); none for a screen without one.");
-    field("display_service", screen.displayService,
-          WordOrMapping<DisplayServiceDescription>{"none", &DisplayServiceDescription::present,
-                                                   false},
-          "The framebuffer entry and AV service proxies of the screen (Apple silicon); none for a "
-          "screen without them.");
+          "The framebuffer that drives the screen (Intel Macs); `none` for a screen without one.");
+    field(
+        "display_service", screen.displayService,
+        WordOrMapping<DisplayServiceDescription>{"none", &DisplayServiceDescription::present,
+                                                 false},
+        "The framebuffer entry and AV service proxies of the screen (Apple silicon); `none` for a "
+        "screen without them.");
     field("info_dictionary", screen, InfoDictionary{},
-          "Changes to CoreDisplay's dictionary of the display (Apple silicon); null takes a key "
-          "out, none leaves the display without one.");
+          "Changes to CoreDisplay's dictionary of the display (Apple silicon); `null` takes a key "
+          "out, `none` leaves the display without a dictionary.");
 }
 
 /// The calls that a fault or an event may name.
@@ -222,21 +246,22 @@ inline const Word fallibleCall = {"a platform call that can fail",
 template <class Visitor>
 void fields(Visitor& field, USBDeviceDescription& device) {
     field("node_name", device.nodeName, Text{}, "Name of the device's registry node.");
-    field("location_id", device.locationID, Number{}, "Property locationID.");
-    field("vendor_id", device.vendorID, Number{}, "Property idVendor.");
-    field("product_id", device.productID, Number{}, "Property idProduct.");
+    field("location_id", device.locationID, Number{}, "Property `locationID`.");
+    field("vendor_id", device.vendorID, Number{}, "Property `idVendor`.");
+    field("product_id", device.productID, Number{}, "Property `idProduct`.");
     field("product", device.product, Text{},
-          "Properties kUSBProductString and \"USB Product Name\".");
-    field("serial", device.serial, Text{}, "Property kUSBSerialNumberString.");
+          "Properties `kUSBProductString` and `USB Product Name`.");
+    field("serial", device.serial, Text{}, "Property `kUSBSerialNumberString`.");
     field("properties", device.properties, Properties{},
-          "Further properties, or other values for those above; null takes one out.");
+          "Further properties, or other values for those above; `null` takes one out.");
     field("readable", device.readable, Boolean{}, "Whether its properties can be read.");
     field("parent", device.hasParent, Boolean{}, "Whether the lookup of its parent succeeds.");
 }
 
 template <class Visitor>
 void fields(Visitor& field, CallUse& use) {
-    field("call", use.call, fallibleCall, "Name of the platform's function.", Presence::required);
+    field("call", use.call, fallibleCall,
+          "Name of the platform's function, such as `IOIteratorNext`.", Presence::required);
     field("nth", use.nth, Number{1, {}}, "Which of its uses, counted from 1.");
 }
 
@@ -249,7 +274,7 @@ void fields(Visitor& field, EventDescription& event) {
     field("at_call", event.atCall, Mapping{},
           "The use of a platform call before which it happens, whatever the time.");
     field("attach", event.attach, Mapping{}, "A USB device to attach.");
-    field("detach", event.detach, Number{}, "locationID of the USB device to detach.");
+    field("detach", event.detach, Number{}, "The `location_id` of the USB device to detach.");
     field("user", event.user,
           Choice<User>{
               {{"enters the pane", User::entersPane}, {"clicks the warning", User::clicksWarning}}},
@@ -257,13 +282,13 @@ void fields(Visitor& field, EventDescription& event) {
     field("installer", event.installer,
           Choice<EventDescription::Installer>{
               {{"releases the pane's view", EventDescription::Installer::releasesView}}},
-          "What the installer does.");
+          "What the installer does; the pane's labels are gone then.");
 }
 
 template <class Visitor>
 void fields(Visitor& field, ToolOverride& call) {
     field.onlyWith("prints_file", {"status"});
-    field("prints", call.prints, Text{}, "What the tool prints in place of the Mac's state.");
+    field("prints", call.prints, Text{}, "What the tool prints; the Mac's state unless given.");
     field("prints_file", call.prints, FileContents{},
           "File with what the tool prints, relative to the Mac file's folder.");
     field("status", call.status, Number{0, 255}, "The tool's exit status.");
@@ -271,17 +296,24 @@ void fields(Visitor& field, ToolOverride& call) {
 
 template <class Visitor>
 void fields(Visitor& field, GraphicsDescription& graphics) {
-    field("chipset", graphics.chipset, Text{}, "Graphics chip, as system_profiler names it.");
-    field("driver", graphics.driver, Text{},
-          "Name of the driver's registry node above the framebuffers.");
+    field("chipset", graphics.chipset, Text{},
+          "The chip, as `system_profiler` names it; a usual one unless given.");
+    field(
+        "driver", graphics.driver, Text{},
+        "Name of the driver's registry node, which stands in the framebuffers' paths; a usual one "
+        "unless given.");
 }
 
 template <class Visitor>
 void fields(Visitor& field, FaultDescription& fault) {
-    field("call", fault.call, fallibleCall, "Name of the platform's function.", Presence::required);
+    field("call", fault.call, fallibleCall,
+          "Name of the platform's function, such as `IOServiceGetMatchingServices`; `operator new` "
+          "for the plug-in's memory.",
+          Presence::required);
     field("nth", fault.nth, Number{1, {}}, "Which of its uses fails, counted from 1.");
     field("and_later", fault.andLater, Boolean{}, "Whether all later uses fail too.");
-    field("result", fault.result, IOResult{}, "The I/O error that it answers.");
+    field("result", fault.result, IOResult{},
+          "The error that it answers, where it answers one; a usual one unless given.");
 }
 
 template <class Visitor>
@@ -289,27 +321,30 @@ void fields(Visitor& field, MacDescription& mac) {
     field("mac", mac.title, Text{}, "A title: what this Mac is meant to show.");
     field("chip", mac.chip, Choice<Chip>{{{"intel", Chip::intel}, {"apple", Chip::apple}}},
           "Whose processor the Mac has.");
-    field("model", mac.model, Text{}, "Model identifier of the Mac.");
+    field("model", mac.model, Text{},
+          "Model identifier, such as `MacBookPro16,1`; a usual one unless given.");
     field("graphics", mac.graphics, Mapping{}, "The graphics chip and its driver.");
     field("screens", mac.screens,
           ListOf<WordOrMapping<ScreenDescription>>{{"built-in", &ScreenDescription::builtIn, true}},
-          "The screens, in the order of the screen list; built-in is short for {built_in: true}.",
+          "The screens in the order of the screen list; may be empty. `built-in` is short for "
+          "`{built_in: true}`.",
           Presence::required);
     field("usb", mac.usb, ListOf<Mapping>{}, "The USB devices that are there from the start.");
     field("events", mac.events, ListOf<Mapping>{}, "What happens during the run, and when.");
     field("tools", mac.tools,
           ByWord<OneOrListOf<Mapping>>{{"ioreg", "system_profiler", "afktool"}, {}},
-          "What calls of a system tool do; of a list, the first call takes the first entry and all "
-          "later ones the last.");
+          "System tools that print something else than the Mac's state. Of a list, each call takes "
+          "the next entry, and the last one holds for all later calls.");
     field("strings", mac.strings, ByText<NullOr<Text>>{},
-          "Changes to the table of localised strings, by key; null takes one out.");
+          "Changes to the table of localised strings, by key: a text, or `null` to take the key "
+          "out.");
     field("faults", mac.faults, ListOf<Mapping>{}, "Platform calls that fail.");
     field("stray_proxies", mac.strayProxies, ListOf<Mapping>{},
           "AV service proxies that come before every framebuffer in the registry (Apple silicon); "
           "no monitor is behind them.");
     field("other_registry_entries", mac.otherRegistryEntries, Number{0, 1'000'000},
-          "Number of registry entries that nobody looks for; 3000 on Apple silicon and none on an "
-          "Intel Mac unless given.");
+          "Number of registry entries that nobody looks for; unless given, 3000 on Apple silicon "
+          "and none on an Intel Mac.");
 }
 
 }  // namespace simulated_mac

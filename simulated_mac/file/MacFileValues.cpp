@@ -71,13 +71,16 @@ void LimitedText::read(YAMLReader& reader, const YAMLNode& node, std::string& ta
     };
     if (target.size() < min || target.size() > max ||
         !std::all_of(target.begin(), target.end(), isAllowed)) {
-        const std::string length =
-            min == max ? std::to_string(min) : fmt::format("at most {}", max);
-        const std::string characters = first == ' ' && last == '~'
-                                           ? "printable ASCII characters"
-                                           : fmt::format("letters {} to {}", first, last);
-        reader.failFound(node, length + ' ' + characters);
+        reader.failFound(node, expected());
     }
+}
+
+std::string LimitedText::expected() const {
+    const std::string length = min == max ? std::to_string(min) : fmt::format("at most {}", max);
+    const std::string characters = first == ' ' && last == '~'
+                                       ? "printable ASCII characters"
+                                       : fmt::format("letters {} to {}", first, last);
+    return length + ' ' + characters;
 }
 
 JSON LimitedText::schema(const std::string&) const {

@@ -59,6 +59,9 @@ struct LimitedText {
 
     void read(YAMLReader& reader, const YAMLNode& node, std::string& target) const;
     JSON schema(const std::string&) const;
+
+    /// Such as "3 letters A to Z".
+    std::string expected() const;
 };
 
 /// One of more words than a message could list; `meaning` describes them instead.
@@ -165,8 +168,6 @@ struct Choice {
         const auto found = std::find_if(choices.begin(), choices.end(), isValue);
         return found == choices.end() ? "" : found->first;
     }
-
-  private:
     std::vector<std::string> words() const {
         std::vector<std::string> result;
         for (const auto& choice : choices) result.push_back(choice.first);

@@ -3,11 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <fstream>
 #include <limits>
 #include <locale>
 #include <map>
@@ -16,6 +14,8 @@
 #include <sstream>
 #include <system_error>
 #include <utility>
+
+#include "simulated_mac/description/ReadFile.h"
 
 namespace simulated_mac {
 namespace {
@@ -198,24 +198,6 @@ std::string alternatives(const std::vector<std::string>& words) {
         result += words[i];
     }
     return result;
-}
-
-std::string readFile(const std::filesystem::path& path, std::size_t maxBytes) {
-    std::error_code ignored;
-    if (std::filesystem::is_directory(path, ignored)) throw UnreadableFile("is a directory");
-    errno = 0;
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) throw UnreadableFile("can't be read: " + std::generic_category().message(errno));
-    std::string contents;
-    std::array<char, 65536> chunk;
-    while (stream.read(chunk.data(), chunk.size()) || stream.gcount() > 0) {
-        contents.append(chunk.data(), static_cast<std::size_t>(stream.gcount()));
-        if (contents.size() > maxBytes) throw UnreadableFile("is too long");
-    }
-    if (stream.bad()) {
-        throw UnreadableFile("can't be read: " + std::generic_category().message(errno));
-    }
-    return contents;
 }
 
 YAMLReader::YAMLReader(const YAMLDocument& document, std::filesystem::path folder)

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,15 +17,6 @@ std::string inQuotes(std::string_view text);
 
 /// "a, b or c".
 std::string alternatives(const std::vector<std::string>& words);
-
-/// Why a file can't be read: "is a directory", "can't be read: No such file or directory".
-class UnreadableFile : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-/// The file's bytes. Throws UnreadableFile, also for more than `maxBytes`.
-std::string readFile(const std::filesystem::path& path, std::size_t maxBytes);
 
 /// Typed access to the values of a YAML document. A value of another type is reported as a
 /// YAMLMistake at its position, with what was found and what was expected.

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
-#include <iterator>
 #include <utility>
+
+#include "simulated_mac/description/ReadFile.h"
 
 namespace simulated_mac {
 
@@ -97,10 +97,11 @@ class Parser {
 }  // namespace
 
 std::map<std::string, std::string> readStringsFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw StringsFileError(fmt::format("{}: can't be read", path.string()));
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    return Parser(path.string(), std::move(text)).table();
+    try {
+        return Parser(path.string(), readFile(path)).table();
+    } catch (const UnreadableFile&) {
+        throw StringsFileError(fmt::format("{}: can't be read", path.string()));
+    }
 }
 
 }  // namespace simulated_mac

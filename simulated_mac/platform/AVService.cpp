@@ -7,6 +7,7 @@
 
 #include "plugin/Platform/CoreDisplay.h"
 #include "plugin/Platform/IOAVService.h"
+#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/hardware/HardwareTree.h"
 #include "simulated_mac/platform/CFReferences.h"
 #include "simulated_mac/platform/IOErrors.h"
@@ -106,8 +107,8 @@ IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint3
     constexpr auto name = "IOAVServiceWriteI2C";
     const std::span sent(static_cast<const std::uint8_t*>(inputBuffer), inputBufferSize);
     FallibleCall call(name, [&] {
-        return fmt::format("{}, chip {:#x}, address {:#x}, bytes {:02X}", describe(service),
-                           chipAddress, dataAddress, fmt::join(sent, " "));
+        return fmt::format("{}, chip {:#x}, address {:#x}, bytes {}", describe(service),
+                           chipAddress, dataAddress, hexText(sent, " "));
     });
     requireNotNull(service, name, "service");
     if (call.fails()) return call.error();
@@ -138,7 +139,7 @@ IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32
     if (!reply) return call.ioResult(kIOReturnError);
     std::copy_n(reply->begin(), std::min<std::size_t>(reply->size(), outputBufferSize),
                 static_cast<std::uint8_t*>(outputBuffer));
-    if (call.traced()) call.text(fmt::format("0x0, bytes {:02X}", fmt::join(*reply, " ")));
+    if (call.traced()) call.text("0x0, bytes " + hexText(*reply, " "));
     return kIOReturnSuccess;
 }
 

@@ -13,6 +13,7 @@ extern "C" {
 #include <span>
 #include <vector>
 
+#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/machine/Mac.h"
 #include "simulated_mac/platform/Crash.h"
 #include "simulated_mac/platform/FramebufferBuses.h"
@@ -54,13 +55,6 @@ const Bus& busOf(IOI2CConnectRef connection, const char* call) {
     const std::lock_guard lock(all.mutex);
     if (all.find(connection) == all.open.end()) crash(call, "connect is no open connection");
     return connection->bus;
-}
-
-std::string hex(std::span<const std::uint8_t> bytes) {
-    std::string text;
-    for (const std::uint8_t byte : bytes) text += fmt::format("{:02X} ", byte);
-    if (!text.empty()) text.pop_back();
-    return text;
 }
 
 std::uint64_t minReplyDelay(const IOI2CRequest& request) {
@@ -107,7 +101,7 @@ std::string describe(const Bus& bus, const IOI2CRequest& request) {
         "display {}, bus {}, address {:#x}, send type {}, bytes {}, reply address {:#x}, reply "
         "sub-address {:#x}, reply type {}, delay {}, flags {:#x}",
         bus.display->displayID, bus.index, request.sendAddress, request.sendTransactionType,
-        hex(sentBytes(request)), request.replyAddress, request.replySubAddress,
+        hexText(sentBytes(request), " "), request.replyAddress, request.replySubAddress,
         request.replyTransactionType, minReplyDelay(request), request.commFlags);
 }
 

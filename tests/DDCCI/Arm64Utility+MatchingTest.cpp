@@ -1074,25 +1074,25 @@ TEST_F(EDIDOverAVService, IsTheMonitorsIn256Characters) {
     readFrom({});
     ASSERT_TRUE(edid.has_value());
     EXPECT_THAT(*edid, SizeIs(256));
-    EXPECT_EQ(*edid, test::hexOf(mac->displays()[0]->screen.monitor.edid));
+    EXPECT_EQ(*edid, test::hexText(mac->displays()[0]->screen.monitor.edid));
     EXPECT_THAT(mac->journal.systemLog(), IsEmpty());
 }
 
 TEST_F(EDIDOverAVService, IsWrittenInUpperCase) {
     readBytes(bytesFrom(0x80, 128));
-    EXPECT_EQ(edid, test::hexOf(bytesFrom(0x80, 128)));
+    EXPECT_EQ(edid, test::hexText(bytesFrom(0x80, 128)));
     EXPECT_EQ(edid->substr(244), "FAFBFCFDFEFF");
 }
 
 TEST_F(EDIDOverAVService, IsWrittenWithLeadingZeros) {
     readBytes(bytesFrom(0, 128));
     EXPECT_EQ(edid->substr(0, 8), "00010203");
-    EXPECT_EQ(edid, test::hexOf(bytesFrom(0, 128)));
+    EXPECT_EQ(edid, test::hexText(bytesFrom(0, 128)));
 }
 
 TEST_F(EDIDOverAVService, LeavesExtensionBlocksOut) {
     readBytes(bytesFrom(7, 512));
-    EXPECT_EQ(edid, test::hexOf(bytesFrom(7, 128)));
+    EXPECT_EQ(edid, test::hexText(bytesFrom(7, 128)));
 }
 
 TEST_F(EDIDOverAVService, IsFilledUpWithZerosWhenItIsShort) {
@@ -1102,7 +1102,7 @@ TEST_F(EDIDOverAVService, IsFilledUpWithZerosWhenItIsShort) {
 
 TEST_F(EDIDOverAVService, IsFilledUpWithZerosWhenOneByteIsMissing) {
     readBytes(bytesFrom(1, 127));
-    EXPECT_EQ(edid, test::hexOf(bytesFrom(1, 127)) + "00");
+    EXPECT_EQ(edid, test::hexText(bytesFrom(1, 127)) + "00");
 }
 
 TEST_F(EDIDOverAVService, IsTheEmptyTextWhenThereIsNone) {

@@ -53,7 +53,7 @@ class EDIDDecoding : public ::testing::Test {
     EDIDInfo decode(const std::string& hexText) const {
         return edidUtils->generateEDIDInfo(hexText);
     }
-    EDIDInfo decode(const Bytes& edid) const { return decode(test::hexOf(edid)); }
+    EDIDInfo decode(const Bytes& edid) const { return decode(test::hexText(edid)); }
 
     const test::Mac mac{test::macWith({})};
 };
@@ -194,7 +194,7 @@ TEST_F(EDIDDecoding, NeitherHeaderNorChecksumIsChecked) {
 }
 
 TEST_F(EDIDDecoding, LowerCaseHexReadsTheSame) {
-    std::string text = test::hexOf(makeEDID("VORN K2790Z", "7XYZ123"));
+    std::string text = test::hexText(makeEDID("VORN K2790Z", "7XYZ123"));
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     EXPECT_EQ(decode(text).modelInfo, "KQX12.12345678.K2790Z.7XYZ123");
@@ -263,7 +263,7 @@ TEST_F(EDIDDecoding, AnOddLastDigitIsReadAsAByte) {
     Bytes edid = makeEDID("VORN K2790Z", std::nullopt, {Kind::name});
     edid.resize(firstSlot + 3);
     // The name's tag has lost its second digit: 0x0F is no kind that counts.
-    EXPECT_EQ(decode(test::hexOf(edid) + "F").modelName, std::nullopt);
+    EXPECT_EQ(decode(test::hexText(edid) + "F").modelName, std::nullopt);
 }
 
 TEST_F(EDIDDecoding, GarbageReadsAsZeros) {
@@ -285,7 +285,7 @@ TEST_F(EDIDDecoding, TextBeyondASCIIReadsAsZeros) {
 
 TEST_F(EDIDDecoding, TheSerialNumberIsReadFromTheTextAndNotFromTheBytes) {
     // Byte 13 reads as 0 from "G6", but the number's text ends at its G.
-    std::string text = test::hexOf(makeEDID("VORN K2790Z", std::nullopt));
+    std::string text = test::hexText(makeEDID("VORN K2790Z", std::nullopt));
     ASSERT_EQ(text.substr(24, 8), "78563412");
     text[26] = 'G';
     const EDIDInfo info = decode(text);
@@ -299,7 +299,7 @@ TEST(EDIDDecodingWithoutMemory, LosesTheDescriptorsAndSaysSo) {
     const test::Mac mac(description);
     test::makeProcessWideObjects();
     const EDIDInfo info =
-        edidUtils->generateEDIDInfo(test::hexOf(makeEDID("VORN K2790Z", "7XYZ123")));
+        edidUtils->generateEDIDInfo(test::hexText(makeEDID("VORN K2790Z", "7XYZ123")));
     EXPECT_EQ(info.serialNumber, 0x12345678u);
     EXPECT_EQ(info.modelName, std::nullopt);
     EXPECT_EQ(info.serviceTag, std::nullopt);

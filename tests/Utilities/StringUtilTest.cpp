@@ -42,7 +42,7 @@ std::string lettersOf(std::uint8_t first, std::uint8_t second) {
 }
 
 std::string lowerHexOf(const Bytes& bytes) {
-    std::string text = test::hexOf(bytes);
+    std::string text = test::hexText(bytes);
     for (char& c : text) {
         if (c >= 'A' && c <= 'F') c = static_cast<char>(c - 'A' + 'a');
     }
@@ -209,7 +209,7 @@ TEST(HexText, CharactersAreCountedButBytesAreRead) {
 
 TEST(HexText, AWholeEDIDGivesItsBytesBack) {
     const Bytes edid = test::monitorNamed("VORN K2790Z").monitor.edid;
-    EXPECT_EQ(bytesOf(test::hexOf(edid)), edid);
+    EXPECT_EQ(bytesOf(test::hexText(edid)), edid);
 }
 
 TEST(Manufacturer, LettersAreFiveBitsEachFromTheHighestDown) {

@@ -1,6 +1,5 @@
 #include "tests/support/PaneOnMac.h"
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -52,10 +51,6 @@ ScreenDescription silentMonitor(const std::string& name) {
     ScreenDescription screen = monitorNamed(name);
     screen.monitor.answers = {{simulated_mac::DDCAnswer::Kind::silent, {}}};
     return screen;
-}
-
-std::string hexOf(const simulated_mac::Bytes& bytes) {
-    return fmt::format("{:02X}", fmt::join(bytes, ""));
 }
 
 USBDeviceDescription camera() {

@@ -6,12 +6,14 @@
 #include "displaycheck/host/CapturedOutput.h"
 #include "plugin/MyInstallerPane.h"
 #include "simulated_mac/description/EDID.h"
+#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/machine/Mac.h"
 
 /// What the tests of the plug-in share: Macs to run it on, and the pane on one of them.
 namespace test {
 
 using simulated_mac::EDIDFields;
+using simulated_mac::hexText;
 using simulated_mac::Mac;
 using simulated_mac::MacDescription;
 using simulated_mac::Scheduler;
@@ -35,9 +37,6 @@ ScreenDescription answeringMonitor(const std::string& name, std::uint16_t value)
 
 /// The same monitor; it never answers over DDC/CI.
 ScreenDescription silentMonitor(const std::string& name);
-
-/// An EDID with these fields as the hex text that the pane decodes.
-std::string hexOf(const simulated_mac::Bytes& bytes);
 
 /// A supported camera at USB location 0x14200000.
 USBDeviceDescription camera();

@@ -29,7 +29,7 @@ TEST(EDIDCommand, DecodesHexFromStandardInput) {
     const Folder folder;
     for (const auto& arguments : std::vector<std::vector<std::string>>{
              {"edid", "--json"}, {"edid", "-", "--json"}, {"edid", "--json", "-"}}) {
-        const auto finished = run(folder, arguments, hexOf(anEDID()));
+        const auto finished = run(folder, arguments, hexText(anEDID()));
         EXPECT_EQ(finished.status, 0);
         EXPECT_EQ(finished.output, usualLine);
         EXPECT_EQ(finished.errors, "");
@@ -40,7 +40,7 @@ TEST(EDIDCommand, IgnoresBlanksAndLineEnds) {
     const Folder folder;
     const auto finished =
         run(folder, {"edid", "--json"},
-            "\xEF\xBB\xBF\r\n  " + hexOf(anEDID()) + " \t\r\n\n\n" + hexOf(anEDID()) + "\r\n");
+            "\xEF\xBB\xBF\r\n  " + hexText(anEDID()) + " \t\r\n\n\n" + hexText(anEDID()) + "\r\n");
     EXPECT_EQ(finished.status, 0);
     EXPECT_EQ(finished.output, usualLine + usualLine);
 }
@@ -64,7 +64,7 @@ TEST(EDIDCommand, DecodesBinaryFromStandardInput) {
 
 TEST(EDIDCommand, ShowsABlockForPeople) {
     const Folder folder;
-    const auto finished = run(folder, {"edid"}, "\n" + hexOf(anEDID()));
+    const auto finished = run(folder, {"edid"}, "\n" + hexText(anEDID()));
     EXPECT_EQ(finished.output,
               "standard input:2\n"
               "  model name     Vorn K2725QX\n"
@@ -90,7 +90,7 @@ TEST(EDIDCommand, WritesMissingTextsAsNull) {
 TEST(EDIDCommand, GoesOnBehindATextThatIsTooShort) {
     const Folder folder;
     const std::string file =
-        folder.write("edids.txt", std::string(31, 'A') + "\n" + hexOf(anEDID()) + "\n");
+        folder.write("edids.txt", std::string(31, 'A') + "\n" + hexText(anEDID()) + "\n");
     const auto json = run(folder, {"edid", "--json", file});
     EXPECT_EQ(json.status, 2);
     const auto lines = jsonLinesOf(json.output);
@@ -109,7 +109,7 @@ TEST(EDIDCommand, GoesOnBehindATextThatIsTooShort) {
 
 TEST(EDIDCommand, TellsOfFilesItCannotUseAndGoesOn) {
     const Folder folder;
-    const std::string good = folder.write("good.txt", hexOf(anEDID()));
+    const std::string good = folder.write("good.txt", hexText(anEDID()));
     const std::string empty = folder.write("empty", "");
     const std::string blank = folder.write("blank", " \n\r\n");
     for (const std::string& bad : {empty, blank, folder.path("missing"), folder.path("")}) {
@@ -123,7 +123,7 @@ TEST(EDIDCommand, TellsOfFilesItCannotUseAndGoesOn) {
 TEST(EDIDCommand, ReadsWhatDoesNotBeginAsAnEDIDAndTellsPeople) {
     const Folder folder;
     const std::string zeros(256, '0');
-    const auto human = run(folder, {"edid"}, hexOf(anEDID()) + "\n" + zeros);
+    const auto human = run(folder, {"edid"}, hexText(anEDID()) + "\n" + zeros);
     EXPECT_EQ(human.status, 0);
     EXPECT_EQ(human.errors,
               "standard input:2: does not begin with the EDID header 00FFFFFFFFFFFF00; "

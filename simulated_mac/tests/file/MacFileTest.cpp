@@ -22,6 +22,8 @@
 #include <vector>
 
 #include "simulated_mac/description/EDID.h"
+#include "simulated_mac/description/HexText.h"
+#include "simulated_mac/description/ReadFile.h"
 
 namespace simulated_mac {
 namespace mac_file_test {
@@ -29,14 +31,6 @@ namespace mac_file_test {
 namespace fs = std::filesystem;
 
 const fs::path projectFolder = PROJECT_SOURCE_DIR;
-
-std::string contentsOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file) << path;
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    return contents.str();
-}
 
 /// A folder for a test's files, gone at the test's end.
 class TemporaryFolder {
@@ -916,7 +910,7 @@ std::set<std::string> keysOfSchema() {
 /// Every text that the documentation shows as a Mac file.
 std::vector<std::string> filesInDocumentation() {
     std::vector<std::string> files;
-    std::istringstream lines(contentsOf(projectFolder / "docs/mac-files.md"));
+    std::istringstream lines(readFile(projectFolder / "docs/mac-files.md"));
     std::string line;
     bool inside = false;
     while (std::getline(lines, line)) {
@@ -970,8 +964,8 @@ std::optional<std::vector<std::string>> checkAgainstSchema(const std::vector<fs:
 }
 
 TEST(MacFileSchema, IsTheCommittedOne) {
-    EXPECT_TRUE(macFileSchema() == contentsOf(projectFolder / "docs/mac-file.schema.json"))
-        << "write it anew: displaycheck schema > docs/mac-file.schema.json";
+    EXPECT_TRUE(macFileSchema() == readFile(projectFolder / "docs/mac-file.schema.json"))
+        << "write it anew: make keys";
 }
 
 TEST(MacFileSchema, DescribesEveryKey) {
@@ -991,7 +985,7 @@ TEST(MacFileSchema, HasNoKeyThatTheEveryKeyTestLacks) {
 }
 
 TEST(MacFileDocumentation, ExplainsEveryKey) {
-    const std::string text = contentsOf(projectFolder / "docs/mac-files.md");
+    const std::string text = readFile(projectFolder / "docs/mac-files.md");
     const std::set<std::string> keys = keysOfSchema();
     EXPECT_GT(keys.size(), 70U);
     for (const std::string& key : keys) {
@@ -1038,13 +1032,8 @@ TEST(MacFileExamples, KeepTheirEDIDsAsHex) {
             const Bytes& edid = screen.monitor.edid;
             if (edid.empty()) continue;
             ++monitors;
-            std::string hex;
-            for (const std::uint8_t byte : edid) {
-                std::array<char, 3> digits;
-                std::snprintf(digits.data(), digits.size(), "%02X", byte);
-                hex += digits.data();
-            }
-            const MacDescription again = read("screens: [{monitor: {edid: \"" + hex + "\"}}]");
+            const MacDescription again =
+                read("screens: [{monitor: {edid: \"" + hexText(edid) + "\"}}]");
             EXPECT_EQ(again.screens[0].monitor.edid, edid) << file;
         }
     }
@@ -1063,7 +1052,7 @@ TEST(MacFileSchema, RefusesWhatTheReaderRefuses) {
     if (!checked) GTEST_SKIP() << "python3 lacks jsonschema or yaml";
     ASSERT_EQ(checked->size(), files.size());
     for (std::size_t i = 0; i < files.size(); ++i) {
-        EXPECT_TRUE((*checked)[i].starts_with("differs: ")) << contentsOf(files[i]);
+        EXPECT_TRUE((*checked)[i].starts_with("differs: ")) << readFile(files[i]);
     }
 }
 

@@ -1,0 +1,11 @@
+#include "simulated_mac/description/HexText.h"
+
+#include <fmt/format.h>
+
+namespace simulated_mac {
+
+std::string hexText(std::span<const std::uint8_t> bytes, std::string_view between) {
+    return fmt::format("{:02X}", fmt::join(bytes, between));
+}
+
+}  // namespace simulated_mac
