@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -32,12 +31,10 @@ std::vector<std::string> namesOfMacs() {
     return names;
 }
 
-/// The waits that a run made, in order, from its traced sleeps ("2000000 us").
+/// The waits that a run made, in order, from its traced sleeps.
 std::vector<Time> sleepsIn(const simulated_mac::Mac& mac) {
     std::vector<Time> sleeps;
-    for (const auto& call : mac.trace.calls()) {
-        sleeps.emplace_back(std::strtoll(call.arguments.c_str(), nullptr, 10));
-    }
+    for (const auto& call : mac.trace.calls()) sleeps.push_back(test::durationOf(call));
     return sleeps;
 }
 

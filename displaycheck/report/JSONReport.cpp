@@ -3,6 +3,8 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
+#include "simulated_mac/machine/CallText.h"
+
 namespace displaycheck {
 
 namespace {
@@ -78,8 +80,8 @@ JSON traceArray(const std::vector<simulated_mac::TracedCall>& trace) {
         calls.push_back({{"at_s", seconds(call.time)},
                          {"thread", call.thread},
                          {"call", call.call},
-                         {"arguments", call.arguments},
-                         {"result", call.result},
+                         {"arguments", argumentsText(call)},
+                         {"result", resultText(call)},
                          {"failed", call.failed}});
     }
     return calls;
