@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "plugin/MyInstallerPane.h"
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
 // Watching USB devices and recognising the maker's cameras.
@@ -353,7 +354,7 @@ TEST(MyInstallerPaneDevices, AnAttachedDeviceIsLoggedBeforeItsExaminationIsSched
     onMac.run();
     const auto calls = onMac.mac.trace.calls();
     const auto logged = std::find_if(calls.begin(), calls.end(), [](const auto& call) {
-        return call.arguments == "\"staticDevice Added\"";
+        return call.argument("message") == simulated_mac::Quoted{"staticDevice Added"};
     });
     ASSERT_NE(logged, calls.end());
     EXPECT_EQ((logged + 1)->call, "dispatch_async_f");
@@ -377,7 +378,7 @@ TEST(MyInstallerPaneDevices, ACameraIsLoggedBeforeTheVerdictShows) {
     onMac.run();
     const auto calls = onMac.mac.trace.calls();
     ASSERT_GE(calls.size(), 3u);
-    EXPECT_EQ(calls[calls.size() - 3].arguments, "\"Vorn camera exist\"");
+    EXPECT_EQ(argumentsText(calls[calls.size() - 3]), "\"Vorn camera exist\"");
     EXPECT_EQ(calls[calls.size() - 2].call, "NSTextField.setStringValue");
     EXPECT_EQ(calls.back().call, "NSTextField.setStringValue");
 }
@@ -478,7 +479,7 @@ TEST(MyInstallerPaneDevices, AnAttachEventArrivesOnTheMainThreadAndIsExaminedInT
     onMac.run();
     std::map<std::string, bool> onMain;
     for (const auto& call : onMac.mac.trace.calls()) {
-        onMain[call.arguments] = call.thread == "main";
+        onMain[argumentsText(call)] = call.thread == "main";
     }
     EXPECT_TRUE(onMain.at("\"staticDevice Added\""));
     EXPECT_FALSE(onMain.at("\"staticDevice tracing device\""));
@@ -524,8 +525,8 @@ TEST(MyInstallerPaneDevices, TheWatcherAsksForPublishedUSBDevicesOnTheMainRunLoo
     onMac.run();
     const auto calls = onMac.mac.trace.calls();
     ASSERT_THAT(calls, SizeIs(2));
-    EXPECT_EQ(calls[0].arguments, "run loop main, mode \"kCFRunLoopDefaultMode\"");
-    EXPECT_EQ(calls[1].arguments, "type IOServicePublish, class IOUSBDevice");
+    EXPECT_EQ(argumentsText(calls[0]), "run loop main, mode \"kCFRunLoopDefaultMode\"");
+    EXPECT_EQ(argumentsText(calls[1]), "type IOServicePublish, class IOUSBDevice");
 }
 
 TEST(MyInstallerPaneDevices, TheWatcherGivesItsMasterPortBackBehindSchedulingTheExamination) {
@@ -694,7 +695,7 @@ std::uint64_t matchingUseOfTheWatcher(const MacDescription& description) {
     onMac.run();
     const auto calls = onMac.mac.trace.calls();
     const auto found = std::find_if(calls.begin(), calls.end(), [](const auto& call) {
-        return call.arguments == "class IOUSBDevice";
+        return call.argument("class") == "IOUSBDevice";
     });
     EXPECT_NE(found, calls.end());
     return static_cast<std::uint64_t>(found - calls.begin()) + 1;

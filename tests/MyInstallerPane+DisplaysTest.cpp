@@ -9,6 +9,7 @@
 
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/MyInstallerPane.h"
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
 // Listing the screens and gathering what is known of them.
@@ -51,10 +52,10 @@ class PaneAtRest {
 };
 
 /// When each sleep of the plug-in began, and how long it took.
-std::vector<std::pair<Time, std::string>> sleepsOf(const Mac& mac) {
-    std::vector<std::pair<Time, std::string>> sleeps;
+std::vector<std::pair<Time, Time>> sleepsOf(const Mac& mac) {
+    std::vector<std::pair<Time, Time>> sleeps;
     for (const auto& call : mac.trace.calls()) {
-        if (call.call == "NSThread.sleep") sleeps.emplace_back(call.time, call.arguments);
+        if (call.call == "NSThread.sleep") sleeps.emplace_back(call.time, test::durationOf(call));
     }
     return sleeps;
 }
@@ -189,7 +190,7 @@ TEST(MyInstallerPaneDisplays, WithABuiltInPanelAloneTheRunWaitsTwoSecondsOnce) {
     PaneOnMac onMac(macWith({builtInPanel()}));
     onMac.mac.trace.keepOnly({"NSThread.sleep"});
     onMac.run();
-    EXPECT_THAT(sleepsOf(onMac.mac), ElementsAre(std::pair(Time(0), "2000000 us")));
+    EXPECT_THAT(sleepsOf(onMac.mac), ElementsAre(std::pair(Time(0), Time(2s))));
     EXPECT_EQ(onMac.timeOfContinue(), Time(2s));
     const auto displays = displayInfoArray.get();
     ASSERT_THAT(displays, SizeIs(1));
@@ -210,7 +211,7 @@ TEST(MyInstallerPaneDisplays, WithoutAnyScreenTheRunWaitsTwoSecondsAndReadsTheED
     onMac.mac.trace.keepOnly({"NSThread.sleep"});
     EXPECT_EQ(onMac.run(), Scheduler::Outcome::quiet);
     EXPECT_THAT(sleepsOf(onMac.mac),
-                ElementsAre(std::pair(Time(0), "2000000 us"), std::pair(Time(2s), "1000000 us")));
+                ElementsAre(std::pair(Time(0), Time(2s)), std::pair(Time(2s), Time(1s))));
     EXPECT_THAT(displayInfoArray.get(), IsEmpty());
     EXPECT_NE(onMac.mac.window.warnings.text, "");
 }
@@ -221,7 +222,7 @@ TEST(MyInstallerPaneDisplays, AScreenThatAppearsDuringTheWaitHasARecordAndIsJudg
     PaneOnMac onMac(macWith({builtInPanel(), late}));
     onMac.mac.trace.keepOnly({"NSThread.sleep", "NSScreen.screens"});
     onMac.run();
-    EXPECT_THAT(sleepsOf(onMac.mac), ElementsAre(std::pair(Time(0), "2000000 us")));
+    EXPECT_THAT(sleepsOf(onMac.mac), ElementsAre(std::pair(Time(0), Time(2s))));
     std::vector<Time> listings;
     for (const auto& call : onMac.mac.trace.calls()) {
         if (call.call == "NSScreen.screens") listings.push_back(call.time);
@@ -256,7 +257,7 @@ TEST(MyInstallerPaneDisplays, TheEDIDsOfAnIntelMacComeFromTheRegistryTool) {
     onMac.mac.trace.keepOnly({"posix_spawn"});
     onMac.run();
     std::vector<std::string> commands;
-    for (const auto& call : onMac.mac.trace.calls()) commands.push_back(call.arguments);
+    for (const auto& call : onMac.mac.trace.calls()) commands.push_back(argumentsText(call));
     EXPECT_THAT(commands, ElementsAre(testing::HasSubstr("system_profiler SPDisplaysDataType"),
                                       "/bin/sh, \"-c\", \"ioreg -l | grep IODisplayEDID\""));
 }

@@ -110,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(MyInstallerPaneIdentification, OneEDIDForEveryDisplayButTheBuiltInOneIsReadOnce) {
     const Detection run(macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)}));
     EXPECT_EQ(run.listings(), 1u);
-    EXPECT_THAT(run.argumentsOf("NSThread.sleep"), IsEmpty());
+    EXPECT_THAT(run.sleeps(), IsEmpty());
     EXPECT_EQ(run.timeOfContinue(), Time(0));
 }
 
@@ -123,7 +123,7 @@ TEST(MyInstallerPaneIdentification, TwoMonitorsAndThreeEDIDsAreReadAgainAfterASe
     const Detection run(macWith(
         {panel, answeringMonitor(listedOlder, 0x4000), answeringMonitor(listedRecent, 0x4000)}));
     EXPECT_EQ(run.listings(), 2u);
-    EXPECT_THAT(run.argumentsOf("NSThread.sleep"), ElementsAre("1000000 us"));
+    EXPECT_THAT(run.sleeps(), ElementsAre(1s));
     EXPECT_EQ(run.timeOfContinue(), Time(1s));
     EXPECT_THAT(run.states(), ElementsAre(-1, 0, 0)) << "the pairing comes after the second read";
 }

@@ -76,7 +76,7 @@ TEST(MyInstallerPaneOnAppleSilicon, AMonitorThatAnswersIsSupportedAfterOneRead) 
 
 struct Retry {
     double serviceAppears;
-    std::vector<std::string> waits;
+    std::vector<Time> waits;
     Time end;
 };
 
@@ -93,11 +93,8 @@ TEST_P(LateService, IsFoundAtTheNextLook) {
 
 INSTANTIATE_TEST_SUITE_P(
     Retries, LateService,
-    testing::Values(
-        Retry{0.5, {"2000000 us"}, 2s}, Retry{2.5, {"2000000 us", "3000000 us"}, 5s},
-        Retry{5.5, {"2000000 us", "3000000 us", "4000000 us"}, 9s},
-        Retry{9.5, {"2000000 us", "3000000 us", "4000000 us", "5000000 us"}, 14s},
-        Retry{14.5, {"2000000 us", "3000000 us", "4000000 us", "5000000 us", "6000000 us"}, 20s}),
+    testing::Values(Retry{0.5, {2s}, 2s}, Retry{2.5, {2s, 3s}, 5s}, Retry{5.5, {2s, 3s, 4s}, 9s},
+                    Retry{9.5, {2s, 3s, 4s, 5s}, 14s}, Retry{14.5, {2s, 3s, 4s, 5s, 6s}, 20s}),
     [](const auto& retry) {
         return fmt::format("At{}Milliseconds", static_cast<int>(retry.param.serviceAppears * 1000));
     });
@@ -105,8 +102,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(MyInstallerPaneOnAppleSilicon, AfterFiveRetriesTheRunGoesOnWithoutServices) {
     const Detection run(
         appleMacWith({builtInPanel(), lateBy(20.5, answeringMonitor(listedOlder, 0x4000))}));
-    EXPECT_THAT(run.waits(),
-                ElementsAre("2000000 us", "3000000 us", "4000000 us", "5000000 us", "6000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(2s, 3s, 4s, 5s, 6s));
     EXPECT_EQ(run.display(1).arm64avService, nullptr);
     EXPECT_THAT(run.states(), ElementsAre(-1, 1)) << "identified by the firmware's EDID";
     EXPECT_EQ(run.timeOfContinue(), Time(20s));
@@ -116,8 +112,7 @@ TEST(MyInstallerPaneOnAppleSilicon, WithoutServicesAndEDIDsTheRunTakesTwentyOneS
     auto screen = withoutService(answeringMonitor(listedOlder, 0x4000));
     screen.edidListed = false;
     const Detection run(appleMacWith({builtInPanel(), screen}));
-    EXPECT_THAT(run.waits(), ElementsAre("2000000 us", "3000000 us", "4000000 us", "5000000 us",
-                                         "6000000 us", "1000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(2s, 3s, 4s, 5s, 6s, 1s));
     EXPECT_THAT(run.states(), ElementsAre(-1, 3));
     EXPECT_TRUE(run.warns());
     EXPECT_EQ(run.timeOfContinue(), Time(21s));
@@ -134,14 +129,14 @@ TEST(MyInstallerPaneOnAppleSilicon, EveryLookAsksForTheScreensAnew) {
     const Detection run(
         appleMacWith({builtInPanel(), withoutService(monitorNamed(unlistedOlder)), late}));
     // The retry finds the late one; then an EDID is missing for the other monitor.
-    EXPECT_THAT(run.waits(), ElementsAre("2000000 us", "1000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(2s, 1s));
     EXPECT_THAT(run.states(), ElementsAre(-1, 3, 0));
 }
 
 TEST(MyInstallerPaneOnAppleSilicon, WithoutAnExternalScreenNoServiceIsLookedFor) {
     const Detection run(appleMacWith({builtInPanel()}));
     EXPECT_THAT(run.calls("IORegistryEntryCreateIterator"), IsEmpty());
-    EXPECT_THAT(run.waits(), ElementsAre("2000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(2s));
     EXPECT_THAT(run.argumentsOf("posix_spawn"), ElementsAre(profilerCommand, firmwareCommand));
     EXPECT_THAT(run.states(), ElementsAre(-1));
     EXPECT_TRUE(run.warns());
@@ -158,7 +153,7 @@ TEST(MyInstallerPaneOnAppleSilicon, AWalkThatCannotStartIsTriedAgain) {
     description.faults = {{"IORegistryEntryCreateIterator", 1, false, {}},
                           {"IORegistryEntryCreateIterator", 2, false, {}}};
     const Detection run(description);
-    EXPECT_THAT(run.waits(), ElementsAre("2000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(2s));
     EXPECT_THAT(run.states(), ElementsAre(-1, 0));
 }
 
@@ -181,7 +176,7 @@ TEST(MyInstallerPaneOnAppleSilicon, WithoutServicesTheEDIDsComeFromTheFirmware) 
 TEST(MyInstallerPaneOnAppleSilicon, AnEDIDOfTwoScreensIsListedOnce) {
     // One EDID for two monitors and a built-in panel: they are read again.
     const Detection run(appleMacWith({builtInPanel(), twin(0), twin(0)}));
-    EXPECT_THAT(run.waits(), ElementsAre("1000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(1s));
     // Three pairings were handed out, and each is read both times.
     EXPECT_THAT(run.calls("IOAVServiceCopyEDID"), SizeIs(6));
     EXPECT_EQ(run.display(1).EDIDString, run.display(2).EDIDString);
@@ -198,7 +193,7 @@ TEST(MyInstallerPaneOnAppleSilicon, AnEDIDThatCannotBeCopiedIsLeftOutAndTriedAga
     auto description = appleMacWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)});
     description.faults = {{"IOAVServiceCopyEDID", 1, false, {}}};
     const Detection run(description);
-    EXPECT_THAT(run.waits(), ElementsAre("1000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(1s));
     EXPECT_THAT(run.states(), ElementsAre(-1, 0));
     EXPECT_THAT(run.mac().journal.systemLog(), testing::Contains("Cannot copy EDID"));
 }
@@ -223,7 +218,7 @@ TEST(MyInstallerPaneOnAppleSilicon, ExtensionBlocksAreNotPartOfTheEDID) {
 
 TEST(MyInstallerPaneOnAppleSilicon, AMacWithoutABuiltInPanelReadsTheEDIDsTwice) {
     const Detection run(appleMacWith({answeringMonitor(listedOlder, 0x4000)}));
-    EXPECT_THAT(run.waits(), ElementsAre("1000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(1s));
     EXPECT_THAT(run.calls("IOAVServiceCopyEDID"), SizeIs(2));
     EXPECT_THAT(run.states(), ElementsAre(0));
 }
@@ -306,7 +301,7 @@ TEST(MyInstallerPaneOnAppleSilicon, BadRepliesAreTriedFiveTimesWithASecondBehind
     screen.monitor.answers = {{DDCAnswer::Kind::badChecksum, {}}};
     const Detection run(appleMacWith({builtInPanel(), screen}));
     EXPECT_THAT(run.calls("IOAVServiceReadI2C"), SizeIs(5));
-    EXPECT_THAT(run.waits(), testing::AllOf(SizeIs(5), Each("1000000 us")));
+    EXPECT_THAT(run.waits(), testing::AllOf(SizeIs(5), Each(1s)));
     EXPECT_THAT(run.states(), ElementsAre(-1, 1));
     EXPECT_EQ(run.timeOfContinue(), Time(5 * 1180ms));
 }

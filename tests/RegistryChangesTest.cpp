@@ -43,7 +43,7 @@ std::vector<Walk> walksOn(const MacDescription& description) {
         }
         ++uses;
         if (walking) walks.back().last = uses;
-        if (call.result == "0") walking = false;
+        if (call.result == 0) walking = false;
     }
     return walks;
 }
@@ -80,7 +80,7 @@ TEST(WalkThatIsCut, IsMadeAgainAfterTwoSecondsWhereItWasTheOnlyMonitors) {
     const auto walks = walksOn(oneMonitor);
     ASSERT_EQ(walks.size(), 2u);
     const Detection run(cutAt(oneMonitor, walks[1].first + 1));
-    EXPECT_THAT(run.waits(), ElementsAre("2000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(Time(std::chrono::seconds(2))));
     EXPECT_THAT(run.states(), ElementsAre(-1, 0));
 }
 
@@ -156,7 +156,7 @@ TEST(WalkThatIsCut, IsCutByADeviceThatGoesToo) {
     event.detach = camera().locationID;
     description.events = {event};
     const Detection run(description);
-    EXPECT_THAT(run.waits(), ElementsAre("2000000 us"));
+    EXPECT_THAT(run.waits(), ElementsAre(Time(std::chrono::seconds(2))));
     EXPECT_THAT(run.states(), ElementsAre(-1, 0));
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "plugin/Utilities/RunCommand.h"
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace white_list_test {
@@ -181,7 +182,7 @@ TEST(AppleSilicon, TheProfilerRunsInAShellPipeline) {
     mac.trace.keepOnly({"posix_spawn"});
     WhiteList().isM1Mac();
     ASSERT_EQ(mac.trace.calls().size(), 1u);
-    EXPECT_EQ(mac.trace.calls().front().arguments,
+    EXPECT_EQ(argumentsText(mac.trace.calls().front()),
               "/bin/sh, \"-c\", \"system_profiler SPDisplaysDataType | grep \"Chipset Model\"\"");
 }
 

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -20,8 +21,11 @@ namespace {
 
 using nlohmann::json;
 using simulated_mac::FaultDescription;
+using simulated_mac::Hex;
 using simulated_mac::Mac;
 using simulated_mac::MacDescription;
+using simulated_mac::NamedValue;
+using simulated_mac::Pointer;
 using simulated_mac::Scheduler;
 using simulated_mac::TracedCall;
 
@@ -41,11 +45,11 @@ const std::set<std::string> givesBack = {
 
 /// What is kept on purpose, by the call that handed it out and what that was asked for: up to
 /// everything that it hands out, ...
-const std::map<std::string, std::string> keptAll = {
-    {"IOAVServiceCreateWithService", ""},  // in the display records, or dropped
+const std::map<std::string, std::optional<NamedValue>> keptAll = {
+    {"IOAVServiceCreateWithService", {}},  // in the display records, or dropped
     // One for each question of reply types.
-    {"IOServiceGetMatchingServices", "name IOFramebufferI2CInterface"},
-    {"dispatch_semaphore_create", ""},  // the lock of each display
+    {"IOServiceGetMatchingServices", NamedValue("name", "IOFramebufferI2CInterface")},
+    {"dispatch_semaphore_create", {}},  // the lock of each display
 };
 
 /// ... or at most one for each time that the pane was entered.
@@ -57,16 +61,18 @@ const std::set<std::string> keptOnce = {
 };
 
 bool succeeded(const TracedCall& call) {
-    return !call.failed && call.result != "NULL" && (call.result == "ok" || call.result == "0x0");
+    return !call.failed && (call.result == Pointer{} || call.result == Hex{0});
+}
+
+bool isAbout(const TracedCall& call, const std::optional<NamedValue>& asked) {
+    return !asked || call.argument(asked->name) == asked->value;
 }
 
 /// How much each of the calls handed out that may be kept.
 std::map<std::string, std::int64_t> handedOutBy(const Mac& mac) {
     std::map<std::string, std::int64_t> counts;
     for (const TracedCall& call : mac.trace.calls()) {
-        if (succeeded(call) && call.arguments.find(keptAll.at(call.call)) != std::string::npos) {
-            ++counts[call.call];
-        }
+        if (succeeded(call) && isAbout(call, keptAll.at(call.call))) ++counts[call.call];
     }
     return counts;
 }

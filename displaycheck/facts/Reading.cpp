@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <string_view>
 
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/DDCCI/VCPPackets.h"
+#include "simulated_mac/machine/CallText.h"
 
 namespace displaycheck {
 
@@ -22,15 +22,13 @@ using simulated_mac::TracedCall;
 using Calls = std::vector<TracedCall>;
 using ReplyBuffer = std::array<std::uint8_t, VCP::replySize>;
 
-constexpr std::string_view success = "0x0";
-constexpr std::string_view successAndMore = "0x0, ";
-constexpr std::string_view requestsResult = ", request's result ";
-constexpr std::string_view sentWithSuccess = "0x0, request's result 0x0";
+constexpr simulated_mac::Hex success{0};
+constexpr std::string_view requestsResult = "request's result";
 constexpr std::size_t codeInRequest = 3;
 constexpr std::uint8_t replyOpcode = 0x02;
 
 bool isAbout(const TracedCall& call, const std::string& name, std::uint32_t displayID) {
-    return call.call == name && call.arguments == fmt::format("display {}", displayID);
+    return call.call == name && call.argument("display") == displayID;
 }
 
 /// The calls that the thread of the last call `anchor` about a display made after it, up to its
@@ -50,25 +48,23 @@ std::optional<Calls> callsAfterLast(const std::string& anchor, std::uint32_t dis
     return calls;
 }
 
-/// The number behind a word in a call's arguments, such as the 2 in "display 2, bus 0"; 0 without.
-std::uint32_t numberBehind(std::string_view word, const TracedCall& call) {
-    const auto at = call.arguments.find(word);
-    if (at == std::string::npos) return 0;
-    const char* const digits = call.arguments.c_str() + at + word.size();
-    return static_cast<std::uint32_t>(std::strtoul(digits, nullptr, 10));
+/// A number among a call's arguments; 0 without one.
+std::uint32_t numberOf(std::string_view name, const TracedCall& call) {
+    const auto* const number = std::get_if<std::int64_t>(&call.argument(name).value);
+    return number != nullptr ? static_cast<std::uint32_t>(*number) : 0;
 }
 
 std::string resultOf(const TracedCall& call) {
-    return fmt::format("({}{})", call.result, call.failed ? ", made to fail" : "");
+    return fmt::format("({}{})", resultText(call), call.failed ? ", made to fail" : "");
 }
 
 bool succeeded(const TracedCall& call) {
-    return call.result == success || call.result.starts_with(successAndMore);
+    return call.result == success;
 }
 
 /// Takes over what a monitor saw of a call that sent: the clock stands still between the two.
 void takeExchange(Try& attempt, const Mac& mac, const TracedCall& call) {
-    const std::uint32_t displayID = numberBehind("display ", call);
+    const std::uint32_t displayID = numberOf("display", call);
     const auto* const display = mac.display(displayID);
     if (display == nullptr) return;
     const auto exchanges = display->monitor.exchanges();
@@ -118,7 +114,7 @@ void followFramebufferCall(Try& attempt, std::uint32_t& bus, const TracedCall& c
     if (call.call == "IOServiceMatching") {
         attempt.hadLock = true;
     } else if (call.call == "IOFBCopyI2CInterfaceForBus") {
-        bus = numberBehind("bus ", call);
+        bus = numberOf("bus", call);
         if (!succeeded(call)) {
             attempt.obstacles.push_back(
                 fmt::format("bus {} has no interface {}", bus, resultOf(call)));
@@ -126,10 +122,9 @@ void followFramebufferCall(Try& attempt, std::uint32_t& bus, const TracedCall& c
     } else if (call.call == "IOI2CInterfaceOpen" && !succeeded(call)) {
         attempt.obstacles.push_back(fmt::format("bus {} does not open {}", bus, resultOf(call)));
     } else if (call.call == "IOI2CSendRequest" && !succeeded(call)) {
-        const bool sent = call.result.find(requestsResult) != std::string::npos;
+        const bool sent = !call.furtherResults.empty();
         attempt.obstacles.push_back(
-            sent ? fmt::format("bus {} was not given back ({})", bus,
-                               call.result.substr(0, call.result.find(requestsResult)))
+            sent ? fmt::format("bus {} was not given back ({})", bus, textOf(call.result))
                  : fmt::format("bus {} does not take the request {}", bus, resultOf(call)));
     }
 }
@@ -159,8 +154,8 @@ Reading readOverFramebuffer(const Mac& mac, const Calls& calls) {
         if (call.call != "IOI2CSendRequest") continue;
         takeExchange(attempt, mac, call);
         if (!succeeded(call)) continue;
-        const bool transacted = call.result == sentWithSuccess;
-        if (!transacted) attempt.transaction = call.result.substr(successAndMore.size());
+        const bool transacted = call.furtherResult(requestsResult) == success;
+        if (!transacted) attempt.transaction = textOf(call.furtherResults);
         if (transacted && attempt.request.empty()) {
             attempt.obstacles.push_back(
                 fmt::format("bus {} took the request and did nothing", bus));
@@ -185,7 +180,7 @@ Reading readOverAVService(const Mac& mac, const Calls& calls) {
     Reading reading{{}, DDCCtl::noValue, std::nullopt};
     ReplyBuffer buffer{};
     std::optional<Try> attempt;
-    std::string request;
+    simulated_mac::NamedValues request;
     for (const TracedCall& call : calls) {
         const bool writes = call.call == "IOAVServiceWriteI2C";
         if (!writes && call.call != "IOAVServiceReadI2C") continue;

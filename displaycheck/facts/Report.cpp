@@ -55,7 +55,7 @@ Report makeReport(std::string file, const Mac& mac, vorn::MyInstallerPane& pane,
         report.trace.begin(), report.trace.end(),
         [](const TracedCall& one, const TracedCall& other) { return one.time < other.time; });
     for (const TracedCall& call : report.trace) {
-        if (call.call != continueCall || call.arguments != "YES") continue;
+        if (call.call != continueCall || call.argument("enabled") != true) continue;
         if (report.runs++ == 0) report.elapsed = call.time;
     }
     report.pane = paneFacts(mac, pane);

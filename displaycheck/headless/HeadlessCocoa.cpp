@@ -19,7 +19,10 @@
 using simulated_mac::FallibleCall;
 using simulated_mac::InstallerWindow;
 using simulated_mac::Mac;
+using simulated_mac::NamedValues;
 using simulated_mac::PlatformCall;
+using simulated_mac::Quoted;
+using simulated_mac::unlabelled;
 
 namespace {
 
@@ -69,7 +72,9 @@ std::string localizedString(const std::string& key) {
 }
 
 void log(const std::string& message) {
-    const PlatformCall call("NSLog", [&] { return fmt::format("\"{}\"", message); });
+    const PlatformCall call("NSLog", [&] {
+        return NamedValues{{"message", Quoted{message}, unlabelled}};
+    });
     if (Mac* const mac = Mac::current()) mac->journal.log(message);
 }
 
@@ -83,21 +88,25 @@ void logFailure(const char* what, const char* why) noexcept {
 }
 
 void openAddress(const std::string& address) {
-    const PlatformCall call("NSWorkspace.openURL", [&] { return address; });
+    const PlatformCall call("NSWorkspace.openURL", [&] {
+        return NamedValues{{"address", address, unlabelled}};
+    });
     Mac& mac = *Mac::current();
     mac.window.openedAddresses.push_back(address);
     onMain("opens " + address);
 }
 
 void sleepThread(std::chrono::microseconds duration) {
-    const PlatformCall call("NSThread.sleep",
-                            [&] { return fmt::format("{} us", duration.count()); });
+    const PlatformCall call("NSThread.sleep", [&] {
+        return NamedValues{{"duration", duration, unlabelled}};
+    });
     if (Mac* const mac = Mac::current()) mac->scheduler.sleep(duration);
 }
 
 void TextField::setStringValue(const std::string& text) const {
-    const FallibleCall call("NSTextField.setStringValue",
-                            [&] { return fmt::format("\"{}\"", text); });
+    const FallibleCall call("NSTextField.setStringValue", [&] {
+        return NamedValues{{"text", Quoted{text}, unlabelled}};
+    });
     if (call.fails()) return logFailure("setStringValue", raised);
     auto* const label = labelOf(pane_, outlet_);
     if (label == nullptr) return;
@@ -107,8 +116,9 @@ void TextField::setStringValue(const std::string& text) const {
 }
 
 void TextField::setAttributedStringValue(const AttributedString& string) const {
-    const FallibleCall call("NSTextField.setAttributedStringValue",
-                            [&] { return fmt::format("\"{}\"", string.text); });
+    const FallibleCall call("NSTextField.setAttributedStringValue", [&] {
+        return NamedValues{{"text", Quoted{string.text}, unlabelled}};
+    });
     if (call.fails()) return logFailure("setAttributedStringValue", raised);
     auto* const label = labelOf(pane_, outlet_);
     if (label == nullptr) return;
@@ -127,7 +137,9 @@ void TextField::addClickGestureRecognizer(void*) const {
 }
 
 void InstallerPane::setNextEnabled(bool enabled) const {
-    const PlatformCall call("InstallerPane.setNextEnabled", [&] { return enabled ? "YES" : "NO"; });
+    const PlatformCall call("InstallerPane.setNextEnabled", [&] {
+        return NamedValues{{"enabled", enabled, unlabelled}};
+    });
     onMain(enabled ? "Continue is enabled" : "Continue is disabled");
     static_cast<InstallerWindow*>(pane_)->nextEnabled = enabled;
 }

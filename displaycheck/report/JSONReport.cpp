@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "displaycheck/report/TerminalText.h"
+#include "simulated_mac/machine/CallText.h"
 
 namespace displaycheck {
 
@@ -80,8 +81,8 @@ JSON traceArray(const std::vector<simulated_mac::TracedCall>& trace) {
         calls.push_back({{"at_s", seconds(call.time)},
                          {"thread", call.thread},
                          {"call", call.call},
-                         {"arguments", call.arguments},
-                         {"result", call.result},
+                         {"arguments", argumentsText(call)},
+                         {"result", resultText(call)},
                          {"failed", call.failed}});
     }
     return calls;

@@ -6,6 +6,7 @@
 
 #include "displaycheck/report/DisplayText.h"
 #include "displaycheck/report/PaneDrawing.h"
+#include "simulated_mac/machine/CallText.h"
 
 namespace displaycheck {
 
@@ -87,10 +88,12 @@ std::string traceText(const std::vector<simulated_mac::TracedCall>& trace, const
     }
     std::string text;
     for (const auto& call : trace) {
-        text += fmt::format(
-            "  {:>10.6f}  {}  {}({})", std::chrono::duration<double>(call.time).count(),
-            padded(call.thread, threadColumns), printable(call.call), printable(call.arguments));
-        if (!call.result.empty()) text += " = " + printable(call.result);
+        text +=
+            fmt::format("  {:>10.6f}  {}  {}({})", std::chrono::duration<double>(call.time).count(),
+                        padded(call.thread, threadColumns), printable(call.call),
+                        printable(argumentsText(call)));
+        const std::string result = resultText(call);
+        if (!result.empty()) text += " = " + printable(result);
         if (call.failed) text += "  " + palette.alarm("made to fail");
         text += "\n";
     }

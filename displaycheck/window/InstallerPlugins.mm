@@ -80,8 +80,9 @@
 }
 
 - (void)setNextEnabled:(BOOL)enabled {
-    const simulated_mac::PlatformCall call("InstallerPane.setNextEnabled",
-                                           [&] { return enabled ? "YES" : "NO"; });
+    const simulated_mac::PlatformCall call("InstallerPane.setNextEnabled", [&] {
+        return simulated_mac::NamedValues{{"enabled", enabled != NO, simulated_mac::unlabelled}};
+    });
     nextEnabled = enabled;
     simulated_mac::Mac::current()->journal.note(
         "pane", enabled ? "Continue is enabled" : "Continue is disabled");

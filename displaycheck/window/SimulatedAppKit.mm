@@ -1,7 +1,6 @@
 #import "displaycheck/window/SimulatedAppKit.h"
 
 #import <AppKit/AppKit.h>
-#include <fmt/format.h>
 #import <objc/runtime.h>
 #include <spawn.h>
 #include <unistd.h>
@@ -17,6 +16,7 @@ using simulated_mac::Code;
 using simulated_mac::FallibleCall;
 using simulated_mac::FallibleCallName;
 using simulated_mac::Mac;
+using simulated_mac::NamedValues;
 using simulated_mac::PlatformCall;
 using simulated_mac::Running;
 
@@ -114,8 +114,9 @@ void sleepForTimeInterval(id self, SEL selector, NSTimeInterval seconds) {
     }
     const auto duration =
         std::chrono::round<simulated_mac::Time>(std::chrono::duration<double>(seconds));
-    const PlatformCall call("NSThread.sleep",
-                            [&] { return fmt::format("{} us", duration.count()); });
+    const PlatformCall call("NSThread.sleep", [&] {
+        return NamedValues{{"duration", duration, simulated_mac::unlabelled}};
+    });
     mac->scheduler.sleep(duration);
 }
 
@@ -169,7 +170,9 @@ void openOnDesktop(const char* address) {
 
 BOOL openURL(id, SEL, NSURL* address) {
     const char* text = [[address absoluteString] UTF8String];
-    const PlatformCall call("NSWorkspace.openURL", [&] { return std::string(text); });
+    const PlatformCall call("NSWorkspace.openURL", [&] {
+        return NamedValues{{"address", text, simulated_mac::unlabelled}};
+    });
     Mac* mac = Mac::current();
     mac->window.openedAddresses.emplace_back(text);
     mac->journal.note("pane", std::string("opens ") + text);

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "simulated_mac/description/ReadFile.h"
-#include "simulated_mac/file/MacFile.h"
+#include "simulated_mac/file/MacFileFormat.h"
 #include "simulated_mac/file/MacFileTables.h"
 
 namespace {

@@ -12,19 +12,9 @@
 #include <vector>
 
 #include "simulated_mac/description/MacDescription.h"
-#include "simulated_mac/description/Time.h"
+#include "simulated_mac/machine/TracedCall.h"
 
 namespace simulated_mac {
-
-/// One platform call, as a trace shows it.
-struct TracedCall {
-    Time time{0};
-    std::string thread;
-    std::string call;
-    std::string arguments;  ///< "name value, name value"
-    std::string result;     ///< empty where the call returns nothing
-    bool failed = false;    ///< on purpose, by a fault of the Mac file
-};
 
 /// Keeps the platform calls and lets those fail that the Mac file names.
 class Trace {

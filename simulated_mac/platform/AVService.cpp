@@ -1,13 +1,10 @@
 #include "simulated_mac/platform/AVService.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <span>
 
 #include "plugin/Platform/CoreDisplay.h"
 #include "plugin/Platform/IOAVService.h"
-#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/hardware/HardwareTree.h"
 #include "simulated_mac/platform/CFReferences.h"
 #include "simulated_mac/platform/IOErrors.h"
@@ -59,11 +56,12 @@ bool reaches(const Port& port, std::uint32_t chipAddress) {
     return port.display != nullptr && chipAddress == Monitor::address;
 }
 
-std::string describe(IOAVServiceRef service) {
+/// A service, by the display that it reaches.
+NamedValue serviceArgument(IOAVServiceRef service) {
     const auto port = portOf(service);
-    if (!port) return "no service";
-    return port->display != nullptr ? fmt::format("service of display {}", port->display->displayID)
-                                    : "service of no display";
+    if (!port) return {"display", {}, "no service"};
+    if (port->display == nullptr) return {"display", {}, "service of no display"};
+    return {"display", port->display->displayID, "service of display"};
 }
 
 }  // namespace
@@ -79,7 +77,7 @@ const Display* displayBehind(CFTypeRef service) {
 
 IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t proxy) {
     constexpr auto name = "IOAVServiceCreateWithService";
-    FallibleCall call(name, [&] { return fmt::format("proxy {:#x}", proxy); });
+    FallibleCall call(name, [&] { return NamedValues{{"proxy", Hex{proxy}}}; });
     const auto entry = Mac::current()->registry.entryOf(proxy);
     const auto port = entry != nullptr ? portOf(entry->id) : std::nullopt;
     if (call.fails() || !port || !port->proxy->opens) return call.pointer<IOAVServiceRef>(nullptr);
@@ -88,7 +86,7 @@ IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t proxy) 
 
 IOReturn IOAVServiceCopyEDID(IOAVServiceRef service, CFDataRef* edid) {
     constexpr auto name = "IOAVServiceCopyEDID";
-    FallibleCall call(name, [&] { return describe(service); });
+    FallibleCall call(name, [&] { return NamedValues{serviceArgument(service)}; });
     requireNotNull(service, name, "service");
     if (call.fails()) return call.error();
     const auto port = portOf(service);
@@ -107,8 +105,10 @@ IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint3
     constexpr auto name = "IOAVServiceWriteI2C";
     const std::span sent(static_cast<const std::uint8_t*>(inputBuffer), inputBufferSize);
     FallibleCall call(name, [&] {
-        return fmt::format("{}, chip {:#x}, address {:#x}, bytes {}", describe(service),
-                           chipAddress, dataAddress, hexText(sent, " "));
+        return NamedValues{serviceArgument(service),
+                           {"chip", Hex{chipAddress}},
+                           {"address", Hex{dataAddress}},
+                           {"bytes", Bytes(sent.begin(), sent.end())}};
     });
     requireNotNull(service, name, "service");
     if (call.fails()) return call.error();
@@ -126,8 +126,10 @@ IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32
                             void* outputBuffer, uint32_t outputBufferSize) {
     constexpr auto name = "IOAVServiceReadI2C";
     FallibleCall call(name, [&] {
-        return fmt::format("{}, chip {:#x}, offset {:#x}, size {}", describe(service), chipAddress,
-                           offset, outputBufferSize);
+        return NamedValues{serviceArgument(service),
+                           {"chip", Hex{chipAddress}},
+                           {"offset", Hex{offset}},
+                           {"size", outputBufferSize}};
     });
     requireNotNull(service, name, "service");
     if (call.fails()) return call.error();
@@ -139,13 +141,12 @@ IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32
     if (!reply) return call.ioResult(kIOReturnError);
     std::copy_n(reply->begin(), std::min<std::size_t>(reply->size(), outputBufferSize),
                 static_cast<std::uint8_t*>(outputBuffer));
-    if (call.traced()) call.text("0x0, bytes " + hexText(*reply, " "));
-    return kIOReturnSuccess;
+    return call.ioResult(kIOReturnSuccess, [&] { return NamedValues{{"bytes", *reply}}; });
 }
 
 CFDictionaryRef CoreDisplay_DisplayCreateInfoDictionary(CGDirectDisplayID displayID) {
     constexpr auto name = "CoreDisplay_DisplayCreateInfoDictionary";
-    FallibleCall call(name, [&] { return fmt::format("display {}", displayID); });
+    FallibleCall call(name, [&] { return NamedValues{{"display", displayID}}; });
     const Mac& mac = *Mac::current();
     const Display* const display = mac.display(displayID);
     if (call.fails() || mac.description.chip != Chip::apple || display == nullptr ||

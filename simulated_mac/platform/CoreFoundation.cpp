@@ -61,8 +61,8 @@ std::span<const typename Units::value_type> piece(const Units& units, CFRange ra
                                     static_cast<std::size_t>(range.length));
 }
 
-std::string quoted(CFTypeRef string) {
-    return fmt::format("\"{}\"", textOf(string));
+Quoted quoted(CFTypeRef string) {
+    return {textOf(string)};
 }
 
 CFStringRef handOutString(String string, const char* call) {
@@ -91,7 +91,7 @@ const CFRunLoopMode kCFRunLoopDefaultMode = reinterpret_cast<CFStringRef>(defaul
 
 void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags) {
     constexpr auto name = "CFAllocatorAllocate";
-    FallibleCall call(name, [&] { return fmt::format("size {}", size); });
+    FallibleCall call(name, [&] { return NamedValues{{"size", size}}; });
     if (call.fails() || size <= 0) return call.pointer<void*>(nullptr);
     void* const block = std::malloc(static_cast<std::size_t>(size));
     if (block != nullptr) {
@@ -167,8 +167,9 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
     if (count < 0) crash(name, "numBytes is negative");
     const std::string_view text(reinterpret_cast<const char*>(bytes),
                                 static_cast<std::size_t>(count));
-    FallibleCall call(name,
-                      [&] { return fmt::format("bytes \"{}\", encoding {:#x}", text, encoding); });
+    FallibleCall call(name, [&] {
+        return NamedValues{{"bytes", Quoted{std::string(text)}}, {"encoding", Hex{encoding}}};
+    });
     if (call.fails() || encoding != kCFStringEncodingUTF8)
         return call.pointer<CFStringRef>(nullptr);
     auto string = decodeUTF8(text);
@@ -179,8 +180,9 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
 CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRange range) {
     constexpr auto name = "CFStringCreateWithSubstring";
     FallibleCall call(name, [&] {
-        return fmt::format("{}, location {}, length {}", quoted(string), range.location,
-                           range.length);
+        return NamedValues{{"string", quoted(string), unlabelled},
+                           {"location", range.location},
+                           {"length", range.length}};
     });
     const auto units = piece(stringOf(string, {name, "str"}), range, name);
     if (call.fails()) return call.pointer<CFStringRef>(nullptr);
@@ -190,7 +192,7 @@ CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRa
 CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex maxLength,
                                              CFStringRef string) {
     constexpr auto name = "CFStringCreateMutableCopy";
-    FallibleCall call(name, [&] { return quoted(string); });
+    FallibleCall call(name, [&] { return NamedValues{{"string", quoted(string), unlabelled}}; });
     const String& original = stringOf(string, {name, "theString"});
     if (maxLength != 0 && maxLength < static_cast<CFIndex>(original.size())) {
         crash(name, "maxLength is less than theString has");
@@ -233,7 +235,9 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding, UI
 CFRange CFStringFind(CFStringRef string, CFStringRef part, CFStringCompareFlags flags) {
     constexpr auto name = "CFStringFind";
     PlatformCall call(name, [&] {
-        return fmt::format("{} in {}, options {}", quoted(part), quoted(string), flags);
+        return NamedValues{{"part", quoted(part), unlabelled},
+                           {"string", quoted(string), labelIn},
+                           {"options", flags}};
     });
     const auto icuString = [](const String& text) {
         return icu::UnicodeString(text.data(), static_cast<int32_t>(text.size()));
@@ -251,14 +255,18 @@ CFRange CFStringFind(CFStringRef string, CFStringRef part, CFStringCompareFlags 
 
 void CFStringUppercase(CFMutableStringRef string, CFLocaleRef) {
     constexpr auto name = "CFStringUppercase";
-    const PlatformCall call(name, [&] { return quoted(string); });
+    const PlatformCall call(name, [&] {
+        return NamedValues{{"string", quoted(string), unlabelled}};
+    });
     auto& text = mutableValueOf<String>(string, {name, "theString"});
     text = uppercase(text);
 }
 
 void CFStringLowercase(CFMutableStringRef string, CFLocaleRef) {
     constexpr auto name = "CFStringLowercase";
-    const PlatformCall call(name, [&] { return quoted(string); });
+    const PlatformCall call(name, [&] {
+        return NamedValues{{"string", quoted(string), unlabelled}};
+    });
     auto& text = mutableValueOf<String>(string, {name, "theString"});
     text = lowercase(text);
 }
@@ -336,7 +344,7 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex,
 
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
     constexpr auto name = "CFDictionarySetValue";
-    const PlatformCall call(name, [&] { return quoted(key); });
+    const PlatformCall call(name, [&] { return NamedValues{{"key", quoted(key), unlabelled}}; });
     auto& entries = mutableValueOf<CFObject::Dictionary>(dictionary, {name, "theDict"});
     const std::string text = keyText(key, name);
     requireNotNull(value, name, "value");
@@ -351,7 +359,7 @@ void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, co
 
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
     constexpr auto name = "CFDictionaryGetValue";
-    FallibleCall call(name, [&] { return quoted(key); });
+    FallibleCall call(name, [&] { return NamedValues{{"key", quoted(key), unlabelled}}; });
     const auto& entries = valueOf<CFObject::Dictionary>(dictionary, {name, "theDict"});
     const std::string wanted = keyText(key, name);
     if (call.fails()) return call.pointer<const void*>(nullptr);
@@ -373,8 +381,8 @@ CFRunLoopRef CFRunLoopGetCurrent() {
 void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFRunLoopMode mode) {
     constexpr auto name = "CFRunLoopAddSource";
     const PlatformCall call(name, [&] {
-        return fmt::format("run loop {}, mode {}", loop == mainRunLoop() ? "main" : "background",
-                           quoted(mode));
+        return NamedValues{{"run loop", loop == mainRunLoop() ? "main" : "background"},
+                           {"mode", quoted(mode)}};
     });
     requireNotNull(loop, name, "rl");
     requireNotNull(source, name, "source");

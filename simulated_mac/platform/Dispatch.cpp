@@ -1,5 +1,4 @@
 #include <dispatch/dispatch.h>
-#include <fmt/format.h>
 
 #include <deque>
 #include <functional>
@@ -112,7 +111,7 @@ std::string labelOf(dispatch_queue_t queue) {
 
 dispatch_queue_t dispatch_queue_create(const char* label, dispatch_queue_attr_t) {
     constexpr auto name = "dispatch_queue_create";
-    FallibleCall call(name, [&] { return fmt::format("label \"{}\"", label); });
+    FallibleCall call(name, [&] { return NamedValues{{"label", Quoted{label}}}; });
     if (call.fails()) return call.pointer<dispatch_queue_t>(nullptr);
     const auto queue = std::make_shared<Queue>();
     queue->label = label;
@@ -128,7 +127,9 @@ dispatch_queue_t dispatch_get_main_queue() {
 
 void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
     constexpr auto name = "dispatch_async_f";
-    const PlatformCall call(name, [&] { return labelOf(queue); });
+    const PlatformCall call(name, [&] {
+        return NamedValues{{"queue", labelOf(queue), unlabelled}};
+    });
     const auto piece = [=] { runPlugin(name, [=] { work(context); }); };
     if (queue == dispatch_get_main_queue()) {
         Mac::current()->scheduler.onMain(piece);
@@ -139,7 +140,9 @@ void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t
 
 void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
     constexpr auto name = "dispatch_sync_f";
-    const PlatformCall call(name, [&] { return labelOf(queue); });
+    const PlatformCall call(name, [&] {
+        return NamedValues{{"queue", labelOf(queue), unlabelled}};
+    });
     Scheduler& scheduler = Mac::current()->scheduler;
     Scheduler::Semaphore done(0);
     const auto piece = [&] {
@@ -171,7 +174,7 @@ void dispatch_once_f(dispatch_once_t* predicate, void* context, dispatch_functio
 
 dispatch_semaphore_t dispatch_semaphore_create(intptr_t value) {
     constexpr auto name = "dispatch_semaphore_create";
-    FallibleCall call(name, [&] { return fmt::format("value {}", value); });
+    FallibleCall call(name, [&] { return NamedValues{{"value", value}}; });
     if (call.fails()) return call.pointer<dispatch_semaphore_t>(nullptr);
     const auto semaphore = std::make_shared<Scheduler::Semaphore>(value);
     if (Mac* const mac = Mac::current()) mac->ledger.handedOut(Reference::dispatchSemaphore, name);

@@ -1,6 +1,5 @@
 #include <CoreGraphics/CoreGraphics.h>
 #include <IOKit/graphics/IOGraphicsLib.h>
-#include <fmt/format.h>
 
 #include "simulated_mac/hardware/HardwareTree.h"
 #include "simulated_mac/machine/Mac.h"
@@ -20,7 +19,7 @@ constexpr std::uint32_t unknownNumber = 0xFFFFFFFF;
 template <class Answer>
 std::uint32_t ask(FallibleCallName name, CGDirectDisplayID displayID, std::uint32_t unknown,
                   Answer answer) {
-    FallibleCall call(name, [&] { return fmt::format("display {}", displayID); });
+    FallibleCall call(name, [&] { return NamedValues{{"display", displayID}}; });
     const Display* const display = Mac::current()->display(displayID);
     if (call.fails() || display == nullptr) return call.result(unknown);
     return call.result(static_cast<std::uint32_t>(answer(*display)));
@@ -60,7 +59,7 @@ io_service_t CGDisplayIOServicePort(CGDirectDisplayID displayID) {
 CFDictionaryRef IODisplayCreateInfoDictionary(io_service_t framebuffer, IOOptionBits options) {
     constexpr auto name = "IODisplayCreateInfoDictionary";
     FallibleCall call(name, [&] {
-        return fmt::format("framebuffer {:#x}, options {:#x}", framebuffer, options);
+        return NamedValues{{"framebuffer", Hex{framebuffer}}, {"options", Hex{options}}};
     });
     const Display* const display = displayOfFramebuffer(framebuffer);
     if (call.fails() || display == nullptr) return call.pointer<CFDictionaryRef>(nullptr);

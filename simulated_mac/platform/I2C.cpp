@@ -1,5 +1,4 @@
 #include <IOKit/IOKitLib.h>
-#include <fmt/format.h>
 
 extern "C" {
 #include <IOKit/i2c/IOI2CInterface.h>
@@ -13,7 +12,6 @@ extern "C" {
 #include <span>
 #include <vector>
 
-#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/machine/Mac.h"
 #include "simulated_mac/platform/Crash.h"
 #include "simulated_mac/platform/FramebufferBuses.h"
@@ -96,20 +94,25 @@ IOReturn transact(const Bus& bus, const IOI2CRequest& request, Transfer& transfe
     return kIOReturnSuccess;
 }
 
-std::string describe(const Bus& bus, const IOI2CRequest& request) {
-    return fmt::format(
-        "display {}, bus {}, address {:#x}, send type {}, bytes {}, reply address {:#x}, reply "
-        "sub-address {:#x}, reply type {}, delay {}, flags {:#x}",
-        bus.display->displayID, bus.index, request.sendAddress, request.sendTransactionType,
-        hexText(sentBytes(request), " "), request.replyAddress, request.replySubAddress,
-        request.replyTransactionType, minReplyDelay(request), request.commFlags);
+NamedValues argumentsOf(const Bus& bus, const IOI2CRequest& request) {
+    const auto sent = sentBytes(request);
+    return {{"display", bus.display->displayID},
+            {"bus", bus.index},
+            {"address", Hex{request.sendAddress}},
+            {"send type", request.sendTransactionType},
+            {"bytes", Bytes(sent.begin(), sent.end())},
+            {"reply address", Hex{request.replyAddress}},
+            {"reply sub-address", Hex{request.replySubAddress}},
+            {"reply type", request.replyTransactionType},
+            {"delay", minReplyDelay(request)},
+            {"flags", Hex{request.commFlags}}};
 }
 
 }  // namespace
 
 IOReturn IOFBGetI2CInterfaceCount(io_service_t framebuffer, IOItemCount* count) {
     constexpr auto name = "IOFBGetI2CInterfaceCount";
-    FallibleCall call(name, [&] { return fmt::format("framebuffer {:#x}", framebuffer); });
+    FallibleCall call(name, [&] { return NamedValues{{"framebuffer", Hex{framebuffer}}}; });
     requireNotNull(count, name, "count");
     // It always succeeds: a framebuffer of which it knows nothing has no buses.
     const Display* const display = displayOfFramebuffer(framebuffer);
@@ -117,15 +120,15 @@ IOReturn IOFBGetI2CInterfaceCount(io_service_t framebuffer, IOItemCount* count) 
                  ? 0
                  : display->screen.framebuffer.busCount.value_or(
                        static_cast<IOItemCount>(display->buses.size()));
-    if (call.traced()) call.text(fmt::format("0x0, count {}", *count));
-    return kIOReturnSuccess;
+    return call.ioResult(kIOReturnSuccess, [&] { return NamedValues{{"count", *count}}; });
 }
 
 IOReturn IOFBCopyI2CInterfaceForBus(io_service_t framebuffer, IOOptionBits bus,
                                     io_service_t* interface) {
     constexpr auto name = "IOFBCopyI2CInterfaceForBus";
-    FallibleCall call(name,
-                      [&] { return fmt::format("framebuffer {:#x}, bus {}", framebuffer, bus); });
+    FallibleCall call(name, [&] {
+        return NamedValues{{"framebuffer", Hex{framebuffer}}, {"bus", bus}};
+    });
     if (call.fails()) return call.error();
     const Display* const display = displayOfFramebuffer(framebuffer);
     if (display == nullptr) return call.ioResult(badArgument);
@@ -140,7 +143,7 @@ IOReturn IOFBCopyI2CInterfaceForBus(io_service_t framebuffer, IOOptionBits bus,
 
 IOReturn IOI2CInterfaceOpen(io_service_t interface, IOOptionBits, IOI2CConnectRef* connection) {
     constexpr auto name = "IOI2CInterfaceOpen";
-    FallibleCall call(name, [&] { return fmt::format("interface {:#x}", interface); });
+    FallibleCall call(name, [&] { return NamedValues{{"interface", Hex{interface}}}; });
     if (call.fails()) return call.error();
     const auto bus = busOfInterface(interface);
     if (!bus) return call.ioResult(badArgument);
@@ -173,7 +176,7 @@ IOReturn IOI2CSendRequest(IOI2CConnectRef connection, IOOptionBits, IOI2CRequest
     constexpr auto name = "IOI2CSendRequest";
     const Bus& bus = busOf(connection, name);
     requireNotNull(request, name, "request");
-    FallibleCall call(name, [&] { return describe(bus, *request); });
+    FallibleCall call(name, [&] { return argumentsOf(bus, *request); });
     if (request->sendBytes > largestTransfer || request->replyBytes > largestTransfer) {
         return call.ioResult(overrun);
     }
@@ -203,11 +206,7 @@ IOReturn IOI2CSendRequest(IOI2CConnectRef connection, IOOptionBits, IOI2CRequest
     request->sendBuffer = 0;
     request->replyBuffer = 0;
 
-    const IOReturn givenBack = bus.description().releaseResult;
-    if (call.traced()) {
-        call.text(fmt::format("{:#x}, request's result {:#x}",
-                              static_cast<std::uint32_t>(givenBack),
-                              static_cast<std::uint32_t>(request->result)));
-    }
-    return givenBack;
+    return call.ioResult(bus.description().releaseResult, [&] {
+        return NamedValues{{"request's result", Hex{static_cast<std::uint32_t>(request->result)}}};
+    });
 }

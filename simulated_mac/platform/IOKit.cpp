@@ -41,17 +41,19 @@ Match matchOf(CFDictionaryRef dictionary, const char* call) {
     return match;
 }
 
-std::string describe(CFDictionaryRef dictionary, const char* call) {
-    if (dictionary == nullptr) return "NULL";
+NamedValue matchArgument(CFDictionaryRef dictionary, const char* call) {
+    if (dictionary == nullptr) return {"matching", Pointer{true}, unlabelled};
     const Match match = matchOf(dictionary, call);
-    return match.name.empty() ? "class " + match.className : "name " + match.name;
+    if (match.name.empty()) return {"class", match.className};
+    return {"name", match.name};
 }
 
-std::string describe(io_object_t handle) {
+NamedValue objectArgument(io_object_t handle) {
     const Mac* const mac = Mac::current();
     const auto entry = mac != nullptr ? mac->registry.entryOf(handle) : nullptr;
-    return entry != nullptr ? fmt::format("{:#x} ({})", handle, entry->name)
-                            : fmt::format("{:#x}", handle);
+    RegistryObject object{handle, {}};
+    if (entry != nullptr) object.entryName = entry->name;
+    return {"object", std::move(object), unlabelled};
 }
 
 Registry& registry() {
@@ -78,7 +80,7 @@ mach_port_t mach_task_self_ = 0x103;
 
 kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort) {
     constexpr auto name = "IOMasterPort";
-    FallibleCall call(name, [&] { return fmt::format("bootstrap port {:#x}", bootstrapPort); });
+    FallibleCall call(name, [&] { return NamedValues{{"bootstrap port", Hex{bootstrapPort}}}; });
     if (call.fails()) return call.error();
     *masterPort = masterPortName;
     Mac::current()->ledger.handedOut(Reference::machPort, name);
@@ -86,7 +88,7 @@ kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort) {
 }
 
 kern_return_t mach_port_deallocate(ipc_space_t, mach_port_name_t port) {
-    FallibleCall call("mach_port_deallocate", [&] { return fmt::format("port {:#x}", port); });
+    FallibleCall call("mach_port_deallocate", [&] { return NamedValues{{"port", Hex{port}}}; });
     if (call.fails()) return call.error();
     if (port != masterPortName) return call.ioResult(invalidName);
     Mac::current()->ledger.givenBack(Reference::machPort, "IOMasterPort");
@@ -94,22 +96,18 @@ kern_return_t mach_port_deallocate(ipc_space_t, mach_port_name_t port) {
 }
 
 CFMutableDictionaryRef IOServiceMatching(const char* className) {
-    FallibleCall call("IOServiceMatching", [&] {
-        return fmt::format("class {}", className != nullptr ? className : "NULL");
-    });
+    FallibleCall call("IOServiceMatching", [&] { return NamedValues{{"class", className}}; });
     return makeMatching(call, "IOServiceMatching", classKey, className);
 }
 
 CFMutableDictionaryRef IOServiceNameMatching(const char* entryName) {
-    FallibleCall call("IOServiceNameMatching", [&] {
-        return fmt::format("name {}", entryName != nullptr ? entryName : "NULL");
-    });
+    FallibleCall call("IOServiceNameMatching", [&] { return NamedValues{{"name", entryName}}; });
     return makeMatching(call, "IOServiceNameMatching", nameKey, entryName);
 }
 
 io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
     constexpr auto name = "IOServiceGetMatchingService";
-    FallibleCall call(name, [&] { return describe(matching, name); });
+    FallibleCall call(name, [&] { return NamedValues{matchArgument(matching, name)}; });
     if (matching == nullptr) return call.result(IO_OBJECT_NULL);
     const Match match = consume(matching, name);
     if (call.fails()) return call.result(IO_OBJECT_NULL);
@@ -121,7 +119,7 @@ io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) 
 kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching,
                                            io_iterator_t* existing) {
     constexpr auto name = "IOServiceGetMatchingServices";
-    FallibleCall call(name, [&] { return describe(matching, name); });
+    FallibleCall call(name, [&] { return NamedValues{matchArgument(matching, name)}; });
     if (matching == nullptr) return call.ioResult(badArgument);
     const Match match = consume(matching, name);
     if (call.fails()) return call.error();
@@ -134,8 +132,9 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const
                                                IOServiceMatchingCallback callback, void* refCon,
                                                io_iterator_t* notification) {
     constexpr auto name = "IOServiceAddMatchingNotification";
-    FallibleCall call(name,
-                      [&] { return fmt::format("type {}, {}", type, describe(matching, name)); });
+    FallibleCall call(name, [&] {
+        return NamedValues{{"type", type}, matchArgument(matching, name)};
+    });
     if (matching == nullptr) return call.ioResult(badArgument);
     requireNotNull(port, name, "notifyPort");
     const Match match = consume(matching, name);
@@ -168,20 +167,20 @@ CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port
 
 io_object_t IOIteratorNext(io_iterator_t iterator) {
     constexpr auto name = "IOIteratorNext";
-    FallibleCall call(name, [&] { return fmt::format("iterator {:#x}", iterator); });
+    FallibleCall call(name, [&] { return NamedValues{{"iterator", Hex{iterator}}}; });
     if (call.fails()) return call.result(IO_OBJECT_NULL);
     return call.result(registry().handOut(registry().next(iterator), name));
 }
 
 kern_return_t IOObjectRetain(io_object_t object) {
     constexpr auto name = "IOObjectRetain";
-    FallibleCall call(name, [&] { return describe(object); });
+    FallibleCall call(name, [&] { return NamedValues{objectArgument(object)}; });
     if (call.fails()) return call.error();
     return call.ioResult(registry().retain(object, name) ? kIOReturnSuccess : badArgument);
 }
 
 kern_return_t IOObjectRelease(io_object_t object) {
-    FallibleCall call("IOObjectRelease", [&] { return describe(object); });
+    FallibleCall call("IOObjectRelease", [&] { return NamedValues{objectArgument(object)}; });
     if (call.fails()) return call.error();
     if (registry().release(object)) return call.ioResult(kIOReturnSuccess);
     Mac::current()->journal.misuse(
@@ -200,7 +199,7 @@ kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_
                                             IOOptionBits options, io_iterator_t* iterator) {
     constexpr auto name = "IORegistryEntryCreateIterator";
     FallibleCall call(name, [&] {
-        return fmt::format("{}, plane {}, options {:#x}", describe(entry), plane, options);
+        return NamedValues{objectArgument(entry), {"plane", plane}, {"options", Hex{options}}};
     });
     if (call.fails()) return call.error();
     const auto from = registry().entryOf(entry);
@@ -214,7 +213,8 @@ kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_
 }
 
 kern_return_t IORegistryEntryGetName(io_registry_entry_t handle, io_name_t name) {
-    FallibleCall call("IORegistryEntryGetName", [&] { return describe(handle); });
+    FallibleCall call("IORegistryEntryGetName",
+                      [&] { return NamedValues{objectArgument(handle)}; });
     if (call.fails()) return call.error();
     const auto entry = registry().entryOf(handle);
     if (entry == nullptr || !entry->nameReadable) return call.ioResult(badArgument);
@@ -227,7 +227,7 @@ kern_return_t IORegistryEntryGetName(io_registry_entry_t handle, io_name_t name)
 kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t handle, const io_name_t plane,
                                             io_registry_entry_t* parent) {
     constexpr auto name = "IORegistryEntryGetParentEntry";
-    FallibleCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
+    FallibleCall call(name, [&] { return NamedValues{objectArgument(handle), {"plane", plane}}; });
     if (call.fails()) return call.error();
     if (!isServicePlane(plane, name)) return call.ioResult(badArgument);
     const auto entry = registry().entryOf(handle);
@@ -239,13 +239,13 @@ kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t handle, const io
 
 CFStringRef IORegistryEntryCopyPath(io_registry_entry_t handle, const io_name_t plane) {
     constexpr auto name = "IORegistryEntryCopyPath";
-    FallibleCall call(name, [&] { return fmt::format("{}, plane {}", describe(handle), plane); });
+    FallibleCall call(name, [&] { return NamedValues{objectArgument(handle), {"plane", plane}}; });
     const auto entry = registry().entryOf(handle);
     if (call.fails() || entry == nullptr || !isServicePlane(plane, name)) {
         return call.pointer<CFStringRef>(nullptr);
     }
     const std::string path = registry().pathOf(entry);
-    if (call.traced()) call.text(path);
+    call.text(path);
     return static_cast<CFStringRef>(handOut(makeCFText(path), name));
 }
 
@@ -253,7 +253,7 @@ kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t handle,
                                                 CFMutableDictionaryRef* properties, CFAllocatorRef,
                                                 IOOptionBits) {
     constexpr auto name = "IORegistryEntryCreateCFProperties";
-    FallibleCall call(name, [&] { return describe(handle); });
+    FallibleCall call(name, [&] { return NamedValues{objectArgument(handle)}; });
     if (call.fails()) return call.error();
     const auto entry = registry().entryOf(handle);
     if (entry == nullptr || !entry->readable) return call.ioResult(badArgument);
@@ -266,8 +266,9 @@ kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t handle,
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t handle, CFStringRef key,
                                           CFAllocatorRef, IOOptionBits) {
     constexpr auto name = "IORegistryEntryCreateCFProperty";
-    FallibleCall call(name,
-                      [&] { return fmt::format("{}, key \"{}\"", describe(handle), textOf(key)); });
+    FallibleCall call(name, [&] {
+        return NamedValues{objectArgument(handle), {"key", Quoted{textOf(key)}}};
+    });
     const std::string wanted = keyText(key, name);
     const auto entry = registry().entryOf(handle);
     if (call.fails() || entry == nullptr || !entry->readable)
@@ -279,8 +280,10 @@ CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t handle, const io_n
                                           CFStringRef key, CFAllocatorRef, IOOptionBits options) {
     constexpr auto name = "IORegistryEntrySearchCFProperty";
     FallibleCall call(name, [&] {
-        return fmt::format("{}, plane {}, key \"{}\", options {:#x}", describe(handle), plane,
-                           textOf(key), options);
+        return NamedValues{objectArgument(handle),
+                           {"plane", plane},
+                           {"key", Quoted{textOf(key)}},
+                           {"options", Hex{options}}};
     });
     const std::string wanted = keyText(key, name);
     const auto entry = registry().entryOf(handle);

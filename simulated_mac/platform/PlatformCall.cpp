@@ -1,7 +1,5 @@
 #include "simulated_mac/platform/PlatformCall.h"
 
-#include <fmt/format.h>
-
 namespace simulated_mac {
 
 namespace {
@@ -35,7 +33,7 @@ PlatformCall::~PlatformCall() {
 }
 
 IOReturn PlatformCall::ioResult(IOReturn result) {
-    if (isTraced_) traced_.result = fmt::format("{:#x}", static_cast<std::uint32_t>(result));
+    if (isTraced_) traced_.result = Hex{static_cast<std::uint32_t>(result)};
     return result;
 }
 

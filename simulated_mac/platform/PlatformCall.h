@@ -17,7 +17,7 @@ namespace simulated_mac {
 class PlatformCall {
   public:
     explicit PlatformCall(std::string_view name);
-    /// `arguments` is asked for its text only where the call is traced.
+    /// `arguments` is asked for its NamedValues only where the call is traced.
     template <class Arguments>
     PlatformCall(std::string_view name, const Arguments& arguments) : PlatformCall(name) {
         if (isTraced_) traced_.arguments = arguments();
@@ -28,12 +28,17 @@ class PlatformCall {
 
     /// Notes the result and hands it back.
     IOReturn ioResult(IOReturn result);
+    /// `further` is asked for what else it answers only where the call is traced.
+    template <class Further>
+    IOReturn ioResult(IOReturn result, const Further& further);
     template <class T>
     T result(T value);
-    template <class Pointer>
-    Pointer pointer(Pointer value);
-    void text(std::string result) { traced_.result = std::move(result); }
-    bool traced() const { return isTraced_; }
+    template <class T>
+    T pointer(T value);
+    /// Notes the text that an object to be handed out holds.
+    void text(const std::string& result) {
+        if (isTraced_) traced_.result = result;
+    }
 
   protected:
     const std::optional<FaultDescription>& fault() const { return fault_; }
@@ -61,15 +66,21 @@ class FallibleCall : public PlatformCall {
     IOReturn error();
 };
 
+template <class Further>
+IOReturn PlatformCall::ioResult(IOReturn result, const Further& further) {
+    if (isTraced_) traced_.furtherResults = further();
+    return ioResult(result);
+}
+
 template <class T>
 T PlatformCall::result(T value) {
-    if (isTraced_) traced_.result = std::to_string(value);
+    if (isTraced_) traced_.result = CallValue(value);
     return value;
 }
 
-template <class Pointer>
-Pointer PlatformCall::pointer(Pointer value) {
-    if (isTraced_) traced_.result = value != nullptr ? "ok" : "NULL";
+template <class T>
+T PlatformCall::pointer(T value) {
+    if (isTraced_) traced_.result = Pointer{value == nullptr};
     return value;
 }
 

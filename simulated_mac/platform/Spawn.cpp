@@ -1,4 +1,3 @@
-#include <fmt/format.h>
 #include <spawn.h>
 
 #include <cerrno>
@@ -54,11 +53,11 @@ int simulated_posix_spawn(pid_t* pid, const char* path,
                           const posix_spawnattr_t* attributes, char* const arguments[],
                           char* const environment[]) {
     FallibleCall call("posix_spawn", [&] {
-        std::string text = path;
+        NamedValues words{{"path", path, unlabelled}};
         for (char* const* word = arguments + 1; *word != nullptr; ++word) {
-            text += fmt::format(", \"{}\"", *word);
+            words.emplace_back("argument", Quoted{*word}, unlabelled);
         }
-        return text;
+        return words;
     });
     if (call.fails()) return call.result(EAGAIN);
 

@@ -7,6 +7,7 @@
 
 #include "plugin/DDCCI/Arm64Utility.h"
 #include "simulated_mac/hardware/HardwareTree.h"
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/AppleMac.h"
 
 namespace arm64_utility_discovery_test {
@@ -255,7 +256,8 @@ TEST_F(DisplayServiceWalk, IsOneRecursiveIterationOverTheWholeServicePlane) {
     const auto calls = mac->trace.calls();
     ASSERT_THAT(calls, SizeIs(2));
     EXPECT_EQ(calls[0].call, "IORegistryGetRootEntry");
-    EXPECT_THAT(calls[1].arguments, ::testing::EndsWith("(Root), plane IOService, options 0x1"));
+    EXPECT_THAT(argumentsText(calls[1]),
+                ::testing::EndsWith("(Root), plane IOService, options 0x1"));
 }
 
 TEST_F(DisplayServiceWalk, ListsNothingWhenItsIteratorCannotBeCreated) {

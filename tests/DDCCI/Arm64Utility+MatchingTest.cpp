@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "plugin/DDCCI/Arm64Utility.h"
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/AppleMac.h"
 
 namespace arm64_utility_matching_test {
@@ -26,7 +27,6 @@ using test::ScreenDescription;
 using test::text;
 using test::usesOf;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 using ::testing::SizeIs;
@@ -624,9 +624,9 @@ TEST_F(DiscouragedModel, ReadsTheModelOfThePlatformExpert) {
     EXPECT_FALSE(is("VRN", modelName));
     const auto calls = mac.trace.calls();
     ASSERT_THAT(calls, SizeIs(2));
-    EXPECT_EQ(calls[0].arguments, "class IOPlatformExpertDevice");
-    EXPECT_THAT(calls[1].arguments, EndsWith(", key \"model\""));
-    EXPECT_EQ(calls[1].result, "ok");
+    EXPECT_EQ(argumentsText(calls[0]), "class IOPlatformExpertDevice");
+    EXPECT_EQ(calls[1].argument("key"), simulated_mac::Quoted{"model"});
+    EXPECT_EQ(calls[1].result, simulated_mac::Pointer{});
 }
 
 TEST_F(DiscouragedModel, ReadsNoModelWithoutAPlatformExpert) {
@@ -728,7 +728,7 @@ class Pairings : public ::testing::Test {
         const auto calls = mac->trace.calls();
         return std::count_if(calls.begin(), calls.end(), [](const auto& call) {
             return call.call == "IORegistryEntryCreateCFProperty" &&
-                   call.arguments.ends_with("key \"model\"");
+                   call.argument("key") == simulated_mac::Quoted{"model"};
         });
     }
 

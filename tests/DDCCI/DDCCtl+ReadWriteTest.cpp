@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <regex>
 
 #include "displaycheck/host/CapturedOutput.h"
 #include "plugin/DDCCI/DDCCtl.h"
@@ -72,12 +71,10 @@ class ReadOverFramebuffer : public ::testing::Test {
     void changeDelay() { controller->ChangeMinReplyDelay(display.screenNumber); }
 
     /// The minimum reply delays of all requests so far.
-    std::vector<std::string> delays() const {
-        std::vector<std::string> all;
+    std::vector<std::int64_t> delays() const {
+        std::vector<std::int64_t> all;
         for (const auto& call : mac->trace.calls()) {
-            std::smatch found;
-            EXPECT_TRUE(std::regex_search(call.arguments, found, std::regex(", delay ([0-9]+)")));
-            all.push_back(found[1]);
+            all.push_back(std::get<std::int64_t>(call.argument("delay").value));
         }
         return all;
     }
@@ -181,7 +178,7 @@ TEST_F(ReadOverFramebuffer, UsesTheDelayThatStoodBeforeAndTheChangedOneNextTime)
     read();
     EXPECT_EQ(DDCMinReplyDelay, amdDelay);
     read();
-    EXPECT_THAT(delays(), ElementsAre("50", "100000000"));
+    EXPECT_THAT(delays(), ElementsAre(50, 100'000'000));
 }
 
 TEST_F(ReadOverFramebuffer, ChoosesTheDelayOfTheNextReadBeforeItSends) {
@@ -196,13 +193,13 @@ TEST_F(ReadOverFramebuffer, OnOtherGraphicsKeepsTheUsualDelay) {
     switchOn(monitor());
     read();
     read();
-    EXPECT_THAT(delays(), ElementsAre("50", "50"));
+    EXPECT_THAT(delays(), ElementsAre(50, 50));
 }
 
 TEST_F(ReadOverFramebuffer, UsesAGivenDelayAndStillChoosesThatOfTheNext) {
     switchOn(monitorOnPath(amdPath));
     read(7, true);
-    EXPECT_THAT(delays(), ElementsAre("7"));
+    EXPECT_THAT(delays(), ElementsAre(7));
     EXPECT_EQ(DDCMinReplyDelay, amdDelay);
 }
 

@@ -5,6 +5,7 @@
 
 #include <chrono>
 
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
 using namespace std::chrono_literals;
@@ -128,7 +129,7 @@ TEST(Controller, ItsOperationQueueHasItsName) {
     mac.trace.keepOnly({"dispatch_queue_create"});
     const DDCCtl controller;
     ASSERT_EQ(mac.trace.calls().size(), 1u);
-    EXPECT_EQ(mac.trace.calls().front().arguments, "label \"DDCOperationQueue\"");
+    EXPECT_EQ(argumentsText(mac.trace.calls().front()), "label \"DDCOperationQueue\"");
 }
 
 TEST(Controller, TheSerialQueueIsMadeOnceAndKept) {
@@ -138,7 +139,7 @@ TEST(Controller, TheSerialQueueIsMadeOnceAndKept) {
     EXPECT_NE(first, nullptr);
     EXPECT_EQ(DDCCtl::serialQueue(), first);
     ASSERT_EQ(mac.trace.calls().size(), 1u);
-    EXPECT_EQ(mac.trace.calls()[0].arguments, "label \"com.Zenqa.backgroundThread\"");
+    EXPECT_EQ(argumentsText(mac.trace.calls()[0]), "label \"com.Zenqa.backgroundThread\"");
     const std::map<std::pair<std::string, std::string>, std::int64_t> held = {
         {{"dispatch_queue_t", "dispatch_queue_create"}, 1}};
     EXPECT_EQ(mac.ledger.heldByCall(), held);

@@ -11,6 +11,7 @@
 #include "displaycheck/host/CapturedOutput.h"
 #include "plugin/DDCCI/VCPPackets.h"
 #include "plugin/Platform/IOObject.h"
+#include "simulated_mac/machine/CallText.h"
 #include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
@@ -257,7 +258,7 @@ TEST_F(FramebufferLookup, AsksForThePreferredNameOnly) {
     mac->trace.keepOnly({"IODisplayCreateInfoDictionary"});
     found();
     ASSERT_EQ(mac->trace.calls().size(), 1u);
-    EXPECT_THAT(mac->trace.calls()[0].arguments, HasSubstr("options 0x200"));
+    EXPECT_EQ(mac->trace.calls()[0].argument("options"), simulated_mac::Hex{0x200});
 }
 
 TEST_F(FramebufferLookup, TheCallerOwnsWhatIsFoundAndNothingElseIsKept) {
@@ -498,7 +499,7 @@ TEST(DisplayLocks, ALockLetsOneInAtATime) {
     mac.trace.keepOnly({"dispatch_semaphore_create"});
     DisplayQueue(7);
     ASSERT_EQ(mac.trace.calls().size(), 1u);
-    EXPECT_EQ(mac.trace.calls()[0].arguments, "value 1");
+    EXPECT_EQ(mac.trace.calls()[0].argument("value"), 1);
 }
 
 TEST(DisplayLocks, WithoutMemoryForTheTableThereIsNoneAndThatIsPrinted) {
@@ -957,7 +958,7 @@ TEST_F(Reading, TheRequestGoesToTheMonitorsAddressWithTheDelayAsGiven) {
     mac->trace.keepOnly({"IOI2CSendRequest"});
     EXPECT_TRUE(DDCReadWithLog(displayID(), &record, 100'000'000, false));
     ASSERT_EQ(mac->trace.calls().size(), 1u);
-    EXPECT_EQ(mac->trace.calls()[0].arguments,
+    EXPECT_EQ(argumentsText(mac->trace.calls()[0]),
               "display " + std::to_string(displayID()) +
                   ", bus 0, address 0x6e, send type 1, bytes 51 82 01 F1 4D, reply address 0x6f, "
                   "reply sub-address 0x51, reply type 2, delay 100000000, flags 0x0");

@@ -9,6 +9,7 @@
 
 #include "plugin/M1DDCCI/M1DDCCI.h"
 #include "plugin/Platform/IOObject.h"
+#include "simulated_mac/machine/CallText.h"
 #include "simulated_mac/platform/CFDescription.h"
 #include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
@@ -196,7 +197,7 @@ TEST_F(M1DDCCIInventory, NamesTheHandleUnderWhichItReadTheEntry) {
     const auto expected =
         fmt::format("{:#x} (AppleCLCD2), key \"Transport\"", framebuffer()->handle);
     EXPECT_THAT(mac->trace.calls(),
-                Contains(testing::Field(&simulated_mac::TracedCall::arguments, expected)));
+                Contains(testing::ResultOf(simulated_mac::argumentsText, expected)));
     EXPECT_EQ(inventory().at("7XYZ123").at("service"), handle());
 }
 
@@ -264,7 +265,7 @@ TEST_F(M1DDCCIInventory, WalksTheServicePlaneRecursivelyFromTheRoot) {
     take();
     ASSERT_THAT(mac->trace.calls(), SizeIs(1));
     EXPECT_EQ(
-        mac->trace.calls()[0].arguments,
+        argumentsText(mac->trace.calls()[0]),
         fmt::format("{:#x} (Root), plane IOService, options 0x1", mac->registry.root()->handle));
 }
 
@@ -277,7 +278,7 @@ TEST_F(M1DDCCIInventory, SearchesFramebuffersRecursivelyForTheirIdentity) {
                            framebuffer()->handle, key);
     };
     std::vector<std::string> searches;
-    for (const auto& call : mac->trace.calls()) searches.push_back(call.arguments);
+    for (const auto& call : mac->trace.calls()) searches.push_back(argumentsText(call));
     EXPECT_THAT(searches, ElementsAre(search("EDID UUID"), search("DisplayAttributes")));
 }
 

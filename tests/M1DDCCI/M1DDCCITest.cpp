@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "plugin/Platform/IOObject.h"
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
 using namespace std::chrono_literals;
@@ -136,7 +137,8 @@ class M1DDCCIOnMac : public ::testing::Test {
     std::vector<std::string> transfers() const {
         std::vector<std::string> all;
         for (const auto& call : mac->trace.calls()) {
-            all.push_back(fmt::format("{} us {} {}", call.time.count(), call.call, call.arguments));
+            all.push_back(
+                fmt::format("{} us {} {}", call.time.count(), call.call, argumentsText(call)));
         }
         return all;
     }

@@ -5,6 +5,7 @@
 
 #include <cwchar>
 
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace text_test {
@@ -116,7 +117,7 @@ TEST(PlatformTextOfBlanksAlone, IsTrimmedToTheEmptyPartBehindThem) {
     mac.trace.keepOnly({"CFStringCreateWithSubstring"});
     EXPECT_EQ(trimWhitespace("   "), "");
     ASSERT_THAT(mac.trace.calls(), SizeIs(1));
-    EXPECT_THAT(mac.trace.calls()[0].arguments, EndsWith("location 3, length 0"));
+    EXPECT_THAT(argumentsText(mac.trace.calls()[0]), EndsWith("location 3, length 0"));
 }
 
 TEST_F(PlatformText, BlanksBeyondASCIIAreTrimmedToo) {

@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace run_command_test {
@@ -98,7 +99,7 @@ TEST_F(ShellCommand, TheShellGetsTheCommandLineInOnePiece) {
     mac.trace.keepOnly({"posix_spawn"});
     run("echo 'a b'  c");
     ASSERT_EQ(mac.trace.calls().size(), 1u);
-    EXPECT_EQ(mac.trace.calls().front().arguments, "/bin/sh, \"-c\", \"echo 'a b'  c\"");
+    EXPECT_EQ(argumentsText(mac.trace.calls().front()), "/bin/sh, \"-c\", \"echo 'a b'  c\"");
 }
 
 TEST_F(ShellCommand, MoreThanAPipeHoldsIsReturnedWhole) {

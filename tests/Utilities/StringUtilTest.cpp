@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace string_util_test {
@@ -152,8 +153,8 @@ TEST(EDIDTexts, EachFetchRunsOnePipelineAndLogsNothing) {
     StringUtil().getEDIDString(true);
     const auto calls = mac.trace.calls();
     ASSERT_EQ(calls.size(), 2u);
-    EXPECT_EQ(calls[0].arguments, "/bin/sh, \"-c\", \"ioreg -l | grep IODisplayEDID\"");
-    EXPECT_EQ(calls[1].arguments,
+    EXPECT_EQ(argumentsText(calls[0]), "/bin/sh, \"-c\", \"ioreg -l | grep IODisplayEDID\"");
+    EXPECT_EQ(argumentsText(calls[1]),
               "/bin/sh, \"-c\", \"afktool -r all registry | "
               "grep -E '\"RegisterSetName\"=\"EDID Block 0\"' | "
               "awk 'BEGIN{RS=\"|\"};{print $3}'\"");

@@ -98,7 +98,8 @@ inline std::int64_t referencesBesidesAVServices(const Mac& mac) {
 inline std::int64_t openedAVServices(const Mac& mac) {
     const auto calls = mac.trace.calls();
     return std::count_if(calls.begin(), calls.end(), [](const simulated_mac::TracedCall& call) {
-        return call.call == "IOAVServiceCreateWithService" && call.result == "ok";
+        return call.call == "IOAVServiceCreateWithService" &&
+               call.result == simulated_mac::Pointer{};
     });
 }
 

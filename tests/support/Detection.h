@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace test {
@@ -41,22 +44,28 @@ class Detection {
     }
     std::vector<std::string> argumentsOf(const std::string& name) const {
         std::vector<std::string> arguments;
-        for (const auto& call : calls(name)) arguments.push_back(call.arguments);
+        for (const auto& call : calls(name)) arguments.push_back(argumentsText(call));
         return arguments;
     }
-    /// Sleeps of a second or more; those around I2C transfers are shorter.
-    std::vector<std::string> waits() const {
-        auto sleeps = argumentsOf("NSThread.sleep");
-        std::erase(sleeps, "60000 us");
+    std::vector<Time> sleeps() const {
+        std::vector<Time> sleeps;
+        for (const auto& call : calls("NSThread.sleep")) sleeps.push_back(durationOf(call));
         return sleeps;
+    }
+    /// Sleeps of a second or more; those around I2C transfers are shorter.
+    std::vector<Time> waits() const {
+        auto waits = sleeps();
+        std::erase(waits, std::chrono::milliseconds(60));
+        return waits;
     }
     /// How often the EDIDs were read.
     std::size_t listings() const {
-        std::size_t count = 0;
-        for (const std::string& arguments : argumentsOf("posix_spawn")) {
-            if (arguments.find("IODisplayEDID") != std::string::npos) ++count;
-        }
-        return count;
+        const auto spawns = calls("posix_spawn");
+        return static_cast<std::size_t>(
+            std::count_if(spawns.begin(), spawns.end(), [](const auto& call) {
+                return call.arguments.back().value ==
+                       simulated_mac::Quoted{"ioreg -l | grep IODisplayEDID"};
+            }));
     }
     /// What reached a screen's monitor over DDC/CI.
     std::vector<simulated_mac::Bytes> requests(std::size_t screen) const {

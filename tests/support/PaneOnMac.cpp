@@ -83,6 +83,10 @@ std::vector<std::string> namesOfCalls(const Mac& mac) {
     return names;
 }
 
+Time durationOf(const simulated_mac::TracedCall& sleep) {
+    return std::get<Time>(sleep.argument("duration").value);
+}
+
 PaneOnMac::PaneOnMac(MacDescription description, Mac::Options options)
     : mac(std::move(description), options), pane(&mac.window) {
     mac.onUser([this](simulated_mac::EventDescription::User action) {

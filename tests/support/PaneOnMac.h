@@ -50,6 +50,9 @@ MacDescription appleMacWith(std::vector<ScreenDescription> screens);
 /// The platform calls that the trace kept, in order.
 std::vector<std::string> namesOfCalls(const Mac& mac);
 
+/// How long a traced sleep takes.
+Time durationOf(const simulated_mac::TracedCall& sleep);
+
 /// The pane in the installer of a Mac.
 class PaneOnMac {
   public:

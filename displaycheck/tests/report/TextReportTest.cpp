@@ -65,7 +65,7 @@ TEST(TextReportTest, WritesOnlyWhatATerminalCanBear) {
     report.timeline = {{simulated_mac::Time(0), "pane", nasty}};
     report.systemLog = {nasty};
     report.standardOutput = nasty + "\nsecond";
-    report.trace = {{simulated_mac::Time(0), nasty, nasty, nasty, nasty, true}};
+    report.trace = {{simulated_mac::Time(0), nasty, nasty, {{nasty, nasty}}, nasty, {}, true}};
     report.misuses = {nasty};
     const std::string text = textReport(report, {true, true, 80}, plain);
     for (const std::string& line : test::linesOf(text)) EXPECT_EQ(printable(line), line);
@@ -74,9 +74,18 @@ TEST(TextReportTest, WritesOnlyWhatATerminalCanBear) {
 
 TEST(TextReportTest, WritesPlatformCallsOneALine) {
     Report report = finishedReport();
-    report.trace = {
-        {simulated_mac::Time(60'000), "SerialQueue", "CGDisplayIsBuiltin", "display 2", "0", false},
-        {simulated_mac::Time(1'000'000), "main", "IOMasterPort", "", "0x1", true}};
+    report.trace = {{.time = simulated_mac::Time(60'000),
+                     .thread = "SerialQueue",
+                     .call = "CGDisplayIsBuiltin",
+                     .arguments = {{"display", 2}},
+                     .result = 0,
+                     .failed = false},
+                    {.time = simulated_mac::Time(1'000'000),
+                     .thread = "main",
+                     .call = "IOMasterPort",
+                     .arguments = {},
+                     .result = simulated_mac::Hex{1},
+                     .failed = true}};
     EXPECT_TRUE(contains(textReport(report, {false, true, 80}, plain),
                          "    0.060000  SerialQueue  CGDisplayIsBuiltin(display 2) = 0\n"
                          "    1.000000  main         IOMasterPort() = 0x1  made to fail\n"));

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "simulated_mac/machine/CallText.h"
 #include "simulated_mac/machine/Mac.h"
 
 namespace simulated_mac {
@@ -115,7 +116,7 @@ MacDescription describe(std::vector<FaultDescription> faults = {}) {
 
 std::vector<std::string> argumentsOf(const Mac& mac) {
     std::vector<std::string> arguments;
-    for (const auto& call : mac.trace.calls()) arguments.push_back(call.arguments);
+    for (const auto& call : mac.trace.calls()) arguments.push_back(argumentsText(call));
     return arguments;
 }
 
@@ -132,8 +133,8 @@ TEST(TraceOfAMac, KeepsTimeThreadCallArgumentsAndResult) {
     EXPECT_EQ(calls[0].time, Time(3s));
     EXPECT_EQ(calls[0].thread, "worker");
     EXPECT_EQ(calls[0].call, "CGDisplayIsBuiltin");
-    EXPECT_EQ(calls[0].arguments, "display 7");
-    EXPECT_EQ(calls[0].result, "1");
+    EXPECT_EQ(calls[0].argument("display"), 7);
+    EXPECT_EQ(calls[0].result, 1);
     EXPECT_FALSE(calls[0].failed);
 }
 
@@ -174,9 +175,9 @@ TEST(TraceOfAMac, ShowsIOResultsInHex) {
     IOMasterPort(0, &port);
     const auto calls = mac.trace.calls();
     ASSERT_THAT(calls, SizeIs(2));
-    EXPECT_EQ(calls[0].result, "0x0");
+    EXPECT_EQ(resultText(calls[0]), "0x0");
     EXPECT_FALSE(calls[0].failed);
-    EXPECT_EQ(calls[1].result, "0xe00002bc");
+    EXPECT_EQ(resultText(calls[1]), "0xe00002bc");
     EXPECT_TRUE(calls[1].failed);
 }
 
@@ -200,7 +201,7 @@ TEST(TraceOfAMac, AFaultyCallThatAnswersAPointerAnswersNone) {
     Mac mac(describe({fault("IOServiceMatching", 1)}));
     mac.trace.keepAll();
     EXPECT_EQ(IOServiceMatching("IOUSBDevice"), nullptr);
-    EXPECT_EQ(mac.trace.calls()[0].result, "NULL");
+    EXPECT_EQ(mac.trace.calls()[0].result, Pointer{true});
     EXPECT_TRUE(mac.trace.calls()[0].failed);
     EXPECT_NE(IOServiceMatching("IOUSBDevice"), nullptr);
 }

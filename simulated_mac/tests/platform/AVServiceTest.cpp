@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "plugin/Platform/IOAVService.h"
+#include "simulated_mac/machine/CallText.h"
 #include "simulated_mac/machine/Mac.h"
 #include "simulated_mac/tests/hardware/AppleMac.h"
 
@@ -614,7 +615,7 @@ TEST(FaultOfAnAVService, KeepsAReadFromTheMonitor) {
 std::vector<std::tuple<std::string, std::string, std::string>> tracedCalls(const Mac& mac) {
     std::vector<std::tuple<std::string, std::string, std::string>> traced;
     for (const auto& call : mac.trace.calls()) {
-        traced.emplace_back(call.call, call.arguments, call.result);
+        traced.emplace_back(call.call, argumentsText(call), resultText(call));
     }
     return traced;
 }
@@ -690,7 +691,7 @@ TEST(TraceOfAnAVService, MarksTheCallsThatAFaultLetsFail) {
     const auto calls = services.mac.trace.calls();
     ASSERT_THAT(calls, SizeIs(2));
     EXPECT_TRUE(calls[0].failed);
-    EXPECT_EQ(calls[0].result, "0x2a");
+    EXPECT_EQ(calls[0].result, Hex{0x2A});
     EXPECT_FALSE(calls[1].failed);
 }
 

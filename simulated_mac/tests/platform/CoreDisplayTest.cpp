@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "plugin/Platform/CoreDisplay.h"
+#include "simulated_mac/machine/CallText.h"
 #include "simulated_mac/machine/Mac.h"
 #include "simulated_mac/tests/hardware/AppleMac.h"
 
@@ -230,10 +231,10 @@ TEST(CoreDisplay, IsTracedWithTheDisplay) {
     const auto calls = mac.trace.calls();
     ASSERT_THAT(calls, SizeIs(2));
     EXPECT_EQ(calls[0].call, "CoreDisplay_DisplayCreateInfoDictionary");
-    EXPECT_EQ(calls[0].arguments, "display 7");
-    EXPECT_EQ(calls[0].result, "ok");
-    EXPECT_EQ(calls[1].arguments, "display 8");
-    EXPECT_EQ(calls[1].result, "NULL");
+    EXPECT_EQ(argumentsText(calls[0]), "display 7");
+    EXPECT_EQ(resultText(calls[0]), "ok");
+    EXPECT_EQ(argumentsText(calls[1]), "display 8");
+    EXPECT_EQ(resultText(calls[1]), "NULL");
 }
 
 }  // namespace core_display_test

@@ -18,6 +18,7 @@ extern "C" {
 #include <vector>
 
 #include "simulated_mac/description/EDID.h"
+#include "simulated_mac/machine/CallText.h"
 #include "simulated_mac/machine/Mac.h"
 #include "simulated_mac/platform/CFReferences.h"
 
@@ -494,11 +495,11 @@ TEST(I2C, ATraceShowsARequestWithItsBytesAndItsResult) {
     display.send(get);
     const auto calls = display.mac.trace.calls();
     ASSERT_THAT(calls, SizeIs(1));
-    EXPECT_EQ(calls[0].arguments,
+    EXPECT_EQ(argumentsText(calls[0]),
               "display " + std::to_string(display.mac.displays()[0]->displayID) +
                   ", bus 0, address 0x6e, send type 1, bytes 51 82 01 10 AC, reply address 0x6f, "
                   "reply sub-address 0x51, reply type 2, delay 50, flags 0x0");
-    EXPECT_EQ(calls[0].result, "0x0, request's result 0x0");
+    EXPECT_EQ(resultText(calls[0]), "0x0, request's result 0x0");
 }
 
 // What a framebuffer and the window system tell of a display

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "plugin/Utilities/RunCommand.h"
+#include "simulated_mac/machine/CallText.h"
 #include "simulated_mac/machine/Installation.h"
 #include "simulated_mac/machine/Mac.h"
 
@@ -146,8 +147,8 @@ TEST(Spawn, ATraceShowsTheCommandLine) {
     mac.trace.keepOnly({"posix_spawn"});
     shell("echo \"a b\"");
     ASSERT_THAT(mac.trace.calls(), SizeIs(1));
-    EXPECT_EQ(mac.trace.calls()[0].arguments, "/bin/sh, \"-c\", \"echo \"a b\"\"");
-    EXPECT_EQ(mac.trace.calls()[0].result, "0");
+    EXPECT_EQ(argumentsText(mac.trace.calls()[0]), "/bin/sh, \"-c\", \"echo \"a b\"\"");
+    EXPECT_EQ(mac.trace.calls()[0].result, 0);
 }
 
 }  // namespace spawn_test
