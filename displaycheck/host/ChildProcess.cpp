@@ -131,7 +131,7 @@ ChildResult runInChild(const std::function<void(const ChildEnd&)>& body,
     if (!ended) kill(child, SIGKILL);
     const int status = waitFor(child);
     if (!ended) {
-        return failure(fmt::format("took too long: killed after {} s of the wall clock",
+        return failure(fmt::format("timed out: killed after {} s",
                                    std::chrono::duration<double>(limit).count()));
     }
     return resultOf(std::move(handedOver), status);

@@ -178,7 +178,7 @@ BOOL openURL(id, SEL, NSURL* address) {
     return YES;
 }
 
-/// What NSLog writes, line by line; the message stands behind the process's name and numbers.
+/// NSLog's output, line by line; the message follows the process's name and numbers.
 void log(NSString* line) {
     const Running platform(Code::platform);
     // GNUstep misses a window manager, which nobody else does.
