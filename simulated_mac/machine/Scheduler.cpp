@@ -20,7 +20,7 @@ Scheduler::Scheduler(Options options) : options_(options) {
 Scheduler::~Scheduler() {
     currentTask = nullptr;
     for (std::thread& thread : threads_) {
-        // After a run that got stuck a thread may wait forever.
+        // In a stuck run a thread may wait forever.
         if (startedTasks_ == 0) {
             thread.join();
         } else {
@@ -197,7 +197,7 @@ bool Scheduler::passTime(Lock& lock) {
         return true;
     }
     if (options_.realtime && time > now_) {
-        // Nobody else can run meanwhile: all of them wait.
+        // No other thread can run meanwhile: all of them wait.
         lock.unlock();
         std::this_thread::sleep_until(start_ + time);
         lock.lock();
