@@ -178,8 +178,7 @@ TEST(RunCommandLine, TellsWhenTheOutputCannotBeWritten) {
     EXPECT_EQ(folder.read("stderr"),
               "displaycheck: can't write the output: No space left on device\n");
     EXPECT_EQ(statusOf(line + " >&-"), 1);
-    EXPECT_EQ(folder.read("stderr"),
-              "displaycheck: can't write the output: Bad file descriptor\n");
+    EXPECT_EQ(folder.read("stderr"), "displaycheck: can't write the output: Bad file descriptor\n");
 }
 
 TEST(RunCommandLine, NeedsNeitherStandardErrorNorStandardInput) {
