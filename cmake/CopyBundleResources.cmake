@@ -1,5 +1,5 @@
 # Copies a bundle's resources for GNUstep: cmake -DFROM=folder -DTO=folder -DVERSION=1.2.3 -P this.
-# GNUstep takes string tables for UTF-8 only behind a byte-order mark, and wants the property list under
+# GNUstep reads string tables as UTF-8 only after a byte-order mark, and expects the property list under
 # a name of its own.
 
 string(ASCII 239 187 191 mark)

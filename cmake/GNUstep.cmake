@@ -11,8 +11,8 @@ endfunction()
 gnustep_words(--objc-flags "^-[Df]" flags)
 gnustep_words(--gui-libs "^-l" libraries)
 
-# GCC has the runtime's headers and library. Of its include folder clang must see these alone: the
-# rest would take the place of its own.
+# GCC has the runtime's headers and library. Clang must see only these of its include folder: the rest
+# would replace clang's own.
 file(GLOB runtimes /usr/lib/gcc/*/*/include/objc)
 list(GET runtimes -1 runtime)
 set(runtime_headers ${CMAKE_BINARY_DIR}/gnustep/include)

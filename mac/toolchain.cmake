@@ -1,10 +1,10 @@
-# Compiles and links for both kinds of Mac on Linux: with Debian's clang and lld, and what
-# mac/make-sdk lays out.
+# Compiles and links for both kinds of Mac on Linux: with Debian's clang and lld, and the
+# SDK that mac/make-sdk lays out.
 
 set(CMAKE_SYSTEM_NAME Darwin)
 cmake_path(SET CMAKE_OSX_SYSROOT NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../build/mac-sdk)
 
-# Beside clang lie the tools that it calls: the linker, and lipo to join the slices.
+# Clang calls the tools next to it: the linker, and lipo to join the slices.
 set(tools ${CMAKE_OSX_SYSROOT}/bin)
 set(CMAKE_C_COMPILER ${tools}/clang)
 set(CMAKE_CXX_COMPILER ${tools}/clang++)
@@ -16,7 +16,7 @@ foreach(language C CXX OBJCXX)
     # The processors and the oldest system come from the preset, as on a Mac.
     set(CMAKE_${language}_COMPILER_TARGET x86_64-apple-darwin)
 endforeach()
-# The two macros stand in a header of libc++ that the package leaves out.
+# The two macros are from a header of libc++ that the package lacks.
 set(libcxx "-stdlib=libc++ -D_LIBCPP_ABI_VERSION=1 -D_LIBCPP_ABI_NAMESPACE=__1")
 set(CMAKE_CXX_FLAGS_INIT ${libcxx})
 set(CMAKE_OBJCXX_FLAGS_INIT ${libcxx})

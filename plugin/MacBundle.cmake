@@ -8,17 +8,17 @@ endif()
 enable_language(OBJCXX)
 find_program(IBTOOL ibtool REQUIRED DOC "Compiles interface files; comes with Xcode")
 
-# What the plug-in compiles and links against. CMAKE_OSX_DEPLOYMENT_TARGET, 10.15, is the oldest
-# system that it is for. The arm64 slice needs no flag of its own: Apple silicon's oldest system is
+# What the plug-in compiles and links against. CMAKE_OSX_DEPLOYMENT_TARGET, 10.15, is its oldest
+# system. The arm64 slice needs no flag of its own: Apple silicon's oldest system is
 # 11.0, and compiler and linker raise the slice's to that.
 add_library(platform INTERFACE)
 foreach(framework Cocoa CoreFoundation CoreGraphics InstallerPlugins IOKit)
     target_link_libraries(platform INTERFACE $<LINK_LIBRARY:FRAMEWORK,${framework}>)
 endforeach()
-# On some systems missing: then it isn't loaded, and what it would give reads as NULL.
+# Missing on some systems: then it isn't loaded, and its functions read as NULL.
 target_link_libraries(platform INTERFACE $<LINK_LIBRARY:WEAK_FRAMEWORK,CoreDisplay>)
-# The private functions, which the SDK's lists of symbols may leave out. The linker lets them pass,
-# and the loader looks for them in all that is loaded.
+# The private functions, which the SDK's lists of symbols may leave out. The linker accepts them as
+# undefined, and the loader looks for them in everything that is loaded.
 foreach(function
         CoreDisplay_DisplayCreateInfoDictionary
         IOAVServiceCopyEDID
@@ -27,7 +27,7 @@ foreach(function
         IOAVServiceWriteI2C)
     target_link_options(platform INTERFACE LINKER:-U,_${function})
 endforeach()
-# Some of what the plug-in calls is deprecated since long, and has no successor.
+# Some functions that the plug-in calls have long been deprecated, without a successor.
 target_compile_options(platform INTERFACE -Wno-deprecated-declarations)
 
 file(GLOB cocoa CONFIGURE_DEPENDS Cocoa/*.mm)
@@ -36,7 +36,7 @@ target_include_directories(VornDisplayCheck PRIVATE ${PROJECT_SOURCE_DIR})
 target_compile_options(VornDisplayCheck PRIVATE -fno-objc-arc)
 target_link_libraries(VornDisplayCheck PRIVATE platform project_warnings)
 
-# Templates of the standard library would be exported as well: the list keeps them in.
+# The list keeps templates of the standard library from being exported.
 set(exported ${CMAKE_CURRENT_SOURCE_DIR}/exported-symbols.txt)
 target_link_options(VornDisplayCheck PRIVATE LINKER:-exported_symbols_list,${exported})
 
@@ -60,7 +60,7 @@ foreach(table IN LISTS tables)
         MACOSX_PACKAGE_LOCATION Resources/${folder})
 endforeach()
 
-# Compiled into the bundle itself: depending on the oldest system that it is for, it is a file or a
+# Compiled into the bundle itself: depending on the oldest system, it is a file or a
 # folder.
 set(interface ${CMAKE_BINARY_DIR}/VornDisplayCheck.bundle/Contents/Resources/MyInstallerPane.nib)
 add_custom_command(OUTPUT ${interface}

@@ -8,8 +8,8 @@
 
 #include "simulated_mac/machine/Mac.h"
 
-/// What happened when the pane asked a monitor over DDC/CI, drawn from the platform calls of the
-/// run and from the bytes that the monitor saw.
+/// How the pane asked a monitor over DDC/CI, derived from the platform calls of the run and from
+/// the bytes that the monitor saw.
 namespace displaycheck {
 
 /// One try to read a VCP code (VESA DDC/CI 1.1, Get VCP Feature).
@@ -17,15 +17,16 @@ struct Try {
     simulated_mac::Time at{0};
     /// Over framebuffers: the pane holds the display's lock before it looks for its framebuffer.
     bool hadLock = false;
-    /// What stood between the request and the monitor, in order; empty when nothing did.
+    /// The obstacles between the request and the monitor, in order; empty if there were none.
     std::vector<std::string> obstacles;
     simulated_mac::Bytes request;  ///< what reached a monitor, empty for nothing
     simulated_mac::Bytes reply;    ///< what that monitor sent back, empty for nothing
     std::string transaction;       ///< "request's result 0xe00002bc" of a transaction that failed
-    /// The display of the monitor that was reached: with twins it may be another one than asked.
+    /// The display of the monitor that was reached: with twins it may be another than the one
+    /// asked.
     std::uint32_t reached = 0;
     bool good = false;  ///< the pane took the reply
-    /// What is wrong with a reply that the pane did not take, by its bytes.
+    /// The faults of a reply that the pane did not take, by its bytes.
     std::vector<std::string> faults;
 };
 
@@ -39,8 +40,7 @@ struct Reading {
 /// The platform calls that a trace has to keep.
 std::set<std::string, std::less<>> callsOfReadings();
 
-/// The last read of a display in a run whose platform calls are `trace`; nothing when there was
-/// none.
+/// The last read of a display in a run whose platform calls are `trace`; nothing if there was none.
 std::optional<Reading> lastReading(const simulated_mac::Mac& mac, std::uint32_t displayID,
                                    const std::vector<simulated_mac::TracedCall>& trace);
 

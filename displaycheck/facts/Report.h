@@ -34,7 +34,7 @@ struct DisplayFacts {
     Explanation why;
 };
 
-/// The facts of a run that is over.
+/// The facts of a finished run.
 struct Report {
     std::string file;
     std::string mac;  ///< its title
@@ -54,14 +54,14 @@ struct Report {
     std::vector<std::string> misuses;
 };
 
-/// The platform calls that a report is drawn from: the Mac's trace has to keep them.
+/// The platform calls from which a report is derived: the Mac's trace must keep them.
 std::set<std::string, std::less<>> callsOfReports();
 
-/// Gathers the facts of a run that is over, on the Mac's main thread.
+/// Gathers the facts of a finished run, on the Mac's main thread.
 Report makeReport(std::string file, const simulated_mac::Mac& mac, vorn::MyInstallerPane& pane,
                   simulated_mac::Scheduler::Outcome outcome, std::string standardOutput);
 
-/// What was wrong with the run itself, whatever its verdict; empty when nothing was.
+/// The problems of the run itself, whatever its verdict; empty if there were none.
 std::vector<std::string> problemsOf(const Report& report);
 
 /// Virtual time in seconds with three decimals, such as "12.500 s".

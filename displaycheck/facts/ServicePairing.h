@@ -11,17 +11,17 @@
 #include "plugin/MyInstallerPane.h"
 #include "simulated_mac/machine/Mac.h"
 
-/// How the display services of an Apple-silicon Mac were paired with its screens: what the pane's
-/// own operations say when they are asked again after the run.
+/// How the display services of an Apple-silicon Mac were paired with its screens: the pane's own
+/// operations, repeated after the run.
 namespace displaycheck {
 
-/// An AV service proxy, held against one display.
+/// An AV service proxy, compared with one display.
 struct ServiceCandidate {
     enum class Fate {
         used,         ///< handed out, and the display's first: it has this service
         handedOut,    ///< handed out after another one, which is used
         refused,      ///< the display and the service were both taken
-        noMatch,      ///< no point, so never handed out
+        noMatch,      ///< score 0, so never handed out
         notExternal,  ///< not scored
     };
 
@@ -32,17 +32,17 @@ struct ServiceCandidate {
     Fate fate = Fate::noMatch;
 };
 
-/// What the registry offered one display.
+/// The registry's services for one display.
 struct ServicePairing {
     std::vector<ServiceCandidate> candidates;  ///< in walk order
     /// The display whose monitor the display's AV service reaches; nothing without a service.
     std::optional<std::uint32_t> reached;
-    /// False when the display has another service (or none) than the candidates now say: the
+    /// False if the display has another service (or none) than the candidates now suggest: the
     /// registry changed since the pane looked at it last.
     bool asInRun = true;
 };
 
-/// The pairings of all displays, by display ID. Empty where the pane pairs none: on an Intel Mac,
+/// The pairings of all displays, by display ID. Empty if the pane pairs none: on an Intel Mac,
 /// and without an external screen. Makes platform calls itself.
 std::map<std::uint32_t, ServicePairing> pairServices(const vorn::MyInstallerPane& pane,
                                                      const DisplayList& displays);

@@ -13,8 +13,8 @@
 #include "simulated_mac/platform/CFDescription.h"
 #include "simulated_mac/platform/PlatformCall.h"
 
-// What the plug-in asks of Cocoa, without one: the screens are the Mac's, the labels and the button
-// those of its installer window, and sleeping goes by its clock.
+// The plug-in's Cocoa functions without Cocoa: the screens are the Mac's, the labels and the button
+// those of its installer window, and sleeping uses its clock.
 
 using simulated_mac::FallibleCall;
 using simulated_mac::InstallerWindow;
@@ -26,7 +26,7 @@ using simulated_mac::unlabelled;
 
 namespace {
 
-/// Changes what the user sees. Only the main thread may.
+/// Changes the user's view. Only the main thread may.
 void onMain(const std::string& what) {
     Mac& mac = *Mac::current();
     mac.journal.note("pane", what);
@@ -36,14 +36,14 @@ void onMain(const std::string& what) {
     }
 }
 
-/// The label; nullptr where it is gone.
+/// The label; nullptr if it is gone.
 InstallerWindow::Label* labelOf(void* pane, Cocoa::Outlet outlet) {
     auto& window = *static_cast<InstallerWindow*>(pane);
     if (window.viewReleased) return nullptr;
     return outlet == Cocoa::Outlet::lb_title ? &window.title : &window.warnings;
 }
 
-/// Why a call of Cocoa's fails that is made to.
+/// The reason given by a Cocoa call that is made to fail.
 constexpr auto raised = "NSInternalInconsistencyException: made to fail";
 
 std::string changeOf(const InstallerWindow::Label& label, const std::string& text) {

@@ -19,7 +19,7 @@ namespace {
     throw std::system_error(errno, std::generic_category(), "can't capture the standard output");
 }
 
-/// A file without a name; -1 when there can be none.
+/// A file without a name; -1 on failure.
 int makeFile() {
 #ifdef __linux__
     return memfd_create("standard output", MFD_CLOEXEC);

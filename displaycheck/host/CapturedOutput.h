@@ -4,8 +4,8 @@
 
 namespace displaycheck {
 
-/// Takes up what this process writes to its standard output, byte for byte, for as long as it
-/// lives. Throws std::system_error when the system has no room for it.
+/// Captures this process's standard output, byte for byte, during its lifetime. Throws
+/// std::system_error if the system has no room for it.
 class CapturedOutput {
   public:
     CapturedOutput();

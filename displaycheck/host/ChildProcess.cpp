@@ -39,7 +39,7 @@ constexpr char failed = 127;
     end.fail("ended without a report");
 }
 
-/// Reads until the other end is closed. False when that takes longer than until `deadline`.
+/// Reads until the other end is closed. False if `deadline` passes first.
 bool readUntil(int pipe, Clock::time_point deadline, std::string& all) {
     std::array<char, 65536> piece;
     for (;;) {
@@ -47,7 +47,7 @@ bool readUntil(int pipe, Clock::time_point deadline, std::string& all) {
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         if (left.count() <= 0) return false;
         pollfd waiting{pipe, POLLIN, 0};
-        // In slices: a poll can't wait for longer than an int of milliseconds.
+        // In slices: the timeout of poll is an int of milliseconds.
         if (poll(&waiting, 1, static_cast<int>(std::min<long long>(left.count(), 60'000))) <= 0) {
             continue;
         }
@@ -107,7 +107,7 @@ void ChildEnd::end(std::string_view output, char last) const {
 ChildResult runInChild(const std::function<void(const ChildEnd&)>& body,
                        std::chrono::milliseconds limit) {
     std::array<int, 2> ends{};
-    // What is still buffered would be written by the child once more.
+    // The child would write buffered output a second time.
     std::fflush(nullptr);
     if (pipe(ends.data()) != 0) {
         throw std::system_error(errno, std::generic_category(), "can't make a pipe");
@@ -131,7 +131,7 @@ ChildResult runInChild(const std::function<void(const ChildEnd&)>& body,
     if (!ended) kill(child, SIGKILL);
     const int status = waitFor(child);
     if (!ended) {
-        return failure(fmt::format("took too long: killed after {} s of the wall clock",
+        return failure(fmt::format("timed out: killed after {} s",
                                    std::chrono::duration<double>(limit).count()));
     }
     return resultOf(std::move(handedOver), status);

@@ -16,7 +16,7 @@ class ChildEnd {
     /// Ends the process at once, without destroying anything: threads of a run that got stuck can't
     /// be joined. `status` is 0 to 100.
     [[noreturn]] void finish(std::string_view output, int status) const;
-    /// Ends the process likewise, with the reason why it has nothing to hand over.
+    /// Ends the process likewise, with the reason why it has no output.
     [[noreturn]] void fail(std::string_view reason) const;
 
   private:
@@ -28,12 +28,12 @@ class ChildEnd {
 struct ChildResult {
     std::string output;
     int status = 0;
-    /// Why the child did not finish ("crashed: Segmentation fault"); it left no output then.
+    /// Why the child did not finish ("crashed: Segmentation fault"); there is no output then.
     std::optional<std::string> failure;
 };
 
-/// Runs `body`, which ends with finish(), in a child process. One that takes longer than `limit` of
-/// the wall clock is killed. Exceptions that leave `body` are its failure.
+/// Runs `body`, which ends with finish(), in a child process. Kills it after `limit` of real time.
+/// An exception from `body` is its failure.
 ChildResult runInChild(const std::function<void(const ChildEnd&)>& body,
                        std::chrono::milliseconds limit);
 

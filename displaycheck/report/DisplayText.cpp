@@ -136,7 +136,7 @@ std::string answer(const DisplayFacts& display) {
                : value + ", without the bit that confirms a supported monitor";
 }
 
-/// What became of one try of a read of the display.
+/// The outcome of one try to read from the display.
 std::string outcome(const Try& attempt, std::uint32_t displayID) {
     std::string text;
     for (const std::string& obstacle : attempt.obstacles) text += obstacle + "; ";
@@ -156,7 +156,7 @@ std::string outcome(const Try& attempt, std::uint32_t displayID) {
     return text;
 }
 
-/// The tries of a read; those in a row with the same outcome stand together.
+/// The tries of a read; consecutive ones with the same outcome are combined.
 std::string tries(const Reading& reading, std::uint32_t displayID, std::size_t columns) {
     std::string text;
     const auto& all = reading.tries;
@@ -239,7 +239,7 @@ std::string service(const DisplayFacts& display) {
                : fmt::format("{}: it reaches display {}'s monitor", which, *pairing.reached);
 }
 
-/// The display services that there are, held against the display.
+/// The display services, compared with the display.
 std::string services(const DisplayFacts& display, std::size_t columns) {
     std::string text = labelled("AV service", service(display), columns);
     for (const ServiceCandidate& candidate : display.why.services->candidates) {
@@ -251,7 +251,7 @@ std::string services(const DisplayFacts& display, std::size_t columns) {
     return text;
 }
 
-/// A built-in panel matches no monitor's service, but for an accident.
+/// A built-in panel matches a monitor's service only by accident.
 bool takesServices(const Explanation& why) {
     const auto matches = [](const ServiceCandidate& candidate) {
         return candidate.fate != ServiceCandidate::Fate::notExternal &&

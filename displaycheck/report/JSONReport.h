@@ -6,8 +6,8 @@
 
 namespace displaycheck {
 
-/// The report as one line of JSON with a line break at its end (docs/report.md). What is not UTF-8
-/// in the run's texts is replaced by U+FFFD.
+/// The report as one line of JSON with a line break at its end (docs/report.md). Invalid UTF-8 in
+/// the run's texts is replaced by U+FFFD.
 std::string jsonReport(const Report& report, bool withTrace);
 
 }  // namespace displaycheck

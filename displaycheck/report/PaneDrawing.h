@@ -9,8 +9,8 @@
 namespace displaycheck {
 
 /// The pane as its user sees it, drawn with box characters: its title, the heading, the warning
-/// with its link and the installer's buttons. Continue has a double frame when it is enabled and a
-/// dashed one when it is greyed. Every line takes `columns` columns (40 or more).
+/// with its link and the installer's buttons. Continue has a double frame if it is enabled and a
+/// dashed one if it is disabled. Every line is `columns` columns wide (40 or more).
 std::string drawPane(const PaneFacts& pane, std::size_t columns, const Palette& palette);
 
 }  // namespace displaycheck

@@ -11,7 +11,7 @@
 
 namespace displaycheck {
 
-/// Shows on standard error how a run by the wall clock gets on: its timeline as it happens and, on
+/// Shows the progress of a real-time run on standard error: its timeline as it happens and, on
 /// a terminal, one live line with the time.
 class Progress {
   public:

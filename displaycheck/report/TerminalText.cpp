@@ -16,7 +16,8 @@ namespace {
 constexpr UChar32 zeroWidthNonJoiner = 0x200C;
 constexpr UChar32 zeroWidthJoiner = 0x200D;
 
-/// What stays together on a line: a character with the marks that combine with it, or an escape.
+/// The unit that stays together on a line: a character with the marks that combine with it, or an
+/// escape.
 struct Cell {
     std::string text;
     std::size_t width = 0;
@@ -39,15 +40,15 @@ bool actsOnTerminal(UChar32 character) {
     }
 }
 
-/// Whether a character changes the look of a pictograph beside it: terminals disagree about the
-/// columns that the two then take.
+/// Whether a character changes an adjacent pictograph: terminals disagree about the width of the
+/// two.
 bool changesPictograph(UChar32 character, UChar32 next) {
     constexpr UChar32 emojiPresentation = 0xFE0F;
     return character == emojiPresentation || u_hasBinaryProperty(character, UCHAR_EMOJI_MODIFIER) ||
            (character == zeroWidthJoiner && u_hasBinaryProperty(next, UCHAR_EXTENDED_PICTOGRAPHIC));
 }
 
-/// Columns of a character that does not act on the terminal.
+/// Columns of a character that does not control the terminal.
 std::size_t columnsOf(UChar32 character) {
     switch (u_charType(character)) {
         case U_NON_SPACING_MARK:
@@ -159,7 +160,7 @@ class LineFiller {
         if (width_ + width > columns_) endLine();
         for (Cell& cell : word) {
             if (width_ + cell.width > columns_) {
-                // Blanks at the end of a full line have done their duty.
+                // Blanks at the end of a full line are dropped.
                 if (cell.blank) continue;
                 endLine();
             }
@@ -224,7 +225,7 @@ std::size_t displayWidth(std::string_view text) {
 }
 
 std::string printable(std::string_view text) {
-    // Most texts are plain ASCII, which needs no look at Unicode's properties.
+    // Most texts are plain ASCII, which needs no Unicode properties.
     const auto isPlain = [](char byte) { return byte >= ' ' && byte <= '~'; };
     if (std::all_of(text.begin(), text.end(), isPlain)) return std::string(text);
     std::string line;

@@ -12,7 +12,7 @@
 /// as U+FFFD.
 namespace displaycheck {
 
-/// Colours for a terminal that wants them; the plain text where none does.
+/// Colours for a terminal that supports them; plain text otherwise.
 class Palette {
   public:
     explicit Palette(bool colour) : colour_(colour) {}
@@ -39,24 +39,25 @@ struct TerminalLine {
     std::size_t width = 0;
 };
 
-/// Columns that a text takes, by Unicode's East Asian Width: wide characters take two, combining
-/// ones none. Characters that would act on the terminal count as their escapes.
+/// The width of a text in columns, by Unicode's East Asian Width: wide characters take two,
+/// combining ones none. Characters that would control the terminal count as their escapes.
 std::size_t displayWidth(std::string_view text);
 
-/// The text on one line. What would act on the terminal or reorder its line (control and format
-/// characters, line ends, a combining mark with nothing to combine with) or takes columns that
-/// terminals disagree about (joined pictographs) is spelt as an escape: "\n", "\x1B", "\u{202E}".
+/// The text on one line. Text that would control the terminal or reorder its line (control and
+/// format characters, line ends, a combining mark with nothing to combine with) or whose width
+/// differs between terminals (joined pictographs) is written as an escape: "\n", "\x1B",
+/// "\u{202E}".
 std::string printable(std::string_view text);
 
-/// `printable`, filled up with blanks to a number of columns.
+/// `printable`, padded with blanks to a number of columns.
 std::string padded(std::string_view text, std::size_t columns);
 
 /// The part of a text that a range covers.
 std::string utf16Part(std::string_view text, TextRange range);
 
 /// Breaks a text into lines of at most `columns` (12 or more), at its own line ends and where
-/// Unicode allows a break; longer words are cut. `link` is painted as a link, or stands between
-/// "_" where there is no colour.
+/// Unicode allows a break; longer words are cut. `link` is painted as a link, or put between "_"
+/// without colours.
 std::vector<TerminalLine> wrapText(std::string_view text, std::size_t columns,
                                    const std::optional<TextRange>& link, const Palette& palette);
 

@@ -34,7 +34,7 @@ std::string problemLines(const Report& report, const Palette& palette) {
     return text;
 }
 
-/// What the drawing of the pane can't show.
+/// Facts that the drawing of the pane can't show.
 std::string paneNotes(const PaneFacts& pane, const Palette& palette) {
     std::string text = pane.nextEnabled ? "Continue is enabled." : "Continue is greyed.";
     text += pane.warningShown() ? " A warning is shown" : " No warning is shown";

@@ -14,7 +14,7 @@ struct TextReportOptions {
     std::size_t columns = 80;
 };
 
-/// The report for people to read.
+/// The report for people.
 std::string textReport(const Report& report, const TextReportOptions& options,
                        const Palette& palette);
 

@@ -2,7 +2,7 @@
 
 #import <AppKit/AppKit.h>
 
-// What the pane asks of AppKit and GNUstep's declarations lack; the window brings it.
+// Parts of AppKit that the pane uses and GNUstep's declarations lack; the window provides them.
 
 extern "C" {
 /// A reference that does not keep its object, and is nil when that is gone.

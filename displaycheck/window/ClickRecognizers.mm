@@ -13,7 +13,7 @@ struct TargetAndAction {
     SEL action;
 };
 
-/// GNUstep's recognizers hold nothing, and its views know none. Both live as long as the process.
+/// GNUstep's recognizers keep no state, and its views have none. Both live as long as the process.
 struct Recognizers {
     std::map<NSGestureRecognizer*, TargetAndAction> actions;
     std::map<NSView*, std::vector<NSGestureRecognizer*>> ofViews;

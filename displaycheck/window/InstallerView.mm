@@ -93,7 +93,7 @@ NSDictionary* look(NSFont* font, NSColor* colour) {
         withAttributes:look([NSFont systemFontOfSize:9], grey(0.45))];
 }
 
-/// The steps at the left, each behind its dot; that of the step that is shown is blue.
+/// The steps at the left, each after its dot; the dot of the current step is blue.
 - (void)drawSteps {
     [grey(0.91) set];
     NSRectFill(NSMakeRect(0, 0, sideWidth, height));

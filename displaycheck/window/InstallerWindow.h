@@ -30,10 +30,10 @@
 /// Shows the section's step and enters its pane.
 - (void)enterPane;
 
-/// Lets go of the pane's view.
+/// Releases the pane's view.
 - (void)releasePaneView;
 
-/// Clicks the pane's label with the warning, where it takes clicks.
+/// Clicks the pane's warning label if it takes clicks.
 - (void)clickWarning;
 
 - (void)goForward:(id)sender;
@@ -43,7 +43,7 @@
 /// Shows a line at the window's foot.
 - (void)showNote:(NSString*)note;
 
-/// Writes what the window shows to a PNG file; NO when that fails.
+/// Writes the window's contents to a PNG file; NO if that fails.
 - (BOOL)writePNGTo:(NSString*)path;
 
 @end

@@ -85,7 +85,7 @@ NSString* text(NSString* key) {
     if (step > introduction) [self goTo:step - 1 direction:InstallerDirectionBackward];
 }
 
-/// Leaves the step that is shown and enters another one.
+/// Leaves the current step and enters another one.
 - (void)goTo:(NSUInteger)target direction:(InstallerSectionDirection)direction {
     InstallerPane* pane = [section firstPane];
     const BOOL leaves = step == section_ && target != section_;

@@ -24,7 +24,7 @@ namespace {
 
 NSBundle* pluginBundle = nil;
 
-/// The Mac, when the calling thread is one of its threads in the background.
+/// The Mac, if the calling thread is one of its background threads.
 Mac* macOfBackgroundThread() {
     Mac* mac = Mac::current();
     if (mac == nullptr || mac->scheduler.onMainThread()) return nullptr;
@@ -36,7 +36,7 @@ NSString* stringOf(const std::string& text) {
     return string != nil ? string : @"";
 }
 
-/// Puts another implementation in a method's place; gives back the one before.
+/// Replaces a method's implementation; returns the previous one.
 IMP replace(Method method, IMP implementation) {
     return method_setImplementation(method, implementation);
 }
@@ -133,7 +133,7 @@ id localizedString(id self, SEL selector, NSString* key, NSString* value, NSStri
         self, selector, key, value, table);
 }
 
-/// Lets a call of a text field raise an exception where the Mac file says so. The pane's labels are
+/// Makes a call of a text field raise an exception if the Mac file says so. The pane's labels are
 /// the only ones.
 void raiseIfAsked(FallibleCallName name, id receiver) {
     if (Mac::current() == nullptr || ![receiver isKindOfClass:[NSTextField class]]) return;
@@ -159,7 +159,7 @@ void addGestureRecognizer(id self, SEL selector, NSGestureRecognizer* recognizer
     reinterpret_cast<void (*)(id, SEL, NSGestureRecognizer*)>(realAdd)(self, selector, recognizer);
 }
 
-/// Hands an address to the desktop's opener, where there is a desktop.
+/// Hands an address to the desktop's opener, if there is a desktop.
 void openOnDesktop(const char* address) {
     if (getenv("XDG_CURRENT_DESKTOP") == nullptr) return;
     char program[] = "xdg-open";
@@ -181,10 +181,10 @@ BOOL openURL(id, SEL, NSURL* address) {
     return YES;
 }
 
-/// What NSLog writes, line by line; the message stands behind the process's name and numbers.
+/// NSLog's output, line by line; the message follows the process's name and numbers.
 void log(NSString* line) {
     const Running platform(Code::platform);
-    // GNUstep misses a window manager, which nobody else does.
+    // GNUstep complains about a missing window manager, which doesn't matter here.
     if ([line rangeOfString:@"Failed to determine offsets"].location != NSNotFound) return;
     Mac* mac = Mac::current();
     if (mac == nullptr) {

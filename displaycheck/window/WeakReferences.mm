@@ -14,7 +14,7 @@ namespace {
 
 using Deallocation = void (*)(id, SEL);
 
-/// Where each field is referred to from.
+/// The weak references to each field.
 std::map<id, std::set<id*>>& locations() {
     static auto& all = *new std::map<id, std::set<id*>>;
     return all;
@@ -32,7 +32,7 @@ void deallocate(id self, SEL selector) {
     realDeallocation(self, selector);
 }
 
-/// Has a field that dies take leave of its references.
+/// Makes a deallocated field clear its references.
 void watchFields() {
     if (realDeallocation != nullptr) return;
     Method method = class_getInstanceMethod([NSTextField class], @selector(dealloc));

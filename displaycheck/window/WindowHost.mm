@@ -28,7 +28,7 @@ namespace {
 /// Set by the signals that ask the program to end.
 volatile std::sig_atomic_t askedToEnd = 0;
 
-/// GNUstep's own answer to these signals locks up when they come in the middle of drawing.
+/// GNUstep's own handling of these signals deadlocks if they arrive during drawing.
 void setSignals(void (*handler)(int)) {
     for (const int number : {SIGHUP, SIGINT, SIGTERM}) std::signal(number, handler);
 }
@@ -40,7 +40,7 @@ struct Arguments {
     double speed;
 };
 
-/// Fonts that have the characters of a language, regular and bold; the user's, if there is one.
+/// Fonts with the characters of a language, regular and bold; the user's, if one is set.
 std::pair<std::string, std::string> fontsFor(const std::string& language) {
     const char* usersFont = getenv("DISPLAYCHECK_FONT");
     if (usersFont != nullptr) return {usersFont, std::string(usersFont) + "-Bold"};
@@ -53,7 +53,7 @@ std::pair<std::string, std::string> fontsFor(const std::string& language) {
     return {other->second + "-Regular", other->second + "-Bold"};
 }
 
-/// Defaults of GNUstep's that make the window look alike wherever it runs.
+/// Defaults of GNUstep's that make the window look the same on every machine.
 void setUpGNUstep(const Arguments& arguments) {
     const auto [regular, bold] = fontsFor(arguments.language);
     std::vector<std::string> words = {
@@ -78,7 +78,7 @@ void setUpGNUstep(const Arguments& arguments) {
 
 }  // namespace
 
-/// Loads the plug-in as the installer does and plays the Mac in step with the wall clock.
+/// Loads the plug-in as the installer does and runs the Mac in real time.
 @interface WindowHost : NSObject {
   @private
     Mac* mac;
@@ -112,7 +112,7 @@ void setUpGNUstep(const Arguments& arguments) {
     return self;
 }
 
-/// The section of the plug-in's bundle with its pane; nil with a message when it can't be loaded.
+/// The section of the plug-in's bundle with its pane; nil, with a message, if it can't be loaded.
 - (InstallerSection*)loadSection {
     NSString* path = [NSString stringWithUTF8String:simulated_mac::Installation::plugin().c_str()];
     NSBundle* bundle = [NSBundle bundleWithPath:path];
@@ -146,8 +146,8 @@ void setUpGNUstep(const Arguments& arguments) {
 namespace {
 
 /// Leaves the pane's view, and each that it shows, to the one owner that they have on a Mac: the
-/// pane, and the view around them. GNUstep's loader of interface files never lets go of what it
-/// made.
+/// pane, and the view around them. GNUstep's loader of interface files never releases the objects
+/// that it made.
 void leaveToTheirOwners(InstallerPane* pane) {
     std::vector<NSView*> views;
     @autoreleasepool {

@@ -260,7 +260,7 @@ class TreeBuilder : public YAML::EventHandler {
         }
     }
 
-    /// Counts a whole tree; `offset` is where the text asks for it.
+    /// Counts a whole tree; `offset` is the position of its use.
     void count(std::size_t offset, const YAMLNode& node) {
         countOne(offset, node);
         for (const YAMLNode& item : node.items) count(offset, item);

@@ -95,7 +95,7 @@ std::string shortened(const std::string& number) {
     return number.size() <= longestNumber ? number : number.substr(0, longestNumber) + "...";
 }
 
-/// What stands there, for a message.
+/// The value found, for a message.
 std::string describe(const YAMLNode& node) {
     switch (node.kind) {
         case YAMLNode::Kind::null:
@@ -111,13 +111,13 @@ std::string describe(const YAMLNode& node) {
     return (isBoolean(node.text) ? "the boolean " : "the number ") + shortened(node.text);
 }
 
-/// As people write such a limit: 0xFFFF, but 255.
+/// In the usual notation of such a limit: 0xFFFF, but 255.
 std::string limitText(std::uint64_t limit) {
     const bool isAllOnes = limit > 0xFF && (limit & (limit + 1)) == 0;
     return isAllOnes ? fmt::format("0x{:X}", limit) : std::to_string(limit);
 }
 
-/// Letters to add, drop, change or swap with a neighbour to turn one word into the other.
+/// Number of letters to add, drop, change or swap with a neighbour to turn one word into the other.
 std::size_t editDistance(std::string_view a, std::string_view b) {
     std::vector<std::vector<std::size_t>> cost(a.size() + 1,
                                                std::vector<std::size_t>(b.size() + 1));
@@ -138,7 +138,7 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
     return cost[a.size()][b.size()];
 }
 
-/// Letter case, '-' and '_' set aside.
+/// Without regard to case, '-' and '_'.
 std::string looseSpelling(std::string_view word) {
     std::string loose;
     for (const char character : word) {
@@ -150,7 +150,7 @@ std::string looseSpelling(std::string_view word) {
     return loose;
 }
 
-/// "; did you mean ...?", or nothing when no word is near.
+/// " (did you mean ...?)", or nothing if no word is close.
 std::string suggestion(std::string_view word, const std::vector<std::string>& known) {
     constexpr std::size_t longestWord = 64;
     if (word.size() > longestWord) return "";
@@ -318,8 +318,8 @@ double YAMLReader::realNumber(const YAMLNode& node) const {
     return decimal(node, "a decimal number");
 }
 
-/// Where in the document the scalar's `index`-th byte stands. A scalar over several lines has lost
-/// its line breaks, so both are walked from character to character, blanks set aside.
+/// Position in the document of the scalar's `index`-th byte. A scalar over several lines has lost
+/// its line breaks, so both texts are compared character by character, ignoring blanks.
 std::size_t YAMLReader::offsetInScalar(const YAMLNode& node, std::size_t index) const {
     const std::string_view source = document_.text();
     const auto skipBlanks = [source](std::size_t& at) {
@@ -387,7 +387,7 @@ std::string YAMLReader::fileContents(const YAMLNode& node) {
     const std::filesystem::path path = folder_ / name;
     std::error_code ignored;
     try {
-        // Opening a pipe would wait for somebody to write to it.
+        // Opening a pipe would block until a process writes to it.
         if (std::filesystem::is_fifo(path, ignored)) throw UnreadableFile("is a pipe");
         std::string contents = readFile(path, fileBytesLeft_);
         fileBytesLeft_ -= contents.size();

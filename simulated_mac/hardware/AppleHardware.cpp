@@ -5,8 +5,8 @@
 #include "simulated_mac/description/EDID.h"
 #include "simulated_mac/hardware/HardwareTree.h"
 
-// Displays as an Apple-silicon Mac shows them: framebuffer entries that publish the monitor's
-// identity, and below each the proxy of its AV service.
+// Displays as an Apple-silicon Mac shows them: framebuffer entries with the monitor's identity, and
+// below each the proxy of its AV service.
 
 namespace simulated_mac {
 

@@ -10,7 +10,7 @@ namespace simulated_mac {
 
 namespace {
 
-// Display IDs as the window system gives them out: large and far apart.
+// Display IDs as the window system assigns them: large and far apart.
 constexpr std::uint32_t firstDisplayID = 0x042801C0;
 constexpr std::uint32_t displayIDStep = 0x40;
 

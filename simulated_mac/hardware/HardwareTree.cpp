@@ -12,7 +12,7 @@ namespace {
 
 using Entry = Registry::Entry;
 
-/// Model names stand in the registry as data that end in a zero byte.
+/// Model names in the registry are data that ends in a zero byte.
 CFPointer makeModelData(const std::string& model) {
     Bytes bytes(model.begin(), model.end());
     bytes.push_back(0);

@@ -77,7 +77,7 @@ void Ledger::givenBack(Reference kind, std::string_view call) {
     auto& held = held_[kind];
     const auto known = std::find_if(held.begin(), held.end(),
                                     [call](const Held& entry) { return entry.call == call; });
-    // What an earlier Mac handed out is not in this one's ledger.
+    // References from an earlier Mac are not in this one's ledger.
     if (known != held.end() && known->count > 0) --known->count;
 }
 

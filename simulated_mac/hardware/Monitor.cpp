@@ -22,7 +22,7 @@ std::uint8_t exclusiveOr(std::span<const std::uint8_t> bytes, std::uint8_t start
     });
 }
 
-/// The VCP code that a message asks for; nothing when it is no valid get.
+/// The VCP code that a message asks for; nothing if it is not a valid get.
 std::optional<std::uint8_t> codeOfGet(std::span<const std::uint8_t> message) {
     if (message.size() != 5 || message[0] != hostSourceAddress || message[1] != (lengthFlag | 2) ||
         message[2] != getOpcode || exclusiveOr(message, monitorWriteAddress) != 0) {
@@ -31,8 +31,8 @@ std::optional<std::uint8_t> codeOfGet(std::span<const std::uint8_t> message) {
     return message[3];
 }
 
-/// Appends the checksum of the other bytes. The source address counts as the
-/// monitor's own, whatever stands there.
+/// Appends the checksum of the other bytes. The source address counts as the monitor's own,
+/// whatever it is.
 void finish(Bytes& reply) {
     const auto checked = std::span(reply).subspan(1, Monitor::replySize - 2);
     reply[Monitor::replySize - 1] = exclusiveOr(checked, hostVirtualAddress ^ monitorWriteAddress);

@@ -136,7 +136,7 @@ void Mac::scheduleEvents() {
         if (!event.atCall) {
             scheduler.onMainAt(timeOf(event.at), happen);
         } else if (event.user || event.installer) {
-            // That is the main thread's business.
+            // Only the main thread does this.
             trace.before(*event.atCall, [this, happen] { scheduler.onMain(happen); });
         } else {
             trace.before(*event.atCall, happen);

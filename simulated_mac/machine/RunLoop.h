@@ -10,7 +10,7 @@ namespace simulated_mac {
 CFRunLoopRef mainRunLoop();
 CFRunLoopRef backgroundRunLoop();
 
-/// A source of events: they are delivered once it was added to a run loop that runs.
+/// A source of events: delivered once it is added to a running run loop.
 struct RunLoopSource {
     bool delivers = false;
 };

@@ -20,7 +20,7 @@ Scheduler::Scheduler(Options options) : options_(options) {
 Scheduler::~Scheduler() {
     currentTask = nullptr;
     for (std::thread& thread : threads_) {
-        // After a run that got stuck a thread may wait forever.
+        // In a stuck run a thread may wait forever.
         if (startedTasks_ == 0) {
             thread.join();
         } else {
@@ -192,7 +192,7 @@ void Scheduler::passTime(Lock& lock) {
     if (time > lastPlanned_ + options_.longestRun) return finishRun(Outcome::outOfTime);
     if (time > runsUntil_) return finishRun(Outcome::waiting);
     if (options_.realtime && time > now_) {
-        // Nobody else can run meanwhile: all of them wait.
+        // No other thread can run meanwhile: all of them wait.
         lock.unlock();
         std::this_thread::sleep_until(start_ + time);
         lock.lock();

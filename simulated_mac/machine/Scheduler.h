@@ -20,39 +20,39 @@
 
 namespace simulated_mac {
 
-/// The Mac's threads and its clock. Threads are real ones, but as many as `threadsAtOnce` run at a
-/// time: each goes on until it waits, and the next one in the order of hand-over follows. So with
-/// one at a time a run is the same every time. The clock stands still while any of them runs and
-/// jumps to the next deadline when all of them wait.
+/// The Mac's threads and its clock. Threads are real, but at most `threadsAtOnce` run at a time:
+/// each runs until it waits, and then the next in a fixed order follows. With one at a time, every
+/// run is therefore the same. The clock stands still while any of them runs and jumps to the next
+/// deadline when all of them wait.
 class Scheduler {
     struct Task;
 
   public:
     struct Options {
         unsigned threadsAtOnce = 1;
-        /// Let deadlines take as long as they say.
+        /// Wait for deadlines in real time.
         bool realtime = false;
-        /// A run that goes on for longer after the last onMainAt has lost its way.
+        /// A run that continues for longer after the last onMainAt is taken for endless.
         Time longestRun = std::chrono::hours(1);
-        /// A race detector takes only that order of two threads for given which every Mac gives
-        /// them: work runs after its submission, a wait ends after the signal. Else it takes
-        /// the order of the turns for given, too.
+        /// A race detector assumes only the order of two threads that every Mac guarantees: work
+        /// runs after its submission, a wait ends after the signal. Otherwise it also assumes the
+        /// order of the turns.
         bool hidesTurns = false;
     };
 
     enum class Outcome {
         quiet,      ///< nothing is left to do
-        stuck,      ///< threads wait for what can't happen any more
+        stuck,      ///< threads wait for something that can no longer happen
         outOfTime,  ///< the longest run is over
         waiting,    ///< the next thing to do is after the requested time
     };
 
-    /// Counts up and down; threads wait for it to be above 0, first come, first served.
+    /// A counting semaphore: threads wait for it to be above 0, first come, first served.
     class Semaphore {
       public:
         explicit Semaphore(std::int64_t value) : first_(value), value_(value) {}
 
-        /// Whether it is lower than it was made, or somebody waits for it.
+        /// Whether it is below its initial value or a thread waits for it.
         bool isTaken() const { return value_ < first_ || !waiting_.empty(); }
 
       private:
@@ -79,14 +79,14 @@ class Scheduler {
     void wait(Semaphore& semaphore);
     void signal(Semaphore& semaphore);
 
-    /// Has the main thread's run loop do something, now or at a time to come.
+    /// Has the main thread's run loop do something, now or at a later time.
     void onMain(std::function<void()> work);
     void onMainAt(Time time, std::function<void()> work);
 
     /// Runs the main thread's run loop until nothing is left to do. Main thread only.
     Outcome runUntilQuiet();
-    /// Runs it up to a time, for a host whose own loop goes by the wall clock: the Mac's clock
-    /// stands at `time` afterwards, unless something still has to happen before. Main thread only.
+    /// Runs it up to a time, for a host with a real-time loop of its own: afterwards the Mac's
+    /// clock is at `time`, unless something is still due before. Main thread only.
     Outcome runUntil(Time time);
 
   private:
@@ -111,9 +111,9 @@ class Scheduler {
     void makeReady(Task& task);
     void postToMain(HandedOverWork work);
     void addDeadline(Time time, Wake wake);
-    /// Gives up the calling thread's turn until somebody made its task ready.
+    /// Gives up the calling thread's turn until its task is made ready.
     void yield(Lock& lock, Task& task);
-    /// Lets ready threads run; when there are none, lets time pass.
+    /// Lets ready threads run; if there are none, advances the clock.
     void handOver(Lock& lock);
     /// Lets the next deadline come, or ends the run.
     void passTime(Lock& lock);

@@ -6,7 +6,7 @@
 
 namespace simulated_mac {
 
-/// What "%@" makes of an object: Foundation's description in the style of a property list, a
+/// The text of an object for "%@": Foundation's description in the style of a property list, a
 /// dictionary's entries in the order of their keys.
 std::string descriptionOf(CFTypeRef object);
 

@@ -18,7 +18,7 @@ CFTypeRef handOut(const CFPointer& object, const char* call);
 /// ends the process.
 void takeBack(CFTypeRef object, const char* call);
 
-/// The object behind a reference that the plug-in gives in; nullptr for NULL.
+/// The object of a reference that the plug-in passes; nullptr for NULL.
 const CFObject* objectOf(CFTypeRef reference);
 
 /// A function's parameter as its messages name it.
@@ -38,7 +38,7 @@ const T& valueOf(CFTypeRef argument, const Parameter& parameter) {
     if (value == nullptr) crashOfType(parameter);
     return *value;
 }
-/// The same of a mutable object.
+/// The same for a mutable object.
 template <class T>
 T& mutableValueOf(CFTypeRef argument, const Parameter& parameter) {
     return const_cast<T&>(valueOf<T>(argument, parameter));

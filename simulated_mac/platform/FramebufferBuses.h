@@ -8,7 +8,7 @@
 
 namespace simulated_mac {
 
-/// The display whose framebuffer a handle stands for; nullptr when it stands for something else.
+/// The display whose framebuffer a handle refers to; nullptr for any other handle.
 Display* displayOfFramebuffer(io_service_t handle);
 
 /// One I2C bus of a display's framebuffer.
@@ -19,7 +19,7 @@ struct Bus {
     const BusDescription& description() const { return display->buses[index]; }
 };
 
-/// The bus whose interface a handle stands for.
+/// The bus whose interface a handle refers to.
 std::optional<Bus> busOfInterface(io_service_t handle);
 
 }  // namespace simulated_mac

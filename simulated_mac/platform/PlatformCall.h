@@ -12,12 +12,11 @@
 
 namespace simulated_mac {
 
-/// One call of the platform that is being made: notes it in the trace of the Mac that is switched
-/// on.
+/// A platform call in progress: records it in the trace of the Mac that is switched on.
 class PlatformCall {
   public:
     explicit PlatformCall(std::string_view name);
-    /// `arguments` is asked for its NamedValues only where the call is traced.
+    /// `arguments` is called for its NamedValues only if the call is traced.
     template <class Arguments>
     PlatformCall(std::string_view name, const Arguments& arguments) : PlatformCall(name) {
         if (isTraced_) traced_.arguments = arguments();
@@ -26,7 +25,7 @@ class PlatformCall {
     PlatformCall& operator=(const PlatformCall&) = delete;
     ~PlatformCall();
 
-    /// Notes the result and hands it back.
+    /// Records the result and returns it.
     IOReturn ioResult(IOReturn result);
     /// `further` is asked for what else it answers only where the call is traced.
     template <class Further>
@@ -62,7 +61,7 @@ class FallibleCall : public PlatformCall {
         : PlatformCall(name.text, arguments) {}
 
     bool fails() const { return fault().has_value(); }
-    /// The I/O error of a call that fails: what the Mac file says, or kIOReturnError.
+    /// The I/O error of a failing call: that of the Mac file, or kIOReturnError.
     IOReturn error();
 };
 

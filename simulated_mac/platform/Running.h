@@ -10,7 +10,7 @@ namespace simulated_mac {
 /// host's) from where that calls the platform. Memory can be made to fail for the plug-in's alone.
 enum class Code { platform, plugin };
 
-/// While one lives, its thread runs this code.
+/// While an object exists, its thread runs this code.
 class Running {
   public:
     explicit Running(Code code);
@@ -22,12 +22,11 @@ class Running {
     const Code before_;
 };
 
-/// Whether the calling thread asks for memory that the Mac file lets the plug-in not have. A
-/// request of the plug-in's is one use of the call "operator new".
+/// Whether the Mac file refuses the calling thread's memory request. Each request of the plug-in is
+/// one use of the call "operator new".
 bool memoryIsRefused();
 
-/// Runs the plug-in's code for `call`, which let it in. An exception that leaves it ends the
-/// process.
+/// Runs the plug-in's code for `call`, which let it in. An exception that escapes ends the process.
 template <class Work>
 void runPlugin(std::string_view call, const Work& work) {
     const Running plugin(Code::plugin);

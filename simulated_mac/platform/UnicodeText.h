@@ -13,11 +13,11 @@ std::optional<std::u16string> decodeUTF8(std::string_view bytes);
 
 struct EncodedText {
     std::string bytes;
-    std::size_t units;  ///< UTF-16 units that `bytes` stand for
+    std::size_t units;  ///< UTF-16 units of `bytes`
 };
 
-/// UTF-8 as the platform writes it: up to the first half of a surrogate pair that stands alone, and
-/// no further than whole characters fit into `room` bytes.
+/// UTF-8 as the platform writes it: up to the first unpaired surrogate, and only as many whole
+/// characters as fit into `room` bytes.
 EncodedText encodeUTF8(std::u16string_view text, std::size_t room);
 
 /// Unicode's case mapping, without a language. Of a sigma the platform decides itself whether it

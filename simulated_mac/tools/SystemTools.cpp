@@ -50,7 +50,7 @@ std::string printed(const CFObject& object) {
     return std::visit(Printer{}, object.value);
 }
 
-/// One entry and what stands below it. `rails` leads the lines: a bar for every ancestor that has
+/// One entry and all below it. `rails` leads the lines: a bar for every ancestor that has
 /// more children to come.
 void printTree(const RegistryEntry& entry, const std::string& rails, bool isLast,
                bool withProperties, std::string& text) {

@@ -12,19 +12,19 @@
 
 namespace simulated_mac {
 
-/// `ioreg`, `system_profiler` and `afktool`: what they print of a Mac's state, in the real tools'
-/// form, or what the Mac file has them print.
+/// `ioreg`, `system_profiler` and `afktool`: their output for a Mac's state, in the real tools'
+/// form, or the output given in the Mac file.
 class SystemTools {
   public:
     using Displays = std::function<std::vector<const Display*>()>;
 
-    /// `screens` gives those that the window system knows by now, `listed` those whose EDID the
-    /// tools print by now. All of it outlives the tools.
+    /// `screens` gives those that the window system has so far, `listed` those whose EDID the tools
+    /// print so far. All arguments outlive the tools.
     SystemTools(const MacDescription& description, const Registry& registry, Displays screens,
                 Displays listed);
 
-    /// Runs a command line, the tool first. Status 64 with no output for arguments that the tool
-    /// here doesn't know, 127 for another tool. One call at a time.
+    /// Runs a command line, the tool first. Status 64 with no output for arguments that are not
+    /// supported here, 127 for another tool. One call at a time.
     ToolOutput run(const std::vector<std::string>& commandLine);
 
   private:

@@ -4,7 +4,7 @@
 
 namespace simulated_mac {
 
-/// What a system tool prints to standard output, and its exit status.
+/// A system tool's standard output and exit status.
 struct ToolOutput {
     std::string text;
     int status = 0;

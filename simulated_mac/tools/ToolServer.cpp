@@ -29,7 +29,7 @@ std::string makeFolder() {
     return pattern;
 }
 
-/// No process that this one starts gets it.
+/// Not inherited by processes that this one starts.
 void keep(int descriptor) {
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
@@ -60,7 +60,7 @@ std::string readAll(int connection) {
 
 void writeAll(int connection, std::string_view text) {
     while (!text.empty()) {
-        // A tool that is gone already must not end this process.
+        // A tool that has already ended must not end this process.
         const ssize_t count = send(connection, text.data(), text.size(), MSG_NOSIGNAL);
         if (count > 0) {
             text.remove_prefix(static_cast<std::size_t>(count));
@@ -127,7 +127,7 @@ void ToolServer::answer(int connection) {
     const auto commandLine = wordsOf(readAll(connection));
     if (commandLine.empty()) return;
     const ToolOutput output = answer_(commandLine);
-    // Exit status, a line break, and what the tool prints.
+    // Exit status, a line break and the tool's output.
     writeAll(connection, std::to_string(output.status) + "\n" + output.text);
 }
 

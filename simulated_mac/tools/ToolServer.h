@@ -11,13 +11,13 @@
 namespace simulated_mac {
 
 /// Answers the Mac's system tools, which run as processes of their own: they ask over a local
-/// socket what to print and with which status to end.
+/// socket for their output and exit status.
 class ToolServer {
   public:
     /// Answers a command line, the tool first. Called on the server's own thread.
     using Answer = std::function<ToolOutput(const std::vector<std::string>& commandLine)>;
 
-    /// Throws std::system_error when the socket can't be made.
+    /// Throws std::system_error if the socket can't be made.
     explicit ToolServer(Answer answer);
     ~ToolServer();
     ToolServer(const ToolServer&) = delete;

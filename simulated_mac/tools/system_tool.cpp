@@ -1,5 +1,5 @@
-// A system tool of the simulated Mac. The name under which it is started says which one it is; what
-// it prints and its exit status come from the Mac that runs.
+// A system tool of the simulated Mac. The name under which it is started decides which one it is;
+// its output and exit status come from the running Mac.
 
 #include <sys/socket.h>
 #include <sys/un.h>
