@@ -44,34 +44,44 @@ struct CallValue {
     using Value = std::variant<std::monostate, bool, std::int64_t, Hex, Time, std::string, Quoted,
                                Bytes, Pointer, RegistryObject>;
 
-    CallValue() = default;
-    template <std::integral Number>
-    CallValue(Number number) : value(static_cast<std::int64_t>(number)) {}
-    CallValue(bool flag) : value(flag) {}
-    CallValue(Hex number) : value(number) {}
-    CallValue(Time duration) : value(duration) {}
-    CallValue(std::string text) : value(std::move(text)) {}
-    CallValue(std::string_view text) : value(std::string(text)) {}
-    /// The platform's texts may be NULL.
-    CallValue(const char* text)
-        : value(text != nullptr ? Value(std::string(text)) : Value(Pointer{true})) {}
-    CallValue(Quoted text) : value(std::move(text)) {}
-    CallValue(Bytes bytes) : value(std::move(bytes)) {}
-    CallValue(Pointer pointer) : value(pointer) {}
-    CallValue(const void*) = delete;  // would be a flag
-    CallValue(RegistryObject object) : value(std::move(object)) {}
+    // Not inline: every platform function makes some of these.
+    CallValue();
+    CallValue(const CallValue&);
+    CallValue(CallValue&&) noexcept;
+    CallValue& operator=(const CallValue&);
+    CallValue& operator=(CallValue&&) noexcept;
+    ~CallValue();
 
-    bool operator==(const CallValue&) const = default;
+    template <std::integral Number>
+    CallValue(Number number) : CallValue(Decimal{static_cast<std::int64_t>(number)}) {}
+    CallValue(bool flag);
+    CallValue(Hex number);
+    CallValue(Time duration);
+    CallValue(std::string text);
+    CallValue(std::string_view text);
+    /// The platform's texts may be NULL.
+    CallValue(const char* text);
+    CallValue(Quoted text);
+    CallValue(Bytes bytes);
+    CallValue(Pointer pointer);
+    CallValue(const void*) = delete;  // would be a flag
+    CallValue(RegistryObject object);
+
+    bool operator==(const CallValue&) const;
 
     Value value;
+
+  private:
+    struct Decimal {
+        std::int64_t number;
+    };
+    explicit CallValue(Decimal decimal);
 };
 
 /// A value under the name by which programs look for it.
 struct NamedValue {
-    NamedValue(std::string_view nameAndLabel, CallValue givenValue)
-        : NamedValue(nameAndLabel, std::move(givenValue), nameAndLabel) {}
-    NamedValue(std::string_view givenName, CallValue givenValue, std::string_view givenLabel)
-        : name(givenName), value(std::move(givenValue)), label(givenLabel) {}
+    NamedValue(std::string_view nameAndLabel, CallValue givenValue);
+    NamedValue(std::string_view givenName, CallValue givenValue, std::string_view givenLabel);
 
     bool operator==(const NamedValue&) const = default;
 
