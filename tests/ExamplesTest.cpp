@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/WaitsTable.h"
+
 // Each Mac in examples/ shows what its comment says. Its whole report is kept in tests/reports;
 // scripts/update-reports writes it anew.
 
@@ -37,15 +39,6 @@ json reportOf(const std::string& name) {
 json keptReportOf(const std::string& name) {
     std::ifstream file(root / "tests" / "reports" / (name + ".json"));
     return file ? json::parse(file) : json("no report is kept");
-}
-
-std::vector<std::string> namesOfExamples() {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(root / "examples")) {
-        if (entry.path().extension() == ".yaml") names.push_back(entry.path().stem());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 /// As names of tests are written.
@@ -85,7 +78,7 @@ TEST_P(EveryExample, SaysInACommentWhatItShows) {
     EXPECT_THAT(line, testing::StartsWith("# "));
 }
 
-INSTANTIATE_TEST_SUITE_P(Examples, EveryExample, testing::ValuesIn(namesOfExamples()),
+INSTANTIATE_TEST_SUITE_P(Examples, EveryExample, testing::ValuesIn(test::namesOfExamples()),
                          [](const auto& example) { return underscored(example.param); });
 
 /// What an example is about. How long it takes stands in its kept report, and WaitsTest.cpp says

@@ -1,9 +1,7 @@
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -12,6 +10,7 @@
 #include "simulated_mac/file/MacFile.h"
 #include "tests/support/PaneOnMac.h"
 #include "tests/support/RequiredWaits.h"
+#include "tests/support/WaitsTable.h"
 
 // A run takes as long as the waits that it has to make, and not a moment longer. Which ones those
 // are is worked out from the Mac file and held against the virtual time of the run. The kept report
@@ -24,36 +23,11 @@ using simulated_mac::Time;
 
 const std::filesystem::path root = PROJECT_SOURCE_DIR;
 
-std::vector<std::string> namesOfMacs() {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(root / "examples")) {
-        if (entry.path().extension() == ".yaml") names.push_back(entry.path().stem());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 /// The waits that a run made, in order, from its traced sleeps.
 std::vector<Time> sleepsIn(const simulated_mac::Mac& mac) {
     std::vector<Time> sleeps;
     for (const auto& call : mac.trace.calls()) sleeps.push_back(test::durationOf(call));
     return sleeps;
-}
-
-std::string secondsText(Time time) {
-    return fmt::format("{:g}", std::chrono::duration<double>(time).count());
-}
-
-/// "2 + 3 + 6 × 0.06": equal waits together, in the order of their first one.
-std::string sumText(std::vector<Time> waits) {
-    std::vector<std::string> parts;
-    while (!waits.empty()) {
-        const Time wait = waits.front();
-        const auto count = std::erase(waits, wait);
-        parts.push_back(count == 1 ? secondsText(wait)
-                                   : fmt::format("{} × {}", count, secondsText(wait)));
-    }
-    return parts.empty() ? "none" : fmt::format("{}", fmt::join(parts, " + "));
 }
 
 class WaitsOn : public testing::TestWithParam<std::string> {
@@ -77,12 +51,11 @@ TEST_P(WaitsOn, StandInTheDocumentation) {
     std::ifstream file(root / "docs" / "performance.md");
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);) lines.push_back(line);
-    EXPECT_THAT(lines, testing::Contains(fmt::format(
-                           "| {} | {} | {} | {} |", GetParam(), sumText(required.waits),
-                           secondsText(required.toContinue), secondsText(required.end))));
+    EXPECT_THAT(lines, testing::Contains(test::waitsRow(GetParam(), required)))
+        << "write the table anew: scripts/update-reports";
 }
 
-INSTANTIATE_TEST_SUITE_P(Examples, WaitsOn, testing::ValuesIn(namesOfMacs()),
+INSTANTIATE_TEST_SUITE_P(Examples, WaitsOn, testing::ValuesIn(test::namesOfExamples()),
                          [](const auto& example) {
                              std::string name = example.param;
                              std::replace(name.begin(), name.end(), '-', '_');
