@@ -51,6 +51,12 @@ struct WithoutNoexcept<Result(Arguments...) noexcept> {
 #define FIELD(structure, name, type, offset) \
     static_assert(is<decltype(structure::name), type> && offsetof(structure, name) == (offset))
 
+// The functions, by the page's own column. The platform has deprecated some of them.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#include <function_checks.inc>
+#pragma GCC diagnostic pop
+
 // mach/mach.h, mach/mach_error.h
 
 static_assert(is<kern_return_t, int> && is<mach_error_t, int>);
@@ -65,8 +71,6 @@ static_assert(is<vm_address_t, unsigned long> && sizeof(vm_address_t) == sizeof(
 static_assert(MACH_PORT_NULL == 0);
 static_assert(is<decltype(mach_task_self_), mach_port_t> &&
               is<decltype(mach_task_self()), mach_port_t>);
-FUNCTION(mach_port_deallocate, kern_return_t(ipc_space_t, mach_port_name_t));
-FUNCTION(mach_error_string, char*(mach_error_t));
 
 // MacTypes.h
 
@@ -98,11 +102,6 @@ static_assert(is<CFRunLoopRef, __CFRunLoop*> && is<CFRunLoopSourceRef, __CFRunLo
 static_assert(is<CFRunLoopMode, CFStringRef>);
 
 static_assert(is<decltype(kCFAllocatorDefault), const CFAllocatorRef>);
-FUNCTION(CFAllocatorAllocate, void*(CFAllocatorRef, CFIndex, CFOptionFlags));
-FUNCTION(CFAllocatorDeallocate, void(CFAllocatorRef, void*));
-FUNCTION(CFRetain, CFTypeRef(CFTypeRef));
-FUNCTION(CFRelease, void(CFTypeRef));
-FUNCTION(CFGetTypeID, CFTypeID(CFTypeRef));
 
 static_assert(is<decltype(kCFNotFound), const CFIndex> && kCFNotFound == -1);
 static_assert(is<std::underlying_type_t<CFStringBuiltInEncodings>, CFStringEncoding> &&
@@ -111,39 +110,17 @@ static_assert(is<std::underlying_type_t<CFStringBuiltInEncodings>, CFStringEncod
 static_assert(kCFStringEncodingASCII == 0x0600 && kCFStringEncodingUTF8 == 0x08000100);
 static_assert(is<std::underlying_type_t<decltype(kCFCompareCaseInsensitive)>, CFOptionFlags> &&
               kCFCompareCaseInsensitive == 1);
-FUNCTION(__CFStringMakeConstantString, CFStringRef(const char*));
 static_assert(is<decltype(CFSTR("text")), CFStringRef>);
-FUNCTION(CFStringGetTypeID, CFTypeID());
-FUNCTION(CFStringCreateWithBytes,
-         CFStringRef(CFAllocatorRef, const UInt8*, CFIndex, CFStringEncoding, Boolean));
-FUNCTION(CFStringCreateWithSubstring, CFStringRef(CFAllocatorRef, CFStringRef, CFRange));
-FUNCTION(CFStringCreateMutableCopy, CFMutableStringRef(CFAllocatorRef, CFIndex, CFStringRef));
-FUNCTION(CFStringGetLength, CFIndex(CFStringRef));
-FUNCTION(CFStringGetCharacterAtIndex, UniChar(CFStringRef, CFIndex));
-FUNCTION(CFStringGetCharacters, void(CFStringRef, CFRange, UniChar*));
-FUNCTION(CFStringGetBytes, CFIndex(CFStringRef, CFRange, CFStringEncoding, UInt8, Boolean, UInt8*,
-                                   CFIndex, CFIndex*));
-FUNCTION(CFStringFind, CFRange(CFStringRef, CFStringRef, CFStringCompareFlags));
-FUNCTION(CFStringUppercase, void(CFMutableStringRef, CFLocaleRef));
-FUNCTION(CFStringLowercase, void(CFMutableStringRef, CFLocaleRef));
 
 static_assert(is<std::underlying_type_t<CFCharacterSetPredefinedSet>, CFIndex> &&
               is<decltype(kCFCharacterSetWhitespace), CFCharacterSetPredefinedSet> &&
               kCFCharacterSetWhitespace == 2);
-FUNCTION(CFCharacterSetGetPredefined, CFCharacterSetRef(CFCharacterSetPredefinedSet));
-FUNCTION(CFCharacterSetIsCharacterMember, Boolean(CFCharacterSetRef, UniChar));
 
 static_assert(is<std::underlying_type_t<CFNumberType>, CFIndex> && sizeof(CFNumberType) == 8 &&
               is<decltype(kCFNumberSInt32Type), CFNumberType> &&
               is<decltype(kCFNumberSInt64Type), CFNumberType> &&
               is<decltype(kCFNumberCFIndexType), CFNumberType>);
 static_assert(kCFNumberSInt32Type == 3 && kCFNumberSInt64Type == 4 && kCFNumberCFIndexType == 14);
-FUNCTION(CFNumberGetTypeID, CFTypeID());
-FUNCTION(CFNumberCreate, CFNumberRef(CFAllocatorRef, CFNumberType, const void*));
-FUNCTION(CFNumberGetValue, Boolean(CFNumberRef, CFNumberType, void*));
-
-FUNCTION(CFDataGetLength, CFIndex(CFDataRef));
-FUNCTION(CFDataGetBytes, void(CFDataRef, CFRange, UInt8*));
 
 static_assert(is<CFDictionaryRetainCallBack, const void* (*)(CFAllocatorRef, const void*)>);
 static_assert(is<CFDictionaryReleaseCallBack, void (*)(CFAllocatorRef, const void*)>);
@@ -165,17 +142,8 @@ FIELD(CFDictionaryValueCallBacks, equal, CFDictionaryEqualCallBack, 32);
 static_assert(sizeof(CFDictionaryValueCallBacks) == 40);
 static_assert(is<decltype(kCFTypeDictionaryKeyCallBacks), const CFDictionaryKeyCallBacks>);
 static_assert(is<decltype(kCFTypeDictionaryValueCallBacks), const CFDictionaryValueCallBacks>);
-FUNCTION(CFDictionaryGetTypeID, CFTypeID());
-FUNCTION(CFDictionaryCreateMutable,
-         CFMutableDictionaryRef(CFAllocatorRef, CFIndex, const CFDictionaryKeyCallBacks*,
-                                const CFDictionaryValueCallBacks*));
-FUNCTION(CFDictionarySetValue, void(CFMutableDictionaryRef, const void*, const void*));
-FUNCTION(CFDictionaryGetValue, const void*(CFDictionaryRef, const void*));
 
 static_assert(is<decltype(kCFRunLoopDefaultMode), const CFRunLoopMode>);
-FUNCTION(CFRunLoopGetCurrent, CFRunLoopRef());
-FUNCTION(CFRunLoopGetMain, CFRunLoopRef());
-FUNCTION(CFRunLoopAddSource, void(CFRunLoopRef, CFRunLoopSourceRef, CFRunLoopMode));
 
 // IOKit/IOKitLib.h
 
@@ -204,37 +172,10 @@ static_assert(kIORegistryIterateRecursively == 1);
 static_assert(is<IONotificationPortRef, IONotificationPort*>);
 static_assert(is<IOServiceMatchingCallback, void (*)(void*, io_iterator_t)>);
 static_assert(is<decltype(kIOMasterPortDefault), const mach_port_t>);
-FUNCTION(IOMasterPort, kern_return_t(mach_port_t, mach_port_t*));
-FUNCTION(IOServiceMatching, CFMutableDictionaryRef(const char*));
-FUNCTION(IOServiceNameMatching, CFMutableDictionaryRef(const char*));
-FUNCTION(IOServiceGetMatchingService, io_service_t(mach_port_t, CFDictionaryRef));
-FUNCTION(IOServiceGetMatchingServices, kern_return_t(mach_port_t, CFDictionaryRef, io_iterator_t*));
-FUNCTION(IOServiceAddMatchingNotification,
-         kern_return_t(IONotificationPortRef, const io_name_t, CFDictionaryRef,
-                       IOServiceMatchingCallback, void*, io_iterator_t*));
-FUNCTION(IONotificationPortCreate, IONotificationPortRef(mach_port_t));
-FUNCTION(IONotificationPortGetRunLoopSource, CFRunLoopSourceRef(IONotificationPortRef));
-FUNCTION(IOIteratorNext, io_object_t(io_iterator_t));
-FUNCTION(IOObjectRetain, kern_return_t(io_object_t));
-FUNCTION(IOObjectRelease, kern_return_t(io_object_t));
-FUNCTION(IORegistryGetRootEntry, io_registry_entry_t(mach_port_t));
-FUNCTION(IORegistryEntryCreateIterator,
-         kern_return_t(io_registry_entry_t, const io_name_t, IOOptionBits, io_iterator_t*));
-FUNCTION(IORegistryEntryGetName, kern_return_t(io_registry_entry_t, io_name_t));
-FUNCTION(IORegistryEntryGetParentEntry,
-         kern_return_t(io_registry_entry_t, const io_name_t, io_registry_entry_t*));
-FUNCTION(IORegistryEntryCopyPath, CFStringRef(io_registry_entry_t, const io_name_t));
-FUNCTION(IORegistryEntryCreateCFProperties,
-         kern_return_t(io_registry_entry_t, CFMutableDictionaryRef*, CFAllocatorRef, IOOptionBits));
-FUNCTION(IORegistryEntryCreateCFProperty,
-         CFTypeRef(io_registry_entry_t, CFStringRef, CFAllocatorRef, IOOptionBits));
-FUNCTION(IORegistryEntrySearchCFProperty, CFTypeRef(io_registry_entry_t, const io_name_t,
-                                                    CFStringRef, CFAllocatorRef, IOOptionBits));
 
 // IOKit/graphics/IOGraphicsLib.h
 
 static_assert(kIODisplayOnlyPreferredName == 0x200);
-FUNCTION(IODisplayCreateInfoDictionary, CFDictionaryRef(io_service_t, IOOptionBits));
 
 // IOKit/i2c/IOI2CInterface.h: the request is packed to 4 bytes, in the 64-bit layout
 
@@ -263,23 +204,10 @@ FIELD(IOI2CRequest, sendBuffer, vm_address_t, 68);
 FIELD(IOI2CRequest, replyBuffer, vm_address_t, 76);
 FIELD(IOI2CRequest, __reservedC, std::uint32_t[10], 84);
 static_assert(sizeof(IOI2CRequest) == 124 && alignof(IOI2CRequest) == 4);
-FUNCTION(IOFBGetI2CInterfaceCount, IOReturn(io_service_t, IOItemCount*));
-FUNCTION(IOFBCopyI2CInterfaceForBus, IOReturn(io_service_t, IOOptionBits, io_service_t*));
-FUNCTION(IOI2CInterfaceOpen, IOReturn(io_service_t, IOOptionBits, IOI2CConnectRef*));
-FUNCTION(IOI2CInterfaceClose, IOReturn(IOI2CConnectRef, IOOptionBits));
-FUNCTION(IOI2CSendRequest, IOReturn(IOI2CConnectRef, IOOptionBits, IOI2CRequest*));
 
 // CoreGraphics/CoreGraphics.h
 
 static_assert(is<CGDirectDisplayID, std::uint32_t>);
-FUNCTION(CGDisplayIsBuiltin, boolean_t(CGDirectDisplayID));
-FUNCTION(CGDisplayVendorNumber, std::uint32_t(CGDirectDisplayID));
-FUNCTION(CGDisplayModelNumber, std::uint32_t(CGDirectDisplayID));
-FUNCTION(CGDisplaySerialNumber, std::uint32_t(CGDirectDisplayID));
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-FUNCTION(CGDisplayIOServicePort, io_service_t(CGDirectDisplayID));
-#pragma GCC diagnostic pop
 
 // dispatch/dispatch.h
 
@@ -299,34 +227,16 @@ static_assert(is<dispatch_time_t, std::uint64_t> && is<dispatch_once_t, std::int
 static_assert(is<dispatch_function_t, void (*)(void*)>);
 static_assert(is<decltype(DISPATCH_TIME_FOREVER), unsigned long long> &&
               DISPATCH_TIME_FOREVER == UINT64_MAX);
-FUNCTION(dispatch_queue_create, dispatch_queue_t(const char*, dispatch_queue_attr_t));
 // The SDK's answer is of a kind derived from dispatch_queue_t.
 static_assert(std::is_convertible_v<decltype(dispatch_get_main_queue()), dispatch_queue_t>);
-FUNCTION(dispatch_async_f, void(dispatch_queue_t, void*, dispatch_function_t));
-FUNCTION(dispatch_sync_f, void(dispatch_queue_t, void*, dispatch_function_t));
-FUNCTION(dispatch_once_f, void(dispatch_once_t*, void*, dispatch_function_t));
-FUNCTION(dispatch_semaphore_create, dispatch_semaphore_t(std::intptr_t));
-FUNCTION(dispatch_semaphore_wait, std::intptr_t(dispatch_semaphore_t, dispatch_time_t));
-FUNCTION(dispatch_semaphore_signal, std::intptr_t(dispatch_semaphore_t));
-FUNCTION(dispatch_release, void(dispatch_object_t));
 
 // spawn.h
 
 static_assert(POSIX_SPAWN_CLOEXEC_DEFAULT == 0x4000);
-FUNCTION(posix_spawn, int(pid_t*, const char*, const posix_spawn_file_actions_t*,
-                          const posix_spawnattr_t*, char* const[], char* const[]));
-FUNCTION(posix_spawnattr_setflags, int(posix_spawnattr_t*, short));
 
 // Platform/IOAVService.h, Platform/CoreDisplay.h
 
 static_assert(is<IOAVServiceRef, CFTypeRef>);
-FUNCTION(IOAVServiceCreateWithService, IOAVServiceRef(CFAllocatorRef, io_service_t));
-FUNCTION(IOAVServiceCopyEDID, IOReturn(IOAVServiceRef, CFDataRef*));
-FUNCTION(IOAVServiceReadI2C,
-         IOReturn(IOAVServiceRef, std::uint32_t, std::uint32_t, void*, std::uint32_t));
-FUNCTION(IOAVServiceWriteI2C,
-         IOReturn(IOAVServiceRef, std::uint32_t, std::uint32_t, void*, std::uint32_t));
-FUNCTION(CoreDisplay_DisplayCreateInfoDictionary, CFDictionaryRef(CGDirectDisplayID));
 
 #undef FIELD
 #undef FUNCTION
