@@ -11,6 +11,8 @@
 #include "simulated_mac/description/EDID.h"
 #include "simulated_mac/machine/Mac.h"
 
+using namespace vorn;
+
 // Any bytes in place of a monitor's replies, over either bus.
 
 using namespace simulated_mac;

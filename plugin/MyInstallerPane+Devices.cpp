@@ -16,6 +16,8 @@
 #include "plugin/Platform/Text.h"
 #include "plugin/ProductData.h"
 
+using namespace vorn;
+
 // Watching USB devices and recognising the maker's cameras.
 
 Guarded<CameraDictionary>& infoDic = *new Guarded<CameraDictionary>;

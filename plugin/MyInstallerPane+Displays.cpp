@@ -11,6 +11,8 @@
 #include "plugin/Platform/Text.h"
 #include "plugin/Utilities/StringUtil.h"
 
+using namespace vorn;
+
 // Listing the screens and gathering their data.
 
 using namespace std::chrono_literals;

@@ -13,6 +13,8 @@
 #include "plugin/Utilities/EDIDUtils.h"
 #include "plugin/Utilities/StringUtil.h"
 
+using namespace vorn;
+
 namespace vorn {
 
 namespace {

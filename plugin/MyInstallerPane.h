@@ -29,10 +29,10 @@ struct CameraEntry {
 using CameraDictionary = std::map<std::string, CameraEntry>;
 
 /// The cameras seen since the pane was last entered. Detached ones stay.
-EXPORTED Guarded<CameraDictionary>& infoDic;
+EXPORTED vorn::Guarded<CameraDictionary>& infoDic;
 
 /// The displays of the last enumeration, with their verdicts.
-EXPORTED Guarded<DisplayList>& displayInfoArray;
+EXPORTED vorn::Guarded<DisplayList>& displayInfoArray;
 
 /// The USB watcher's state. Every entry of the pane arms a new notification and overwrites it; the
 /// earlier one is never torn down.

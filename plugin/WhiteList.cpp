@@ -5,6 +5,8 @@
 #include "plugin/Platform/Text.h"
 #include "plugin/Utilities/RunCommand.h"
 
+using namespace vorn;
+
 WhiteList* whiteList = nullptr;
 
 WhiteList::WhiteList() {

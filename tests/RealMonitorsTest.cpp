@@ -17,6 +17,8 @@
 #include "simulated_mac/platform/AVService.h"
 #include "tests/support/PaneOnMac.h"
 
+using namespace vorn;
+
 // EDIDs read off real monitors of many makers, and what an independent decoder printed of them: the
 // file that EDID_CORPUS names. One line each: an ID, PnP letters, product code, name, hex digits.
 

@@ -24,6 +24,8 @@
 #include "simulated_mac/description/HexText.h"
 #include "simulated_mac/description/MacDescription.h"
 
+using namespace vorn;
+
 namespace displaycheck {
 
 namespace {

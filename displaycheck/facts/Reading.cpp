@@ -10,6 +10,8 @@
 #include "plugin/DDCCI/VCPPackets.h"
 #include "simulated_mac/machine/CallText.h"
 
+using namespace vorn;
+
 namespace displaycheck {
 
 namespace {

@@ -9,6 +9,8 @@
 #include "plugin/ProductData.h"
 #include "simulated_mac/description/HexText.h"
 
+using namespace vorn;
+
 namespace displaycheck {
 
 namespace {

@@ -14,6 +14,8 @@
 #include "plugin/Platform/Properties.h"
 #include "plugin/Platform/Text.h"
 
+using namespace vorn;
+
 Guarded<std::shared_ptr<Arm64Utility>>& arm64Util = *new Guarded<std::shared_ptr<Arm64Utility>>;
 
 namespace {

@@ -98,4 +98,4 @@ class Arm64Utility {
 };
 
 /// A new one at every entry of the pane.
-EXPORTED Guarded<std::shared_ptr<Arm64Utility>>& arm64Util;
+EXPORTED vorn::Guarded<std::shared_ptr<Arm64Utility>>& arm64Util;

@@ -17,6 +17,8 @@
 #include "plugin/Platform/IOObject.h"
 #include "plugin/Platform/Properties.h"
 
+using namespace vorn;
+
 using namespace std::chrono_literals;
 
 namespace {

@@ -10,6 +10,8 @@
 #include "plugin/Platform/CFRef.h"
 #include "plugin/WhiteList.h"
 
+using namespace vorn;
+
 using namespace std::chrono_literals;
 
 namespace {

@@ -28,7 +28,7 @@ class DDCCtl {
     /// Displays known to be attached through USB. Nothing fills it here; a USB discovery may.
     std::optional<DisplayList> usbAllDisplays;
     /// Runs one operation at a time. For background DDC work; nothing is sent to it here.
-    SerialQueue DDCOperationQueue{"DDCOperationQueue"};
+    vorn::SerialQueue DDCOperationQueue{"DDCOperationQueue"};
 
     /// A process-wide serial queue for background DDC work, made at first use and kept.
     static dispatch_queue_t serialQueue();

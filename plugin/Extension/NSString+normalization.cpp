@@ -2,6 +2,8 @@
 
 #include "plugin/Platform/Text.h"
 
+using namespace vorn;
+
 std::string regularMonitorName(const std::string& displayName) {
     const std::string withoutBrand = replaceAll(uppercaseText(displayName), "VORN", "");
     return getRealModelNameWithStr(displayName, trimWhitespace(withoutBrand));

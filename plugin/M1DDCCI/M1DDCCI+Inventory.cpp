@@ -6,6 +6,8 @@
 #include "plugin/Platform/Properties.h"
 #include "plugin/Platform/Text.h"
 
+using namespace vorn;
+
 // The inventory of an Apple-silicon Mac's display framebuffers, for diagnostics.
 
 CFMutableDictionaryRef matchedM1Device = nullptr;

@@ -12,6 +12,8 @@
 #include "plugin/DDCCI/VCPPackets.h"
 #include "plugin/Platform/Text.h"
 
+using namespace vorn;
+
 using namespace std::chrono_literals;
 
 namespace {

@@ -47,6 +47,6 @@ class M1DDCCI {
     /// serial number.
     void setDisplayInfoWithService(io_service_t framebuffer) const;
     /// One property of a registry entry, as found there; empty when it is missing.
-    CFRef<CFTypeRef> getIORegistryPropertyWithService(io_service_t service,
-                                                      const std::string& fieldName) const;
+    vorn::CFRef<CFTypeRef> getIORegistryPropertyWithService(io_service_t service,
+                                                            const std::string& fieldName) const;
 };

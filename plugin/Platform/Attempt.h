@@ -4,6 +4,8 @@
 
 #include "plugin/Cocoa/FailureLog.h"
 
+namespace vorn {
+
 /// Does work that no exception may leave: it would end the installer's process that shows the pane.
 /// An exception is logged under the name of the work instead. Returns whether there was none.
 template <class Work>
@@ -18,3 +20,5 @@ bool attempt(const char* name, const Work& work) noexcept {
     }
     return false;
 }
+
+}  // namespace vorn

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+namespace vorn {
+
 /// Owns one reference of a Core Foundation object and releases it. Made from the result of a
 /// function with "Create" or "Copy" in its name; empty if that was NULL.
 template <class Ref>
@@ -28,3 +30,5 @@ class CFRef {
   private:
     Ref ref_ = nullptr;
 };
+
+}  // namespace vorn

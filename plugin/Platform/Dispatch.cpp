@@ -7,6 +7,8 @@
 
 #include "plugin/Platform/Attempt.h"
 
+namespace vorn {
+
 namespace {
 
 constexpr auto nameOfWork = "the work of a queue";
@@ -41,3 +43,5 @@ void runOnMainThread(const std::function<void()>& work) {
         attempt(nameOfWork, **static_cast<const std::function<void()>**>(pointer));
     });
 }
+
+}  // namespace vorn

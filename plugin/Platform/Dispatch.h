@@ -4,6 +4,8 @@
 
 #include <functional>
 
+namespace vorn {
+
 /// A serial dispatch queue: its work runs on a background thread, one item at a time.
 class SerialQueue {
   public:
@@ -24,3 +26,5 @@ class SerialQueue {
 
 /// Runs work on the main thread and waits for its end. Exceptions from the work are logged.
 void runOnMainThread(const std::function<void()>& work);
+
+}  // namespace vorn

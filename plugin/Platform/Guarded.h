@@ -3,6 +3,8 @@
 #include <mutex>
 #include <utility>
 
+namespace vorn {
+
 /// A process-wide value that detection runs on several threads may touch: the pane can be entered
 /// again while an earlier entry's run continues.
 template <class T>
@@ -27,3 +29,5 @@ class Guarded {
     mutable std::mutex mutex_;
     T value_{};
 };
+
+}  // namespace vorn

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+namespace vorn {
+
 /// Owns one reference of a registry object (entry, service or iterator) and releases it. Empty if
 /// the handle is 0.
 class IOObject {
@@ -26,3 +28,5 @@ class IOObject {
   private:
     io_object_t object_ = IO_OBJECT_NULL;
 };
+
+}  // namespace vorn

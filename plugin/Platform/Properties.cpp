@@ -2,6 +2,8 @@
 
 #include "plugin/Platform/Text.h"
 
+namespace vorn {
+
 namespace {
 
 template <class Ref>
@@ -65,3 +67,5 @@ CFRef<CFStringRef> copyStringProperty(io_registry_entry_t entry, CFStringRef key
 CFRef<CFDictionaryRef> copyDictionaryProperty(io_registry_entry_t entry, CFStringRef key) {
     return copyProperty<CFDictionaryRef>(entry, key, CFDictionaryGetTypeID());
 }
+
+}  // namespace vorn

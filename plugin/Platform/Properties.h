@@ -9,6 +9,8 @@
 
 #include "plugin/Platform/CFRef.h"
 
+namespace vorn {
+
 // Readers of property values. A value of an unexpected type counts as absent: drivers and monitors
 // determine the registry's contents.
 
@@ -33,3 +35,5 @@ CFRef<CFMutableDictionaryRef> copyProperties(io_registry_entry_t entry);
 /// One property of a registry entry, empty if it is missing or of another type.
 CFRef<CFStringRef> copyStringProperty(io_registry_entry_t entry, CFStringRef key);
 CFRef<CFDictionaryRef> copyDictionaryProperty(io_registry_entry_t entry, CFStringRef key);
+
+}  // namespace vorn

@@ -3,6 +3,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+namespace vorn {
+
 namespace {
 
 using MutableString = CFRef<CFMutableStringRef>;
@@ -130,3 +132,5 @@ std::string formatText(const char* format, ...) {
     va_end(again);
     return text;
 }
+
+}  // namespace vorn

@@ -8,6 +8,8 @@
 
 #include "plugin/Platform/CFRef.h"
 
+namespace vorn {
+
 // The plug-in keeps text as UTF-8 and leaves all Unicode processing to the platform: case, UTF-16
 // units, white space.
 
@@ -36,3 +38,5 @@ std::string textOrNull(const std::optional<std::string>& text);
 
 /// printf-style formatting into a string.
 [[gnu::format(printf, 1, 2)]] std::string formatText(const char* format, ...);
+
+}  // namespace vorn

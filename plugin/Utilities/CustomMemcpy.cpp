@@ -8,6 +8,8 @@
 #include "plugin/Cocoa/SystemLog.h"
 #include "plugin/Platform/Text.h"
 
+using namespace vorn;
+
 void customMemcpy(std::uint8_t* destination, const std::uint8_t* source, std::uint64_t length) {
     if (length == 0) {
         Cocoa::log(formatText("Error: Invalid input length. Must be between %zu and %zu.",

@@ -11,6 +11,8 @@
 #include "plugin/Utilities/CustomMemcpy.h"
 #include "plugin/Utilities/StringUtil.h"
 
+using namespace vorn;
+
 EDIDUtils* edidUtils = nullptr;
 
 namespace {

@@ -12,6 +12,8 @@
 
 #include "plugin/Platform/Text.h"
 
+using namespace vorn;
+
 RunCommand* runCmd = nullptr;
 
 namespace {

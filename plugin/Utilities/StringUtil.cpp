@@ -4,6 +4,8 @@
 
 #include "plugin/Platform/Text.h"
 
+using namespace vorn;
+
 StringUtil* strUtil = nullptr;
 
 namespace {

@@ -15,6 +15,8 @@
 #include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
+using namespace vorn;
+
 using namespace std::chrono_literals;
 
 namespace ddc_test {

@@ -14,6 +14,8 @@
 #include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
+using namespace vorn;
+
 using namespace std::chrono_literals;
 
 namespace m1_ddcci_inventory_test {

@@ -15,6 +15,8 @@
 #include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
+using namespace vorn;
+
 using namespace std::chrono_literals;
 
 namespace m1_ddcci_test {

@@ -6,6 +6,8 @@
 #include "plugin/Platform/Text.h"
 #include "tests/support/PaneOnMac.h"
 
+using namespace vorn;
+
 namespace cf_ref_test {
 
 using ::testing::IsEmpty;

@@ -11,6 +11,8 @@
 #include "simulated_mac/platform/Running.h"
 #include "tests/support/PaneOnMac.h"
 
+using namespace vorn;
+
 using namespace std::chrono_literals;
 
 namespace dispatch_test {

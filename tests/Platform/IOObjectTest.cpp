@@ -5,6 +5,8 @@
 
 #include "tests/support/PaneOnMac.h"
 
+using namespace vorn;
+
 namespace io_object_test {
 
 using ::testing::IsEmpty;

@@ -10,6 +10,8 @@
 #include "simulated_mac/platform/CFReferences.h"
 #include "tests/support/PaneOnMac.h"
 
+using namespace vorn;
+
 namespace properties_test {
 
 using simulated_mac::Bytes;

@@ -8,6 +8,8 @@
 #include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
+using namespace vorn;
+
 namespace text_test {
 
 using ::testing::EndsWith;

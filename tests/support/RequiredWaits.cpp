@@ -13,6 +13,8 @@
 #include "plugin/WhiteList.h"
 #include "simulated_mac/description/EDID.h"
 
+using namespace vorn;
+
 namespace test {
 
 namespace {
