@@ -172,7 +172,7 @@ std::string tries(const Reading& reading, std::uint32_t displayID, std::size_t c
         const std::string when =
             one ? "at " + secondsText(all[first].at)
                 : fmt::format("at {} to {}", secondsText(all[first].at), secondsText(all[last].at));
-        text += labelled(label, when + ": " + what, columns);
+        text += labelled(label, fmt::format("{}: {}", when, what), columns);
         first = last + 1;
     }
     return text;

@@ -130,6 +130,7 @@ std::string defaultOf(const Choice<Enum>& kind, const Enum& initial) {
 template <class Enum>
 std::string defaultOf(const ListOf<Choice<Enum>>& kind, const std::vector<Enum>& initial) {
     std::vector<std::string> words;
+    words.reserve(initial.size());
     for (const Enum value : initial) words.push_back(kind.kind.nameOf(value));
     return fmt::format("[{}]", fmt::join(words, ", "));
 }
