@@ -44,7 +44,7 @@ Registry::Registry(Ledger& ledger) : ledger_(ledger) {
 }
 
 Registry::Entry Registry::add(const Entry& parent, RegistryEntry description) {
-    const auto entry = std::make_shared<RegistryEntry>(std::move(description));
+    auto entry = std::make_shared<RegistryEntry>(std::move(description));
     std::vector<std::pair<std::function<void(io_iterator_t)>, io_iterator_t>> deliveries;
     {
         const std::lock_guard lock(mutex_);
