@@ -13,8 +13,6 @@
 #include "plugin/Utilities/EDIDUtils.h"
 #include "plugin/Utilities/StringUtil.h"
 
-using namespace vorn;
-
 namespace vorn {
 
 namespace {

@@ -1,6 +1,5 @@
 #include "displaycheck/facts/Explanation.h"
 
-#include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Display/EDIDPairing.h"
 #include "plugin/Extension/NSString+normalization.h"
 #include "plugin/WhiteList.h"
@@ -10,7 +9,6 @@ namespace displaycheck {
 
 namespace {
 
-using simulated_mac::Bytes;
 using simulated_mac::Mac;
 using simulated_mac::TracedCall;
 
