@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -11,6 +12,8 @@
 /// The contents of a Mac file as plain data. Everything that is derived (a screen's name from its
 /// EDID, a framebuffer's identity dictionary) stays empty here unless the file overrides it.
 namespace simulated_mac {
+
+class RecordedRegistry;
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -102,6 +105,8 @@ struct BusDescription {
 /// The framebuffer that drives a screen (Intel Macs).
 struct FramebufferDescription {
     bool present = true;
+    /// The recorded registry's entry that it is: a path in the service plane or "0x" and an ID.
+    std::optional<std::string> entry;
     /// Overrides of the display information dictionary, by key.
     PropertyMap dictionary;
     /// Not set: one that leads to the monitor, none for a built-in panel.
@@ -118,6 +123,8 @@ struct FramebufferDescription {
 
 /// An AV service proxy in the registry (Apple silicon).
 struct ProxyDescription {
+    /// The recorded registry's entry that it is, as of a framebuffer.
+    std::optional<std::string> entry;
     /// "Location"; not set: "External", or "Embedded" for the built-in panel.
     std::optional<PropertyValue> location;
     bool nameReadable = true;
@@ -131,6 +138,8 @@ struct ProxyDescription {
 /// proxies below it.
 struct DisplayServiceDescription {
     bool present = true;
+    /// The recorded registry's entry that it is, as of a framebuffer.
+    std::optional<std::string> entry;
     double appearsAt = 0;                  ///< seconds after power-on
     std::optional<std::int64_t> position;  ///< in the registry's order; not set: the screen's own
     std::string entryName = "AppleCLCD2";
@@ -218,6 +227,8 @@ struct FaultDescription {
 struct MacDescription {
     std::string title;
     Chip chip = Chip::intel;
+    /// A real Mac's registry, which this Mac has in place of one that is made up.
+    std::shared_ptr<const RecordedRegistry> registry;
     std::optional<std::string> model;  ///< "model" of the platform expert
     GraphicsDescription graphics;
     std::vector<ScreenDescription> screens;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "simulated_mac/description/EDID.h"
+#include "simulated_mac/description/RecordedRegistry.h"
 #include "simulated_mac/file/MacFileKeys.h"
 
 namespace simulated_mac {
@@ -75,6 +76,36 @@ void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) co
 JSON EDIDBytes::schema(const Bytes& initial) const {
     return {
         {"anyOf", {{{"const", none}}, HexBytes{}.schema(initial), Mapping{}.schema(EDIDForms())}}};
+}
+
+void RegistryRecord::read(YAMLReader& reader, const YAMLNode& node, Target& target) const {
+    try {
+        target = std::make_shared<RecordedRegistry>(reader.fileContents(node));
+    } catch (const RecordedRegistryError& error) {
+        reader.fail(node, fmt::format("file \"{}\": {}", node.text, error.what()));
+    }
+    reader.registry = target;
+}
+
+JSON RegistryRecord::schema(const Target&) const {
+    return {{"type", "string"}};
+}
+
+void EntryOfRecord::read(YAMLReader& reader, const YAMLNode& node, std::string& target) const {
+    // An ID needs no quotes.
+    target = YAMLReader::typeOf(node) == YAMLReader::Type::number ? node.text : reader.text(node);
+    if (reader.registry == nullptr) {
+        reader.fail(node, "no recorded registry; expected the key \"registry\" beside \"screens\"");
+    }
+    if (reader.registry->find(target).empty()) {
+        reader.fail(node, fmt::format("no entry \"{}\" in the recorded registry; expected a path "
+                                      "such as \"IOService:/...\" or an ID such as 0x1000002ab",
+                                      target));
+    }
+}
+
+JSON EntryOfRecord::schema(const std::string&) const {
+    return {{"type", {"string", "integer"}}};
 }
 
 void ImageSize::read(YAMLReader& reader, const YAMLNode& node, EDIDFields& target) const {

@@ -24,6 +24,20 @@ struct EDIDBytes {
     JSON schema(const Bytes&) const;
 };
 
+/// The file of a recorded registry, which names of its entries refer to from there on.
+struct RegistryRecord {
+    using Target = std::shared_ptr<const RecordedRegistry>;
+
+    void read(YAMLReader& reader, const YAMLNode& node, Target& target) const;
+    JSON schema(const Target&) const;
+};
+
+/// The path or ID of an entry of the recorded registry.
+struct EntryOfRecord {
+    void read(YAMLReader& reader, const YAMLNode& node, std::string& target) const;
+    JSON schema(const std::string&) const;
+};
+
 /// [width, height] of the image in cm.
 struct ImageSize {
     void read(YAMLReader& reader, const YAMLNode& node, EDIDFields& target) const;
@@ -147,8 +161,13 @@ void fields(Visitor& field, BusDescription& bus) {
           "succeeds with the handle 0.");
 }
 
+inline constexpr auto recordedEntry =
+    "The entry of the recorded `registry` that it is: its path, `IOService:/...`, or its ID, "
+    "`0x...`. Unless given, one is added.";
+
 template <class Visitor>
 void fields(Visitor& field, FramebufferDescription& framebuffer) {
+    field("entry", framebuffer.entry, EntryOfRecord{}, recordedEntry);
     field("dictionary", framebuffer.dictionary, Properties{},
           "Changes to the display information dictionary; `null` takes a key out.");
     field("buses", framebuffer.buses, ListOf<Mapping>{},
@@ -166,6 +185,7 @@ void fields(Visitor& field, FramebufferDescription& framebuffer) {
 
 template <class Visitor>
 void fields(Visitor& field, ProxyDescription& proxy) {
+    field("entry", proxy.entry, EntryOfRecord{}, recordedEntry);
     field(
         "location", proxy.location, Property{},
         "Property `Location`; `null` leaves it out. Unless given, it is `External`, and `Embedded` "
@@ -181,6 +201,7 @@ void fields(Visitor& field, ProxyDescription& proxy) {
 
 template <class Visitor>
 void fields(Visitor& field, DisplayServiceDescription& service) {
+    field("entry", service.entry, EntryOfRecord{}, recordedEntry);
     field("appears_at", service.appearsAt, Seconds{},
           "Seconds after power-on at which the entry joins the registry, behind the other "
           "framebuffers.");
@@ -321,6 +342,9 @@ void fields(Visitor& field, MacDescription& mac) {
     field("mac", mac.title, Text{}, "A title: what this Mac is meant to show.");
     field("chip", mac.chip, Choice<Chip>{{{"intel", Chip::intel}, {"apple", Chip::apple}}},
           "Whose processor the Mac has.");
+    field("registry", mac.registry, RegistryRecord{},
+          "File with the registry of a real Mac as `ioreg -l -w0` prints it, relative to the Mac "
+          "file's folder: this Mac's registry is that one. Unless given, it is made up.");
     field("model", mac.model, Text{},
           "Model identifier, such as `MacBookPro16,1`; a usual one unless given.");
     field("graphics", mac.graphics, Mapping{}, "The graphics chip and its driver.");

@@ -104,6 +104,12 @@ std::string typeOf(const WordOrMapping<Structure>& kind, const Structure&) {
 std::string typeOf(const EDIDBytes&, const Bytes&) {
     return "EDID";
 }
+std::string typeOf(const RegistryRecord&, const RegistryRecord::Target&) {
+    return "file name";
+}
+std::string typeOf(const EntryOfRecord&, const std::string&) {
+    return "path or ID";
+}
 std::string typeOf(const ImageSize&, const EDIDFields&) {
     return "`[width, height]`, 8 bits each";
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -64,6 +65,9 @@ class YAMLReader {
     static Type typeOf(const YAMLNode& node);
     /// Whether the value is an unquoted or quoted scalar with that very text.
     static bool isWord(const YAMLNode& node, std::string_view word);
+
+    /// The registry that the document has named so far; entries of it are named by other values.
+    std::shared_ptr<const RecordedRegistry> registry;
 
   private:
     std::uint64_t magnitude(const YAMLNode& node, const std::string& expected) const;

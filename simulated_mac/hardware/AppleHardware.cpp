@@ -120,21 +120,22 @@ HardwareTree buildAppleTree(Registry& registry, const MacDescription& descriptio
         registry.add(platform, makeEntry("arm-io", "", {"IOPlatformDevice", "IOService"}));
     const std::uint32_t others = description.otherRegistryEntries.value_or(usualOtherEntries);
     addOtherEntries(registry, io, 0, others / 2);
-    std::vector<Entry> strayProxies;
+    HardwareTree tree;
     for (const ProxyDescription& proxy : description.strayProxies) {
-        strayProxies.push_back(addProxy(registry, io, proxy, "External"));
+        tree.strayProxies.push_back({addProxy(registry, io, proxy, "External"), proxy});
     }
 
-    const Entry services =
+    tree.displayServices =
         registry.add(io, makeEntry("dispext0", "0", {"AppleARMIODevice", "IOService"}));
     for (Display* const display : inRegistryOrder(displays)) {
-        addDisplayService(registry, services, *display);
+        addDisplayService(registry, tree.displayServices, *display);
     }
 
     addOtherEntries(registry, io, others / 2, others - others / 2);
     const Entry usb =
         registry.add(io, makeEntry("usb-drd0", "82280000", {"AppleARMIODevice", "IOService"}));
-    return {addUSBController(registry, usb), services, strayProxies};
+    tree.usbController = addUSBController(registry, usb);
+    return tree;
 }
 
 PropertyMap coreDisplayDictionary(const Display& display) {

@@ -22,10 +22,7 @@ std::string defaultName(const ScreenDescription& screen) {
 
 }  // namespace
 
-Display::Display(ScreenDescription what)
-    : screen(std::move(what)),
-      buses(screen.framebuffer.buses.value_or(std::vector<BusDescription>(screen.builtIn ? 0 : 1))),
-      monitor(screen.monitor) {}
+Display::Display(ScreenDescription what) : screen(std::move(what)), monitor(screen.monitor) {}
 
 std::vector<std::unique_ptr<Display>> makeDisplays(const std::vector<ScreenDescription>& screens) {
     std::map<std::string, int> twins;

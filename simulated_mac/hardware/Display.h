@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/hardware/Framebuffer.h"
 #include "simulated_mac/hardware/Monitor.h"
 #include "simulated_mac/hardware/Registry.h"
 
@@ -21,13 +22,11 @@ struct Display {
     std::uint32_t modelNumber = 0;
     std::uint32_t serialNumber = 0;
     std::string localizedName;
-    const std::vector<BusDescription> buses;  ///< of its framebuffer
     Monitor monitor;
-    /// The entry of an Intel Mac's framebuffer; none where it has none for the display.
-    std::shared_ptr<RegistryEntry> framebuffer;
-    /// The entries of its buses' I2C interfaces, one for each of `buses`; none for a bus without.
-    std::vector<std::shared_ptr<RegistryEntry>> interfaces;
-    /// The entries of an Apple-silicon Mac's AV service proxies, as the description lists them.
+    /// On an Intel Mac; nullptr where none drives the display.
+    const Framebuffer* framebuffer = nullptr;
+    /// The entries of an Apple-silicon Mac's AV service proxies, as the description lists them;
+    /// none for one that a recorded registry lacks.
     std::vector<std::shared_ptr<RegistryEntry>> proxies;
 };
 

@@ -23,6 +23,7 @@ CFPointer makeModelData(const std::string& model) {
 
 HardwareTree buildHardwareTree(Registry& registry, const MacDescription& description,
                                const std::vector<std::unique_ptr<Display>>& displays) {
+    if (description.registry != nullptr) return buildRecordedTree(registry, description, displays);
     return description.chip == Chip::intel ? buildIntelTree(registry, description, displays)
                                            : buildAppleTree(registry, description, displays);
 }

@@ -8,12 +8,19 @@
 
 namespace simulated_mac {
 
+/// An AV service proxy that no display owns.
+struct StrayProxy {
+    Registry::Entry entry;
+    ProxyDescription description;
+};
+
 /// Entries in the registry of a Mac below which others come and go while it runs.
 struct HardwareTree {
     Registry::Entry usbController;
-    Registry::Entry displayServices;  ///< parent of an Apple-silicon Mac's framebuffers
-    /// AV service proxies before every framebuffer, as the description lists them.
-    std::vector<Registry::Entry> strayProxies = {};
+    Registry::Entry displayServices = nullptr;  ///< parent of an Apple-silicon Mac's framebuffers
+    std::vector<StrayProxy> strayProxies = {};
+    /// Of an Intel Mac, in the order of the registry.
+    std::vector<std::unique_ptr<Framebuffer>> framebuffers = {};
 };
 
 /// Builds the registry of the Mac's kind: platform expert, graphics with a framebuffer for each
@@ -25,17 +32,25 @@ HardwareTree buildIntelTree(Registry& registry, const MacDescription& descriptio
 HardwareTree buildAppleTree(Registry& registry, const MacDescription& description,
                             const std::vector<std::unique_ptr<Display>>& displays);
 
+/// Builds the registry that was recorded of a real Mac, with all entries in their order, and
+/// attaches the displays to the entries that their descriptions name. Throws RecordedRegistryError
+/// where there is none of that name.
+HardwareTree buildRecordedTree(Registry& registry, const MacDescription& description,
+                               const std::vector<std::unique_ptr<Display>>& displays);
+
+/// Adds the framebuffer of an Intel Mac's display, the `index`-th one, with its I2C interfaces.
+std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Registry::Entry& graphics,
+                                            const MacDescription& description, std::size_t index,
+                                            Display& display);
+
 /// Adds the framebuffer entry of an Apple-silicon Mac's display and the proxies below it.
 void addDisplayService(Registry& registry, const Registry::Entry& parent, Display& display);
-
-/// The node under which an Intel Mac's framebuffer has its monitor connected; it carries the EDID.
-std::shared_ptr<RegistryEntry> connectionOf(const Display& display);
 
 /// A USB device as the registry shows it.
 RegistryEntry makeUSBDevice(const USBDeviceDescription& device);
 
 /// The display information dictionary of an Intel Mac's framebuffer.
-PropertyMap infoDictionary(const Display& display);
+PropertyMap infoDictionary(const Framebuffer& framebuffer);
 /// CoreDisplay's information dictionary of an Apple-silicon Mac's display.
 PropertyMap coreDisplayDictionary(const Display& display);
 

@@ -10,24 +10,6 @@ constexpr std::size_t firstHandle = 0x1003;
 
 }  // namespace
 
-void RegistryEntry::set(const std::string& key, CFPointer value) {
-    const auto known = std::find_if(properties.begin(), properties.end(),
-                                    [&](const auto& property) { return property.first == key; });
-    if (known == properties.end()) {
-        if (value != nullptr) properties.emplace_back(key, std::move(value));
-    } else if (value != nullptr) {
-        known->second = std::move(value);
-    } else {
-        properties.erase(known);
-    }
-}
-
-CFPointer RegistryEntry::get(const std::string& key) const {
-    const auto known = std::find_if(properties.begin(), properties.end(),
-                                    [&](const auto& property) { return property.first == key; });
-    return known != properties.end() ? known->second : nullptr;
-}
-
 bool RegistryEntry::isA(const std::string& className) const {
     return std::find(classes.begin(), classes.end(), className) != classes.end();
 }
@@ -43,12 +25,20 @@ Registry::Registry(Ledger& ledger) : ledger_(ledger) {
     root_->id = nextID_++;
 }
 
+void Registry::replaceRoot(RegistryEntry root) {
+    const std::lock_guard lock(mutex_);
+    if (root.id == 0) root.id = root_->id;
+    *root_ = std::move(root);
+    nextID_ = std::max(nextID_, root_->id + 1);
+}
+
 Registry::Entry Registry::add(const Entry& parent, RegistryEntry description) {
     auto entry = std::make_shared<RegistryEntry>(std::move(description));
     std::vector<std::pair<std::function<void(io_iterator_t)>, io_iterator_t>> deliveries;
     {
         const std::lock_guard lock(mutex_);
-        entry->id = nextID_++;
+        if (entry->id == 0) entry->id = nextID_;
+        nextID_ = std::max(nextID_, entry->id + 1);
         entry->parent = parent;
         parent->children.push_back(entry);
         ++changes_;
@@ -102,10 +92,15 @@ void Registry::collect(const Entry& entry, std::vector<Entry>& into) const {
 
 std::string Registry::pathOf(const Entry& entry) const {
     if (entry->path) return *entry->path;
-    const Entry parent = entry->parent.lock();
-    if (parent == nullptr) return "IOService:";
-    const std::string location = entry->location.empty() ? "" : "@" + entry->location;
-    return pathOf(parent) + "/" + entry->name + location;
+    // The root and the platform expert below it have no part in a path.
+    std::string path;
+    for (Entry at = entry; at != root_ && at->parent.lock() != nullptr; at = at->parent.lock()) {
+        if (at->path) return *at->path + path;
+        if (at->parent.lock() == root_ && at->isA("IOPlatformExpertDevice")) break;
+        const std::string location = at->location.empty() ? "" : "@" + at->location;
+        path.insert(0, "/" + at->name + location);
+    }
+    return "IOService:" + (path.empty() ? "/" : path);
 }
 
 void Registry::inspect(const std::function<void()>& look) const {

@@ -14,6 +14,7 @@
 
 #include "simulated_mac/description/MacDescription.h"
 #include "simulated_mac/hardware/CFValue.h"
+#include "simulated_mac/hardware/EntryProperties.h"
 #include "simulated_mac/hardware/Ledger.h"
 
 namespace simulated_mac {
@@ -23,22 +24,23 @@ struct RegistryEntry {
     std::string name;
     std::string location;              ///< the part after "@" in a path; may be empty
     std::vector<std::string> classes;  ///< its class and the classes that this one derives from
-    std::vector<std::pair<std::string, CFPointer>> properties;
+    EntryProperties properties;
+    const RecordedEntry* recorded = nullptr;  ///< what it stands for, in a recorded registry
     std::weak_ptr<RegistryEntry> parent;
     std::vector<std::shared_ptr<RegistryEntry>> children;
     std::optional<std::string> path;  ///< instead of the one given by the tree
     bool readable = true;             ///< its properties can be read
     bool nameReadable = true;
     bool parentFound = true;
-    std::uint64_t id = 0;
+    std::uint64_t id = 0;  ///< 0 until it is part of a registry, which gives it one
 
     /// The plug-in's handle of the entry, and the calls that handed out its references.
     io_object_t handle = IO_OBJECT_NULL;
     std::vector<const char*> references;
     bool keptBySystem = false;  ///< the handle is valid without a reference of the plug-in's
 
-    void set(const std::string& key, CFPointer value);
-    CFPointer get(const std::string& key) const;
+    void set(const std::string& key, CFPointer value) { properties.set(key, std::move(value)); }
+    CFPointer get(const std::string& key) const { return properties.get(key); }
     bool isA(const std::string& className) const;
 };
 
@@ -59,7 +61,10 @@ class Registry {
     explicit Registry(Ledger& ledger);
 
     Entry root() const { return root_; }
-    /// Adds an entry below `parent` and notifies those waiting for its kind.
+    /// Puts an entry in the place of the root, before anything is below that.
+    void replaceRoot(RegistryEntry root);
+    /// Adds an entry below `parent` and notifies those waiting for its kind. One without an ID gets
+    /// the next.
     Entry add(const Entry& parent, RegistryEntry entry);
     void remove(const Entry& entry);
 

@@ -8,7 +8,6 @@
 #include <stdexcept>
 
 #include "simulated_mac/description/EDID.h"
-#include "simulated_mac/hardware/HardwareTree.h"
 #include "simulated_mac/machine/Installation.h"
 #include "simulated_mac/machine/NotificationPort.h"
 #include "simulated_mac/machine/StringsFile.h"
@@ -27,6 +26,14 @@ Time timeOf(double seconds) {
 /// Whether the system's tools print the screen's EDID, at some time.
 bool listsEDID(const ScreenDescription& screen) {
     return screen.edidListed.value_or(!screen.builtIn) && !screen.monitor.edid.empty();
+}
+
+constexpr auto edidKey = "IODisplayEDID";
+
+bool hasEDID(const RegistryEntry& node, const Bytes& edid) {
+    const CFPointer listed = node.get(edidKey);
+    const auto* const bytes = listed != nullptr ? std::get_if<Bytes>(&listed->value) : nullptr;
+    return bytes != nullptr && *bytes == edid;
 }
 
 std::string describe(const USBDeviceDescription& device) {
@@ -52,15 +59,13 @@ Mac::Mac(MacDescription what, Options how)
         throw std::logic_error("a Mac is switched on already");
     }
     strings_ = readStringsFile(Installation::resource("en.lproj/Localizable.strings"));
-    const HardwareTree tree = buildHardwareTree(registry, description, displays_);
-    usbController_ = tree.usbController;
-    strayProxies_ = tree.strayProxies;
+    hardware_ = buildHardwareTree(registry, description, displays_);
     for (const USBDeviceDescription& device : description.usb) {
-        registry.add(usbController_, makeUSBDevice(device));
+        registry.add(hardware_.usbController, makeUSBDevice(device));
     }
     scheduleScreens();
     scheduleEvents();
-    scheduleDisplayServices(tree.displayServices);
+    scheduleDisplayServices();
     toolServer_ = std::make_unique<ToolServer>(
         [this](const std::vector<std::string>& commandLine) { return runTool(commandLine); });
 }
@@ -113,12 +118,21 @@ void Mac::scheduleScreens() {
                 journal.note("mac", "screen " + name + " appears");
             });
         }
-        if (!listsEDID(display->screen)) continue;
-        const auto list = [this, connection = connectionOf(*display),
-                           edid = makeCF(display->screen.monitor.edid)] {
-            if (connection != nullptr) registry.setProperty(connection, "IODisplayEDID", edid);
-        };
+        const Registry::Entry node =
+            display->framebuffer != nullptr ? display->framebuffer->displayNode : nullptr;
+        const bool listed = listsEDID(display->screen);
         const Time time = timeOfListing(*display);
+        const bool hidden = !listed && display->screen.edidListed == false;
+        if (node != nullptr && node->recorded != nullptr &&
+            (hidden || (listed && time > Time(0)))) {
+            node->set(edidKey, nullptr);
+        }
+        if (!listed) continue;
+        const auto list = [this, node, edid = display->screen.monitor.edid] {
+            if (node != nullptr && !hasEDID(*node, edid)) {
+                registry.setProperty(node, edidKey, makeCF(edid));
+            }
+        };
         if (time > Time(0)) {
             scheduler.onMainAt(time, [this, list, name] {
                 list();
@@ -144,12 +158,13 @@ void Mac::scheduleEvents() {
     }
 }
 
-void Mac::scheduleDisplayServices(const std::shared_ptr<RegistryEntry>& parent) {
+void Mac::scheduleDisplayServices() {
+    const auto& parent = hardware_.displayServices;
     if (parent == nullptr) return;
     for (const auto& display : displays_) {
         const DisplayServiceDescription& service = display->screen.displayService;
         if (!service.present || service.appearsAt <= 0) continue;
-        scheduler.onMainAt(timeOf(service.appearsAt), [this, parent, &display = *display] {
+        scheduler.onMainAt(timeOf(service.appearsAt), [this, &parent, &display = *display] {
             const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
             addDisplayService(registry, parent, display);
             journal.note("mac", "the display service of " + display.localizedName + " appears");
@@ -181,7 +196,7 @@ ToolOutput Mac::runTool(const std::vector<std::string>& commandLine) {
 void Mac::attach(const USBDeviceDescription& device) {
     const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
     journal.note("mac", "USB device attached: " + describe(device));
-    registry.add(usbController_, makeUSBDevice(device));
+    registry.add(hardware_.usbController, makeUSBDevice(device));
 }
 
 void Mac::detach(std::uint32_t locationID) {

@@ -11,6 +11,7 @@
 
 #include "simulated_mac/description/MacDescription.h"
 #include "simulated_mac/hardware/Display.h"
+#include "simulated_mac/hardware/HardwareTree.h"
 #include "simulated_mac/hardware/Ledger.h"
 #include "simulated_mac/hardware/Registry.h"
 #include "simulated_mac/machine/InstallerWindow.h"
@@ -55,10 +56,11 @@ class Mac {
     InstallerWindow window;
 
     const std::vector<std::unique_ptr<Display>>& displays() const { return displays_; }
-    /// The entries of the AV service proxies before every framebuffer, as described.
-    const std::vector<std::shared_ptr<RegistryEntry>>& strayProxies() const {
-        return strayProxies_;
+    /// Those of an Intel Mac.
+    const std::vector<std::unique_ptr<Framebuffer>>& framebuffers() const {
+        return hardware_.framebuffers;
     }
+    const std::vector<StrayProxy>& strayProxies() const { return hardware_.strayProxies; }
     /// nullptr for a display ID that no screen has.
     Display* display(std::uint32_t displayID) const;
     /// The screens that the window system has so far, in its order.
@@ -87,7 +89,7 @@ class Mac {
     Time timeOfListing(const Display& display) const;
     void scheduleScreens();
     void scheduleEvents();
-    void scheduleDisplayServices(const std::shared_ptr<RegistryEntry>& parent);
+    void scheduleDisplayServices();
     void play(const EventDescription& event);
     ToolOutput runTool(const std::vector<std::string>& commandLine);
 
@@ -97,8 +99,7 @@ class Mac {
     mutable std::mutex mutex_;
     std::vector<std::shared_ptr<IONotificationPort>> notificationPorts_;
     std::map<std::string, std::string> strings_;
-    std::shared_ptr<RegistryEntry> usbController_;
-    std::vector<std::shared_ptr<RegistryEntry>> strayProxies_;
+    HardwareTree hardware_;
     SystemTools systemTools_;
     std::unique_ptr<ToolServer> toolServer_;
 };

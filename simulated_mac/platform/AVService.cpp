@@ -19,8 +19,7 @@ namespace {
 
 constexpr auto serviceType = "IOAVService";
 
-/// A proxy and the display whose monitor it reaches; nullptr where it stands before every
-/// framebuffer and reaches none.
+/// A proxy and the display whose monitor it reaches; nullptr where it reaches none.
 struct Port {
     Display* display;
     const ProxyDescription* proxy;
@@ -29,19 +28,17 @@ struct Port {
 /// The port behind the proxy entry with this registry ID.
 std::optional<Port> portOf(std::uint64_t entryID) {
     const Mac& mac = *Mac::current();
-    const auto indexIn = [entryID](const auto& entries) {
-        const auto found = std::find_if(entries.begin(), entries.end(),
-                                        [&](const auto& entry) { return entry->id == entryID; });
-        return static_cast<std::size_t>(found - entries.begin());
-    };
     for (const auto& display : mac.displays()) {
-        const std::size_t index = indexIn(display->proxies);
-        if (index == display->proxies.size()) continue;
-        return Port{display.get(), &display->screen.displayService.proxies[index]};
+        for (std::size_t index = 0; index < display->proxies.size(); ++index) {
+            const auto& entry = display->proxies[index];
+            if (entry == nullptr || entry->id != entryID) continue;
+            return Port{display.get(), &display->screen.displayService.proxies[index]};
+        }
     }
-    const std::size_t index = indexIn(mac.strayProxies());
-    if (index == mac.strayProxies().size()) return std::nullopt;
-    return Port{nullptr, &mac.description.strayProxies[index]};
+    for (const StrayProxy& proxy : mac.strayProxies()) {
+        if (proxy.entry->id == entryID) return Port{nullptr, &proxy.description};
+    }
+    return std::nullopt;
 }
 
 /// The port behind a service; nothing for an object of another kind.

@@ -2,12 +2,12 @@
 
 namespace simulated_mac {
 
-Display* displayOfFramebuffer(io_service_t handle) {
+const Framebuffer* framebufferOf(io_service_t handle) {
     const Mac& mac = *Mac::current();
     const auto entry = mac.registry.entryOf(handle);
     if (entry == nullptr) return nullptr;
-    for (const auto& display : mac.displays()) {
-        if (display->framebuffer == entry) return display.get();
+    for (const auto& framebuffer : mac.framebuffers()) {
+        if (framebuffer->entry == entry) return framebuffer.get();
     }
     return nullptr;
 }
@@ -16,9 +16,9 @@ std::optional<Bus> busOfInterface(io_service_t handle) {
     const Mac& mac = *Mac::current();
     const auto entry = mac.registry.entryOf(handle);
     if (entry == nullptr) return std::nullopt;
-    for (const auto& display : mac.displays()) {
-        for (std::size_t bus = 0; bus < display->interfaces.size(); ++bus) {
-            if (display->interfaces[bus] == entry) return Bus{display.get(), bus};
+    for (const auto& framebuffer : mac.framebuffers()) {
+        for (std::size_t bus = 0; bus < framebuffer->interfaces.size(); ++bus) {
+            if (framebuffer->interfaces[bus] == entry) return Bus{framebuffer.get(), bus};
         }
     }
     return std::nullopt;

@@ -8,16 +8,8 @@
 
 namespace simulated_mac {
 
-/// The display whose framebuffer a handle refers to; nullptr for any other handle.
-Display* displayOfFramebuffer(io_service_t handle);
-
-/// One I2C bus of a display's framebuffer.
-struct Bus {
-    Display* display;
-    std::size_t index;
-
-    const BusDescription& description() const { return display->buses[index]; }
-};
+/// The framebuffer that a handle refers to; nullptr for any other handle.
+const Framebuffer* framebufferOf(io_service_t handle);
 
 /// The bus whose interface a handle refers to.
 std::optional<Bus> busOfInterface(io_service_t handle);

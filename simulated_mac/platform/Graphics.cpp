@@ -51,7 +51,7 @@ io_service_t CGDisplayIOServicePort(CGDirectDisplayID displayID) {
     // The caller doesn't own the service: the window system keeps its own reference.
     return ask("CGDisplayIOServicePort", displayID, 0, [](const Display& display) {
         return display.screen.framebuffer.hasServicePort && display.framebuffer != nullptr
-                   ? Mac::current()->registry.handleOf(display.framebuffer)
+                   ? Mac::current()->registry.handleOf(display.framebuffer->entry)
                    : IO_OBJECT_NULL;
     });
 }
@@ -61,8 +61,8 @@ CFDictionaryRef IODisplayCreateInfoDictionary(io_service_t framebuffer, IOOption
     FallibleCall call(name, [&] {
         return NamedValues{{"framebuffer", Hex{framebuffer}}, {"options", Hex{options}}};
     });
-    const Display* const display = displayOfFramebuffer(framebuffer);
-    if (call.fails() || display == nullptr) return call.pointer<CFDictionaryRef>(nullptr);
-    return call.pointer(static_cast<CFDictionaryRef>(
-        handOut(makeCF(PropertyValue{infoDictionary(*display)}), name)));
+    const Framebuffer* const asked = framebufferOf(framebuffer);
+    if (call.fails() || asked == nullptr) return call.pointer<CFDictionaryRef>(nullptr);
+    return call.pointer(
+        static_cast<CFDictionaryRef>(handOut(makeCF(PropertyValue{infoDictionary(*asked)}), name)));
 }

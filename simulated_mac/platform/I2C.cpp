@@ -78,12 +78,13 @@ IOReturn transact(const Bus& bus, const IOI2CRequest& request, Transfer& transfe
         !takes(bus.description(), request.replyTransactionType)) {
         return kIOReturnUnsupportedMode;
     }
-    Monitor& monitor = bus.display->monitor;
-    if (!bus.description().leadsToMonitor ||
+    Display* const display = bus.framebuffer->display;
+    if (display == nullptr || !bus.description().leadsToMonitor ||
         request.sendTransactionType == kIOI2CNoTransactionType ||
         request.sendAddress >> 1 != Monitor::address) {
         return kIOReturnNoDevice;
     }
+    Monitor& monitor = display->monitor;
     monitor.receive(std::span(transfer).first(request.sendBytes), Mac::current()->scheduler.now());
     if (request.replyTransactionType == kIOI2CNoTransactionType) return kIOReturnSuccess;
     if (request.replyAddress >> 1 != Monitor::address) return kIOReturnNoDevice;
@@ -94,9 +95,20 @@ IOReturn transact(const Bus& bus, const IOI2CRequest& request, Transfer& transfe
     return kIOReturnSuccess;
 }
 
+IOItemCount busCount(const Framebuffer& framebuffer) {
+    const auto count = static_cast<IOItemCount>(framebuffer.buses.size());
+    const Display* const display = framebuffer.display;
+    return display != nullptr ? display->screen.framebuffer.busCount.value_or(count) : count;
+}
+
+bool isAsleep(const Framebuffer& framebuffer) {
+    return framebuffer.display != nullptr && framebuffer.display->screen.framebuffer.asleep;
+}
+
 NamedValues argumentsOf(const Bus& bus, const IOI2CRequest& request) {
     const auto sent = sentBytes(request);
-    return {{"display", bus.display->displayID},
+    const Display* const display = bus.framebuffer->display;
+    return {{"display", display != nullptr ? display->displayID : 0},
             {"bus", bus.index},
             {"address", Hex{request.sendAddress}},
             {"send type", request.sendTransactionType},
@@ -115,11 +127,8 @@ IOReturn IOFBGetI2CInterfaceCount(io_service_t framebuffer, IOItemCount* count) 
     FallibleCall call(name, [&] { return NamedValues{{"framebuffer", Hex{framebuffer}}}; });
     requireNotNull(count, name, "count");
     // It always succeeds: a framebuffer of which it knows nothing has no buses.
-    const Display* const display = displayOfFramebuffer(framebuffer);
-    *count = call.fails() || display == nullptr
-                 ? 0
-                 : display->screen.framebuffer.busCount.value_or(
-                       static_cast<IOItemCount>(display->buses.size()));
+    const Framebuffer* const asked = framebufferOf(framebuffer);
+    *count = call.fails() || asked == nullptr ? 0 : busCount(*asked);
     return call.ioResult(kIOReturnSuccess, [&] { return NamedValues{{"count", *count}}; });
 }
 
@@ -130,13 +139,13 @@ IOReturn IOFBCopyI2CInterfaceForBus(io_service_t framebuffer, IOOptionBits bus,
         return NamedValues{{"framebuffer", Hex{framebuffer}}, {"bus", bus}};
     });
     if (call.fails()) return call.error();
-    const Display* const display = displayOfFramebuffer(framebuffer);
-    if (display == nullptr) return call.ioResult(badArgument);
-    if (bus >= display->buses.size()) return call.ioResult(kIOReturnNoDevice);
-    const IOReturn result = display->buses[bus].copyResult;
+    const Framebuffer* const asked = framebufferOf(framebuffer);
+    if (asked == nullptr) return call.ioResult(badArgument);
+    if (bus >= asked->buses.size()) return call.ioResult(kIOReturnNoDevice);
+    const IOReturn result = asked->buses[bus].copyResult;
     // A bus that no entry stands for gives the handle 0, and success.
     if (result == kIOReturnSuccess) {
-        *interface = Mac::current()->registry.handOut(display->interfaces[bus], name);
+        *interface = Mac::current()->registry.handOut(asked->interfaces[bus], name);
     }
     return call.ioResult(result);
 }
@@ -192,7 +201,7 @@ IOReturn IOI2CSendRequest(IOI2CConnectRef connection, IOOptionBits, IOI2CRequest
     const auto sent = sentBytes(*request);
     std::copy(sent.begin(), sent.end(), transfer.begin());
     // A framebuffer that sleeps does nothing, and says nothing of it.
-    if (!bus.display->screen.framebuffer.asleep) {
+    if (!isAsleep(*bus.framebuffer)) {
         const IOReturn result = transact(bus, *request, transfer);
         request->result = bus.description().requestResult.value_or(result);
     }

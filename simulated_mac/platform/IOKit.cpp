@@ -257,9 +257,8 @@ kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t handle,
     if (call.fails()) return call.error();
     const auto entry = registry().entryOf(handle);
     if (entry == nullptr || !entry->readable) return call.ioResult(badArgument);
-    const CFObject::Dictionary copy = entry->properties;
-    *properties =
-        static_cast<CFMutableDictionaryRef>(const_cast<void*>(handOut(makeCF(copy), name)));
+    *properties = static_cast<CFMutableDictionaryRef>(
+        const_cast<void*>(handOut(makeCF(entry->properties.all()), name)));
     return call.ioResult(kIOReturnSuccess);
 }
 

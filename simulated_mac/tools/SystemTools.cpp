@@ -50,21 +50,39 @@ std::string printed(const CFObject& object) {
     return std::visit(Printer{}, object.value);
 }
 
+std::string_view stateOf(const RegistryEntry& entry) {
+    return entry.recorded != nullptr ? entry.recorded->state
+                                     : "registered, matched, active, busy 0 (0 ms), retain 8";
+}
+
+/// Keys and values; those of a recorded entry as they were printed when it was.
+std::vector<std::pair<std::string, std::string>> printedProperties(const RegistryEntry& entry) {
+    std::vector<std::pair<std::string, std::string>> result;
+    if (entry.properties.areAsRecorded()) {
+        for (const RecordedProperty& property : entry.recorded->properties()) {
+            result.emplace_back(property.key, property.text);
+        }
+    } else {
+        for (const auto& [key, value] : entry.properties.all()) {
+            result.emplace_back(key, printed(*value));
+        }
+    }
+    return result;
+}
+
 /// One entry and all below it. `rails` leads the lines: a bar for every ancestor that has
 /// more children to come.
 void printTree(const RegistryEntry& entry, const std::string& rails, bool isLast,
                bool withProperties, std::string& text) {
     const std::string location = entry.location.empty() ? "" : "@" + entry.location;
-    text += fmt::format(
-        "{}+-o {}{}  <class {}, id {:#x}, registered, matched, active, busy 0 "
-        "(0 ms), retain 8>\n",
-        rails, entry.name, location, entry.classes.front(), entry.id);
+    text += fmt::format("{}+-o {}{}  <class {}, id {:#x}, {}>\n", rails, entry.name, location,
+                        entry.classes.front(), entry.id, stateOf(entry));
     const std::string below = rails + (isLast ? "  " : "| ");
     if (withProperties) {
         const std::string lead = below + (entry.children.empty() ? "  " : "| ");
         text += lead + "{\n";
-        for (const auto& [key, value] : entry.properties) {
-            text += fmt::format("{}  {} = {}\n", lead, quoted(key), printed(*value));
+        for (const auto& [key, value] : printedProperties(entry)) {
+            text += fmt::format("{}  {} = {}\n", lead, quoted(key), value);
         }
         text += lead + "}\n" + lead + "\n";
     }

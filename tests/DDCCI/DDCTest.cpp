@@ -121,7 +121,8 @@ class FramebufferLookup : public ::testing::Test {
         const IOObject framebuffer{
             IOFramebufferPortFromCGDisplayID(mac->displays()[screen]->displayID)};
         for (std::size_t at = 0; framebuffer && at < mac->displays().size(); ++at) {
-            if (mac->displays()[at]->framebuffer == mac->registry.entryOf(framebuffer.get())) {
+            const auto* const driving = mac->displays()[at]->framebuffer;
+            if (driving != nullptr && driving->entry == mac->registry.entryOf(framebuffer.get())) {
                 return at;
             }
         }

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "simulated_mac/description/EDID.h"
+#include "simulated_mac/description/RecordedRegistry.h"
 #include "simulated_mac/description/HexText.h"
 #include "simulated_mac/description/ReadFile.h"
 
@@ -109,6 +110,7 @@ std::string shown(const PropertyMap& map) {
 const char* const everyKey = R"(# Every key that a Mac file knows.
 mac: Every key
 chip: apple
+registry: record.txt
 model: VornBook1,1
 graphics: {chipset: Vorn Graphics, driver: VornFramebuffer}
 screens:
@@ -142,6 +144,7 @@ screens:
       needs_reply_delay_ns: 18446744073709551615
       settles_after_clean: true
     framebuffer:
+      entry: 0x100000102
       dictionary: {DisplaySerialNumber: null, DisplayVendorID: 7}
       buses:
         - leads_to_monitor: false
@@ -158,6 +161,7 @@ screens:
       service_port: false
       asleep: true
     display_service:
+      entry: IOService:/arm-io@1/fb
       appears_at: 7
       position: 2
       entry_name: IOMobileFramebufferShim
@@ -165,7 +169,7 @@ screens:
       properties: {Transport: null}
       product_attributes: {ProductName: Other}
       proxies:
-        - {location: Odd, name_readable: false, opens: false, copy_edid_result: 0xE00002F0,
+        - {entry: "0x100000102", location: Odd, name_readable: false, opens: false, copy_edid_result: 0xE00002F0,
            edid: 00 01}
         - {location: null, edid: none}
         - {}
@@ -218,6 +222,11 @@ class EveryKey : public testing::Test {
     EveryKey() {
         folder_.write("monitors/desk.bin", std::string("\x01\x02\x00\xFF", 4));
         folder_.write("output.txt", "printed\n");
+        folder_.write("record.txt",
+                      "+-o Root  <class IORegistryEntry, id 0x100000100, retain 20>\n"
+                      "  +-o VornBook1,1  <class IOPlatformExpertDevice, id 0x100000101>\n"
+                      "    +-o arm-io@1  <class IOPlatformDevice, id 0x100000103>\n"
+                      "      +-o fb  <class AppleCLCD2, id 0x100000102>\n");
         mac = readMacFile(folder_.write("mac.yaml", everyKey));
     }
 
@@ -228,6 +237,8 @@ class EveryKey : public testing::Test {
 TEST_F(EveryKey, OfTheMac) {
     EXPECT_EQ(mac.title, "Every key");
     EXPECT_EQ(mac.chip, Chip::apple);
+    ASSERT_NE(mac.registry, nullptr);
+    EXPECT_EQ(mac.registry->entries().size(), 4U);
     EXPECT_EQ(mac.model, "VornBook1,1");
     EXPECT_EQ(mac.graphics.chipset, "Vorn Graphics");
     EXPECT_EQ(mac.graphics.driver, "VornFramebuffer");
@@ -304,6 +315,7 @@ TEST_F(EveryKey, OfAMonitor) {
 TEST_F(EveryKey, OfAFramebuffer) {
     const FramebufferDescription& framebuffer = mac.screens[2].framebuffer;
     EXPECT_TRUE(framebuffer.present);
+    EXPECT_EQ(framebuffer.entry, "0x100000102");
     EXPECT_EQ(shown(framebuffer.dictionary), "{DisplaySerialNumber=missing,DisplayVendorID=7,}");
     ASSERT_TRUE(framebuffer.buses.has_value());
     ASSERT_EQ(framebuffer.buses->size(), 2U);
@@ -330,6 +342,7 @@ TEST_F(EveryKey, OfAFramebuffer) {
 TEST_F(EveryKey, OfADisplayService) {
     const DisplayServiceDescription& service = mac.screens[2].displayService;
     EXPECT_TRUE(service.present);
+    EXPECT_EQ(service.entry, "IOService:/arm-io@1/fb");
     EXPECT_EQ(service.appearsAt, 7);
     EXPECT_EQ(service.position, 2);
     EXPECT_EQ(service.entryName, "IOMobileFramebufferShim");

@@ -98,16 +98,23 @@ TEST_F(RegistryTest, ARemovedEntryIsGoneWithAllBelowIt) {
 TEST_F(RegistryTest, APathNamesTheEntriesWithTheirLocations) {
     auto located = describe("c");
     located.location = "1F";
-    const Entry c = registry_.add(deep_, located);
-    EXPECT_EQ(registry_.pathOf(registry_.root()), "IOService:");
+    const Entry c = registry_.add(deep_, std::move(located));
+    EXPECT_EQ(registry_.pathOf(registry_.root()), "IOService:/");
     EXPECT_EQ(registry_.pathOf(deep_), "IOService:/a/a1/deep");
     EXPECT_EQ(registry_.pathOf(c), "IOService:/a/a1/deep/c@1F");
+}
+
+TEST_F(RegistryTest, APathLeavesThePlatformExpertOut) {
+    const Entry expert =
+        registry_.add(registry_.root(), describe("VornMac1,1", {"IOPlatformExpertDevice"}));
+    EXPECT_EQ(registry_.pathOf(expert), "IOService:/");
+    EXPECT_EQ(registry_.pathOf(registry_.add(expert, describe("PCI0"))), "IOService:/PCI0");
 }
 
 TEST_F(RegistryTest, AGivenPathHoldsForTheEntryAndWhatIsBelowIt) {
     auto moved = describe("moved");
     moved.path = "IOService:/PCI0/AMDframebuffer";
-    const Entry entry = registry_.add(deep_, moved);
+    const Entry entry = registry_.add(deep_, std::move(moved));
     const Entry child = registry_.add(entry, describe("child"));
     EXPECT_EQ(registry_.pathOf(entry), "IOService:/PCI0/AMDframebuffer");
     EXPECT_EQ(registry_.pathOf(child), "IOService:/PCI0/AMDframebuffer/child");
@@ -127,10 +134,11 @@ TEST_F(RegistryTest, PropertiesKeepTheirOrderAndCanBeReplacedAndRemoved) {
     registry_.setProperty(a_, "one", number(10));
     registry_.setProperty(a_, "two", nullptr);
     registry_.setProperty(a_, "never", nullptr);
-    ASSERT_EQ(a_->properties.size(), 2u);
-    EXPECT_EQ(a_->properties[0].first, "one");
+    const auto& properties = a_->properties.all();
+    ASSERT_EQ(properties.size(), 2u);
+    EXPECT_EQ(properties[0].first, "one");
     EXPECT_EQ(std::get<std::int64_t>(a_->get("one")->value), 10);
-    EXPECT_EQ(a_->properties[1].first, "three");
+    EXPECT_EQ(properties[1].first, "three");
     EXPECT_EQ(a_->get("two"), nullptr);
 }
 
@@ -343,7 +351,7 @@ class RegistryOfAMac : public testing::Test {
     RegistryOfAMac() {
         auto entry = describe("bus", {"IOBus", "IOService"});
         entry.location = "7";
-        bus_ = mac_.registry.add(mac_.registry.root(), entry);
+        bus_ = mac_.registry.add(mac_.registry.root(), std::move(entry));
         device_ = mac_.registry.add(bus_, describe("device", {"IODevice", "IOService"}));
         mac_.registry.setProperty(device_, "key", makeCFText("value"));
     }

@@ -1,0 +1,157 @@
+#include "displaycheck/dumps/RecordedDisplays.h"
+
+#include <algorithm>
+
+namespace displaycheck {
+
+namespace {
+
+using simulated_mac::Bytes;
+using simulated_mac::PropertyMap;
+using simulated_mac::PropertyValue;
+using simulated_mac::RecordedEntry;
+using simulated_mac::RecordedRegistry;
+
+template <class Kind>
+std::optional<Kind> valueOf(const std::optional<PropertyValue>& property) {
+    const auto* const value = property ? std::get_if<Kind>(&property->value) : nullptr;
+    return value != nullptr ? std::optional(*value) : std::nullopt;
+}
+
+/// A number of 32 bits, however wide the registry stores it.
+std::optional<std::uint32_t> word(const std::optional<PropertyValue>& property) {
+    const auto number = valueOf<std::int64_t>(property);
+    return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
+}
+
+std::optional<PropertyValue> entryOf(const PropertyMap& map, std::string_view key) {
+    for (const auto& [name, value] : map) {
+        if (name == key) return value;
+    }
+    return std::nullopt;
+}
+
+/// A text, which the platform's nodes often hold as data that end in a zero byte.
+std::optional<std::string> text(const std::optional<PropertyValue>& property) {
+    if (const auto string = valueOf<std::string>(property)) return string;
+    const auto bytes = valueOf<Bytes>(property);
+    if (!bytes) return std::nullopt;
+    return std::string(bytes->begin(), std::find(bytes->begin(), bytes->end(), 0));
+}
+
+bool isFramebufferOfAppleSilicon(const RecordedEntry& entry) {
+    return entry.className == "AppleCLCD2" || entry.className == "IOMobileFramebufferShim" ||
+           entry.name == "AppleCLCD2" || entry.name == "IOMobileFramebufferShim";
+}
+
+/// Which display pipe an entry belongs to, by the ancestor whose name begins so: "0" for the
+/// panel's ("disp0", "dcp"), "ext0" and so on ("dispext0", "dcpext").
+std::optional<std::string> pipeOf(const RecordedRegistry& registry, std::size_t index,
+                                  std::string_view prefix) {
+    for (; index != RecordedEntry::none; index = registry.entries()[index].parent) {
+        const std::string_view name = registry.entries()[index].name;
+        if (name.substr(0, prefix.size()) != prefix) continue;
+        std::string pipe(name.substr(prefix.size()));
+        if (pipe.empty() || pipe == "ext") pipe += '0';
+        const bool isExternal = pipe.compare(0, 3, "ext") == 0;
+        if (pipe.find_first_not_of("0123456789", isExternal ? 3 : 0) == std::string::npos) {
+            return pipe;
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<RecordedDisplay> displaysOfAppleSilicon(const RecordedRegistry& registry) {
+    std::vector<RecordedDisplay> displays;
+    for (std::size_t index = 0; index < registry.entries().size(); ++index) {
+        const RecordedEntry& entry = registry.entries()[index];
+        if (!isFramebufferOfAppleSilicon(entry)) continue;
+        const auto attributes = valueOf<PropertyMap>(entry.value("DisplayAttributes"));
+        RecordedDisplay display;
+        display.framebuffer = index;
+        display.uuid = valueOf<std::string>(entry.value("EDID UUID"));
+        display.builtIn = !display.uuid;
+        // One that drives nothing tells nothing, or that it would be external.
+        if (display.builtIn &&
+            (!attributes || valueOf<bool>(entry.value("external")).value_or(false))) {
+            continue;
+        }
+        const auto product =
+            valueOf<PropertyMap>(entryOf(attributes.value_or(PropertyMap()), "ProductAttributes"));
+        if (product && !display.builtIn) {
+            display.name = text(entryOf(*product, "ProductName"));
+            display.manufacturer = text(entryOf(*product, "ManufacturerID"));
+            display.serialText = text(entryOf(*product, "AlphanumericSerialNumber"));
+            display.vendor = word(entryOf(*product, "LegacyManufacturerID"));
+            display.product = word(entryOf(*product, "ProductID"));
+            display.serial = word(entryOf(*product, "SerialNumber"));
+            display.week = word(entryOf(*product, "WeekOfManufacture"));
+            display.year = word(entryOf(*product, "YearOfManufacture"));
+        }
+        displays.push_back(std::move(display));
+    }
+    for (RecordedDisplay& display : displays) {
+        const auto pipe = pipeOf(registry, display.framebuffer, "disp");
+        for (std::size_t index = 0; index < registry.entries().size(); ++index) {
+            if (registry.entries()[index].className != "DCPAVServiceProxy") continue;
+            if (pipe && pipeOf(registry, index, "dcp") == pipe) display.proxies.push_back(index);
+        }
+    }
+    return displays;
+}
+
+std::vector<RecordedDisplay> displaysOfIntel(const RecordedRegistry& registry) {
+    std::vector<RecordedDisplay> displays;
+    const auto& entries = registry.entries();
+    for (std::size_t index = 0; index < entries.size(); ++index) {
+        if (!registry.isDisplayNode(index)) continue;
+        const RecordedEntry& node = entries[index];
+        RecordedDisplay display;
+        display.node = index;
+        display.framebuffer = entries[node.parent].parent;
+        display.builtIn = node.className == "AppleBacklightDisplay";
+        display.edid = valueOf<Bytes>(node.value("IODisplayEDID")).value_or(Bytes());
+        display.vendor = word(node.value("DisplayVendorID"));
+        display.product = word(node.value("DisplayProductID"));
+        display.serial = word(node.value("DisplaySerialNumber"));
+        if (display.framebuffer != RecordedEntry::none) displays.push_back(std::move(display));
+    }
+    return displays;
+}
+
+}  // namespace
+
+bool isAppleSilicon(const RecordedRegistry& registry) {
+    return std::any_of(registry.entries().begin(), registry.entries().end(), [](const auto& entry) {
+        return isFramebufferOfAppleSilicon(entry) || entry.className == "AppleARMPE" ||
+               entry.className == "DCPAVServiceProxy";
+    });
+}
+
+std::vector<RecordedDisplay> recordedDisplays(const RecordedRegistry& registry) {
+    return isAppleSilicon(registry) ? displaysOfAppleSilicon(registry) : displaysOfIntel(registry);
+}
+
+std::optional<std::string> recordedChipset(const RecordedRegistry& registry,
+                                           const std::vector<RecordedDisplay>& displays) {
+    const auto& entries = registry.entries();
+    if (isAppleSilicon(registry)) {
+        for (const RecordedEntry& entry : entries) {
+            if (entry.className.substr(0, 14) == "AGXAccelerator") {
+                return text(entry.value("model"));
+            }
+        }
+        return std::nullopt;
+    }
+    // The chip is the device above a framebuffer; the platform expert above all has a model too.
+    for (const RecordedDisplay& display : displays) {
+        for (std::size_t at = display.framebuffer; at != RecordedEntry::none;
+             at = entries[at].parent) {
+            if (entries[at].className == "IOPlatformExpertDevice") break;
+            if (const auto model = text(entries[at].value("model"))) return model;
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace displaycheck

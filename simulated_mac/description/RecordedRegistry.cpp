@@ -1,0 +1,258 @@
+#include "simulated_mac/description/RecordedRegistry.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "simulated_mac/description/RecordedValue.h"
+
+namespace simulated_mac {
+
+namespace {
+
+constexpr std::string_view rails = " |";
+constexpr std::string_view entryMark = "+-o ";
+constexpr std::string_view rootClass = "IORegistryEntry";
+constexpr std::string_view classMark = "  <class ";
+
+// Where an entry's properties stand, counted from its mark, and the braces around them.
+constexpr std::size_t propertiesColumn = 6;
+constexpr std::size_t braceBeforeProperties = 2;
+
+/// Takes the first line off a text.
+std::string_view takeLine(std::string_view& text) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return line;
+}
+
+/// Whether nothing but bars and blanks stands in front of this column, and something at it.
+bool startsAt(std::string_view line, std::size_t column) {
+    return line.size() > column && line.find_first_not_of(rails) == column;
+}
+
+/// Whether the line is a brace that opens or closes the properties.
+bool isBrace(std::string_view line, std::size_t column, char brace) {
+    return startsAt(line, column) && line[column] == brace &&
+           line.find_first_not_of(' ', column + 1) == std::string_view::npos;
+}
+
+/// Those of Windows line ends.
+void dropCarriageReturns(std::string& text) {
+    if (text.find("\r\n") == std::string::npos) return;
+    std::size_t kept = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n') continue;
+        text[kept++] = text[at];
+    }
+    text.resize(kept);
+}
+
+/// The bus address behind a name's last "@", as the platform writes it: "0", "1F,2".
+std::size_t locationIn(std::string_view name) {
+    const std::size_t at = name.rfind('@');
+    if (at == std::string_view::npos || at + 1 == name.size()) return std::string_view::npos;
+    const auto rest = name.substr(at + 1);
+    const bool isAddress =
+        rest.find_first_not_of("0123456789abcdefABCDEF,") == std::string_view::npos;
+    return isAddress ? at : std::string_view::npos;
+}
+
+/// What stands between the angle brackets behind a name, class and ID first.
+void readBrackets(std::string_view text, RecordedEntry& entry) {
+    text = text.substr(0, text.rfind('>'));
+    const std::size_t classEnd = std::min(text.find(','), text.size());
+    entry.className = text.substr(0, classEnd);
+    text.remove_prefix(std::min(classEnd + 2, text.size()));
+    constexpr std::string_view idMark = "id 0x";
+    if (text.substr(0, idMark.size()) == idMark) {
+        const char* const begin = text.data() + idMark.size();
+        std::uint64_t id = 0;
+        const auto [end, error] = std::from_chars(begin, text.data() + text.size(), id, 16);
+        if (error == std::errc()) {
+            entry.id = id;
+            text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+            if (text.substr(0, 2) == ", ") text.remove_prefix(2);
+        }
+    }
+    entry.state = text;
+}
+
+}  // namespace
+
+std::vector<RecordedProperty> RecordedEntry::properties() const {
+    std::vector<RecordedProperty> found;
+    std::string_view rest = propertyLines;
+    while (!rest.empty()) {
+        const std::string_view line = takeLine(rest);
+        constexpr std::string_view equals = "\" = ";
+        const std::size_t keyEnd = startsAt(line, margin) && line[margin] == '"'
+                                       ? line.find(equals, margin + 1)
+                                       : std::string_view::npos;
+        if (keyEnd != std::string_view::npos) {
+            found.push_back({line.substr(margin + 1, keyEnd - margin - 1),
+                             line.substr(keyEnd + equals.size())});
+        } else if (!found.empty()) {
+            // A text with a line break goes on at the left edge.
+            std::string_view& text = found.back().text;
+            text = {text.data(), static_cast<std::size_t>(line.data() + line.size() - text.data())};
+        }
+    }
+    return found;
+}
+
+std::optional<std::string_view> RecordedEntry::property(std::string_view key) const {
+    // Most entries don't have it, which the whole text shows sooner than its lines do.
+    if (propertyLines.find(key) == std::string_view::npos) return std::nullopt;
+    for (const RecordedProperty& property : properties()) {
+        if (property.key == key) return property.text;
+    }
+    return std::nullopt;
+}
+
+std::optional<PropertyValue> RecordedEntry::value(std::string_view key) const {
+    const auto text = property(key);
+    return text ? parseRecordedValue(*text) : std::nullopt;
+}
+
+RecordedRegistry::RecordedRegistry(std::string text) : text_(std::move(text)) {
+    dropCarriageReturns(text_);
+    unmaskZeros();
+    readLines();
+    if (entries_.empty()) {
+        throw RecordedRegistryError(
+            "no entry of a registry found; expected lines as ioreg prints them, such as "
+            "\"+-o Root  <class IORegistryEntry, id 0x100000100, retain 20>\"");
+    }
+}
+
+std::string RecordedRegistry::pathOf(std::size_t index) const {
+    std::string path;
+    while (index != RecordedEntry::none) {
+        const RecordedEntry& entry = entries_[index];
+        const bool isRoot = entry.parent == RecordedEntry::none && entry.className == rootClass;
+        const bool isExpert =
+            entry.parent != RecordedEntry::none && entries_[entry.parent].className == rootClass;
+        if (!isRoot && !isExpert) {
+            std::string element = "/" + std::string(entry.name);
+            if (!entry.location.empty()) element += "@" + std::string(entry.location);
+            path.insert(0, element);
+        }
+        index = entry.parent;
+    }
+    return "IOService:" + (path.empty() ? "/" : path);
+}
+
+std::vector<std::size_t> RecordedRegistry::find(const std::string& reference) const {
+    constexpr std::string_view hexadecimal = "0x";
+    std::optional<std::uint64_t> id;
+    if (reference.compare(0, hexadecimal.size(), hexadecimal) == 0) {
+        const char* const end = reference.data() + reference.size();
+        std::uint64_t number = 0;
+        const auto result = std::from_chars(reference.data() + hexadecimal.size(), end, number, 16);
+        if (result.ec == std::errc() && result.ptr == end) id = number;
+    }
+    std::vector<std::size_t> found;
+    for (std::size_t index = 0; index < entries_.size(); ++index) {
+        const RecordedEntry& entry = entries_[index];
+        const bool isIt =
+            id ? entry.id == id
+               : reference.find(entry.name) != std::string::npos && pathOf(index) == reference;
+        if (isIt) found.push_back(index);
+    }
+    return found;
+}
+
+bool RecordedRegistry::isDisplayNode(std::size_t index) const {
+    constexpr std::string_view ending = "Display";
+    const RecordedEntry& entry = entries_[index];
+    return entry.parent != RecordedEntry::none &&
+           entries_[entry.parent].className == "IODisplayConnect" &&
+           entry.className.size() >= ending.size() &&
+           entry.className.substr(entry.className.size() - ending.size()) == ending;
+}
+
+void RecordedRegistry::unmaskZeros() {
+    const auto isDigit = [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') ||
+               c == 'x' || c == '*';
+    };
+    for (std::size_t star = text_.find('*'); star != std::string::npos;) {
+        std::size_t begin = star;
+        std::size_t end = star;
+        while (begin > 0 && isDigit(text_[begin - 1])) --begin;
+        while (end < text_.size() && isDigit(text_[end])) ++end;
+        // In front of data stands an angle bracket, in front of a number what separates values.
+        if (begin > 0 && std::string_view("<=( ,").find(text_[begin - 1]) != std::string::npos &&
+            (end == text_.size() ||
+             std::string_view(">,)}\n.").find(text_[end]) != std::string::npos)) {
+            std::replace(text_.begin() + static_cast<std::ptrdiff_t>(begin),
+                         text_.begin() + static_cast<std::ptrdiff_t>(end), '*', '0');
+            ++maskedValues_;
+        }
+        star = text_.find('*', end);
+    }
+}
+
+void RecordedRegistry::readLines() {
+    enum class Where { outside, behindEntry, inProperties };
+    Where where = Where::outside;
+    std::string_view rest = text_;
+    for (std::size_t number = 1; !rest.empty(); ++number) {
+        const std::string_view line = takeLine(rest);
+        if (readHeader(line, number)) {
+            where = Where::behindEntry;
+        } else if (where == Where::behindEntry) {
+            const std::size_t column = entries_.back().margin - braceBeforeProperties;
+            where = isBrace(line, column, '{') ? Where::inProperties : Where::outside;
+            entries_.back().propertyLines = rest.substr(0, 0);
+        } else if (where == Where::inProperties) {
+            RecordedEntry& entry = entries_.back();
+            if (isBrace(line, entry.margin - braceBeforeProperties, '}')) {
+                where = Where::outside;
+            } else {
+                entry.propertyLines = {
+                    entry.propertyLines.data(),
+                    static_cast<std::size_t>(rest.data() - entry.propertyLines.data())};
+            }
+        }
+    }
+}
+
+bool RecordedRegistry::readHeader(std::string_view line, std::size_t number) {
+    const std::size_t column = line.find_first_not_of(rails);
+    if (column == std::string_view::npos || line.substr(column, entryMark.size()) != entryMark) {
+        return false;
+    }
+    const auto failed = [number](const std::string& what) {
+        throw RecordedRegistryError("line " + std::to_string(number) + ": " + what);
+    };
+    if (entries_.size() == mostEntries) {
+        failed("too many entries; expected at most " + std::to_string(mostEntries));
+    }
+    if (column / 2 >= mostLevels) {
+        failed("nested too deeply; expected at most " + std::to_string(mostLevels) + " levels");
+    }
+
+    RecordedEntry entry;
+    entry.lineNumber = number;
+    entry.margin = column + propertiesColumn;
+    // Entries above are those with their mark further left.
+    for (entry.parent = entries_.empty() ? RecordedEntry::none : entries_.size() - 1;
+         entry.parent != RecordedEntry::none && entries_[entry.parent].margin >= entry.margin;) {
+        entry.parent = entries_[entry.parent].parent;
+    }
+    const std::string_view text = line.substr(column + entryMark.size());
+    const std::size_t classAt = text.find(classMark);
+    if (classAt != std::string_view::npos) {
+        readBrackets(text.substr(classAt + classMark.size()), entry);
+    }
+    const std::string_view name = text.substr(0, classAt);
+    const std::size_t location = locationIn(name);
+    entry.name = name.substr(0, location);
+    if (location != std::string_view::npos) entry.location = name.substr(location + 1);
+    entries_.push_back(entry);
+    return true;
+}
+
+}  // namespace simulated_mac
