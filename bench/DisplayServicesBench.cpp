@@ -14,7 +14,7 @@ using simulated_mac::Mac;
 using simulated_mac::MacDescription;
 using simulated_mac::ScreenDescription;
 
-/// An Apple-silicon Mac with a built-in panel, so many monitors, and so many registry entries of no
+/// An Apple-silicon Mac with a built-in panel, so many monitors and so many registry entries of no
 /// interest.
 MacDescription macWith(std::int64_t monitors, std::int64_t entries) {
     MacDescription description;

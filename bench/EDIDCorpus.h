@@ -7,7 +7,7 @@
 namespace bench {
 
 /// Those in the file that EDID_CORPUS names: tab-separated lines under a header line, the hex
-/// digits in the last column. Where it names none, 100 of the maker's with names and serial
+/// digits in the last column. Without it, 100 of the maker's with names and serial
 /// numbers of many lengths. Throws std::runtime_error for a file without EDIDs.
 std::vector<std::string> corpusOfEDIDs();
 

@@ -4,7 +4,7 @@
 #include "plugin/ProductData.h"
 #include "plugin/WhiteList.h"
 
-// What a name costs: is it a supported model, and what is it without brand and brackets?
+// What a name costs: whether it is a supported model, and the name without brand and brackets.
 
 namespace {
 

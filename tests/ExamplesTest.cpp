@@ -41,13 +41,13 @@ json keptReportOf(const std::string& name) {
     return file ? json::parse(file) : json("no report is kept");
 }
 
-/// As names of tests are written.
+/// The example's name in the form of a test's name.
 std::string underscored(std::string name) {
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 }
 
-/// What became of a kept report: a line for each place that changed, up to ten.
+/// How a report differs from the kept one: a line for each change, up to ten.
 std::string changesOf(const nlohmann::json& kept, const nlohmann::json& report) {
     const auto changes = nlohmann::json::diff(kept, report);
     std::string text;
@@ -81,7 +81,7 @@ TEST_P(EveryExample, SaysInACommentWhatItShows) {
 INSTANTIATE_TEST_SUITE_P(Examples, EveryExample, testing::ValuesIn(test::namesOfExamples()),
                          [](const auto& example) { return underscored(example.param); });
 
-/// What an example is about. How long it takes stands in its kept report, and WaitsTest.cpp says
+/// What an example shows. How long it takes is in its kept report, and WaitsTest.cpp says
 /// why.
 struct Verdict {
     std::string example;

@@ -12,8 +12,7 @@
 #include "simulated_mac/platform/Running.h"
 #include "tests/support/PaneOnMac.h"
 
-// Whatever is thrown during a run ends in a logged line and a run that finishes with Continue
-// enabled.
+// Whatever is thrown during a run, it is logged, and the run finishes with Continue enabled.
 
 namespace exceptions_test {
 
@@ -183,7 +182,7 @@ TEST(ExceptionOfADevice, LeavesTheOthersToBeExamined) {
     auto description = macWith({builtInPanel()});
     description.usb = {camera(), camera()};
     description.usb[1].locationID = 0x14300000;
-    // Which requests for memory the examination makes, a run says that refuses none.
+    // A run without refusals says which requests for memory the examination makes.
     std::vector<std::string> withOneCamera;
     std::uint64_t nth = 1;
     for (; withOneCamera.empty(); ++nth) {

@@ -529,7 +529,7 @@ TEST(MyInstallerPaneDevices, TheWatcherAsksForPublishedUSBDevicesOnTheMainRunLoo
     EXPECT_EQ(argumentsText(calls[1]), "type IOServicePublish, class IOUSBDevice");
 }
 
-TEST(MyInstallerPaneDevices, TheWatcherGivesItsMasterPortBackBehindSchedulingTheExamination) {
+TEST(MyInstallerPaneDevices, TheWatcherGivesItsMasterPortBackAfterSchedulingTheExamination) {
     PaneOnMac onMac(macWithUSB({}));
     onMac.mac.trace.keepOnly({"IOMasterPort", "dispatch_async_f", "mach_port_deallocate"});
     onMac.run();

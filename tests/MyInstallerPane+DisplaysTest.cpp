@@ -31,7 +31,7 @@ ScreenDescription noScreen() {
     return screen;
 }
 
-/// The pane of a Mac that no run has started on.
+/// The pane on a Mac where no run has started.
 class PaneAtRest {
   public:
     explicit PaneAtRest(std::vector<ScreenDescription> screens) : onMac_(macWith(screens)) {
@@ -244,7 +244,7 @@ TEST(MyInstallerPaneDisplays, AScreenThatAppearsAfterTheWaitHasNoRecord) {
     EXPECT_NE(onMac.mac.window.warnings.text, "");
 }
 
-TEST(MyInstallerPaneDisplays, ARunLeavesOutWhatStandsBehindAnEntryThatIsNoScreen) {
+TEST(MyInstallerPaneDisplays, ARunLeavesOutWhatComesAfterAnEntryThatIsNoScreen) {
     PaneOnMac onMac(macWith({builtInPanel(), noScreen(), answeringMonitor(listedRecent, 0x4000)}));
     onMac.run();
     EXPECT_THAT(displayInfoArray.get(), SizeIs(1));

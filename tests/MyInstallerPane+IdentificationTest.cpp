@@ -38,7 +38,7 @@ EDIDFields fieldsOf(const std::string& name) {
     return fields;
 }
 
-/// A monitor that would confirm itself over DDC/CI, with an EDID of the test's.
+/// A monitor that would confirm itself over DDC/CI, with the test's EDID.
 ScreenDescription monitorWith(const EDIDFields& fields) {
     auto screen = answeringMonitor(fields.name.value_or(""), 0x4000);
     screen.monitor.edid = simulated_mac::makeEDID(fields);
@@ -98,10 +98,10 @@ INSTANTIATE_TEST_SUITE_P(
                     YearCase{"A 9", false}, YearCase{"A+9", false}, YearCase{"A-9", false},
                     YearCase{"A125", true}, YearCase{"A924", false}, YearCase{"A2726 (DP)", true},
                     YearCase{"A2726(2)", false}, YearCase{"A:5", false},
-                    // Names that a string does not keep within itself.
+                    // Names too long for a string's own buffer.
                     YearCase{"ABCDEFGHIJKLMNOPQRSTUVWXYZ", false},
                     YearCase{"9ABCDEFGHIJKLMNOPQRSTUVWXYZ", false},
-                    // Digits of other scripts are none, and a character is not its bytes.
+                    // Digits of other scripts don't count, and a character isn't its bytes.
                     YearCase{"A２７", false}, YearCase{"A25２", true}, YearCase{"Ä9", false},
                     YearCase{"漢5", false}, YearCase{"漢25字", true}, YearCase{"🎥9", false}));
 
@@ -423,7 +423,7 @@ INSTANTIATE_TEST_SUITE_P(Of, ConfirmationValue,
                                          std::pair(0xFFFE, 0), std::pair(0x0000, 1),
                                          std::pair(0x2000, 1), std::pair(0x8000, 1),
                                          std::pair(0xBFFF, 1),
-                                         // It stands for a value that wasn't read.
+                                         // It means that no value was read.
                                          std::pair(0xFFFF, 1)));
 
 TEST(MyInstallerPaneIdentification, AMonitorThatDoesNotKnowTheCodeCountsByTheList) {
@@ -465,8 +465,7 @@ TEST(MyInstallerPaneIdentification, AnExternalDisplayNamedBuildInIsNotJudged) {
     EXPECT_TRUE(run.warns());
 }
 
-/// What becomes of an external display and of the built-in one when both are judged by such a
-/// record.
+/// The verdicts on an external display and on the built-in one, both judged by such a record.
 class JudgedRecord : public testing::Test {
   protected:
     JudgedRecord() { makeProcessWideObjects(); }

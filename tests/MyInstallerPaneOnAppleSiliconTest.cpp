@@ -296,7 +296,7 @@ TEST(MyInstallerPaneOnAppleSilicon, AMonitorThatNeverAnswersIsAskedOnce) {
     EXPECT_EQ(run.timeOfContinue(), Time(180ms));
 }
 
-TEST(MyInstallerPaneOnAppleSilicon, BadRepliesAreTriedFiveTimesWithASecondBehindEach) {
+TEST(MyInstallerPaneOnAppleSilicon, BadRepliesAreTriedFiveTimesWithASecondAfterEach) {
     auto screen = monitorNamed(listedOlder);
     screen.monitor.answers = {{DDCAnswer::Kind::badChecksum, {}}};
     const Detection run(appleMacWith({builtInPanel(), screen}));
@@ -396,7 +396,7 @@ TEST_P(EitherMac, GivesAMonitorTheSameVerdict) {
 INSTANTIATE_TEST_SUITE_P(Monitors, EitherMac, testing::ValuesIn(monitorsOfEitherMac()),
                          [](const auto& pair) { return pair.param.name; });
 
-TEST(MyInstallerPaneOnAppleSilicon, ReadsNotAgainAfterSilenceAsAnIntelMacDoes) {
+TEST(MyInstallerPaneOnAppleSilicon, DoesNotReadAgainAfterSilenceAsAnIntelMacDoes) {
     const auto screen = monitorThatSends(
         listedRecent, {{DDCAnswer::Kind::silent, {}}, {DDCAnswer::Kind::good, {}}});
     auto description = appleMacWith({builtInPanel(), screen});

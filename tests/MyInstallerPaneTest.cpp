@@ -81,7 +81,7 @@ std::optional<LinkRange> linkOf(const Mac& mac) {
     return LinkRange{link->location, link->length};
 }
 
-/// The pane on a Mac whose displays are as the test says, without a run of its own.
+/// The pane on a Mac whose displays the test sets, without a run.
 class PaneWithVerdicts {
   public:
     /// One external display for each state, after the built-in panel.
@@ -315,7 +315,7 @@ TEST(MyInstallerPane, TheScanOfDisplaysStopsAtStateZero) {
     EXPECT_THAT(pane.mac().trace.calls(), SizeIs(2));
 }
 
-TEST(MyInstallerPane, TheScanOfDisplaysGoesOnBehindStateOne) {
+TEST(MyInstallerPane, TheScanOfDisplaysGoesOnAfterStateOne) {
     PaneWithVerdicts pane({1, 3, 3});
     pane.mac().trace.keepOnly({"CGDisplayIsBuiltin"});
     EXPECT_FALSE(pane.warns());
@@ -400,8 +400,8 @@ TEST(MyInstallerPane, CamerasOfAnEarlierEntryAreForgotten) {
     EXPECT_THAT(infoDic.get(), IsEmpty());
 }
 
-/// Enters the pane of a Mac with a camera a second time, and says whether that is still known when
-/// a platform call is made first after that.
+/// Enters the pane of a Mac with a camera a second time. Says whether the camera is still known at
+/// the first use of a platform call after that.
 bool cameraIsKnownAtTheNext(const std::string& call) {
     auto description = macWith({builtInPanel()});
     description.usb = {camera()};
@@ -533,7 +533,7 @@ void PrintTo(const LinkCase& texts, std::ostream* out) {
 
 class LinkOfTheWarning : public testing::TestWithParam<LinkCase> {};
 
-TEST_P(LinkOfTheWarning, IsTheFirstLinkWordBehindTheWarningInUTF16Units) {
+TEST_P(LinkOfTheWarning, IsTheFirstLinkWordAfterTheWarningInUTF16Units) {
     const LinkCase& texts = GetParam();
     PaneOnMac onMac(macWithTexts({{warningKey, texts.warning},
                                   {requestKey, texts.request},

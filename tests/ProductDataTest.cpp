@@ -5,7 +5,7 @@
 #include <array>
 #include <string_view>
 
-// Building checks the tables themselves; here it is what those checks let through.
+// The build checks the tables themselves; these tests check what passes those checks.
 namespace product_data_test {
 
 using namespace ProductData::check;

@@ -98,7 +98,7 @@ TEST_F(RealMonitors, AllDecodeAsAnIndependentDecoderReadsThem) {
             ++otherThanText;
             continue;
         }
-        // The one difference that the rules make elsewhere: the pane upper-cases names.
+        // The one intended difference: the pane upper-cases names.
         EXPECT_EQ(name, uppercaseText(monitor.name));
         ++(info.modelName ? sameNames : withoutName);
     }
@@ -111,7 +111,7 @@ TEST_F(RealMonitors, AllDecodeAsAnIndependentDecoderReadsThem) {
     }
 }
 
-/// Runs the pane on an Intel Mac with the monitor as its external one; what was wrong, or nothing.
+/// Runs the pane on an Intel Mac with this external monitor. Gives what was wrong, or nothing.
 std::string runWith(const RealMonitor& monitor) {
     test::ScreenDescription screen;
     screen.monitor.edid = bytesOf(monitor.hex);
@@ -124,8 +124,8 @@ std::string runWith(const RealMonitor& monitor) {
     if (display.displayState != displayInfo::notSupported) {
         return fmt::format("state {}", display.displayState.load());
     }
-    // A name that reads as a recent model's is looked up among the EDIDs. It is found but for
-    // blanks at its end, which a screen's name doesn't have, and for what is no text.
+    // A name that reads as a recent model's is looked up among the EDIDs. It is found unless it
+    // ends in blanks, which a screen's name doesn't have, or isn't text.
     const auto info = edidUtils->generateEDIDInfo(monitor.hex);
     const bool looksRecent = host.pane.isYear25orAbove(regularMonitorName(*display.name));
     const bool isFound = info.modelName && !info.modelName->empty() &&
@@ -158,7 +158,7 @@ std::int32_t scoreOf(const IOregService& service, const displayInfo& display) {
                                             service.serviceLocation);
 }
 
-/// Whether the pane takes a monitor's EDID for that of a display.
+/// Whether the pane pairs a monitor's EDID with a display.
 bool fits(const EDIDInfo& info, const displayInfo& display) {
     return info.serialNumber == display.serialNumber && !info.modelName.value_or("").empty() &&
            uppercaseText(*display.name).find(uppercaseText(*info.modelName)) != std::string::npos;
@@ -213,7 +213,7 @@ void runPart(const std::vector<RealMonitor>& monitors, std::size_t first,
     }
 }
 
-// Two parts, which run side by side.
+// In two parts, to run in parallel.
 class PartOfRealMonitors : public RealMonitors, public testing::WithParamInterface<std::size_t> {};
 
 TEST_P(PartOfRealMonitors, RunsToVerdictsOnAnIntelMac) {

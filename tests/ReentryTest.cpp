@@ -22,8 +22,7 @@
 #include "tests/support/PaneOnMac.h"
 
 // Entering the pane again while a detection runs: whenever that is, and however often, the pane
-// ends as one of the runs by itself would have left it, and keeps what each of them keeps on
-// purpose.
+// ends as one of the runs alone would have left it, and keeps what each of them keeps on purpose.
 
 namespace reentry_test {
 
@@ -204,7 +203,7 @@ class EnteredMac {
         return {moments.begin(), moments.end()};
     }
 
-    /// The same and those around: just before and after each, and half an I2C pause off.
+    /// The same and those around them: just before and after each, and half an I2C pause away.
     std::vector<Time> momentsAroundARun() {
         std::set<Time> around;
         for (const Time moment : momentsOfARun()) {
@@ -262,8 +261,8 @@ class EnteredMac {
     std::map<Time, Course> courses_;
 };
 
-/// Of all runs that a test could make, each of which starts a dozen processes, it usually makes so
-/// many, the same every time; with EVERY_MOMENT set, those of every moment.
+/// How many runs a test makes: usually this many, as each starts a dozen processes; those of every
+/// moment if EVERY_MOMENT is set.
 std::size_t atMost(std::size_t usual, std::size_t all = 400) {
     return std::getenv("EVERY_MOMENT") != nullptr ? all : usual;
 }
@@ -429,7 +428,7 @@ std::vector<ReentryCase> reentryCasesThatDiffer() {
 INSTANTIATE_TEST_SUITE_P(On, EnteringAgainAndAgain, testing::ValuesIn(reentryCasesThatDiffer()),
                          [](const auto& tested) { return tested.param.name; });
 
-// An AV service has no lock of its own, and the monitor is silent when it is read too soon behind
+// An AV service has no lock of its own, and the monitor is silent when it is read too soon after
 // another run's request.
 TEST(EnteringAgainOnAppleSilicon, KeepsEachRunsReplyFromTheOther) {
     EnteredMac mac(appleMacWith(
@@ -542,8 +541,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 using SecondRunWithoutAWatcher = FailingRun;
 
-// The first run's verdict stays, and with it what it takes the second run's monitor for: a monitor
-// that is being asked counts until it is known that it doesn't answer.
+// The first run's verdict stays, and with it that on the second run's monitor: a monitor that is
+// being asked counts as supported until it turns out not to answer.
 TEST_P(SecondRunWithoutAWatcher, KeepsContinueAsTheFirstOneLeftIt) {
     const Course once = play(healthy(), {0s}, Turns::atWaits, true);
     const Time end = *once.moments.rbegin();

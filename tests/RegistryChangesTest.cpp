@@ -61,7 +61,7 @@ MacDescription cutAt(MacDescription description, std::uint64_t use) {
     return description;
 }
 
-/// A monitor that answers as a supported one does.
+/// A monitor that answers like a supported one.
 ScreenDescription supported(const std::string& name, std::uint32_t serialNumber) {
     EDIDFields fields;
     fields.name = name;
@@ -84,7 +84,7 @@ TEST(WalkThatIsCut, IsMadeAgainAfterTwoSecondsWhereItWasTheOnlyMonitors) {
     EXPECT_THAT(run.states(), ElementsAre(-1, 0));
 }
 
-TEST(WalkThatIsCut, LosesAnOnlyMonitorNowhere) {
+TEST(WalkThatIsCut, NeverLosesAnOnlyMonitor) {
     const auto walks = walksOn(oneMonitor);
     for (std::uint64_t use = walks.front().first; use <= walks.back().last; ++use) {
         const Detection run(cutAt(oneMonitor, use));

@@ -13,7 +13,7 @@
 #include "tests/support/WaitsTable.h"
 
 // A run takes as long as the waits that it has to make, and not a moment longer. Which ones those
-// are is worked out from the Mac file and held against the virtual time of the run. The kept report
+// are is worked out from the Mac file and compared with the run's virtual time. The kept report
 // of an example has its time to Continue, but not why it takes that: a wait too many would be kept
 // with the next update of the reports, and is found here.
 

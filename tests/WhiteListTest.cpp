@@ -47,11 +47,11 @@ TEST_F(SupportedModels, BrandAndModelInLowerCaseMatch) {
     EXPECT_TRUE(list.availableDisplay("Vorn k2790Z"));
 }
 
-TEST_F(SupportedModels, TwoBlanksBehindTheBrandDoNotMatch) {
+TEST_F(SupportedModels, TwoBlanksAfterTheBrandDoNotMatch) {
     EXPECT_FALSE(list.availableDisplay("VORN  K2790Z"));
 }
 
-TEST_F(SupportedModels, ABlankBehindTheModelDoesNotMatch) {
+TEST_F(SupportedModels, ABlankAfterTheModelDoesNotMatch) {
     EXPECT_FALSE(list.availableDisplay("VORN K2790Z "));
     EXPECT_FALSE(list.availableDisplay("K2790Z "));
 }
@@ -135,31 +135,31 @@ TEST(AppleSilicon, AnIntelMacIsNone) {
     EXPECT_FALSE(WhiteList().isM1Mac());
 }
 
-TEST(AppleSilicon, IsToldByTheChipset) {
+TEST(AppleSilicon, IsRecognisedByTheChipset) {
     EXPECT_TRUE(isAppleSilicon("      Chipset Model: Apple M2 Pro\n"));
 }
 
-TEST(AppleSilicon, IsToldInAnyCase) {
+TEST(AppleSilicon, IsRecognisedInAnyCase) {
     EXPECT_TRUE(isAppleSilicon("Chipset Model: APPLE M1\n"));
 }
 
-TEST(AppleSilicon, IsToldByAnyOfSeveralChipsets) {
+TEST(AppleSilicon, IsRecognisedByAnyOfSeveralChipsets) {
     EXPECT_TRUE(isAppleSilicon("Chipset Model: One\nChipset Model: Pineapple\n"));
 }
 
-TEST(AppleSilicon, ALineOfAnotherKindDoesNotTellIt) {
+TEST(AppleSilicon, IsNotRecognisedInALineOfAnotherKind) {
     EXPECT_FALSE(isAppleSilicon("Chipset Model: Intel UHD Graphics 630\nVendor: Apple\n"));
 }
 
-TEST(AppleSilicon, ANoToAnEmptyOutput) {
+TEST(AppleSilicon, IsNotRecognisedInEmptyOutput) {
     EXPECT_FALSE(isAppleSilicon(""));
 }
 
-TEST(AppleSilicon, ANoToAnOutputThatIsNoText) {
+TEST(AppleSilicon, IsNotRecognisedInOutputThatIsNotText) {
     EXPECT_FALSE(isAppleSilicon("Chipset Model: Apple \xFF\n"));
 }
 
-TEST(AppleSilicon, ANoWhenTheShellCannotBeStarted) {
+TEST(AppleSilicon, IsNotRecognisedWhenTheShellCannotBeStarted) {
     auto description = macWhoseProfilerPrints({"Chipset Model: Apple M1\n"});
     description.faults = {{"posix_spawn", 1, false, {}}};
     const Mac mac(description);

@@ -33,18 +33,17 @@ using simulated_mac::TracedCall;
 constexpr auto limit = std::chrono::seconds(60);
 constexpr std::uint32_t fewEntries = 12;
 
-/// Calls of the USB watcher's set-up, which ends the run where one fails: Continue is never
-/// reached.
+/// Calls of the USB watcher's set-up. If one fails, it ends the run: Continue is never enabled.
 const std::set<std::string> greysContinue = {"IOMasterPort", "IOServiceMatching"};
 
-/// Calls that give a reference back: where one fails, the reference stays.
+/// Calls that give a reference back: if one fails, the reference stays.
 const std::set<std::string> givesBack = {
     "CFRelease",        "IOObjectRelease",      "IOI2CInterfaceClose", "CFAllocatorDeallocate",
     "dispatch_release", "mach_port_deallocate",
 };
 
-/// What is kept on purpose, by the call that handed it out and what that was asked for: up to
-/// everything that it hands out, ...
+/// What is kept on purpose, by the call that handed it out and an argument of it: up to everything
+/// that it hands out, ...
 const std::map<std::string, std::optional<NamedValue>> keptAll = {
     {"IOAVServiceCreateWithService", {}},  // in the display records, or dropped
     // One for each question of reply types.

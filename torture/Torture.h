@@ -15,7 +15,7 @@ namespace torture {
 /// How often each platform call is used.
 using Uses = std::map<std::string, std::uint64_t>;
 
-/// What a run on a Mac came to.
+/// The outcome of a run on a Mac.
 struct RunResult {
     Uses uses;
     /// What the run must not do: crash, hang, leave Continue greyed, misuse the platform, or keep
@@ -26,7 +26,7 @@ struct RunResult {
 /// Runs the pane on a Mac, in a process of its own.
 RunResult runOn(const simulated_mac::MacDescription& description);
 
-/// The Mac with fewer registry entries that nobody looks for: each would be a run of its own.
+/// The Mac with fewer registry entries of no interest: each would need a run of its own.
 simulated_mac::MacDescription trimmed(simulated_mac::MacDescription description);
 
 /// One failure: a call's n-th use, or that and all later ones.

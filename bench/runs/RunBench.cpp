@@ -16,7 +16,7 @@
 
 // A whole run of the pane, each in a process of its own: what the plug-in makes once lives as long
 // as its process. The time is that of the processor, in the run and in the system's tools that it
-// starts; the Mac's clock plays no part.
+// starts, not of the Mac's clock.
 
 namespace {
 

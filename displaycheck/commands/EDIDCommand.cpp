@@ -1,14 +1,9 @@
 #include "displaycheck/commands/EDIDCommand.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <unicode/ustring.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
@@ -23,6 +18,7 @@
 #include "plugin/Utilities/StringUtil.h"
 #include "simulated_mac/description/HexText.h"
 #include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/description/ReadFile.h"
 
 using namespace vorn;
 
@@ -58,23 +54,14 @@ void complain(std::string_view place, std::string_view what) {
 /// All bytes of a file or of standard input. If it can't be read, prints a message and returns
 /// nothing.
 std::optional<std::string> readAll(const std::string& name, const std::string& path) {
-    const int file = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    std::string all;
-    std::array<char, 65536> piece;
-    ssize_t count = file == -1 ? -1 : 1;
-    while (count > 0 && all.size() <= maxBytes) {
-        count = read(file, piece.data(), piece.size());
-        if (count > 0) all.append(piece.data(), static_cast<std::size_t>(count));
-        if (count == -1 && errno == EINTR) count = 1;
-    }
-    const int error = errno;
-    if (file != -1) close(file);
-    if (count == 0) return all;
-    if (all.size() > maxBytes) {
+    try {
+        return path == "-" ? simulated_mac::readStandardInput(maxBytes)
+                           : simulated_mac::readFile(path, maxBytes);
+    } catch (const simulated_mac::TooLongFile&) {
         complain(name, fmt::format("is too large; expected at most {} MiB", maxBytes >> 20));
-        return std::nullopt;
+    } catch (const simulated_mac::UnreadableFile& error) {
+        complain(name, error.what());
     }
-    complain(name, fmt::format("can't be read: {}", std::strerror(error)));
     return std::nullopt;
 }
 

@@ -14,7 +14,7 @@
 
 #include "simulated_mac/description/ReadFile.h"
 
-/// The built program as people run it.
+/// The built program, run as users run it.
 namespace test {
 
 struct Finished {

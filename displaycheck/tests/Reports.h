@@ -20,7 +20,7 @@ inline Report reportOn(simulated_mac::MacDescription description) {
     return makeReport("mac.yaml", mac, host.pane(), outcome, output.text());
 }
 
-/// A display as people read of it, without line breaks.
+/// A display's text for people, without line breaks.
 inline std::string textOf(const DisplayFacts& facts) {
     return displayText(facts, 200, Palette(false));
 }

@@ -32,7 +32,7 @@ def run(words):
 
 
 def for_one(words, architecture):
-    """A compiler's words without the other processors."""
+    """A compiler's arguments without the other processors."""
     for other in ARCHITECTURES:
         if other != architecture:
             at = words.index(other)
@@ -60,7 +60,7 @@ class ResourcesTest(unittest.TestCase):
 class ClassesTest(unittest.TestCase):
     def test_the_classes_of_its_interface_file_are_its_own_or_of_its_frameworks(self):
         document = xml.etree.ElementTree.parse(RESOURCES / "MyInstallerPane.xib")
-        # The first responder is whatever object has the focus: its class is none.
+        # The first responder is whatever object has the focus, not a class.
         named = {element.get("customClass") for element in document.iter()
                  if element.get("id") != "-1"} - {None}
         self.assertIn("MyInstallerPane", named)
@@ -167,7 +167,7 @@ class CompilationTest(unittest.TestCase):
 
 
 class Lines(unittest.TextTestResult):
-    """Tells of each test as scripts/check-bundle does."""
+    """Reports each test as scripts/check-bundle does."""
 
     def startTest(self, test):
         unittest.TestResult.startTest(self, test)

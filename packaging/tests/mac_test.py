@@ -1,4 +1,4 @@
-"""scripts/mac, where what it takes to build the bundle for Macs can't be had. What it builds, it
+"""scripts/mac on a machine that lacks what it needs to build the bundle for Macs. What it builds, it
 checks itself."""
 
 import os
@@ -11,7 +11,7 @@ from scripts import ScriptTest
 
 
 class MacTest(ScriptTest):
-    """A copy of what the script works with. What brings packages has stand-ins."""
+    """A copy of what the script works with. Package managers are replaced by stand-ins."""
 
     script = "mac"
 

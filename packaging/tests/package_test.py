@@ -57,7 +57,7 @@ class PackageTest(ScriptTest):
         return self.run_script("--bundle", self.bundle, "--output", self.archive, *arguments)
 
     def refusal(self, *arguments):
-        """What the script says of bad input, having done nothing."""
+        """The script's message about bad input, before it has done anything."""
         run = self.run_script(*arguments)
         self.assertEqual(run.returncode, 2, run.stderr)
         self.assertEqual(run.stdout, "")

@@ -22,7 +22,7 @@ def property_list(path):
 
 
 def string_table(path):
-    """The texts of a string table by their keys. ValueError at what is no entry."""
+    """The texts of a string table by their keys. ValueError at anything but an entry."""
     text = path.read_text(encoding="utf-8")
     entry = re.compile(r'\s*(?:/\*.*?\*/\s*)*"((?:[^"\\]|\\.)*)"\s*=\s*"((?:[^"\\]|\\.)*)"\s*;',
                        re.DOTALL)

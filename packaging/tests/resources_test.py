@@ -7,7 +7,7 @@ import xml.etree.ElementTree
 from project import (RESOURCES, ROOT, exported_symbols, preset_variables, property_list,
                      string_table)
 
-# The names that the installer knows its own steps by, in its order.
+# The installer's names for its own steps, in its order.
 INSTALLER_STEPS = ["Introduction", "ReadMe", "License", "Target", "PackageSelection", "Install",
                    "Summary"]
 
@@ -47,7 +47,7 @@ class SectionsTest(unittest.TestCase):
     def test_the_pane_comes_after_the_licence_and_before_anything_is_chosen(self):
         place = self.order.index(self.bundle)
         self.assertLess(self.order.index("License"), place)
-        # Far from Install, too: after that a pane never comes.
+        # Also well before Install: no pane comes after that.
         self.assertLess(place, self.order.index("Target"))
 
 
@@ -156,8 +156,8 @@ class InterfaceFileTest(unittest.TestCase):
 
 
 def view_faults(interface):
-    """What the installer, which hosts a pane's view from another process, would show wrongly: there
-    frames and autoresizing masks hold, Auto Layout does not run, and the width is given."""
+    """What the installer would show wrongly. It hosts a pane's view from another process, where frames
+    and autoresizing masks hold, Auto Layout doesn't run, and the width is given."""
     faults = []
     laid_out = [element.tag for element in interface.iter()
                 if element.tag in ("constraint", "stackView", "gridView")
@@ -188,8 +188,8 @@ def view_faults(interface):
         view = interface.find(f".//*[@id='{outlet.get('destination')}']")
         if outlet.get("property") == "contentView" and view in frames and frames[view][2] != 418:
             faults.append(f"{view.get('id')}: not 418 points wide")
-        # The installer gives the keyboard to it even where it is hidden. What is no text takes it
-        # only where the user wants that.
+        # The installer gives it the keyboard even while it is hidden. Controls without text take it
+        # only if the user wants that.
         if outlet.get("property") == "initialKeyView":
             cell = view.find("*[@key='cell']")
             text = cell is not None and "YES" in (cell.get("editable"), cell.get("selectable"))

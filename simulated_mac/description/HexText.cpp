@@ -8,4 +8,8 @@ std::string hexText(std::span<const std::uint8_t> bytes, std::string_view betwee
     return fmt::format("{:02X}", fmt::join(bytes, between));
 }
 
+std::string lowerHexText(std::span<const std::uint8_t> bytes) {
+    return fmt::format("{:02x}", fmt::join(bytes, ""));
+}
+
 }  // namespace simulated_mac

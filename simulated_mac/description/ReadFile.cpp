@@ -1,28 +1,59 @@
 #include "simulated_mac/description/ReadFile.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
-#include <fstream>
 #include <system_error>
 
 namespace simulated_mac {
+namespace {
+
+UnreadableFile unreadable() {
+    return UnreadableFile("can't be read: " + std::generic_category().message(errno));
+}
+
+std::string readDescriptor(int file, std::size_t maxBytes) {
+    std::string contents;
+    std::array<char, 65536> chunk;
+    while (true) {
+        const ssize_t count = read(file, chunk.data(), chunk.size());
+        if (count == -1 && errno == EINTR) continue;
+        if (count == -1) throw unreadable();
+        if (count == 0) return contents;
+        contents.append(chunk.data(), static_cast<std::size_t>(count));
+        if (contents.size() > maxBytes) throw TooLongFile();
+    }
+}
+
+class OpenFile {
+  public:
+    explicit OpenFile(const std::filesystem::path& path)
+        : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+        if (descriptor_ == -1) throw unreadable();
+    }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+    ~OpenFile() { close(descriptor_); }
+
+    int descriptor() const { return descriptor_; }
+
+  private:
+    int descriptor_;
+};
+
+}  // namespace
 
 std::string readFile(const std::filesystem::path& path, std::size_t maxBytes) {
     std::error_code ignored;
     if (std::filesystem::is_directory(path, ignored)) throw UnreadableFile("is a directory");
-    errno = 0;
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) throw UnreadableFile("can't be read: " + std::generic_category().message(errno));
-    std::string contents;
-    std::array<char, 65536> chunk;
-    while (stream.read(chunk.data(), chunk.size()) || stream.gcount() > 0) {
-        contents.append(chunk.data(), static_cast<std::size_t>(stream.gcount()));
-        if (contents.size() > maxBytes) throw UnreadableFile("is too long");
-    }
-    if (stream.bad()) {
-        throw UnreadableFile("can't be read: " + std::generic_category().message(errno));
-    }
-    return contents;
+    const OpenFile file(path);
+    return readDescriptor(file.descriptor(), maxBytes);
+}
+
+std::string readStandardInput(std::size_t maxBytes) {
+    return readDescriptor(STDIN_FILENO, maxBytes);
 }
 
 }  // namespace simulated_mac

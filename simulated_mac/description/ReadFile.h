@@ -14,8 +14,16 @@ class UnreadableFile : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The file's bytes. Throws UnreadableFile, also when there are more than `maxBytes`.
+class TooLongFile : public UnreadableFile {
+  public:
+    TooLongFile() : UnreadableFile("is too long") {}
+};
+
+/// The file's bytes. Throws UnreadableFile: a TooLongFile if there are more than `maxBytes`.
 std::string readFile(const std::filesystem::path& path,
                      std::size_t maxBytes = std::numeric_limits<std::size_t>::max());
+
+/// The rest of standard input, likewise.
+std::string readStandardInput(std::size_t maxBytes);
 
 }  // namespace simulated_mac

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/platform/CFReferences.h"
 
 namespace simulated_mac {
@@ -49,7 +50,7 @@ struct Describer {
     std::string operator()(double value) const { return fmt::format("\"{}\"", value); }
     std::string operator()(const CFObject::String& value) const { return quotedWhereNeeded(value); }
     std::string operator()(const Bytes& value) const {
-        return fmt::format("{{length = {}, bytes = 0x{:02x}}}", value.size(), fmt::join(value, ""));
+        return fmt::format("{{length = {}, bytes = 0x{}}}", value.size(), lowerHexText(value));
     }
     std::string operator()(const CFObject::Array& value) const {
         std::string text = lead() + "(\n";

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/hardware/CFValue.h"
 
 namespace simulated_mac {
@@ -28,9 +29,7 @@ struct Printer {
     }
     std::string operator()(double value) const { return fmt::format("{}", value); }
     std::string operator()(const CFObject::String& value) const { return quoted(utf8Of(value)); }
-    std::string operator()(const Bytes& value) const {
-        return fmt::format("<{:02x}>", fmt::join(value, ""));
-    }
+    std::string operator()(const Bytes& value) const { return "<" + lowerHexText(value) + ">"; }
     std::string operator()(const CFObject::Array& value) const {
         std::vector<std::string> elements;
         for (const auto& element : value) elements.push_back(printed(*element));
@@ -161,9 +160,9 @@ ToolOutput SystemTools::afktool(const Arguments& arguments) const {
         Bytes block = display->screen.monitor.edid;
         block.resize(std::min(block.size(), blockSize));
         output.text += fmt::format(
-            "\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <{:02x}> | "
+            "\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <{}> | "
             "\"RegisterSetSize\" = {}\n",
-            fmt::join(block, ""), block.size());
+            lowerHexText(block), block.size());
     }
     return output;
 }

@@ -64,7 +64,7 @@ auto fieldsOf(const IOregService& service) {
                       service.transportDownstream, service.avService, service.serviceLocation);
 }
 
-/// Texts that are like "External" but not equal to it.
+/// Texts that resemble "External" without being equal to it.
 const std::vector<std::string> otherLocations = {"external",   "EXTERNAL", "External ", " External",
                                                  "External-1", "Externa",  "Embedded",  ""};
 
@@ -385,7 +385,7 @@ TEST_F(NextEntryOfInterest, IsAnyOfThreeNames) {
     EXPECT_TRUE(isAtItsEnd());
 }
 
-TEST_F(NextEntryOfInterest, IsFoundBehindOthers) {
+TEST_F(NextEntryOfInterest, IsFoundAfterOthers) {
     registryHas({"AppleDCPLinkService", "DCPAVDeviceProxy", "AppleCLCD2", "IOService"});
     ASSERT_TRUE(next());
     EXPECT_EQ(entry(), entries.at(2));
@@ -481,7 +481,7 @@ ScreenDescription monitorWithProductAttributes(PropertyMap attributes) {
     return screen;
 }
 
-/// What the framebuffer of a monitor gives when nothing is amiss.
+/// What a monitor's framebuffer gives when nothing is wrong.
 IOregService wholeRecord() {
     IOregService record;
     record.edidUUID = monitorUUID;
@@ -584,7 +584,7 @@ TEST(FramebufferProperties, LackTheTransportWhenItCannotBeRead) {
               fieldsOf(withoutTransport(wholeRecord())));
 }
 
-/// One property of a framebuffer: how a monitor comes by a value of it, and what is lost with it.
+/// One property of a framebuffer: how a monitor gets a value for it, and what is lost without it.
 struct Property {
     std::string name;
     PropertyValue right;  ///< a value of its type
@@ -677,7 +677,7 @@ class AVServiceProxy : public ::testing::Test {
         EXPECT_THAT(mac->journal.misuses(), IsEmpty());
     }
 
-    /// Has the candidate updated by a proxy of the monitor that is like this.
+    /// Updates the candidate from a proxy of the monitor with this description.
     void meet(ProxyDescription description) {
         mac.emplace(appleMacWith({monitorWithProxies({std::move(description)})}));
         mac->trace.countUses();

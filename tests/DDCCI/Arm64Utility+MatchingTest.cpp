@@ -54,7 +54,7 @@ std::string uuidWith(std::size_t position, const std::string& digits) {
 
 // The score.
 
-/// What of a candidate is compared with a display.
+/// The parts of a candidate that are compared with a display.
 struct Identity {
     OptionalText uuid;
     OptionalText name;
@@ -530,7 +530,7 @@ TEST_F(MatchScore, FetchesTheDictionaryOnceAndReleasesIt) {
     EXPECT_THAT(mac->ledger.heldByCall(), IsEmpty());
 }
 
-// The one model.
+// The model with a rule of its own.
 
 IOregService candidateOf(OptionalText manufacturer, OptionalText product) {
     IOregService candidate;
@@ -664,7 +664,7 @@ ScreenDescription strangerWithID(std::uint32_t displayID) {
     return screen;
 }
 
-/// A monitor whose model and date all of its kind share, without a serial number.
+/// A monitor without a serial number: its model and date are the same in all of its kind.
 ScreenDescription twinWithID(std::uint32_t displayID) {
     simulated_mac::EDIDFields fields;
     fields.product = 0x1234;
@@ -723,7 +723,7 @@ class Pairings : public ::testing::Test {
     std::uint64_t proxyOfDisplay(std::size_t index) const {
         return mac->displays().at(index)->proxies.at(0)->id;
     }
-    /// How often the model of the Mac was read.
+    /// How often the Mac's model was read.
     std::ptrdiff_t readsOfModel() const {
         const auto calls = mac->trace.calls();
         return std::count_if(calls.begin(), calls.end(), [](const auto& call) {
@@ -897,7 +897,7 @@ TEST_F(Pairings, ScoreALocationThatContainsExternalThoughItHasNoService) {
 }
 
 TEST_F(Pairings, ScoreALocationThatContainsExternalWithTheServiceItInherits) {
-    // It makes no pairing of its own: its ordinal is that of the proxy before it.
+    // It makes no further pairing: its ordinal is that of the proxy before it.
     switchOn({withProxies(monitorWithID(D1), {{}, proxyAt(text("External-1"))})});
     const auto candidates = Arm64Utility().getIoregServicesForMatching();
     ASSERT_THAT(candidates, SizeIs(2));

@@ -63,7 +63,7 @@ class ReadOverFramebuffer : public ::testing::Test {
     void read() {
         printing([&] { status = controller->Get(confirmationCode, display, &result); });
     }
-    /// The way with every choice left to the caller.
+    /// Reading with every parameter chosen by the caller.
     void read(std::uint32_t delay, bool current) {
         printing(
             [&] { status = controller->Get(&display, confirmationCode, delay, current, &result); });
@@ -459,7 +459,7 @@ TEST_F(ReadOverAVService, TheSpecialChipIsSentACleanRequestBeforeThePause) {
     EXPECT_EQ(result, 0x4000u);
     EXPECT_THAT(requestedCodes(), ElementsAre(0xF1, 0xF1, 0, 0, 0, 0xF1, 0xF1));
     EXPECT_EQ(mac->scheduler.now(), Time(3 * transfers + 1s));
-    // Two writes are the read's, the clean request is the next three, each 60 ms after the other.
+    // The first two writes are the read's, the next three the clean request's, 60 ms apart.
     EXPECT_EQ(mac->displays()[0]->monitor.exchanges()[4].time, Time(6 * 60ms));
 }
 

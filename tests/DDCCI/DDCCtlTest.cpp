@@ -67,7 +67,7 @@ TEST(DescriptorText, ALineFeedAsTheLastByteIsCut) {
     EXPECT_EQ(textOf("ABCDEFGHIJKL\n"), "ABCDEFGHIJKL");
 }
 
-TEST(DescriptorText, NothingBehindTheThirteenBytesIsRead) {
+TEST(DescriptorText, NothingAfterTheThirteenBytesIsRead) {
     const std::string bytes = "ABCDEFGHIJKLMNOP";
     EXPECT_EQ(DDCCtl().EDIDString(reinterpret_cast<const std::uint8_t*>(bytes.data())),
               "ABCDEFGHIJKLM");

@@ -61,7 +61,8 @@ constexpr auto usualTypes =
     "D: IOI2CCombinedTransactionType             supported \n"
     "E: IOI2CDisplayPortNativeTransactionType    unsupported\n";
 
-/// What the plug-in prints meanwhile. A failed expectation prints there, too, so none stands in it.
+/// What the plug-in prints meanwhile. Expectations don't belong in it: a failed one would print,
+/// too.
 template <class Work>
 std::string printedBy(Work work) {
     const displaycheck::CapturedOutput output;
@@ -79,7 +80,7 @@ ScreenDescription monitorThatAnswers(std::vector<DDCAnswer> answers) {
     return screen;
 }
 
-/// The same as a built-in panel, with all that a monitor of its own would be reached by.
+/// The same as a built-in panel, with everything by which a separate monitor would be reached.
 ScreenDescription builtInMonitor() {
     auto screen = monitor();
     screen.builtIn = true;
@@ -588,7 +589,7 @@ TEST_F(Sending, ClosesTheConnectionWhileItHasTheInterface) {
     mac->trace.keepOnly({"IOI2CInterfaceOpen", "IOI2CInterfaceClose", released});
     send();
     auto made = calls();
-    // Those in front are of the search.
+    // The calls before them belong to the search.
     made.erase(made.begin(), std::find(made.begin(), made.end(), "IOI2CInterfaceOpen"));
     EXPECT_THAT(made, ElementsAre("IOI2CInterfaceOpen", "IOI2CInterfaceClose", released, released))
         << "the interface and then the framebuffer";
@@ -933,7 +934,7 @@ std::string tryPrints(const std::string& reply) {
 }
 
 constexpr auto goodReply = "6E 88 02 00 F1 00 FF FF 40 00 05 , chksum: 05";
-/// The request itself, which the platform leaves in the buffer where nothing comes back.
+/// The request itself, which the platform leaves in the buffer if nothing comes back.
 constexpr auto noReply = "51 82 01 F1 4D 00 00 00 00 00 00 , chksum: 01";
 
 TEST_F(Reading, BringsTheValues) {
@@ -1030,7 +1031,7 @@ TEST_F(Reading, AnUnsupportedTransactionTypeIsPrintedEvenWithoutLogging) {
     expectNoValues();
 }
 
-TEST_F(Reading, AnUnsupportedTransactionTypeIsPrintedBehindThePackets) {
+TEST_F(Reading, AnUnsupportedTransactionTypeIsPrintedAfterThePackets) {
     BusDescription bus;
     bus.requestResult = unsupportedMode;
     switchOn(monitorOnBuses({bus}));
@@ -1122,7 +1123,7 @@ TEST_F(Reading, ABusWithoutTheReplyTypeOfTheFirstInterfaceSaysSo) {
         test::macWith({monitorOnBuses({busWithTypes(0x13)}), monitorOnBuses({busWithTypes(0x1F)})});
     description.screens[0].serialNumber = 1;
     description.screens[0].framebuffer.dictionary = {{"DisplaySerialNumber", {std::int64_t{1}}}};
-    // The answer for all of them is the first interface's: simple replies.
+    // The first interface answers for all of them: simple replies.
     switchOn(description);
     EXPECT_TRUE(read());
     description.screens[0].framebuffer.buses = {busWithTypes(0x1F)};
@@ -1182,7 +1183,7 @@ TEST_F(Reading, AGoodReadKeepsOneIteratorAndTheLock) {
 
 TEST_F(Reading, WhenInterfacesCannotBeMatchedTheRequestGoesOutWithoutAReplyType) {
     auto description = test::macWith({monitor()});
-    // The first matching of a try is for its reply type, the second for its framebuffer.
+    // In each try the first lookup is for its reply type, the second for its framebuffer.
     description.faults = {{"IOServiceGetMatchingServices", 1, false, {}}};
     switchOn(description);
     EXPECT_TRUE(read());

@@ -15,7 +15,7 @@ class MonitorName : public ::testing::Test {
     const test::Mac mac{test::macWith({})};
 };
 
-TEST_F(MonitorName, ABracketedPartBehindTheModelIsCutOff) {
+TEST_F(MonitorName, ABracketedPartAfterTheModelIsCutOff) {
     EXPECT_EQ(regularMonitorName("VORN K2790Z (DP)"), "K2790Z");
 }
 

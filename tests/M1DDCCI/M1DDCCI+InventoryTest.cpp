@@ -37,7 +37,7 @@ using ::testing::SizeIs;
 using ::testing::Values;
 
 using HeldByCall = std::map<std::pair<std::string, std::string>, std::int64_t>;
-/// What the inventory says of one display, and of all by serial number.
+/// The inventory's fields of one display, and of all displays by serial number.
 using Fields = std::map<std::string, std::string>;
 using Inventory = std::map<std::string, Fields>;
 
@@ -153,7 +153,7 @@ class M1DDCCIInventory : public ::testing::Test {
     }
     void take() { M1DDCCI().initM1AVServiceDic(); }
 
-    /// Gives up what the process would keep.
+    /// Drops what the process would keep.
     void discard() {
         if (matchedM1Device != nullptr) CFRelease(matchedM1Device);
         matchedM1Device = nullptr;
@@ -703,7 +703,7 @@ class M1DDCCIInventoryWithFaults : public M1DDCCIInventory {
         }
     }
 
-    /// Nothing stands in the inventory that the whole one doesn't say.
+    /// The inventory has nothing that the complete one lacks.
     void expectPartOfTheWhole() const {
         if (matchedM1Device == nullptr) return;
         for (const auto& [serial, fields] : inventory()) {

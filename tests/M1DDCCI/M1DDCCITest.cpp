@@ -41,7 +41,7 @@ using Kind = DDCAnswer::Kind;
 
 constexpr std::uint32_t confirmationCode = 0xF1;
 constexpr std::uint32_t nothingRead = 65535;
-/// Stands in the out location before a read.
+/// The out parameter's value before a read.
 constexpr std::uint32_t untouched = 99;
 
 constexpr auto writeCall = "IOAVServiceWriteI2C";
@@ -111,7 +111,7 @@ std::vector<std::string> transfersOfAClean() {
     return {writeOfClean(60ms), writeOfClean(120ms), writeOfClean(180ms)};
 }
 
-/// An Apple-silicon Mac with one monitor, and the AV service of it.
+/// An Apple-silicon Mac with one monitor and its AV service.
 class M1DDCCIOnMac : public ::testing::Test {
   protected:
     void TearDown() override { EXPECT_THAT(mac->journal.misuses(), IsEmpty()); }
@@ -748,7 +748,7 @@ INSTANTIATE_TEST_SUITE_P(
            ErrorAndText{kIOReturnNoDevice, "(iokit/common) no such device"},
            ErrorAndText{kIOReturnUnsupported, "(iokit/common) unsupported function"},
            ErrorAndText{kIOReturnNotFound, "(iokit/common) data was not found"},
-           // Whatever the platform says of a positive number, which is an error too.
+           // A positive number is an error too, whatever the platform's text for it.
            ErrorAndText{0x1234, mach_error_string(0x1234)}));
 
 // The check of a reply by itself
@@ -785,7 +785,7 @@ TEST(M1DDCCIReply, ThatIsGoodPasses) {
 }
 
 TEST(M1DDCCIReply, FromAnotherSourceFails) {
-    // The source is no part of the checksum.
+    // The checksum doesn't cover the source.
     for (const unsigned source : otherValues(0)) EXPECT_FALSE(isGood(altered(0, source)));
 }
 

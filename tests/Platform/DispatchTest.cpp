@@ -142,7 +142,7 @@ TEST_P(ExceptionOfWork, LeavesNoQueue) {
     EXPECT_TRUE(next);
 }
 
-TEST_P(ExceptionOfWork, LeavesNotTheMainThreadEither) {
+TEST_P(ExceptionOfWork, DoesNotLeaveTheMainThreadEither) {
     Mac mac(test::macWith({}));
     bool goesOn = false;
     SerialQueue("SerialQueue").async([&] {
@@ -154,7 +154,7 @@ TEST_P(ExceptionOfWork, LeavesNotTheMainThreadEither) {
     EXPECT_TRUE(goesOn);
 }
 
-TEST_P(ExceptionOfWork, LeavesNotTheThreadThatDoesItAtOnce) {
+TEST_P(ExceptionOfWork, DoesNotLeaveTheThreadThatDoesItAtOnce) {
     Mac mac(macWithoutQueues());
     SerialQueue("SerialQueue").async(GetParam().work);
     EXPECT_EQ(mac.journal.systemLog(), logged);

@@ -114,7 +114,7 @@ TEST_F(PlatformText, BlanksAndTabsAreTrimmedAtBothEndsOnly) {
     EXPECT_EQ(trimWhitespace("a"), "a");
 }
 
-TEST(PlatformTextOfBlanksAlone, IsTrimmedToTheEmptyPartBehindThem) {
+TEST(PlatformTextOfBlanksAlone, IsTrimmedToTheEmptyPartAfterThem) {
     test::Mac mac(test::macWith({}));
     mac.trace.keepOnly({"CFStringCreateWithSubstring"});
     EXPECT_EQ(trimWhitespace("   "), "");
@@ -131,7 +131,7 @@ TEST_F(PlatformText, LineBreaksAreNotTrimmed) {
     EXPECT_EQ(trimWhitespace(" \na\n "), "\na\n");
 }
 
-TEST_F(PlatformText, ReplacingGoesOnBehindWhatWasPutIn) {
+TEST_F(PlatformText, ReplacingGoesOnAfterWhatWasPutIn) {
     EXPECT_EQ(replaceAll("aaa", "a", "aa"), "aaaaaa");
     EXPECT_EQ(replaceAll("a  (", " (", "("), "a (");
     EXPECT_EQ(replaceAll("VORN VORN x", "VORN ", "Vorn "), "Vorn Vorn x");

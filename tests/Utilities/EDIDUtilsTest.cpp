@@ -70,13 +70,13 @@ TEST_F(EDIDDecoding, ReadsSerialNumberNameServiceTagAndIdentities) {
 TEST_F(EDIDDecoding, LogsNothingAndKeepsNoReference) {
     decode(makeEDID("VORN K2790Z", "7XYZ123"));
     EXPECT_THAT(mac.journal.systemLog(), IsEmpty());
-    // The one queue is the DDC controller's own.
+    // The one queue is the DDC controller's.
     const std::map<std::pair<std::string, std::string>, std::int64_t> controllers = {
         {{"dispatch_queue_t", "dispatch_queue_create"}, 1}};
     EXPECT_EQ(mac.ledger.heldByCall(), controllers);
 }
 
-TEST_F(EDIDDecoding, ASerialDescriptorBehindTheNameIsNotRead) {
+TEST_F(EDIDDecoding, ASerialDescriptorAfterTheNameIsNotRead) {
     const EDIDInfo info = decode(makeEDID("VORN K2790Z", "7XYZ123", {Kind::name, Kind::serial}));
     EXPECT_EQ(info.modelName, "Vorn K2790Z");
     EXPECT_EQ(info.serviceTag, std::nullopt);
@@ -200,7 +200,7 @@ TEST_F(EDIDDecoding, LowerCaseHexReadsTheSame) {
     EXPECT_EQ(decode(text).modelInfo, "KQX12.12345678.K2790Z.7XYZ123");
 }
 
-TEST_F(EDIDDecoding, ExtensionBlocksBehindTheBaseBlockChangeNothing) {
+TEST_F(EDIDDecoding, ExtensionBlocksAfterTheBaseBlockChangeNothing) {
     Bytes edid = makeEDID("VORN K2790Z", "7XYZ123");
     edid.resize(384, 0xFC);
     EXPECT_EQ(decode(edid).modelInfo, "KQX12.12345678.K2790Z.7XYZ123");
@@ -262,7 +262,7 @@ TEST_F(EDIDDecoding, BytesBeyondTheEndOfAShortEDIDReadAsZero) {
 TEST_F(EDIDDecoding, AnOddLastDigitIsReadAsAByte) {
     Bytes edid = makeEDID("VORN K2790Z", std::nullopt, {Kind::name});
     edid.resize(firstSlot + 3);
-    // The name's tag has lost its second digit: 0x0F is no kind that counts.
+    // The name's tag has lost its second digit: 0x0F is no known kind.
     EXPECT_EQ(decode(test::hexText(edid) + "F").modelName, std::nullopt);
 }
 

@@ -22,7 +22,7 @@
 
 namespace run_command_test {
 
-/// A named pipe in a folder of its own.
+/// A named pipe in its own folder.
 class NamedPipe {
   public:
     NamedPipe() {
@@ -41,7 +41,7 @@ class NamedPipe {
 
     std::string path() const { return (folder_ / "pipe").string(); }
 
-    /// Lets go whoever reads from the pipe, and waits for there to be somebody who does.
+    /// Waits until somebody reads from the pipe, and lets them go on.
     void write(std::string_view text) const {
         const int end = open(path().c_str(), O_WRONLY | O_CLOEXEC);
         EXPECT_NE(end, -1);
@@ -53,7 +53,7 @@ class NamedPipe {
     std::filesystem::path folder_;
 };
 
-/// Whether every child of this process is collected in the end; those that run are waited for.
+/// Waits for the children of this process that still run, and says whether all were collected.
 bool allChildrenAreCollected() {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (std::chrono::steady_clock::now() < deadline) {
@@ -172,7 +172,7 @@ TEST_F(ShellCommand, DescriptorsOfThisProcessDoNotReachIt) {
     constexpr int inherited = 57;
     ASSERT_EQ(dup2(STDERR_FILENO, inherited), inherited);
     ASSERT_EQ(fcntl(inherited, F_GETFD) & FD_CLOEXEC, 0);
-    // The shell's own descriptor of the folder it lists is closed again by the second look.
+    // The shell's own descriptor of the listed folder is closed by the second look.
     const auto output =
         run("for entry in /dev/fd/*; do "
             "if [ -e \"$entry\" ]; then printf '%s ' \"${entry##*/}\"; fi; done");

@@ -66,7 +66,7 @@ TEST(EDIDTexts, ASecondClosingBracketGivesAnEmptyText) {
     EXPECT_THAT(textsIn("<ab>cd>"), ElementsAre("ab", ""));
 }
 
-TEST(EDIDTexts, TextBehindTheLastClosingBracketIsDropped) {
+TEST(EDIDTexts, TextAfterTheLastClosingBracketIsDropped) {
     EXPECT_THAT(textsIn("<ab>cd<ef"), ElementsAre("ab"));
 }
 
@@ -198,7 +198,7 @@ TEST(HexText, AZeroByteEndsItsPairOnly) {
 }
 
 TEST(HexText, CharactersAreCountedButBytesAreRead) {
-    // Two characters, three bytes of UTF-8: one pair is read, and it is no number.
+    // Two characters, three bytes of UTF-8: one pair is read, which is no number.
     EXPECT_THAT(bytesOf("\xC3\xA9"
                         "1"),
                 ElementsAre(0x00));

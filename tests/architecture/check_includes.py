@@ -8,7 +8,7 @@ import pathlib
 import re
 import sys
 
-# What a folder may include besides itself. A folder that is not here may include no other.
+# What a folder may include besides itself. A folder that isn't listed may include no other.
 description = {"simulated_mac/description"}
 hardware = description | {"simulated_mac/hardware"}
 tools = hardware | {"simulated_mac/tools"}
@@ -81,8 +81,8 @@ def circles(graph):
 
 
 def module_of(file):
-    """A header and its source are one thing. Not so in Objective-C, where a class is found when it is
-    sent something: who declares one needs nothing of who implements it."""
+    """A header and its source count as one. Not in Objective-C, where a class is found when it is sent a
+    message: a file that declares one needs nothing of the file that implements it."""
     return re.sub(r"\.(h|cpp)$", "", file)
 
 

@@ -31,7 +31,7 @@ MacDescription appleMac() {
     return description;
 }
 
-/// What passes for a service: none of these functions looks at it.
+/// Passes for a service: none of these functions looks at it.
 int something = 0;
 const IOAVServiceRef service = &something;
 

@@ -71,14 +71,14 @@ inline std::uint64_t proxyOf(IOAVServiceRef service) {
     return std::get<simulated_mac::CFObject::Opaque>(simulated_mac::objectOf(service)->value).id;
 }
 
-/// How often a platform call was used since the Mac's trace counts.
+/// How often a platform call was used since the Mac's trace began to count.
 inline std::uint64_t usesOf(const Mac& mac, const std::string& call) {
     const auto uses = mac.trace.uses();
     const auto used = uses.find(call);
     return used != uses.end() ? used->second : 0;
 }
 
-/// What a ledger reads when this many AV services are held and nothing else.
+/// The ledger's text when this many AV services are held and nothing else.
 inline std::map<std::pair<std::string, std::string>, std::int64_t> onlyAVServices(
     std::int64_t count) {
     if (count == 0) return {};

@@ -57,7 +57,7 @@ Time durationOf(const simulated_mac::TracedCall& sleep);
 class PaneOnMac {
   public:
     explicit PaneOnMac(MacDescription description, Mac::Options options = {});
-    /// Shows what a failed test printed, for its messages are among it.
+    /// Shows what a failed test printed: its messages are part of that.
     ~PaneOnMac();
 
     /// Enters the pane at time 0 and lets everything play out.

@@ -51,7 +51,7 @@ bool isThere(const ScreenDescription& screen, Time now) {
     return screen.isScreen && timeOfSeconds(screen.appearsAt) <= now;
 }
 
-/// "External" where the file says nothing; "" for a proxy without a location.
+/// "External" unless the file says otherwise; "" for a proxy without a location.
 std::string locationOf(const ProxyDescription& proxy) {
     if (!proxy.location) return "External";
     const auto* const text = std::get_if<std::string>(&proxy.location->value);
@@ -59,7 +59,7 @@ std::string locationOf(const ProxyDescription& proxy) {
 }
 
 /// Whether a service is paired with the screen: its framebuffer has the monitor's own identity, and
-/// a location that says "External", if with more.
+/// a location that contains "External".
 bool isPaired(const ScreenDescription& screen, Time now) {
     const auto& service = screen.displayService;
     return !screen.builtIn && service.present && timeOfSeconds(service.appearsAt) <= now &&
@@ -75,7 +75,7 @@ bool opens(const ScreenDescription& screen, Time now) {
            screen.displayService.proxies.front().opens;
 }
 
-/// Whether a tool prints what is there: the file has it print something else otherwise.
+/// Whether a tool prints what is there: the file can have it print something else.
 bool printsEDIDs(const MacDescription& mac, const std::string& tool) {
     const auto changed = mac.tools.find(tool);
     return changed == mac.tools.end() || !changed->second.front().prints;
@@ -97,8 +97,8 @@ bool mayCount(const std::string& name) {
     return list.availableDisplay(name) || pane.isYear25orAbove(regularMonitorName(name));
 }
 
-/// Where its first bus that takes a request leads to; nullptr when none takes one. A framebuffer
-/// with another identity than the screen's is not found.
+/// The framebuffer's first bus that takes a request; nullptr if none does, or if the framebuffer's
+/// identity isn't the screen's and it is not found.
 const BusDescription* busThatSends(const ScreenDescription& screen) {
     static const std::vector<BusDescription> usual(1);
     const auto& framebuffer = screen.framebuffer;
@@ -201,7 +201,7 @@ class Run {
     }
 
     /// Over the services where there are any, else as the system's tools print them. The tools
-    /// print one of twins twice.
+    /// print one of two twins twice.
     std::pair<EDIDs, std::size_t> readEDIDs() const {
         EDIDs edids;
         std::size_t count = 0;

@@ -17,9 +17,9 @@ struct RequiredWaits {
 
 /// Works them out from the Mac alone, without running anything: from its screens, when they and
 /// their EDIDs and services are there, and from what their monitors answer. Only which names may
-/// count is asked of the plug-in. It knows no faults but those of IOAVServiceWriteI2C, takes a
-/// framebuffer whose identity the description changes for one that fits nothing, and every service
-/// for that of its own screen.
+/// count is asked of the plug-in. It knows only faults of IOAVServiceWriteI2C, assumes that a
+/// framebuffer whose identity the description changes fits no screen, and that every service
+/// belongs to its own screen.
 RequiredWaits requiredWaits(const simulated_mac::MacDescription& mac);
 
 }  // namespace test

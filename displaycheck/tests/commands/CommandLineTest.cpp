@@ -20,7 +20,7 @@ TEST(CommandLine, HelpsEverywhere) {
     }
 }
 
-TEST(CommandLine, TellsItsVersion) {
+TEST(CommandLine, PrintsItsVersion) {
     const Folder folder;
     EXPECT_EQ(run(folder, {"--version"}).output, "displaycheck 0.1.0\n");
 }
@@ -111,7 +111,7 @@ TEST(RunCommandLine, LeavesNoFilesBehind) {
     EXPECT_TRUE(std::filesystem::is_empty(folder.path("tmp")));
 }
 
-TEST(RunCommandLine, TellsWhenContinueStaysGreyed) {
+TEST(RunCommandLine, SaysWhenContinueStaysGreyed) {
     const Folder folder;
     const std::string file = folder.write("faulty.yaml", good + "faults: [{call: IOMasterPort}]\n");
     const auto finished = run(folder, {"run", file});
@@ -169,7 +169,7 @@ int statusOf(const std::string& line) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-TEST(RunCommandLine, TellsWhenTheOutputCannotBeWritten) {
+TEST(RunCommandLine, SaysWhenTheOutputCannotBeWritten) {
     const Folder folder;
     const std::string file = folder.write("good.yaml", good);
     const std::string line = quoted(DISPLAYCHECK_PROGRAM) + " run " + quoted(file) + " 2>" +

@@ -48,7 +48,7 @@ TEST(EDIDCommand, IgnoresBlanksAndLineEnds) {
 TEST(EDIDCommand, DecodesBinaryFiles) {
     const Folder folder;
     const std::string whole = folder.write("whole.bin", binaryOf(anEDID()));
-    // Without its header, a binary is known by bytes that no text has.
+    // Without its header, a binary is recognised by bytes that no text has.
     auto bytes = anEDID();
     bytes[0] = 0x41;
     const std::string damaged = folder.write("damaged.bin", binaryOf(bytes));
@@ -87,7 +87,7 @@ TEST(EDIDCommand, WritesMissingTextsAsNull) {
     EXPECT_EQ(object["plugNplayID"], "@@@0000");
 }
 
-TEST(EDIDCommand, GoesOnBehindATextThatIsTooShort) {
+TEST(EDIDCommand, GoesOnAfterATextThatIsTooShort) {
     const Folder folder;
     const std::string file =
         folder.write("edids.txt", std::string(31, 'A') + "\n" + hexText(anEDID()) + "\n");
@@ -107,7 +107,7 @@ TEST(EDIDCommand, GoesOnBehindATextThatIsTooShort) {
     EXPECT_EQ(run(folder, {"edid"}, std::string(32, 'A')).status, 0);
 }
 
-TEST(EDIDCommand, TellsOfFilesItCannotUseAndGoesOn) {
+TEST(EDIDCommand, NamesFilesItCannotUseAndGoesOn) {
     const Folder folder;
     const std::string good = folder.write("good.txt", hexText(anEDID()));
     const std::string empty = folder.write("empty", "");
@@ -120,7 +120,7 @@ TEST(EDIDCommand, TellsOfFilesItCannotUseAndGoesOn) {
     }
 }
 
-TEST(EDIDCommand, ReadsWhatDoesNotBeginAsAnEDIDAndTellsPeople) {
+TEST(EDIDCommand, ReadsWhatDoesNotBeginAsAnEDIDAndWarnsPeople) {
     const Folder folder;
     const std::string zeros(256, '0');
     const auto human = run(folder, {"edid"}, hexText(anEDID()) + "\n" + zeros);

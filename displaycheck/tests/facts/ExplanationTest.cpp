@@ -120,7 +120,7 @@ TEST(Explain, BusesThatAreNoUse) {
     EXPECT_TRUE(facts.why.reading->tries[0].good);
 }
 
-/// What stands of the first try of a monitor on such a framebuffer.
+/// What is said of the first try of a monitor on such a framebuffer.
 std::string firstTryOn(simulated_mac::FramebufferDescription framebuffer) {
     auto screen = test::answeringMonitor("VORN K2424HX", 0x4000);
     screen.framebuffer = std::move(framebuffer);
@@ -266,7 +266,7 @@ TEST(Explain, AServiceThatDoesNotWrite) {
 }
 
 TEST(Explain, DoesNotShowInTheReport) {
-    // The EDID that does not pair is tried once more for the explanation.
+    // The EDID that doesn't pair is tried once more for the explanation.
     auto screen = test::answeringMonitor("VORN K2725QX", 0x4000);
     screen.serialNumber = 7;
     const auto report = reportOn(test::macWith({test::builtInPanel(), screen}));

@@ -8,7 +8,7 @@
 namespace displaycheck {
 namespace captured_output_test {
 
-TEST(CapturedOutputTest, TakesEveryByteUp) {
+TEST(CapturedOutputTest, CapturesEveryByte) {
     std::string text;
     {
         const CapturedOutput output;

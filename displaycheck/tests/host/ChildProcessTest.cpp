@@ -20,7 +20,7 @@ TEST(RunInChild, HandsOutputAndStatusOver) {
     EXPECT_EQ(result.status, 1);
 }
 
-TEST(RunInChild, TellsOfACrash) {
+TEST(RunInChild, ReportsACrash) {
     const auto result = runInChild(
         [](const ChildEnd&) {
             std::signal(SIGSEGV, SIG_DFL);
@@ -42,7 +42,7 @@ TEST(RunInChild, KillsAChildThatNeverEnds) {
     EXPECT_EQ(*result.failure, "timed out: killed after 0.2 s");
 }
 
-TEST(RunInChild, TellsOfAnEarlyExit) {
+TEST(RunInChild, ReportsAnEarlyExit) {
     const auto failing = runInChild([](const ChildEnd&) { _exit(3); }, 30s);
     EXPECT_EQ(failing.failure, "ended early, with exit status 3");
     const auto quiet = runInChild([](const ChildEnd&) { _exit(0); }, 30s);
@@ -51,7 +51,7 @@ TEST(RunInChild, TellsOfAnEarlyExit) {
     EXPECT_EQ(returned.failure, "ended without a report");
 }
 
-TEST(RunInChild, TellsOfAnException) {
+TEST(RunInChild, ReportsAnException) {
     const auto result =
         runInChild([](const ChildEnd&) { throw std::runtime_error("no room"); }, 30s);
     EXPECT_EQ(result.failure, "no room");

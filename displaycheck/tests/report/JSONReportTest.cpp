@@ -48,7 +48,7 @@ TEST(JSONReport, HasItsKeysInOrder) {
               (JSON{{"at_s", 0.0}, {"source", "user"}, {"what", "enters the pane"}}));
 }
 
-TEST(JSONReport, TellsOfAWarningAndItsLink) {
+TEST(JSONReport, HasAWarningAndItsLink) {
     auto description = test::macWith({test::builtInPanel()});
     description.strings["NO_CAMERA_AND_DISPLAY_WARNING"] = "\U0001F467!";
     const JSON report = reportOn(description);
@@ -69,7 +69,7 @@ TEST(JSONReport, TellsOfAWarningAndItsLink) {
     EXPECT_EQ(link["underline"], 1);
 }
 
-TEST(JSONReport, TellsOfASupportedMonitor) {
+TEST(JSONReport, HasASupportedMonitor) {
     const JSON report = reportOn(
         test::macWith({test::builtInPanel(), test::answeringMonitor("VORN K2725QX", 0x4000)}));
     EXPECT_EQ(report["pane"]["link"], nullptr);
@@ -88,7 +88,7 @@ TEST(JSONReport, TellsOfASupportedMonitor) {
     EXPECT_EQ(display["EDIDString"].get<std::string>().size(), 256u);
 }
 
-TEST(JSONReport, TellsOfCamerasAndRuns) {
+TEST(JSONReport, HasCamerasAndRuns) {
     auto description = test::macWith({test::builtInPanel()});
     simulated_mac::EventDescription attach;
     attach.at = 12.5;

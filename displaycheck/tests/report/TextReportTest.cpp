@@ -29,7 +29,7 @@ TEST(TextReportTest, BeginsWithFileTitleAndConclusion) {
     EXPECT_EQ(lines.at(1), "A supported monitor or camera was found: the pane does not warn.");
 }
 
-TEST(TextReportTest, TellsHowLongItTook) {
+TEST(TextReportTest, SaysHowLongItTook) {
     EXPECT_TRUE(contains(textReport(finishedReport(), {}, plain),
                          "  1 detection run finished; Continue was enabled after 2.500 s\n"));
 }
@@ -57,7 +57,7 @@ TEST(TextReportTest, ListsCameras) {
         contains(textReport(report, {}, plain), "  0x14200000  Camera\\x1B, serial number none\n"));
 }
 
-TEST(TextReportTest, WritesOnlyWhatATerminalCanBear) {
+TEST(TextReportTest, WritesOnlyWhatIsSafeOnATerminal) {
     Report report = finishedReport();
     const std::string nasty = "\x1B[2J\a\u202E" + std::string("\0", 1) + "\xFF";
     report.file = report.mac = report.pane.title = report.pane.lbWarnings = nasty;

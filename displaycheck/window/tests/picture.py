@@ -1,5 +1,5 @@
-"""What a picture of the window shows, told so that another version of a font reads alike and a missing
-word does not: words in their lines, which of them are links, and the colours of the controls."""
+"""What a picture of the window shows: the words of each line, which of them are links, and the colours
+of the controls. Another version of a font gives the same, a missing word doesn't."""
 
 from PIL import Image
 

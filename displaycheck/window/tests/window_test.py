@@ -77,7 +77,7 @@ def flat(lines):
 
 
 class KeptPictures(unittest.TestCase):
-    """What the window shows is what it showed, whatever became of the fonts."""
+    """The window shows what it used to, whatever fonts there are."""
 
     def assertShowsTheSame(self, one, other):
         seen, expected = picture.facts(one), picture.facts(other)
@@ -222,7 +222,7 @@ WARNING = (231, 130, 600, 150)  # a place within the label
 
 
 class Exceptions(unittest.TestCase):
-    """What is thrown ends in a logged line and a run that finishes, under Objective-C's methods too."""
+    """What is thrown is logged and the run finishes, under Objective-C's methods too."""
 
     def printed(self, fault):
         with tempfile.TemporaryDirectory() as folder:

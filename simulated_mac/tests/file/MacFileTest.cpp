@@ -468,7 +468,7 @@ TEST(MacFile, GivesABusItsDefaults) {
     EXPECT_EQ(bus.transactionTypes, 0x0EU);
 }
 
-TEST(MacFile, TellsNoBusesFromUnsaidOnes) {
+TEST(MacFile, DistinguishesNoBusesFromUnspecifiedOnes) {
     const MacDescription mac = read("screens: [{framebuffer: {buses: []}}, {framebuffer: {}}]\n");
     EXPECT_EQ(mac.screens[0].framebuffer.buses.value().size(), 0U);
     EXPECT_FALSE(mac.screens[1].framebuffer.buses.has_value());
@@ -533,7 +533,7 @@ TEST(MacFile, TakesTheLimitsOfSignedProperties) {
 
 struct Mistake {
     const char* text;
-    const char* message;  ///< behind "FILE:"
+    const char* message;  ///< after "FILE:"
     /// Whether the schema refuses the file too, so that an editor marks the mistake.
     bool inSchema = true;
 };
@@ -751,13 +751,13 @@ const std::vector<Mistake> mistakes = {
     {"screens: []\ntools: {ioreg: []}\n", "2:16: too few entries; expected at least 1"},
 };
 
-TEST(MacFileMistake, IsToldWithItsPlace) {
+TEST(MacFileMistake, IsReportedWithItsPlace) {
     for (const Mistake& mistake : mistakes) {
         EXPECT_EQ(mistakeInText(mistake.text), spelled(mistake.message)) << mistake.text;
     }
 }
 
-TEST(MacFileMistake, InTheTextItselfIsToldWithItsPlace) {
+TEST(MacFileMistake, InTheTextItselfIsReportedWithItsPlace) {
     const std::vector<Mistake> unreadable = {
         {"", "1:1: the file is empty; expected a mapping of keys"},
         {"# a comment only\n", "1:1: the file is empty; expected a mapping of keys"},
@@ -799,7 +799,7 @@ TEST(MacFileMistake, CountsCharactersNotBytes) {
               "2:7: found the number 5; expected intel or apple");
 }
 
-TEST(MacFileMistake, PointsBehindAnAnchor) {
+TEST(MacFileMistake, PointsAfterAnAnchor) {
     EXPECT_EQ(mistakeInText("screens: []\nchip: &a # here\n  5\n"),
               "3:3: found the number 5; expected intel or apple");
 }
@@ -948,8 +948,7 @@ std::vector<fs::path> examples() {
     return files;
 }
 
-/// What another program says of each file's fit with the committed schema; nothing where it lacks a
-/// module.
+/// Whether each file fits the committed schema, says another program; nothing if it lacks a module.
 std::optional<std::vector<std::string>> checkAgainstSchema(const std::vector<fs::path>& files) {
     std::string command = "python3 '" +
                           (projectFolder / "simulated_mac/tests/file/check_schema.py").string() +
@@ -982,7 +981,7 @@ TEST(MacFileSchema, IsTheCommittedOne) {
 }
 
 TEST(MacFileSchema, DescribesEveryKey) {
-    // What these mean, the keys say that they stand below.
+    // Their parent keys say what they mean.
     const std::set<std::string> plain = {"data", "ioreg", "system_profiler", "afktool"};
     forEachKey(nlohmann::json::parse(macFileSchema()),
                [&plain](const std::string& key, const nlohmann::json& schema) {

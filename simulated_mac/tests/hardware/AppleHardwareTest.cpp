@@ -206,7 +206,7 @@ TEST(AppleHardware, ThePlatformExpertNamesTheModelAsDataThatAZeroEnds) {
     EXPECT_EQ(shown(property(expert, CFSTR("model"))), "<5642312c3200>");
 }
 
-// What a framebuffer tells of its monitor
+// What a framebuffer publishes of its monitor
 
 TEST(AppleHardware, AFramebufferNamesItsMonitorByTheEDID) {
     const Mac mac(appleMac({deskScreen()}));
@@ -281,7 +281,7 @@ INSTANTIATE_TEST_SUITE_P(ThatIs, UUIDOfAnEDID,
                                              0x5A, 0x63, 0x39, 0xD8, 0xAA, 0xBB, 0xCC, 0xDD,
                                              0x0E, 0x1F, 0x01, 0x04, 0xB5, 0x3C, 0x22, 0x78},
                                        "5A6339D8-0000-0000-0E1F-0104B53C2278"),
-                             // without a header; each byte that counts is another
+                             // without a header; each byte that counts is different
                              std::pair(Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x01,
                                              0x23, 0x45, 0x67, 0xFF, 0xFF, 0xFF, 0xFF, 0x89, 0xAB,
                                              0xCD, 0xEF, 0xFE, 0xDC, 0xBA, 0x98, 0xFF},
@@ -391,7 +391,7 @@ TEST(AppleHardware, TheNameOfAProxyMayBeUnreadable) {
 
 // Proxies
 
-TEST(AppleHardware, AProxyTellsItsLocationAndNothingElse) {
+TEST(AppleHardware, AProxyPublishesItsLocationAndNothingElse) {
     const Mac mac(appleMac({deskScreen()}));
     EXPECT_THAT(propertiesOf(onlyEntryNamed(proxyName)),
                 ElementsAre(Pair("Location", "\"External\"")));
@@ -517,7 +517,7 @@ TEST(AppleHardware, TheRegistryUsuallyHasThreeThousandOtherEntries) {
     EXPECT_EQ(sizeOfWalk(std::nullopt), sizeOfWalk(0) + 3000);
 }
 
-TEST(AppleHardware, OtherEntriesStandBeforeAndBehindTheDisplays) {
+TEST(AppleHardware, OtherEntriesStandBeforeAndAfterTheDisplays) {
     const auto entriesAroundDisplays = [](std::uint32_t others) {
         auto description = appleMac({deskScreen()});
         description.otherRegistryEntries = others;
@@ -528,10 +528,10 @@ TEST(AppleHardware, OtherEntriesStandBeforeAndBehindTheDisplays) {
         const auto last = std::find(first, entries.end(), onlyEntryNamed(proxyName));
         return std::pair(first - entries.begin(), entries.end() - last);
     };
-    const auto [before, behind] = entriesAroundDisplays(0);
-    const auto [moreBefore, moreBehind] = entriesAroundDisplays(40);
+    const auto [before, after] = entriesAroundDisplays(0);
+    const auto [moreBefore, moreAfter] = entriesAroundDisplays(40);
     EXPECT_GT(moreBefore, before);
-    EXPECT_GT(moreBehind, behind);
+    EXPECT_GT(moreAfter, after);
 }
 
 TEST(AppleHardware, OtherEntriesAreNeitherFramebuffersNorProxies) {
@@ -583,7 +583,7 @@ TEST(AppleHardware, ALateDisplayServiceIsAsCompleteAsAnyOther) {
                 ElementsAre("framebuffer \"VORN K2723QX\"", "proxy \"one\"", "proxy \"two\""));
 }
 
-TEST(AppleHardware, LateDisplayServicesComeBehindTheOthersInTheOrderOfTheirAppearance) {
+TEST(AppleHardware, LateDisplayServicesComeAfterTheOthersInTheOrderOfTheirAppearance) {
     Mac mac(appleMac({lateScreen("VORN last", 5), lateScreen("VORN late", 0.5), deskScreen()}));
     auto found = displayEntriesAt(mac, {0s, 500ms, 5s});
     EXPECT_THAT(found[0s], ElementsAre("framebuffer \"VORN K2723QX\"", "proxy \"External\""));
@@ -603,7 +603,7 @@ TEST(AppleHardware, AnIteratorThatWasMadeBeforeDoesNotSeeALateDisplayService) {
     EXPECT_THAT(entriesNamed(proxyName), SizeIs(1));
 }
 
-TEST(AppleHardware, TheTimelineTellsOfALateDisplayServiceAndOfNoOther) {
+TEST(AppleHardware, TheTimelineShowsALateDisplayServiceAndNoOther) {
     auto never = lateScreen("VORN never", 2);
     never.displayService.present = false;
     Mac mac(appleMac({builtInPanel(), never, lateScreen("VORN late", 4)}));

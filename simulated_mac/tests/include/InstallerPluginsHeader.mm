@@ -3,7 +3,7 @@
 #include <type_traits>
 
 // The stand-in for the installer's framework against its documentation, as
-// docs/platform-declarations.md tells it. Compiling this file is the test.
+// docs/platform-declarations.md gives it. Compiling this file is the test.
 
 namespace {
 

@@ -32,7 +32,7 @@ TEST(CallText, WritesEveryKindOfValue) {
     EXPECT_EQ(textOf(CallValue(RegistryObject{0x1F, {}})), "0x1f");
 }
 
-TEST(CallText, WritesValuesBehindTheirLabels) {
+TEST(CallText, WritesValuesAfterTheirLabels) {
     EXPECT_EQ(textOf(NamedValues{{"display", 2}, {"bus", 0}}), "display 2, bus 0");
     EXPECT_EQ(textOf(NamedValues{{"path", "/bin/sh", unlabelled}, {"size", 4}}), "/bin/sh, size 4");
     EXPECT_EQ(textOf(NamedValues{{"display", 7, "service of display"}}), "service of display 7");

@@ -270,7 +270,7 @@ TEST(SchedulerWithSeveralThreadsAtOnce, KeepsTheClock) {
     EXPECT_EQ(scheduler.now(), Time(50s));
 }
 
-/// The order in which threads that do all sorts of things get their turns.
+/// The order in which threads with different work get their turns.
 std::vector<std::string> orderOfABusyRun() {
     Scheduler scheduler({});
     Scheduler::Semaphore lock(1);

@@ -33,7 +33,7 @@ class StringsFile : public testing::Test {
         return readStringsFile(path());
     }
 
-    /// What the reader says of a table that it refuses.
+    /// The reader's message about a table that it refuses.
     std::string complaint(const std::string& text) const {
         try {
             read(text);

@@ -58,7 +58,7 @@ TEST(Trace, LetsSeveralUsesFail) {
     EXPECT_THAT(failuresOfFiveUses(trace, "call"), ElementsAre(false, true, false, true, false));
 }
 
-TEST(Trace, CountsTheUsesOfEachCallForItself) {
+TEST(Trace, CountsTheUsesOfEachCallSeparately) {
     Trace trace({fault("one", 2), fault("two", 1)});
     EXPECT_FALSE(trace.use("one"));
     EXPECT_TRUE(trace.use("two"));
@@ -67,7 +67,7 @@ TEST(Trace, CountsTheUsesOfEachCallForItself) {
     EXPECT_THAT(trace.uses(), ElementsAre(Pair("one", 2), Pair("other", 1), Pair("two", 1)));
 }
 
-TEST(Trace, TellsTheResultOfTheFault) {
+TEST(Trace, GivesTheResultOfTheFault) {
     Trace trace({fault("call", 1, false, 5)});
     EXPECT_EQ(trace.use("call")->result, 5);
 }

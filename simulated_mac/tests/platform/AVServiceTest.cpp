@@ -450,7 +450,7 @@ TEST(I2COfAnAVService, CutsAReplyToTheRoomThatTheReadHas) {
     EXPECT_THAT(read(service, 0), brings({}));
 }
 
-TEST(I2COfAnAVService, LeavesTheRoomBehindAShortReplyAlone) {
+TEST(I2COfAnAVService, LeavesTheRoomAfterAShortReplyAlone) {
     const ServicesOfAMac services(screen({{Kind::bytes, {0xDE, 0xAD}}}));
     const auto service = services.open();
     write(service, getOf10);
@@ -540,7 +540,7 @@ TEST(I2COfAnAVService, SettlesNothingByACleanRequestThatIsBadOrGoesElsewhere) {
     EXPECT_THAT(ask(service, getOf10), brings(replyWithBadChecksum));
 }
 
-// What is no AV service
+// Objects that are no AV service
 
 TEST(NoAVService, GivesErrorsAndReachesNobody) {
     const ServicesOfAMac services(screen());

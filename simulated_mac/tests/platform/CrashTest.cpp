@@ -12,7 +12,7 @@
 #include "simulated_mac/machine/Mac.h"
 #include "simulated_mac/platform/CFReferences.h"
 
-// What ends a process on a Mac ends it here, and says what was wrong.
+// What ends a process on a Mac also ends it here, with a message that says what was wrong.
 
 namespace simulated_mac {
 namespace crash_test {

@@ -255,7 +255,7 @@ TEST(I2C, AReplyIsCutToTheRoomThatTheRequestHas) {
     EXPECT_THAT(get.reply, ElementsAre(0x6E, 0x88, 0x02, 0x00, 0, 0, 0, 0, 0, 0, 0));
 }
 
-TEST(I2C, BehindAShortReplyStandsWhatWasSent) {
+TEST(I2C, AfterAShortReplyStandsWhatWasSent) {
     auto screen = screenWith(oneBus());
     screen.monitor.answers = {{DDCAnswer::Kind::bytes, {0xAA}}};
     DisplayOfAMac display(screen);
@@ -502,7 +502,7 @@ TEST(I2C, ATraceShowsARequestWithItsBytesAndItsResult) {
     EXPECT_EQ(resultText(calls[0]), "0x0, request's result 0x0");
 }
 
-// What a framebuffer and the window system tell of a display
+// What a framebuffer and the window system say of a display
 
 std::optional<std::int64_t> numberIn(CFDictionaryRef dictionary, CFStringRef key) {
     const void* const number = CFDictionaryGetValue(dictionary, key);

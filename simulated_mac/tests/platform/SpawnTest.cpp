@@ -112,7 +112,7 @@ TEST(Spawn, AStartThatFailsAnswersItsError) {
     EXPECT_EQ(shell("echo three"), "three\n");
 }
 
-/// Starts a program without arguments: the error of it.
+/// Starts a program without arguments and gives the error.
 int start(std::string program, const posix_spawn_file_actions_t* actions) {
     const std::array<char*, 2> arguments{program.data(), nullptr};
     pid_t child = -1;

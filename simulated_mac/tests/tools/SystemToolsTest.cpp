@@ -247,7 +247,7 @@ TEST(SystemTools, TheProfilerNamesTheScreens) {
 
 // The firmware's register sets
 
-/// The pipeline by which an EDID is looked for among the register sets.
+/// The pipeline that looks for an EDID among the register sets.
 constexpr auto firmwareEDIDs =
     "afktool -r all registry | grep -E '\"RegisterSetName\"=\"EDID Block 0\"' | "
     "awk 'BEGIN{RS=\"|\"};{print $3}'";
