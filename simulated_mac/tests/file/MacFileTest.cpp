@@ -22,9 +22,9 @@
 #include <vector>
 
 #include "simulated_mac/description/EDID.h"
-#include "simulated_mac/description/RecordedRegistry.h"
 #include "simulated_mac/description/HexText.h"
 #include "simulated_mac/description/ReadFile.h"
+#include "simulated_mac/description/RecordedRegistry.h"
 
 namespace simulated_mac {
 namespace mac_file_test {
@@ -564,7 +564,8 @@ const std::vector<Mistake> mistakes = {
     {"screens: []\n<<: {mac: x}\n", "2:1: unknown key \"<<\"; expected KEYS"},
     {"screens: []\n\"a\\nb\": 1\n", "2:1: unknown key \"a\\nb\"; expected KEYS"},
     {"screens:\n  - framebuffer: {bus-count: 1}\n",
-     "2:19: unknown key \"bus-count\"; expected dictionary, buses, bus_count, path, service_port "
+     "2:19: unknown key \"bus-count\"; expected entry, dictionary, buses, bus_count, path, "
+     "service_port "
      "or asleep (did you mean bus_count?)"},
     {"screens: []\ntools: {iorge: {}}\n",
      "2:9: unknown key \"iorge\"; expected ioreg, system_profiler or afktool (did you mean "
