@@ -14,7 +14,7 @@ hardware = description | {"simulated_mac/hardware"}
 tools = hardware | {"simulated_mac/tools"}
 machine = tools | {"simulated_mac/machine"}
 mac = machine | {"simulated_mac/platform", "simulated_mac/file"}
-displaycheck = {f"displaycheck/{room}" for room in ("host", "facts", "report", "commands")}
+displaycheck = {f"displaycheck/{room}" for room in ("host", "facts", "report", "dumps", "commands")}
 allowed = {
     "plugin": set(),
     "simulated_mac/description": set(),
@@ -28,12 +28,13 @@ allowed = {
     "displaycheck/facts": mac | {"plugin"},
     "displaycheck/host": mac | {"plugin"},
     "displaycheck/report": mac | {"plugin", "displaycheck/facts", "displaycheck/host"},
+    "displaycheck/dumps": description,
     "displaycheck/commands": mac | {"plugin"} | displaycheck,
     "displaycheck/window": mac | {"displaycheck/commands/ExitStatus.h"},
     "displaycheck/tests": mac | {"plugin", "tests/support"} | displaycheck,
     "tests": mac | {"plugin"} | displaycheck,
     "torture": mac | {"plugin"} | displaycheck,
-    "fuzz": mac | {"plugin"},
+    "fuzz": mac | {"plugin", "displaycheck/dumps"},
     "bench": mac | {"plugin"} | displaycheck,
     "mac": {"plugin"},  # what is compiled for a Mac alone
 }
