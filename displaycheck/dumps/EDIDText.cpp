@@ -64,6 +64,11 @@ std::size_t headerIn(std::string_view digits) {
     return at;
 }
 
+/// Whether digits are a header's first: the rest may be in the next lines.
+bool mayBeginHeader(std::string_view digits) {
+    return !digits.empty() && headerDigits.starts_with(digits);
+}
+
 /// Data that a text or a binary file gives as one, such as a value or successive lines of hex.
 struct Source {
     /// A part of the text and the byte that it begins with.
@@ -479,7 +484,10 @@ class TextSearch {
         } else {
             closeRun();
             for (HexPiece& piece : hex.pieces) {
-                const std::size_t header = headerIn(piece.digits);
+                std::size_t header = headerIn(piece.digits);
+                if (header == npos && isLast(line, piece) && mayBeginHeader(piece.digits)) {
+                    header = 0;
+                }
                 if (header == npos) continue;
                 closeRun();
                 start(line, piece, header);
@@ -511,7 +519,9 @@ class TextSearch {
             return;
         }
         const std::size_t header = headerIn(piece.digits);
-        if (header == npos && piece.digits.size() < fewestDigits) return;
+        if (header == npos && piece.digits.size() < fewestDigits && !mayBeginHeader(piece.digits)) {
+            return;
+        }
         start(line, piece, header == npos ? 0 : header);
     }
 
@@ -538,7 +548,8 @@ class TextSearch {
     void closeRun() {
         if (!run_.digits.empty()) {
             const bool isDump = run_.isDump;
-            cutRun(std::move(run_), true, isDump);
+            const bool isMeantAsEDID = isDump || run_.digits.size() >= fewestDigits;
+            cutRun(std::move(run_), isMeantAsEDID, isDump);
         }
         run_ = Run();
     }

@@ -203,6 +203,25 @@ const std::map<std::string, std::function<std::string(const Bytes&)>>& forms() {
         {"a value in JSON",
          [](const Bytes& e) { return R"({"name": "dead", "edid": ")" + lowerHex(e) + "\"}\n"; }},
         {"a C array", asCArray},
+        {"a C array with four bytes a line",
+         [](const Bytes& edid) {
+             return "unsigned char edid[] = {" +
+                    inLines(edid, 4,
+                            [](std::size_t, const Bytes& line) {
+                                return fmt::format("{:#04x},\n", fmt::join(line, ", "));
+                            }) +
+                    "};\n";
+         }},
+        {"a byte a line", [](const Bytes& e) { return wrapped(lowerHex(e), 2); }},
+        {"a registry export",
+         [](const Bytes& edid) {
+             return "[Device Parameters]\n\"EDID\"=hex:" +
+                    inLines(edid, 20,
+                            [](std::size_t, const Bytes& line) {
+                                return fmt::format("{:02x},\\\n  ", fmt::join(line, ","));
+                            }) +
+                    "\n\"Next\"=dword:00000001\n";
+         }},
         {"a C array on one line",
          [](const Bytes& edid) {
              return fmt::format("unsigned char edid[] = {{{:#04x}}};\n", fmt::join(edid, ", "));
@@ -480,7 +499,8 @@ TEST(NotAnEDIDText, IsAnyOtherText) {
     for (const std::string text :
          {"", "\n", "*", "<", "<data>", "<key>", "A monitor is a bad deed.\n", "cafe\n",
           "\"compatible\" = <6469737000000000aabbccdd00112233>\n", "<key>a</key><data>AAAA</data>",
-          "00000000\n", "\xFF\xFE", "\xFF\xFE\x30", "0x\n\\x\n", "/* 00", "{};", "=="}) {
+          "00000000\n", "00\n\n00", "x = 00ff", "\xFF\xFE", "\xFF\xFE\x30", "0x\n\\x\n", "/* 00",
+          "{};", "=="}) {
         const auto search = searchForEDIDs(text);
         EXPECT_TRUE(search.found.empty()) << text;
         EXPECT_TRUE(search.refused.empty()) << text;
