@@ -10,14 +10,16 @@
 #include <string_view>
 
 #include "displaycheck/commands/ExitStatus.h"
+#include "displaycheck/dumps/EDIDText.h"
 #include "displaycheck/host/StandardError.h"
+#include "displaycheck/report/EDIDFacts.h"
 #include "displaycheck/report/TerminalText.h"
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Platform/Text.h"
 #include "plugin/Utilities/EDIDUtils.h"
 #include "plugin/Utilities/StringUtil.h"
+#include "simulated_mac/description/EDID.h"
 #include "simulated_mac/description/HexText.h"
-#include "simulated_mac/description/MacDescription.h"
 #include "simulated_mac/description/ReadFile.h"
 
 using namespace vorn;
@@ -28,14 +30,16 @@ namespace {
 
 using JSON = nlohmann::ordered_json;
 
-// The fixed header of an EDID (VESA E-EDID 1.4, section 3.3).
-constexpr std::string_view header("\x00\xFF\xFF\xFF\xFF\xFF\xFF\x00", 8);
+using simulated_mac::Bytes;
+using simulated_mac::edidBlockSize;
+using simulated_mac::edidHeader;
+
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 /// Limit for one file or standard input, far above any real collection of EDIDs.
 constexpr std::size_t maxBytes = 64U << 20;
 
-/// An EDID and where it was found.
+/// A text to decode as it is, and where it was found.
 struct Source {
     std::string place;  ///< "FILE:LINE" in a text, "FILE" for a binary
     std::string hexText;
@@ -79,7 +83,7 @@ bool isText(std::string_view bytes) {
 }
 
 std::string upperHex(std::string_view bytes) {
-    return simulated_mac::hexText(simulated_mac::Bytes(bytes.begin(), bytes.end()));
+    return simulated_mac::hexText(Bytes(bytes.begin(), bytes.end()));
 }
 
 std::string_view trimmed(std::string_view line) {
@@ -106,24 +110,26 @@ std::vector<Source> linesOf(const std::string& name, std::string_view text) {
 }
 
 std::vector<Source> sourcesIn(const std::string& name, const std::string& bytes) {
-    const bool binary = bytes.compare(0, header.size(), header) == 0 || !isText(bytes);
-    if (binary) return {{name, upperHex(bytes)}};
+    if (!isText(bytes)) return {{name, upperHex(bytes)}};
     return linesOf(name, bytes);
 }
 
-std::string jsonLine(const EDIDInfo& info) {
+JSON paneFields(const EDIDInfo& info) {
     const auto orNull = [](const std::optional<std::string>& text) {
         return text ? JSON(*text) : JSON();
     };
-    const JSON object = {{"serialNumber", info.serialNumber},
-                         {"modelName", orNull(info.modelName)},
-                         {"serviceTag", orNull(info.serviceTag)},
-                         {"modelInfo", orNull(info.modelInfo)},
-                         {"plugNplayID", orNull(info.plugNplayID)}};
-    return object.dump(-1, ' ', false, JSON::error_handler_t::replace) + "\n";
+    return {{"serialNumber", info.serialNumber},
+            {"modelName", orNull(info.modelName)},
+            {"serviceTag", orNull(info.serviceTag)},
+            {"modelInfo", orNull(info.modelInfo)},
+            {"plugNplayID", orNull(info.plugNplayID)}};
 }
 
-std::string textBlock(const std::string& place, const EDIDInfo& info) {
+void printJSON(const JSON& object) {
+    fmt::print("{}\n", object.dump(-1, ' ', false, JSON::error_handler_t::replace));
+}
+
+std::string paneText(const std::string& place, const EDIDInfo& info) {
     const auto orNone = [](const std::optional<std::string>& text) {
         return text ? printable(*text) : "(none)";
     };
@@ -138,23 +144,89 @@ std::string textBlock(const std::string& place, const EDIDInfo& info) {
         info.serialNumber, orNone(info.serviceTag), orNone(info.modelInfo));
 }
 
-bool beginsAsEDID(std::string_view hexText) {
-    return uppercaseText(std::string(hexText.substr(0, 2 * header.size()))) == upperHex(header);
+/// Where something was found in a file. Binary files have no lines.
+std::string placeOf(const std::string& name, std::size_t line, std::size_t offset) {
+    if (line != 0) return fmt::format("{}:{}", name, line);
+    return offset == 0 ? name : fmt::format("{}, offset {}", name, offset);
 }
 
-int show(const Source& source, bool json) {
+void addPlace(JSON& object, const std::string& name, std::size_t line, std::size_t offset) {
+    object["file"] = name;
+    object["line"] = line == 0 ? JSON() : JSON(line);
+    object["offset"] = line == 0 ? JSON(offset) : JSON();
+}
+
+void show(const std::string& name, const FoundEDID& edid, bool json) {
+    const EDIDInfo info = edidUtils->generateEDIDInfo(simulated_mac::hexText(edid.bytes));
+    if (json) {
+        JSON object = paneFields(info);
+        addPlace(object, name, edid.line, edid.offset);
+        object["form"] = edid.form;
+        object.update(edidFactsAsJSON(edid.bytes));
+        printJSON(object);
+    } else {
+        fmt::print("{}{}", paneText(placeOf(name, edid.line, edid.offset), info),
+                   edidFactsAsText(edid.bytes));
+    }
+}
+
+void refuse(const std::string& name, const NotAnEDID& refused, bool json) {
+    if (json) {
+        JSON object = {{"error", refused.fault}};
+        addPlace(object, name, refused.line, refused.offset);
+        printJSON(object);
+    } else {
+        complain(placeOf(name, refused.line, refused.offset), refused.fault);
+    }
+}
+
+int showEDIDsIn(const std::string& name, const std::string& contents, bool json) {
+    const EDIDSearch search = searchForEDIDs(contents);
+    auto refused = search.refused.begin();
+    const auto isBefore = [](const NotAnEDID& a, const FoundEDID& b) {
+        return std::pair(a.line, a.offset) < std::pair(b.line, b.offset);
+    };
+    for (const FoundEDID& edid : search.found) {
+        for (; refused != search.refused.end() && isBefore(*refused, edid); ++refused) {
+            refuse(name, *refused, json);
+        }
+        show(name, edid, json);
+    }
+    for (; refused != search.refused.end(); ++refused) refuse(name, *refused, json);
+    if (search.found.empty() && search.refused.empty()) {
+        complain(name, fmt::format(
+                           "has no EDID; expected {} bytes or more that begin with {}, binary, as "
+                           "hex digits, or as base64",
+                           edidBlockSize, simulated_mac::hexText(edidHeader)));
+        return badInput;
+    }
+    return search.refused.empty() ? done : badInput;
+}
+
+// The texts of a file line by line, whatever they are.
+
+bool beginsAsEDID(std::string_view hexText) {
+    return uppercaseText(std::string(hexText.substr(0, 2 * edidHeader.size()))) ==
+           simulated_mac::hexText(edidHeader);
+}
+
+int showVerbatim(const Source& source, bool json) {
     try {
         const EDIDInfo info = edidUtils->generateEDIDInfo(source.hexText);
         if (!json && !beginsAsEDID(source.hexText)) {
             complain(source.place,
                      fmt::format("does not begin with the EDID header {}; decoding it anyway",
-                                 upperHex(header)));
+                                 simulated_mac::hexText(edidHeader)));
         }
-        fmt::print("{}", json ? jsonLine(info) : textBlock(source.place, info));
+        if (json) {
+            printJSON(paneFields(info));
+        } else {
+            fmt::print("{}", paneText(source.place, info));
+        }
         return done;
     } catch (const std::out_of_range& error) {
         if (json) {
-            fmt::print("{}\n", JSON{{"error", error.what()}}.dump());
+            printJSON({{"error", error.what()}});
         } else {
             complain(source.place, error.what());
         }
@@ -162,28 +234,39 @@ int show(const Source& source, bool json) {
     }
 }
 
-int showFile(const std::string& path, bool json) {
+int showLinesIn(const std::string& name, const std::string& contents, bool json) {
+    int status = done;
+    for (const Source& source : sourcesIn(name, contents)) {
+        status = std::max(status, showVerbatim(source, json));
+    }
+    return status;
+}
+
+bool isBlank(std::string_view contents) {
+    if (contents.starts_with(byteOrderMark)) contents.remove_prefix(byteOrderMark.size());
+    return contents.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+int showFile(const std::string& path, const EDIDOptions& options) {
     const std::string name = path == "-" ? "standard input" : path;
-    const auto bytes = readAll(name, path);
-    if (!bytes) return badInput;
-    const auto sources = sourcesIn(name, *bytes);
-    if (sources.empty()) {
+    const auto contents = readAll(name, path);
+    if (!contents) return badInput;
+    if (isBlank(*contents)) {
         complain(name, "is empty; expected an EDID, binary or as a line of hex digits");
         return badInput;
     }
-    int status = done;
-    for (const Source& source : sources) status = std::max(status, show(source, json));
-    return status;
+    return options.verbatim ? showLinesIn(name, *contents, options.json)
+                            : showEDIDsIn(name, *contents, options.json);
 }
 
 }  // namespace
 
-int showEDIDs(const std::vector<std::string>& files, bool json) {
+int showEDIDs(const EDIDOptions& options) {
     makeDecoder();
     int status = done;
     const std::vector<std::string> standardInput = {"-"};
-    for (const std::string& path : files.empty() ? standardInput : files) {
-        status = std::max(status, showFile(path, json));
+    for (const std::string& path : options.files.empty() ? standardInput : options.files) {
+        status = std::max(status, showFile(path, options));
     }
     return status;
 }

@@ -45,8 +45,10 @@ constexpr auto checkText =
 constexpr auto schemaText = "With the schema, editors complete and check Mac files as you type.";
 
 constexpr auto EDIDText =
-    "A FILE is a binary EDID, or text with one EDID in hex per line. With no FILE, or with\n"
-    "\"-\", reads standard input.";
+    "Finds the EDIDs in each FILE: binary, as hex digits, in the output of ioreg, xxd,\n"
+    "hexdump -C and edid-decode, as a C array, or as base64 in a property list. Shows what\n"
+    "the pane reads from each, its checksums and blocks, and when it was made. With no FILE,\n"
+    "or with \"-\", reads standard input.";
 
 constexpr auto modelText =
     "For each NAME, prints whether it is a supported model, whether its display chip needs\n"
@@ -150,10 +152,13 @@ class CommandLine {
     }
 
     void addEDID() {
-        auto* const command = addCommand("edid", "Decode EDIDs as the pane does", EDIDText);
-        command->add_option("FILE", EDIDs_, "Binary EDIDs, or text with hex EDIDs")->type_name("");
-        command->add_flag("--json", EDIDsAsJSON_, "Print one JSON object per line for each EDID");
-        command->callback([this] { status_ = showEDIDs(EDIDs_, EDIDsAsJSON_); });
+        auto* const command =
+            addCommand("edid", "Decode the EDIDs in files as the pane does", EDIDText);
+        command->add_option("FILE", EDIDs_.files, "Files with EDIDs")->type_name("");
+        command->add_flag("--json", EDIDs_.json, "Print one JSON object per line for each EDID");
+        command->add_flag("--verbatim", EDIDs_.verbatim,
+                          "Decode each line as the pane would,\nEDID or not");
+        command->callback([this] { status_ = showEDIDs(EDIDs_); });
     }
 
     void addModel() {
@@ -171,8 +176,7 @@ class CommandLine {
     RunOptions run_;
     WindowOptions window_;
     std::vector<std::string> checked_;
-    std::vector<std::string> EDIDs_;
-    bool EDIDsAsJSON_ = false;
+    EDIDOptions EDIDs_;
     std::vector<std::string> models_;
     bool modelsAsJSON_ = false;
 };

@@ -27,8 +27,8 @@ constexpr std::size_t chromaticityOffset = 25;
 constexpr std::size_t establishedTimingsOffset = 35;
 constexpr std::size_t standardTimingsOffset = 38;
 constexpr std::size_t descriptorsOffset = 54;
+constexpr std::size_t extensionCountOffset = 126;
 constexpr std::size_t checksumOffset = 127;
-constexpr std::size_t blockSize = 128;
 
 constexpr std::size_t descriptorSize = 18;
 constexpr std::size_t descriptorCount = 4;
@@ -198,8 +198,8 @@ std::string edidUUID(const Bytes& edid) {
 Bytes makeEDID(const EDIDFields& fields) {
     requireValid(fields);
     const unsigned manufacturer = manufacturerWord(fields.manufacturer);
-    Bytes block(blockSize, 0);
-    put(block, 0, {0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00});
+    Bytes block(edidBlockSize, 0);
+    std::copy(edidHeader.begin(), edidHeader.end(), block.begin());
     put(block, manufacturerOffset, {lowByte(manufacturer >> 8), lowByte(manufacturer)});
     put(block, productOffset, {lowByte(fields.product), lowByte(fields.product >> 8U)});
     put(block, serialOffset,
@@ -225,8 +225,17 @@ Bytes makeEDID(const EDIDFields& fields) {
             descriptor.begin(), descriptor.end(),
             block.begin() + static_cast<std::ptrdiff_t>(descriptorsOffset + slot * descriptorSize));
     }
-    block[checksumOffset] = lowByte(0U - std::accumulate(block.begin(), block.end(), 0U));
+    block[checksumOffset] = edidChecksum(block);
     return block;
+}
+
+std::uint8_t edidChecksum(std::span<const std::uint8_t> block) {
+    const auto summed = block.first(checksumOffset);
+    return lowByte(0U - std::accumulate(summed.begin(), summed.end(), 0U));
+}
+
+std::size_t announcedBlocks(std::span<const std::uint8_t> edid) {
+    return edid.size() > extensionCountOffset ? 1U + edid[extensionCountOffset] : 1U;
 }
 
 EDIDIdentity identifyEDID(const Bytes& edid) {

@@ -1,13 +1,34 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "simulated_mac/description/MacDescription.h"
 
 /// The 128-byte base block of VESA E-EDID 1.4: building one, and the data that a Mac reads from it.
 namespace simulated_mac {
+
+/// Bytes of a block, base or extension.
+inline constexpr std::size_t edidBlockSize = 128;
+
+/// A base block and 255 extensions, the most that can be announced, in bytes.
+inline constexpr std::size_t maxEDIDSize = 256 * edidBlockSize;
+
+/// The first bytes of every EDID.
+inline constexpr std::array<std::uint8_t, 8> edidHeader = {0x00, 0xFF, 0xFF, 0xFF,
+                                                           0xFF, 0xFF, 0xFF, 0x00};
+
+/// The block's last byte as it has to be: all 128 bytes add up to a multiple of 256. `block` has
+/// 127 bytes at least; those behind don't count.
+std::uint8_t edidChecksum(std::span<const std::uint8_t> block);
+
+/// How many blocks an EDID has by its byte 126: the base block and the extensions. 1 if there is no
+/// such byte.
+std::size_t announcedBlocks(std::span<const std::uint8_t> edid);
 
 /// Builds a valid base block without extensions. Throws std::invalid_argument if a field doesn't
 /// fit an EDID: a manufacturer that isn't three letters A to Z, a year outside 1990 to 2245, a text

@@ -209,6 +209,25 @@ TEST(IdentifyEDID, ReadsZerosBeyondAShortEDID) {
     EXPECT_EQ(identifyEDID({}).manufacturer, "@@@");
 }
 
+TEST(EDIDBlocks, AddUpToNothingWithTheRightChecksum) {
+    Bytes block(edidBlockSize, 0);
+    EXPECT_EQ(edidChecksum(block), 0);
+    block[0] = 0x02;
+    block[126] = 0xFF;
+    block[127] = 0x55;  // doesn't count
+    EXPECT_EQ(edidChecksum(block), 0xFF);
+    const Bytes edid = makeEDID({});
+    EXPECT_EQ(edidChecksum(edid), edid[127]);
+}
+
+TEST(EDIDBlocks, AreTheBaseBlockAndTheExtensionsOfByte126) {
+    Bytes edid(edidBlockSize, 0);
+    EXPECT_EQ(announcedBlocks(edid), 1u);
+    edid[126] = 255;
+    EXPECT_EQ(announcedBlocks(edid), 256u);
+    EXPECT_EQ(announcedBlocks(Bytes(126, 9)), 1u);
+}
+
 // A collection of real monitors' EDIDs with what an independent decoder printed for each:
 // tab-separated id, manufacturer, product code, product name, EDID in hex, after a header line.
 TEST(IdentifyEDID, AgreesWithAnotherDecoderOnRealMonitors) {
