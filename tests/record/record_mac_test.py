@@ -391,6 +391,48 @@ class Replacement(RecordTest):
         self.assertEqual(edids(record["ioreg.txt"]), [FIRST, SECOND, THIRD])
         self.assertNotIn("C02VRN12ABCD", record["ioreg.txt"])
 
+    def test_the_profilers_own_forms_of_a_monitors_serial_number(self):
+        """Real profilers also print an EDID, and the serial number for people."""
+        (self.folder / "profile.xml").write_text(
+            "<array>\n<key>_spdisplays_display-serial-number</key>\n<string>cd646d7b</string>\n"
+            "<key>_spdisplays_edid</key>\n"
+            f"<string>0x{SECOND.hex().upper()}</string>\n"
+            "<key>spdisplays_display-serial-number</key>\n<string>4242424243</string>\n"
+            "<key>_spdisplays_display-week</key>\n<string>31</string>\n</array>\n")
+        (self.folder / "profile.txt").write_text(
+            "    Display of Vera Muster:\n      Display Serial Number: 4242424243\n      Week: 31\n")
+        mac = self.mac("screens: []\ntools:\n  system_profiler:\n"
+                       "    - {prints_file: profile.xml}\n    - {prints_file: profile.txt}\n")
+        record = self.record(mac)
+        xml = record["system_profiler.xml"]
+        new = bytes.fromhex(re.search("0x([0-9A-F]+)", xml)[1])
+        self.assertEqual(sum(new) % 256, 0)
+        self.assertIn(f"<string>{serial_of(new):x}</string>", xml)
+        self.assertIn(f"<string>{serial_text_of(new)}</string>", xml)
+        self.assertIn("<string>31</string>", xml)
+        self.assertEqual(record["system_profiler.txt"],
+                         f"    Display of user2:\n      Display Serial Number: {serial_text_of(new)}\n"
+                         "      Week: 31\n")
+        self.assertNotIn("4242424243", "".join(record.values()))
+        kept = self.record(mac, "--keep-monitor-serials")
+        self.assertEqual(kept["system_profiler.xml"], (self.folder / "profile.xml").read_text())
+
+    def test_names_that_say_nothing_of_anybody_stay(self):
+        self.tool("id", "echo root")
+        self.tool("hostname", "echo localhost")
+        (self.folder / "ioreg.txt").write_text('  "a" = "root of localhost"\n')
+        mac = self.mac("screens: []\ntools:\n  ioreg: {prints_file: ioreg.txt}\n")
+        self.assertEqual(self.record(mac)["ioreg.txt"], '  "a" = "root of localhost"\n')
+
+    def test_a_name_is_replaced_as_a_word_and_not_in_keys(self):
+        self.tool("id", "echo vera")
+        (self.folder / "ioreg.txt").write_text(
+            '  "vera" = {"vera"="Vera","b"="/Users/vera/verandah","c"="aVera vera-vera"}\n')
+        mac = self.mac("screens: []\ntools:\n  ioreg: {prints_file: ioreg.txt}\n")
+        self.assertEqual(
+            self.record(mac)["ioreg.txt"],
+            '  "vera" = {"vera"="user1","b"="/Users/user1/verandah","c"="aVera user1-user1"}\n')
+
     def test_two_records_replace_alike(self):
         for mac in (self.mac(APPLE), self.mac_with_registry()):
             first, second = self.record(mac), self.record(mac)

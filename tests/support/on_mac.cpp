@@ -17,13 +17,16 @@
 #include "simulated_mac/file/MacFile.h"
 #include "simulated_mac/machine/Mac.h"
 
+#ifdef __APPLE__
 extern char** environ;
+#endif
 
 namespace {
 
 int run(const simulated_mac::Mac& mac, char* command[]) {
     std::vector<std::string> variables = mac.environment(environ);
     std::vector<char*> environment;
+    environment.reserve(variables.size() + 1);
     for (std::string& variable : variables) environment.push_back(variable.data());
     environment.push_back(nullptr);
     const pid_t child = fork();
