@@ -4,8 +4,10 @@
 
 #include <algorithm>
 
-#include "simulated_mac/description/HexText.h"
-#include "simulated_mac/hardware/CFValue.h"
+#include "simulated_mac/tools/DisplaysProfile.h"
+#include "simulated_mac/tools/PropertyListText.h"
+#include "simulated_mac/tools/RegistryPropertyList.h"
+#include "simulated_mac/tools/RegistryText.h"
 
 namespace simulated_mac {
 
@@ -13,88 +15,6 @@ namespace {
 
 constexpr int usageError = 64;
 constexpr int notFound = 127;
-
-std::string printed(const CFObject& object);
-
-/// Texts and keys as the tool quotes them.
-std::string quoted(const std::string& text) {
-    return "\"" + text + "\"";
-}
-
-struct Printer {
-    std::string operator()(bool value) const { return value ? "Yes" : "No"; }
-    std::string operator()(std::int64_t value) const {
-        // The registry's numbers are unsigned.
-        return std::to_string(static_cast<std::uint64_t>(value));
-    }
-    std::string operator()(double value) const { return fmt::format("{}", value); }
-    std::string operator()(const CFObject::String& value) const { return quoted(utf8Of(value)); }
-    std::string operator()(const Bytes& value) const { return "<" + lowerHexText(value) + ">"; }
-    std::string operator()(const CFObject::Array& value) const {
-        std::vector<std::string> elements;
-        for (const auto& element : value) elements.push_back(printed(*element));
-        return fmt::format("({})", fmt::join(elements, ","));
-    }
-    std::string operator()(const CFObject::Dictionary& value) const {
-        std::vector<std::string> elements;
-        for (const auto& [key, element] : value) {
-            elements.push_back(quoted(key) + "=" + printed(*element));
-        }
-        return fmt::format("{{{}}}", fmt::join(elements, ","));
-    }
-    std::string operator()(const CFObject::Opaque& value) const { return value.type; }
-};
-
-std::string printed(const CFObject& object) {
-    return std::visit(Printer{}, object.value);
-}
-
-std::string_view stateOf(const RegistryEntry& entry) {
-    return entry.recorded != nullptr ? entry.recorded->state
-                                     : "registered, matched, active, busy 0 (0 ms), retain 8";
-}
-
-/// Keys and values; those of a recorded entry as they were printed when it was.
-std::vector<std::pair<std::string, std::string>> printedProperties(const RegistryEntry& entry) {
-    std::vector<std::pair<std::string, std::string>> result;
-    if (entry.properties.areAsRecorded()) {
-        for (const RecordedProperty& property : entry.recorded->properties()) {
-            result.emplace_back(property.key, property.text);
-        }
-    } else {
-        for (const auto& [key, value] : entry.properties.all()) {
-            result.emplace_back(key, printed(*value));
-        }
-    }
-    return result;
-}
-
-/// One entry and all below it. `rails` leads the lines: a bar for every ancestor that has
-/// more children to come.
-void printTree(const RegistryEntry& entry, const std::string& rails, bool isLast,
-               bool withProperties, std::string& text) {
-    const std::string location = entry.location.empty() ? "" : "@" + entry.location;
-    text += fmt::format("{}+-o {}{}  <class {}, id {:#x}, {}>\n", rails, entry.name, location,
-                        entry.classes.front(), entry.id, stateOf(entry));
-    const std::string below = rails + (isLast ? "  " : "| ");
-    if (withProperties) {
-        const std::string lead = below + (entry.children.empty() ? "  " : "| ");
-        text += lead + "{\n";
-        for (const auto& [key, value] : printedProperties(entry)) {
-            text += fmt::format("{}  {} = {}\n", lead, quoted(key), value);
-        }
-        text += lead + "}\n" + lead + "\n";
-    }
-    for (const auto& child : entry.children) {
-        printTree(*child, below, child == entry.children.back(), withProperties, text);
-    }
-}
-
-/// A name as a tool prints it for people, whatever the monitor put into its EDID.
-std::string withoutControls(std::string name) {
-    std::erase_if(name, [](unsigned char c) { return c < ' ' || c == 0x7F; });
-    return name;
-}
 
 }  // namespace
 
@@ -127,27 +47,27 @@ ToolOutput SystemTools::printed(const std::string& tool, const Arguments& argume
 }
 
 ToolOutput SystemTools::ioreg(const Arguments& arguments) const {
-    const bool list = arguments == Arguments{"-l"};
-    if (!list && !arguments.empty()) return {"", usageError};
-    ToolOutput output;
-    registry_.inspect([&] { printTree(*registry_.root(), "", true, list, output.text); });
-    return output;
+    const auto query = readRegistryQuery(arguments);
+    if (!query) return {"", usageError};
+    return {query->propertyList ? registryPropertyList(registry_, *query)
+                                : registryText(registry_, *query),
+            0};
 }
 
 ToolOutput SystemTools::systemProfiler(const Arguments& arguments) const {
-    if (arguments != Arguments{"SPDisplaysDataType"}) return {"", usageError};
+    constexpr auto displays = "SPDisplaysDataType";
+    const auto is = [&](const Arguments& some) {
+        return std::is_permutation(arguments.begin(), arguments.end(), some.begin(), some.end());
+    };
     const std::string chipset = description_.graphics.chipset.value_or(
         description_.chip == Chip::apple ? "Apple M2 Pro" : "Intel UHD Graphics 630");
-    std::string text = fmt::format(
-        "Graphics/Displays:\n\n    {0}:\n\n      Chipset Model: {0}\n      Type: GPU\n"
-        "      Bus: Built-In\n      Displays:\n",
-        chipset);
-    for (const Display* display : screens_()) {
-        text += fmt::format("        {}:\n          Online: Yes\n          Connection Type: {}\n",
-                            withoutControls(display->localizedName),
-                            display->screen.builtIn ? "Internal" : "DisplayPort");
+    if (is({displays})) return {displaysProfileText(chipset, screens_()), 0};
+    const CFPointer chips = displaysProfile(chipset, screens_());
+    if (is({displays, "-xml"})) return {xmlPropertyList(*displaysReport(chips)), 0};
+    if (is({displays, "-json"})) {
+        return {jsonOf(CFObject(CFObject::Dictionary{{displays, chips}})), 0};
     }
-    return {text + "\n", 0};
+    return {"", usageError};
 }
 
 /// The firmware's register sets: one line for the first block of each EDID, its fields between

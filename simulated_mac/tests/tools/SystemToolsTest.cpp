@@ -382,9 +382,16 @@ TEST(SystemTools, AnIntelMacHasNoFirmwareTool) {
 
 TEST(SystemTools, ArgumentsThatAToolDoesNotKnowEndItWithAnError) {
     const Mac mac(macWith({}));
-    EXPECT_EQ(shell("ioreg -x; echo $?"), "64\n");
-    EXPECT_EQ(shell("ioreg -l -l; echo $?"), "64\n");
-    EXPECT_EQ(shell("system_profiler; echo $?"), "64\n");
+    for (const char* const arguments : {"-q", "-lq", "l", "--help", "-", "-w", "-wide", "-w -1",
+                                        "-d", "-d x", "-c", "-p IOUSB"}) {
+        EXPECT_EQ(shell(fmt::format("ioreg {}; echo $?", arguments)), "64\n") << arguments;
+    }
+    for (const char* const arguments :
+         {"", "-xml", "-json", "SPUSBDataType", "SPDisplaysDataType -xml -json",
+          "SPDisplaysDataType SPDisplaysDataType"}) {
+        EXPECT_EQ(shell(fmt::format("system_profiler {}; echo $?", arguments)), "64\n")
+            << arguments;
+    }
 }
 
 TEST(SystemTools, ArgumentsThatTheFirmwareToolDoesNotKnowEndItWithAnError) {
