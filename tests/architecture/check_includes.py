@@ -29,7 +29,7 @@ allowed = {
     "displaycheck/host": mac | {"plugin"},
     "displaycheck/report": mac | {"plugin", "displaycheck/facts", "displaycheck/host"},
     "displaycheck/commands": mac | {"plugin"} | displaycheck,
-    "displaycheck/window": mac | {"displaycheck/commands/ExitStatus.h"},
+    "displaycheck/window": mac | {"displaycheck/commands/ExitStatus.h", "displaycheck/host/AssumedMac.h"},
     "displaycheck/tests": mac | {"plugin", "tests/support"} | displaycheck,
     "tests": mac | {"plugin"} | displaycheck,
     "torture": mac | {"plugin"} | displaycheck,
