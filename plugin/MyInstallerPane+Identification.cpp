@@ -14,12 +14,8 @@
 
 using namespace std::chrono_literals;
 
-namespace {
-
-constexpr std::uint32_t confirmationCode = 0xF1;  // of the maker's own VCP codes
-constexpr std::int32_t confirmationBit = 0x4000;
-
-}  // namespace
+using ProductData::confirmationBit;
+using ProductData::confirmationCode;
 
 namespace vorn {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <string_view>
 
 /// All data from the maker: the supported monitors and cameras, how they are recognised, and the
@@ -33,6 +34,11 @@ inline constexpr auto specialChipDisplays = std::to_array<std::string_view>({
 
 /// The maker's three-letter PnP manufacturer ID, in lower case.
 inline constexpr std::string_view manufacturerID = "vrn";
+
+/// A supported monitor answers this VCP code, one of the maker's own, with this bit in its current
+/// value.
+inline constexpr std::uint8_t confirmationCode = 0xF1;
+inline constexpr std::uint16_t confirmationBit = 0x4000;
 
 /// USB product IDs of the supported cameras, as formatted by "%X".
 inline constexpr auto cameraProductIDs =

@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "displaycheck/host/AssumedMac.h"
 #include "simulated_mac/file/MacFile.h"
 #include "tests/support/PaneOnMac.h"
 #include "tests/support/RequiredWaits.h"
@@ -19,6 +22,7 @@
 
 namespace waits_test {
 
+using simulated_mac::Assumption;
 using simulated_mac::Time;
 
 const std::filesystem::path root = PROJECT_SOURCE_DIR;
@@ -30,10 +34,20 @@ std::vector<Time> sleepsIn(const simulated_mac::Mac& mac) {
     return sleeps;
 }
 
-class WaitsOn : public testing::TestWithParam<std::string> {
+simulated_mac::MacDescription macOf(const std::string& example) {
+    return simulated_mac::readMacFile(root / "examples" / (example + ".yaml"));
+}
+
+/// An example, and what is assumed of its unknown monitors, if it has any.
+using Played = std::tuple<std::string, Assumption>;
+
+class WaitsOn : public testing::TestWithParam<Played> {
   protected:
-    const simulated_mac::MacDescription description =
-        simulated_mac::readMacFile(root / "examples" / (GetParam() + ".yaml"));
+    const simulated_mac::MacDescription whole = macOf(std::get<0>(GetParam()));
+    const std::optional<Assumption> assumed = simulated_mac::countUnknownMonitors(whole) == 0
+                                                  ? std::nullopt
+                                                  : std::optional(std::get<Assumption>(GetParam()));
+    const simulated_mac::MacDescription description = displaycheck::assumedMac(whole, assumed);
     const test::RequiredWaits required = test::requiredWaits(description);
 };
 
@@ -51,15 +65,35 @@ TEST_P(WaitsOn, StandInTheDocumentation) {
     std::ifstream file(root / "docs" / "performance.md");
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);) lines.push_back(line);
-    EXPECT_THAT(lines, testing::Contains(test::waitsRow(GetParam(), required)))
+    const std::string row = test::nameOfRun(std::get<0>(GetParam()), assumed);
+    EXPECT_THAT(lines, testing::Contains(test::waitsRow(row, required)))
         << "write the table anew: scripts/update-reports";
 }
 
-INSTANTIATE_TEST_SUITE_P(Examples, WaitsOn, testing::ValuesIn(test::namesOfExamples()),
-                         [](const auto& example) {
-                             std::string name = example.param;
-                             std::replace(name.begin(), name.end(), '-', '_');
-                             return name;
-                         });
+std::string nameOfTest(const testing::TestParamInfo<Played>& played) {
+    std::string name = std::get<0>(played.param);
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+const std::vector<std::string> examplesWithUnknownMonitors = {"intel-recent-unknown"};
+
+INSTANTIATE_TEST_SUITE_P(Examples, WaitsOn,
+                         testing::Combine(testing::ValuesIn(test::namesOfExamples()),
+                                          testing::Values(Assumption::answers)),
+                         nameOfTest);
+
+INSTANTIATE_TEST_SUITE_P(SilentExamples, WaitsOn,
+                         testing::Combine(testing::ValuesIn(examplesWithUnknownMonitors),
+                                          testing::Values(Assumption::silent)),
+                         nameOfTest);
+
+TEST(WaitsOnSilentExamples, AreThoseOfEveryUnknownMonitor) {
+    std::vector<std::string> found;
+    for (const std::string& example : test::namesOfExamples()) {
+        if (simulated_mac::countUnknownMonitors(macOf(example)) > 0) found.push_back(example);
+    }
+    EXPECT_EQ(found, examplesWithUnknownMonitors);
+}
 
 }  // namespace waits_test

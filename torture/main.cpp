@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "displaycheck/host/AssumedMac.h"
 #include "simulated_mac/file/MacFile.h"
 #include "torture/Torture.h"
 
@@ -50,9 +51,8 @@ void tryCall(Tally& tally, const std::string& file, const MacDescription& descri
     }
 }
 
-Tally tryMac(const std::string& file, std::uint64_t every) {
-    const auto description = torture::trimmed(simulated_mac::readMacFile(file));
-    Tally tally;
+void tryMac(Tally& tally, const std::string& file, const MacDescription& description,
+            std::uint64_t every) {
     const auto untouched = torture::runOn(description);
     count(tally, file, "without a failure", untouched);
     for (const auto& [call, uses] : untouched.uses) {
@@ -60,6 +60,15 @@ Tally tryMac(const std::string& file, std::uint64_t every) {
         for (const bool andLater : {false, true}) {
             tryCall(tally, file, description, call, andLater, every);
         }
+    }
+}
+
+/// A Mac with unknown monitors once for each assumption about them.
+Tally tryFile(const std::string& file, std::uint64_t every) {
+    const auto description = torture::trimmed(simulated_mac::readMacFile(file));
+    Tally tally;
+    for (const auto& assumption : displaycheck::assumptionsFor(description)) {
+        tryMac(tally, file, displaycheck::assumedMac(description, assumption), every);
     }
     return tally;
 }
@@ -98,7 +107,7 @@ std::optional<Options> optionsOf(int argc, char** argv) {
 bool tryMacs(const Options& options) {
     bool good = true;
     for (const std::string& file : options.files) {
-        const Tally tally = tryMac(file, options.every);
+        const Tally tally = tryFile(file, options.every);
         good = good && tally.failures == 0;
         fmt::print("{}: {} calls, {} runs, {} failures\n", file, tally.calls, tally.runs,
                    tally.failures);

@@ -63,6 +63,19 @@ int complain(int status, const std::string& message) {
     return status;
 }
 
+/// Says what is assumed of the Mac's unknown monitors, if it has any.
+void sayAssumption(const MacFile& file, simulated_mac::Assumption assumption) {
+    const std::size_t unknown = simulated_mac::countUnknownMonitors(file.description);
+    if (unknown == 0) return;
+    const bool answers = assumption == simulated_mac::Assumption::answers;
+    fmt::print(
+        "{}: assumed of {}: {} (--assume {})\n", printable(file.path),
+        unknown == 1 ? "the unknown monitor" : fmt::format("{} unknown monitors", unknown),
+        answers ? "an answer over DDC/CI as of a supported monitor" : "no answer over DDC/CI",
+        nameOf(assumption));
+    std::fflush(stdout);
+}
+
 }  // namespace
 
 int showWindow(const WindowOptions& options) {
@@ -78,6 +91,7 @@ int showWindow(const WindowOptions& options) {
     }
     const std::string language =
         options.language.empty() ? languageOfUser(known) : options.language;
+    sayAssumption(file, options.assume);
     const std::string program = Installation::window();
     if (!std::filesystem::exists(program)) {
         return complain(unfinished,
@@ -90,7 +104,7 @@ int showWindow(const WindowOptions& options) {
     }
     execl(program.c_str(), program.c_str(), options.file.c_str(), language.c_str(),
           options.screenshot.c_str(), fmt::format("{}", options.speed).c_str(),
-          static_cast<char*>(nullptr));
+          std::string(nameOf(options.assume)).c_str(), static_cast<char*>(nullptr));
     return complain(unfinished, fmt::format("{}: {}", program, std::strerror(errno)));
 }
 

@@ -2,13 +2,16 @@
 
 #include <string>
 
+#include "simulated_mac/description/Assumption.h"
+
 namespace displaycheck {
 
 struct WindowOptions {
     std::string file;
     std::string language;    ///< such as "de" or "pt-BR"; empty for the locale's
     std::string screenshot;  ///< PNG file to write before exiting; empty for none
-    double speed = 1;        ///< seconds of the Mac's clock per second of real time
+    simulated_mac::Assumption assume = simulated_mac::Assumption::answers;  ///< of unknown monitors
+    double speed = 1;  ///< seconds of the Mac's clock per second of real time
 };
 
 /// `displaycheck window`: replaces this process with the program that shows the window. If that

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <functional>
+#include <string>
 #include <system_error>
 
 #include "displaycheck/commands/EDIDCommand.h"
@@ -16,12 +18,15 @@
 #include "displaycheck/commands/RunCommand.h"
 #include "displaycheck/commands/WindowCommand.h"
 #include "displaycheck/host/StandardError.h"
+#include "displaycheck/report/TerminalText.h"
+#include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/file/MacFile.h"
 #include "simulated_mac/file/MacFileFormat.h"
 
 namespace {
 
 using namespace displaycheck;
+using simulated_mac::Assumption;
 
 constexpr auto description =
     "Runs the installer's display-check pane on simulated Macs,\n"
@@ -30,7 +35,10 @@ constexpr auto description =
 constexpr auto runText =
     "Runs the pane on the Mac that each FILE describes until the file's last event and the\n"
     "pane's last step are over, and reports what the user sees and why. The clock is\n"
-    "virtual, so waits take no time. All files are checked before the first one runs.";
+    "virtual, so waits take no time. All files are checked before the first one runs.\n"
+    "\n"
+    "A Mac with monitors of which nobody knows whether they answer over DDC/CI\n"
+    "(\"vcp: unknown\") is run twice: once all of them answer, once all are silent.";
 
 constexpr auto windowText =
     "Shows the pane in a window like the installer's, on the Mac that FILE describes, in\n"
@@ -104,6 +112,22 @@ class CommandLine {
         return command;
     }
 
+    static void addAssume(CLI::App* command, const std::string& explanation,
+                          const std::function<void(Assumption)>& take) {
+        command
+            ->add_option_function<std::string>(
+                "--assume",
+                [take](const std::string& name) { take(*simulated_mac::assumptionNamed(name)); },
+                explanation)
+            ->type_name("answers|silent")
+            ->check([](const std::string& name) -> std::string {
+                return simulated_mac::assumptionNamed(name)
+                           ? ""
+                           : "unknown assumption " + printable(name) +
+                                 "; expected answers or silent";
+            });
+    }
+
     void addRun() {
         auto* const command =
             addCommand("run", "Run the pane on Macs and report what it showed", runText);
@@ -117,6 +141,8 @@ class CommandLine {
                           "call(arguments) = result");
         command->add_flag("--realtime", run_.realtime,
                           "Run in real time, with progress on standard error");
+        addAssume(command, "Play only this of Macs with unknown monitors\n(default: both)",
+                  [this](Assumption assumption) { run_.assume = assumption; });
         command->callback([this] { status_ = runMacFiles(run_); });
     }
 
@@ -135,6 +161,8 @@ class CommandLine {
         command->add_option("--speed", window_.speed, "Run the Mac's clock this many times faster")
             ->type_name("FACTOR")
             ->check(CLI::Range(0.1, 100.0, "0.1 to 100"));
+        addAssume(command, "What unknown monitors do (default: answers)",
+                  [this](Assumption assumption) { window_.assume = assumption; });
         command->callback([this] { status_ = showWindow(window_); });
     }
 

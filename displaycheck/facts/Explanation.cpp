@@ -1,5 +1,7 @@
 #include "displaycheck/facts/Explanation.h"
 
+#include <algorithm>
+
 #include "plugin/Display/EDIDPairing.h"
 #include "plugin/Extension/NSString+normalization.h"
 #include "plugin/WhiteList.h"
@@ -9,7 +11,10 @@ namespace displaycheck {
 
 namespace {
 
+using simulated_mac::Bytes;
+using simulated_mac::DDCAnswer;
 using simulated_mac::Mac;
+using simulated_mac::MonitorDescription;
 using simulated_mac::TracedCall;
 
 void explainPairing(Explanation& why, const Mac& mac, const displayInfo& display) {
@@ -22,6 +27,30 @@ void explainPairing(Explanation& why, const Mac& mac, const displayInfo& display
     const std::string EDID = simulated_mac::hexText(screen->screen.monitor.edid);
     why.unpaired = vorn::decodeEDID(EDID);
     why.unpairedFits = why.unpaired && vorn::fits(*why.unpaired, display);
+}
+
+/// Whether the file says what comes back for a VCP code: it lists the code, or gives the reply's
+/// bytes.
+bool isGiven(const MonitorDescription& monitor, std::uint8_t code, const Bytes& reply) {
+    return monitor.vcp.contains(code) ||
+           std::any_of(monitor.answers.begin(), monitor.answers.end(), [&](const auto& answer) {
+               return answer.kind == DDCAnswer::Kind::bytes && answer.bytes == reply;
+           });
+}
+
+/// How far the answers that were read come from the Mac file.
+void explainAnswer(Explanation& why, const Mac& mac, const std::vector<Try>& tries) {
+    using Answering = MonitorDescription::Answering;
+    for (const Try& attempt : tries) {
+        const auto* const reached = mac.display(attempt.reached);
+        if (reached == nullptr || attempt.request.empty()) continue;
+        const MonitorDescription& monitor = reached->screen.monitor;
+        if (monitor.answering == Answering::assumed) why.answerAssumed = true;
+        const auto code = requestedCode(attempt.request);
+        if (attempt.good && code && !isGiven(monitor, *code, attempt.reply)) {
+            why.codeWithoutAnswer = code;
+        }
+    }
 }
 
 }  // namespace
@@ -39,6 +68,7 @@ Explanation explain(const Mac& mac, vorn::MyInstallerPane& pane, const displayIn
     why.recent = pane.isYear25orAbove(why.regularName);
     explainPairing(why, mac, display);
     why.reading = lastReading(mac, display.screenNumber, trace);
+    if (why.reading) explainAnswer(why, mac, why.reading->tries);
     if (why.listed || why.recent) why.fromMaker = vorn::isFromMaker(display);
     return why;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,11 @@ struct Explanation {
     std::optional<bool> fromMaker;
     /// The last read of the display; nothing when it was not asked.
     std::optional<Reading> reading;
+    /// The VCP code of that read, where the Mac file says nothing of the monitor's answer to it and
+    /// the code therefore counts as unsupported.
+    std::optional<std::uint8_t> codeWithoutAnswer;
+    /// Whether the read reached a monitor whose answers are only assumed.
+    bool answerAssumed = false;
 };
 
 /// Explains a display of a run that is over, of which `trace` holds callsOfReadings(). Makes

@@ -94,10 +94,10 @@ std::vector<std::string> faultsOf(const ReplyBuffer& reply, std::uint8_t code) {
 
 /// Judges a try by the bytes in the pane's reply buffer.
 void judge(Try& attempt, const ReplyBuffer& buffer, bool transactionSucceeded) {
-    if (attempt.request.size() <= codeInRequest) return;
-    const std::uint8_t code = attempt.request[codeInRequest];
-    attempt.good = transactionSucceeded && VCP::isGoodReply(buffer.data(), code);
-    if (!attempt.good && !attempt.reply.empty()) attempt.faults = faultsOf(buffer, code);
+    const auto code = requestedCode(attempt.request);
+    if (!code) return;
+    attempt.good = transactionSucceeded && VCP::isGoodReply(buffer.data(), *code);
+    if (!attempt.good && !attempt.reply.empty()) attempt.faults = faultsOf(buffer, *code);
 }
 
 void fill(ReplyBuffer& buffer, const Bytes& reply) {
@@ -217,6 +217,11 @@ Reading readOverAVService(const Mac& mac, const Calls& calls) {
 }
 
 }  // namespace
+
+std::optional<std::uint8_t> requestedCode(const Bytes& request) {
+    if (request.size() <= codeInRequest) return std::nullopt;
+    return request[codeInRequest];
+}
 
 std::set<std::string, std::less<>> callsOfReadings() {
     return {"CGDisplayIOServicePort",     "IOServiceNameMatching", "IOServiceMatching",

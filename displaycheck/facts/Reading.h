@@ -37,6 +37,9 @@ struct Reading {
     std::optional<std::uint16_t> value;  ///< the current value in the good reply
 };
 
+/// The VCP code that a request which reached a monitor asks for; nothing if it is too short.
+std::optional<std::uint8_t> requestedCode(const simulated_mac::Bytes& request);
+
 /// The platform calls that a trace has to keep.
 std::set<std::string, std::less<>> callsOfReadings();
 

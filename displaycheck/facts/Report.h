@@ -12,6 +12,7 @@
 #include "displaycheck/facts/TextRange.h"
 #include "plugin/Display/displayInfo.h"
 #include "plugin/MyInstallerPane.h"
+#include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/machine/Mac.h"
 
 namespace displaycheck {
@@ -38,6 +39,8 @@ struct DisplayFacts {
 struct Report {
     std::string file;
     std::string mac;  ///< its title
+    /// What was assumed of the Mac's unknown monitors; nothing for a Mac without any.
+    std::optional<simulated_mac::Assumption> assumed;
     simulated_mac::Scheduler::Outcome outcome = simulated_mac::Scheduler::Outcome::quiet;
     simulated_mac::Time end{0};  ///< on the virtual clock
     PaneFacts pane;

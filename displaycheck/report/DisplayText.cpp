@@ -47,6 +47,9 @@ std::string refusal(const DisplayFacts& display) {
     if (!why.reading || why.reading->status != DDCCtl::success) {
         return "a recent model has to answer over DDC/CI, and this one did not";
     }
+    if (why.codeWithoutAnswer) {
+        return "a recent model has to answer over DDC/CI, and the Mac file gives it no answer";
+    }
     return "it answers over DDC/CI, but not as a supported monitor does";
 }
 
@@ -133,6 +136,10 @@ std::string answer(const DisplayFacts& display) {
     if (reading->status != DDCCtl::success) return value + ", which stands for \"nothing read\"";
     return display.record->displayState == displayInfo::supportedAndAnswering
                ? value + ", which confirms a supported monitor"
+           : display.why.codeWithoutAnswer
+               ? fmt::format(
+                     "{}: the Mac file has no `vcp` for 0x{:02X}, which counts as unsupported",
+                     value, *display.why.codeWithoutAnswer)
            : saysUnsupported(reading->tries.back().reply)
                ? value + ": the monitor says that it has no such VCP code"
                : value + ", without the bit that confirms a supported monitor";
@@ -279,7 +286,7 @@ std::string reasons(const DisplayFacts& display, std::size_t columns) {
     if (!why.listed && !why.recent) return text;
     text += labelled("EDID", pairing(display), columns);
     text += labelled("maker", maker(display), columns);
-    text += labelled("DDC/CI", answer(display), columns);
+    text += labelled("DDC/CI", (why.answerAssumed ? "assumed: " : "") + answer(display), columns);
     if (why.reading) text += tries(*why.reading, display.record->screenNumber, columns);
     return text;
 }

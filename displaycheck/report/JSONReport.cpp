@@ -107,6 +107,7 @@ std::string jsonReport(const Report& report, bool withTrace) {
                   {"stdout", report.standardOutput},
                   {"references", report.references}};
     if (withTrace) whole["trace"] = traceArray(report.trace);
+    if (report.assumed) whole["assumed"] = nameOf(*report.assumed);
     return whole.dump(-1, ' ', false, JSON::error_handler_t::replace) + "\n";
 }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "displaycheck/commands/ExitStatus.h"
+#include "displaycheck/host/AssumedMac.h"
 #import "displaycheck/window/ClickRecognizers.h"
 #import "displaycheck/window/InstallerWindow.h"
 #import "displaycheck/window/SimulatedAppKit.h"
@@ -38,6 +39,7 @@ struct Arguments {
     std::string language;
     std::string screenshot;
     double speed;
+    simulated_mac::Assumption assumption;
 };
 
 /// Fonts with the characters of a language, regular and bold; the user's, if one is set.
@@ -162,7 +164,7 @@ void leaveToTheirOwners(InstallerPane* pane) {
 }
 
 int show(const Arguments& arguments) {
-    Mac mac(simulated_mac::readMacFile(arguments.file));
+    Mac mac(assumedMac(simulated_mac::readMacFile(arguments.file), arguments.assumption));
     [NSApplication sharedApplication];
     WindowHost* host = [[WindowHost alloc] initWithMac:&mac speed:arguments.speed];
     InstallerSection* section = nil;
@@ -206,7 +208,8 @@ int show(const Arguments& arguments) {
 namespace displaycheck {
 
 int showWindow(const std::vector<std::string>& words) {
-    const Arguments arguments{words[0], words[1], words[2], strtod(words[3].c_str(), nullptr)};
+    const Arguments arguments{words[0], words[1], words[2], strtod(words[3].c_str(), nullptr),
+                              simulated_mac::assumptionNamed(words[4]).value()};
     setUpGNUstep(arguments);
     takeLog();
     @autoreleasepool {

@@ -74,10 +74,18 @@ struct DDCAnswer {
     Bytes bytes;
 };
 
+using VCPTable = std::map<std::uint8_t, VCPEntry>;
+
 struct MonitorDescription {
+    /// Whether what the monitor answers over DDC/CI is described, is something that nobody knows,
+    /// or was unknown and is assumed (Assumption.h). No Mac runs with an unknown one.
+    enum class Answering { described, unknown, assumed };
+
     /// The EDID's bytes, whole; empty if the monitor has none.
     Bytes edid;
-    std::map<std::uint8_t, VCPEntry> vcp;
+    Answering answering = Answering::described;
+    /// What it answers, by VCP code; any other code is answered as unsupported.
+    VCPTable vcp;
     /// One for each reply read, in order; the last one applies to all later replies. Empty: good.
     std::vector<DDCAnswer> answers;
     /// A request that gives the monitor less time than this gets no answer (nanoseconds).

@@ -138,6 +138,20 @@ JSON VCPValue::schema(const VCPEntry& initial) const {
     return {{"anyOf", {Number{}.schema(initial.current), Mapping{}.schema(initial)}}};
 }
 
+void VCPAnswers::read(YAMLReader& reader, const YAMLNode& node, MonitorDescription& target) const {
+    if (YAMLReader::isWord(node, unknown)) {
+        target.answering = MonitorDescription::Answering::unknown;
+    } else if (node.kind == YAMLNode::Kind::mapping) {
+        ByNumber<VCPValue>{}.read(reader, node, target.vcp);
+    } else {
+        reader.failFound(node, "unknown or a mapping");
+    }
+}
+
+JSON VCPAnswers::schema(const MonitorDescription& initial) const {
+    return {{"anyOf", {{{"const", unknown}}, ByNumber<VCPValue>{}.schema(initial.vcp)}}};
+}
+
 void AnswerKind::read(YAMLReader& reader, const YAMLNode& node, DDCAnswer& target) const {
     if (node.kind == YAMLNode::Kind::mapping) {
         target.kind = DDCAnswer::Kind::bytes;

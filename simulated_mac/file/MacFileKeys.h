@@ -50,6 +50,14 @@ struct VCPValue {
     JSON schema(const VCPEntry&) const;
 };
 
+/// `unknown`, or the answers by VCP code.
+struct VCPAnswers {
+    void read(YAMLReader& reader, const YAMLNode& node, MonitorDescription& target) const;
+    JSON schema(const MonitorDescription& initial) const;
+
+    static constexpr const char* unknown = "unknown";
+};
+
 /// One of the words for a kind, or {bytes: hex}.
 struct AnswerKind {
     void read(YAMLReader& reader, const YAMLNode& node, DDCAnswer& target) const;
@@ -125,12 +133,13 @@ void fields(Visitor& field, DDCAnswer& answer) {
 
 template <class Visitor>
 void fields(Visitor& field, MonitorDescription& monitor) {
+    field.onlyWith("vcp", VCPAnswers::unknown, {"edid"});
     field("edid", monitor.edid, EDIDBytes{},
           "The EDID that the Mac reads: `none`, hex digits, or a mapping with `file`, `hex` or the "
           "keys to make a valid one. None unless given.");
-    field("vcp", monitor.vcp, ByNumber<VCPValue>{},
+    field("vcp", monitor, VCPAnswers{},
           "What the monitor answers, by VCP code (0 to 255). It answers any other code as "
-          "unsupported.");
+          "unsupported. `unknown` if nobody knows whether it answers over DDC/CI.");
     field("answers", monitor.answers, ListOf<AnswerKind>{},
           "What it sends when its first, second, ... reply is read; the last entry holds for all "
           "later replies. Unless given, all replies are good.");

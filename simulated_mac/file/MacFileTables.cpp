@@ -116,6 +116,9 @@ std::string typeOf(const ImageSize&, const EDIDFields&) {
 std::string typeOf(const EDIDListing&, const ScreenDescription&) {
     return "boolean or `{at: seconds}`";
 }
+std::string typeOf(const VCPAnswers&, const MonitorDescription&) {
+    return "mapping or " + asCode(VCPAnswers::unknown);
+}
 std::string typeOf(const InfoDictionary&, const ScreenDescription&) {
     return "properties or `none`";
 }
@@ -165,6 +168,11 @@ class TableVisitor {
     }
     void onlyWith(const std::string& key, const std::vector<std::string>& companions) {
         companions_[key] = " Only " + asCode(companions) + " may stand beside it.";
+    }
+    void onlyWith(const std::string& key, const std::string& word,
+                  const std::vector<std::string>& companions) {
+        companions_[key] =
+            fmt::format(" Only {} may stand beside {}.", asCode(companions), asCode(word));
     }
 
     std::string result() const {

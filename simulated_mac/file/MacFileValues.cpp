@@ -153,14 +153,26 @@ void ReadingVisitor::exactlyOne(const std::string& what,
 
 void ReadingVisitor::onlyWith(const std::string& key,
                               const std::vector<std::string>& companions) const {
-    if (find(key) == nullptr) return;
+    if (find(key) != nullptr) refuseOthers(key, key, companions);
+}
+
+void ReadingVisitor::onlyWith(const std::string& key, const std::string& word,
+                              const std::vector<std::string>& companions) const {
+    const YAMLEntry* const entry = find(key);
+    if (entry != nullptr && YAMLReader::isWord(entry->value, word)) {
+        refuseOthers(key, key + ": " + word, companions);
+    }
+}
+
+void ReadingVisitor::refuseOthers(const std::string& key, const std::string& shown,
+                                  const std::vector<std::string>& companions) const {
     for (const YAMLEntry& entry : mapping_.entries) {
         const std::string& other = entry.key.text;
         if (other != key &&
             std::find(companions.begin(), companions.end(), other) == companions.end()) {
             reader_.fail(entry.key,
                          fmt::format("{0} conflicts with {1}; expected {1} alone or with {2}",
-                                     inQuotes(other), inQuotes(key), alternatives(companions)));
+                                     inQuotes(other), inQuotes(shown), alternatives(companions)));
         }
     }
 }
@@ -177,6 +189,14 @@ void SchemaVisitor::onlyWith(const std::string& key, const std::vector<std::stri
     std::vector<std::string> allowed = companions;
     allowed.push_back(key);
     dependencies_[key] = {{"propertyNames", {{"enum", allowed}}}};
+}
+
+void SchemaVisitor::onlyWith(const std::string& key, const std::string& word,
+                             const std::vector<std::string>& companions) {
+    std::vector<std::string> allowed = companions;
+    allowed.push_back(key);
+    allOf_.push_back({{"if", {{"properties", {{key, {{"const", word}}}}}, {"required", {key}}}},
+                      {"then", {{"propertyNames", {{"enum", allowed}}}}}});
 }
 
 JSON SchemaVisitor::result() const {

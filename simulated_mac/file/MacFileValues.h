@@ -345,6 +345,7 @@ enum class Presence { optional, required };
 // a required key. Before the keys it states the rules between them:
 //   visitor.exactlyOne(what, keys)      one of them is there, and only one; they say what
 //   visitor.onlyWith(key, companions)   beside that key, only these may be there
+//   visitor.onlyWith(key, word, companions)   the same where its value is that word
 
 /// Lists the keys.
 struct KeyVisitor {
@@ -357,6 +358,7 @@ struct KeyVisitor {
     }
     void exactlyOne(const std::string&, const std::vector<std::string>&) {}
     void onlyWith(const std::string&, const std::vector<std::string>&) {}
+    void onlyWith(const std::string&, const std::string&, const std::vector<std::string>&) {}
 };
 
 /// Reads the values of a mapping, whose keys are known to be right.
@@ -377,9 +379,14 @@ class ReadingVisitor {
     }
     void exactlyOne(const std::string& what, const std::vector<std::string>& keys) const;
     void onlyWith(const std::string& key, const std::vector<std::string>& companions) const;
+    void onlyWith(const std::string& key, const std::string& word,
+                  const std::vector<std::string>& companions) const;
 
   private:
     const YAMLEntry* find(const std::string& key) const;
+    /// `shown` is what stands in the message for `key`.
+    void refuseOthers(const std::string& key, const std::string& shown,
+                      const std::vector<std::string>& companions) const;
 
     YAMLReader& reader_;
     const YAMLNode& mapping_;
@@ -404,6 +411,8 @@ class SchemaVisitor {
     }
     void exactlyOne(const std::string& what, const std::vector<std::string>& keys);
     void onlyWith(const std::string& key, const std::vector<std::string>& companions);
+    void onlyWith(const std::string& key, const std::string& word,
+                  const std::vector<std::string>& companions);
 
     JSON result() const;
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/description/EDID.h"
 #include "simulated_mac/machine/Installation.h"
 #include "simulated_mac/machine/NotificationPort.h"
@@ -36,6 +37,15 @@ bool hasEDID(const RegistryEntry& node, const Bytes& edid) {
     return bytes != nullptr && *bytes == edid;
 }
 
+/// Throws for monitors whose answers nobody knows: a run with them would make some up.
+MacDescription withoutUnknown(MacDescription mac) {
+    if (countUnknownMonitors(mac) > 0) {
+        throw std::invalid_argument(
+            "a monitor's answers are unknown; expected an assumption about them");
+    }
+    return mac;
+}
+
 std::string describe(const USBDeviceDescription& device) {
     return fmt::format("{} (product {:04X})", device.product.value_or(device.nodeName),
                        device.productID.value_or(0));
@@ -44,7 +54,7 @@ std::string describe(const USBDeviceDescription& device) {
 }  // namespace
 
 Mac::Mac(MacDescription what, Options how)
-    : description(std::move(what)),
+    : description(withoutUnknown(std::move(what))),
       options(std::move(how)),
       scheduler(options.scheduler),
       journal(scheduler),

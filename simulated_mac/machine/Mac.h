@@ -38,6 +38,7 @@ class Mac {
         std::function<void(const std::string&)> onCrash;
     };
 
+    /// Throws std::invalid_argument if a monitor's answers are unknown (Assumption.h).
     explicit Mac(MacDescription what, Options how = {});
     ~Mac();
     Mac(const Mac&) = delete;

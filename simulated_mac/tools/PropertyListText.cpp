@@ -1,12 +1,13 @@
 #include "simulated_mac/tools/PropertyListText.h"
 
-#include <fmt/format.h>
 #include <plist/plist.h>
 
 #include <cstdlib>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+
+#include "simulated_mac/description/HexText.h"
 
 namespace simulated_mac {
 
@@ -56,7 +57,7 @@ struct JSONMaker {
     JSON operator()(double value) const { return value; }
     JSON operator()(const CFObject::String& value) const { return utf8Of(value); }
     JSON operator()(const Bytes& value) const {
-        return fmt::format("{:02x}", fmt::join(value, ""));
+        return lowerHexText(value);
     }
     JSON operator()(const CFObject::Array& value) const {
         JSON array = JSON::array();

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/tools/DisplaysProfile.h"
 #include "simulated_mac/tools/PropertyListText.h"
 #include "simulated_mac/tools/RegistryPropertyList.h"

@@ -30,7 +30,7 @@ allowed = {
     "displaycheck/report": mac | {"plugin", "displaycheck/facts", "displaycheck/host"},
     "displaycheck/dumps": description,
     "displaycheck/commands": mac | {"plugin"} | displaycheck,
-    "displaycheck/window": mac | {"displaycheck/commands/ExitStatus.h"},
+    "displaycheck/window": mac | {"displaycheck/commands/ExitStatus.h", "displaycheck/host/AssumedMac.h"},
     "displaycheck/tests": mac | {"plugin", "tests/support"} | displaycheck,
     "tests": mac | {"plugin"} | displaycheck,
     "torture": mac | {"plugin"} | displaycheck,

@@ -39,6 +39,11 @@ std::vector<std::string> namesOfExamples() {
     return names;
 }
 
+std::string nameOfRun(const std::string& example,
+                      const std::optional<simulated_mac::Assumption>& assumed) {
+    return assumed ? fmt::format("{}, {}", example, nameOf(*assumed)) : example;
+}
+
 std::string waitsRow(const std::string& name, const RequiredWaits& required) {
     return fmt::format("| {} | {} | {} | {} |", name, sumText(required.waits),
                        secondsText(required.toContinue), secondsText(required.end));

@@ -4,6 +4,7 @@
 #include <exception>
 #include <string>
 
+#include "displaycheck/host/AssumedMac.h"
 #include "simulated_mac/file/MacFile.h"
 #include "tests/support/WaitsTable.h"
 
@@ -12,7 +13,10 @@ int main() {
         for (const std::string& name : test::namesOfExamples()) {
             const auto mac =
                 simulated_mac::readMacFile(PROJECT_SOURCE_DIR "/examples/" + name + ".yaml");
-            std::puts(test::waitsRow(name, test::requiredWaits(mac)).c_str());
+            for (const auto& assumed : displaycheck::assumptionsFor(mac)) {
+                const auto required = test::requiredWaits(displaycheck::assumedMac(mac, assumed));
+                std::puts(test::waitsRow(test::nameOfRun(name, assumed), required).c_str());
+            }
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "waits_table: %s\n", error.what());

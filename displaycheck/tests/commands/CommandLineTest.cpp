@@ -35,6 +35,8 @@ TEST(CommandLine, RefusesWrongUsage) {
                                                {"check"},
                                                {"window"},
                                                {"window", "--speed", "0", "x"},
+                                               {"run", "--assume", "maybe", "x"},
+                                               {"window", "--assume", "", "x"},
                                                {"schema", "x"},
                                                {"edid", "--trace"},
                                                {"--json"},

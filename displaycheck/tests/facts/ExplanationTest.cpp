@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "displaycheck/host/AssumedMac.h"
 #include "displaycheck/tests/Reports.h"
 #include "plugin/DDCCI/DDCCtl.h"
 #include "tests/support/PaneOnMac.h"
@@ -227,11 +228,65 @@ TEST(Explain, AnEDIDThatCameTooLate) {
     EXPECT_TRUE(contains(textOf(facts), "the monitor's own fits, but the pane had not got it"));
 }
 
+constexpr auto saysUnsupported = "the monitor says that it has no such VCP code";
+constexpr auto fileHasNone = "the Mac file has no `vcp` for 0xF1, which counts as unsupported";
+
 TEST(Explain, AMonitorWithoutTheCode) {
+    auto screen = test::monitorNamed("VORN K2424HX");
+    screen.monitor.vcp[0xF1].result = 1;
+    const auto facts = factsOf(screen);
+    ASSERT_TRUE(facts.why.reading);
+    EXPECT_EQ(facts.why.reading->value, 0);
+    EXPECT_FALSE(facts.why.codeWithoutAnswer);
+    EXPECT_TRUE(contains(textOf(facts), saysUnsupported));
+}
+
+TEST(Explain, AMonitorThatSendsGivenBytes) {
+    auto screen = test::monitorNamed("VORN K2424HX");
+    screen.monitor.answers = {{simulated_mac::DDCAnswer::Kind::bytes,
+                               {0x6E, 0x88, 0x02, 0x01, 0xF1, 0, 0, 0, 0, 0, 0x44}}};
+    const auto facts = factsOf(screen);
+    EXPECT_FALSE(facts.why.codeWithoutAnswer);
+    EXPECT_TRUE(contains(textOf(facts), saysUnsupported));
+}
+
+TEST(Explain, AMonitorWhoseAnswerTheFileDoesNotGive) {
     const auto facts = factsOf(test::monitorNamed("VORN K2424HX"));
     ASSERT_TRUE(facts.why.reading);
     EXPECT_EQ(facts.why.reading->value, 0);
-    EXPECT_TRUE(contains(textOf(facts), "the monitor says that it has no such VCP code"));
+    EXPECT_EQ(facts.why.codeWithoutAnswer, 0xF1);
+    EXPECT_FALSE(facts.why.answerAssumed);
+    EXPECT_TRUE(contains(textOf(facts), fileHasNone));
+    EXPECT_FALSE(contains(textOf(facts), saysUnsupported));
+    EXPECT_TRUE(contains(textOf(facts), "DDC/CI did not confirm it"));
+}
+
+TEST(Explain, ARecentModelWhoseAnswerTheFileDoesNotGive) {
+    const std::string text = textOf(factsOf(test::monitorNamed("VORN K2725QX")));
+    EXPECT_TRUE(contains(text,
+                         "not supported: a recent model has to answer over DDC/CI, and the Mac "
+                         "file gives it no answer"));
+    EXPECT_FALSE(contains(text, "it answers over DDC/CI, but"));
+}
+
+TEST(Explain, AnAnswerThatIsAssumed) {
+    auto screen = test::monitorNamed("VORN K2725QX");
+    screen.monitor.answering = simulated_mac::MonitorDescription::Answering::unknown;
+    simulated_mac::MacDescription mac;
+    mac.screens = {test::builtInPanel(), screen};
+    const auto facts = reportOn(assumedMac(mac, simulated_mac::Assumption::answers)).displays.at(1);
+    EXPECT_TRUE(facts.why.answerAssumed);
+    EXPECT_TRUE(contains(textOf(facts), "assumed: value 0x4000 after 1 try"));
+}
+
+TEST(Explain, ASilenceThatIsAssumed) {
+    auto screen = test::monitorNamed("VORN K2725QX");
+    screen.monitor.answering = simulated_mac::MonitorDescription::Answering::unknown;
+    simulated_mac::MacDescription mac;
+    mac.screens = {test::builtInPanel(), screen};
+    const auto facts = reportOn(assumedMac(mac, simulated_mac::Assumption::silent)).displays.at(1);
+    EXPECT_TRUE(facts.why.answerAssumed);
+    EXPECT_TRUE(contains(textOf(facts), "assumed: no answer that counts after 5 tries"));
 }
 
 TEST(Explain, TriesOverAnAVService) {

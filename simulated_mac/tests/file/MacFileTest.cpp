@@ -180,7 +180,7 @@ screens:
     display_service: none
     info_dictionary: none
   - edid_listed: true
-    monitor: {edid: {file: monitors/desk.bin}}
+    monitor: {edid: {file: monitors/desk.bin}, vcp: unknown}
 usb:
   - node_name: Vorn Camera
     location_id: 0x14200000
@@ -310,6 +310,9 @@ TEST_F(EveryKey, OfAMonitor) {
     EXPECT_EQ(monitor.answers.back().bytes, (Bytes{0x6E, 0x88, 0x02}));
     EXPECT_EQ(monitor.needsReplyDelay, 0xFFFFFFFFFFFFFFFFU);
     EXPECT_TRUE(monitor.settlesAfterClean);
+    EXPECT_EQ(monitor.answering, MonitorDescription::Answering::described);
+    EXPECT_EQ(mac.screens[4].monitor.answering, MonitorDescription::Answering::unknown);
+    EXPECT_TRUE(mac.screens[4].monitor.vcp.empty());
 }
 
 TEST_F(EveryKey, OfAFramebuffer) {
@@ -596,6 +599,17 @@ const std::vector<Mistake> mistakes = {
     {"screens: built-in\n", "1:10: found the text \"built-in\"; expected a list"},
     {"screens: [5]\n", "1:11: found the number 5; expected built-in or a mapping"},
     {"screens:\n  -\n  - built-in\n", "2:3: found no value; expected built-in or a mapping"},
+    {"screens: [{monitor: {vcp: unknwon}}]\n",
+     "1:27: found the text \"unknwon\"; expected unknown or a mapping"},
+    {"screens: [{monitor: {vcp: 0x4000}}]\n",
+     "1:27: found the number 0x4000; expected unknown or a mapping"},
+    {"screens: [{monitor: {edid: none, vcp: unknown, answers: [silent]}}]\n",
+     "1:48: \"answers\" conflicts with \"vcp: unknown\"; expected \"vcp: unknown\" alone or with "
+     "edid"},
+    {"screens: [{monitor: {settles_after_clean: true, vcp: unknown}}]\n",
+     "1:22: \"settles_after_clean\" conflicts with \"vcp: unknown\"; expected \"vcp: unknown\" "
+     "alone "
+     "or with edid"},
     {"screens: [{framebuffer: non}]\n", "1:25: found the text \"non\"; expected none or a mapping"},
     {"screens: []\nmodel: 2790\n",
      "2:8: found the number 2790; expected text (quote it: \"2790\")"},
