@@ -14,7 +14,7 @@ hardware = description | {"simulated_mac/hardware"}
 tools = hardware | {"simulated_mac/tools"}
 machine = tools | {"simulated_mac/machine"}
 mac = machine | {"simulated_mac/platform", "simulated_mac/file"}
-displaycheck = {f"displaycheck/{room}" for room in ("host", "facts", "report", "commands")}
+displaycheck = {f"displaycheck/{room}" for room in ("host", "facts", "report", "commands", "dumps")}
 allowed = {
     "plugin": set(),
     "simulated_mac/description": set(),
@@ -25,6 +25,7 @@ allowed = {
     "simulated_mac/platform": machine | {"plugin/Platform/IOAVService.h", "plugin/Platform/CoreDisplay.h"},
     "simulated_mac/tests": mac | {"plugin", "tests/support", "displaycheck/host"},
     "displaycheck/headless": mac | {"plugin/Cocoa"},
+    "displaycheck/dumps": description,
     "displaycheck/facts": mac | {"plugin"},
     "displaycheck/host": mac | {"plugin"},
     "displaycheck/report": mac | {"plugin", "displaycheck/facts", "displaycheck/host"},
@@ -33,7 +34,7 @@ allowed = {
     "displaycheck/tests": mac | {"plugin", "tests/support"} | displaycheck,
     "tests": mac | {"plugin"} | displaycheck,
     "torture": mac | {"plugin"} | displaycheck,
-    "fuzz": mac | {"plugin"},
+    "fuzz": mac | {"plugin", "displaycheck/dumps"},
     "bench": mac | {"plugin"} | displaycheck,
     "mac": {"plugin"},  # what is compiled for a Mac alone
 }
