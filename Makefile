@@ -8,8 +8,8 @@ configure := cmake --preset $(preset) $(if $(joined),-DJOINED=ON) $(if $(VERBOSE
 
 # Packages that building and testing need.
 needed_packages := cmake ninja-build g++ pkg-config libyaml-cpp-dev nlohmann-json3-dev libfmt-dev \
-                   libcli11-dev libicu-dev libplist-dev libgtest-dev libgmock-dev python3 \
-                   python3-jsonschema python3-yaml original-awk
+                   libcli11-dev libicu-dev libplist-dev libarchive-dev libgtest-dev libgmock-dev \
+                   python3 python3-jsonschema python3-yaml original-awk
 # Extra packages for the window and its tests.
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
                    fonts-noto-cjk xvfb xdotool python3-pil

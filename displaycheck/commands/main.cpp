@@ -13,6 +13,7 @@
 
 #include "displaycheck/commands/EDIDCommand.h"
 #include "displaycheck/commands/ExitStatus.h"
+#include "displaycheck/commands/ImportCommand.h"
 #include "displaycheck/commands/MacFiles.h"
 #include "displaycheck/commands/ModelCommand.h"
 #include "displaycheck/commands/RunCommand.h"
@@ -62,6 +63,13 @@ constexpr auto modelText =
     "For each NAME, prints whether it is a supported model, whether its display chip needs\n"
     "special treatment, its bare model name, and whether its model year is 25 or later.";
 
+constexpr auto importText =
+    "Reads what a real Mac's tools printed: ioreg -l or ioreg -a, system_profiler\n"
+    "SPDisplaysDataType, afktool -r all registry, and EDIDs in any form. What a file\n"
+    "is shows in its contents; the order doesn't matter, and \"-\" is standard input.\n"
+    "Writes a Mac file whose registry is the recorded one, says what it took from\n"
+    "where and what stays unknown, and reports what the pane would do on that Mac.";
+
 constexpr auto exitStatuses =
     "Exit status:\n"
     "  0  success, whatever the pane's verdict\n"
@@ -88,6 +96,7 @@ class CommandLine {
         addSchema();
         addEDID();
         addModel();
+        addImport();
     }
 
     int run(int argc, char** argv) {
@@ -199,12 +208,39 @@ class CommandLine {
         command->callback([this] { status_ = showModels(models_, modelsAsJSON_); });
     }
 
+    void addImport() {
+        auto* const command = addCommand(
+            "import", "Make a Mac file of a real Mac's dumps, and run the pane on it", importText);
+        command->add_option("FILE", import_.files, "Dumps of one Mac, EDIDs, archives of them")
+            ->type_name("")
+            ->required();
+        command->add_option("-o,--output", import_.output, "The Mac file to write")
+            ->type_name("MAC.yaml");
+        command
+            ->add_option("--answers", import_.answers,
+                         "What each external monitor answers: CODE=VALUE,\n"
+                         "such as 0xF1=0x4000, or silent (default: unknown)")
+            ->type_name("ANSWER");
+        command
+            ->add_option("--with-monitor", import_.withMonitor,
+                         "Put a Vorn monitor of this name in the place of\neach external one")
+            ->type_name("NAME");
+        command
+            ->add_option("--display-ids", import_.displayIDs,
+                         "Core Graphics' IDs of the screens, in order")
+            ->type_name("ID")
+            ->delimiter(',');
+        command->add_flag("--no-run", import_.onlyImport, "Don't run the pane on it");
+        command->callback([this] { status_ = importDumps(import_); });
+    }
+
     CLI::App app_{description, "displaycheck"};
     int status_ = done;
     RunOptions run_;
     WindowOptions window_;
     std::vector<std::string> checked_;
     EDIDOptions EDIDs_;
+    ImportOptions import_;
     std::vector<std::string> models_;
     bool modelsAsJSON_ = false;
 };

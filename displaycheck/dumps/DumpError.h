@@ -4,7 +4,7 @@
 
 namespace displaycheck {
 
-/// A dump that can't be read or used; what() says why, in words for its owner.
+/// A dump can't be read. what() says why, without the file's name.
 class DumpError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };

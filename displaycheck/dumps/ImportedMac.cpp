@@ -132,8 +132,11 @@ class Importer {
                  display.builtIn ? "the built-in panel" : "an external monitor",
                  registry.pathOf(display.framebuffer));
             write("  - built_in: {}", display.builtIn);
-            writeDisplayID(index);
-            if (choices_.withMonitor && !display.builtIn) {
+            const ProfiledDisplay* const profiled = profileOf(display);
+            writeDisplayID(index, profiled);
+            const bool isReplaced = choices_.withMonitor && !display.builtIn;
+            if (profiled != nullptr && !isReplaced) write("    name: {}", quoted(profiled->name));
+            if (isReplaced) {
                 putMonitor(display, edits);
             } else {
                 writeIdentity(display);
@@ -164,18 +167,40 @@ class Importer {
     }
 
     void writeChipset(const std::optional<std::string>& recorded) {
-        const auto chipset = record_.chipset ? record_.chipset : recorded;
-        if (chipset) {
-            write("graphics: {{chipset: {}}}", quoted(*chipset));
+        const bool profiled = record_.profile && !record_.profile->chipsets.empty();
+        if (profiled || recorded) {
+            write("graphics: {{chipset: {}}}",
+                  quoted(profiled ? record_.profile->chipsets.front() : *recorded));
         } else {
             note("Unknown: the graphics chip; system_profiler names a usual one.");
         }
     }
 
-    void writeDisplayID(std::size_t index) {
+    void writeDisplayID(std::size_t index, const ProfiledDisplay* profiled = nullptr) {
         if (index < choices_.displayIDs.size()) {
             write("    display_id: 0x{:08X}", choices_.displayIDs[index]);
+        } else if (profiled != nullptr && profiled->displayID) {
+            write("    display_id: 0x{:08X}", *profiled->displayID);
+        } else {
+            madeUpIDs_ = true;
         }
+    }
+
+    /// What system_profiler says of the display, if it is sure which one that is.
+    const ProfiledDisplay* profileOf(const RecordedDisplay& display) const {
+        const ProfiledDisplay* only = nullptr;
+        if (!record_.profile) return only;
+        for (const ProfiledDisplay& one : record_.profile->displays) {
+            const bool same = one.vendor && one.product
+                                  ? one.vendor == display.vendor &&
+                                        one.product == display.product &&
+                                        (!one.serial || one.serial == display.serial.value_or(0))
+                                  : one.builtIn == display.builtIn;
+            if (!same) continue;
+            if (only != nullptr) return nullptr;
+            only = &one;
+        }
+        return only;
     }
 
     void writeEDID(const Bytes& edid) { write("      edid: \"{}\"", simulated_mac::hexText(edid)); }
@@ -307,11 +332,8 @@ class Importer {
         }
         const bool anyExternal = std::any_of(displays.begin(), displays.end(),
                                              [](const auto& display) { return !display.builtIn; });
-        if (displays.size() > choices_.displayIDs.size()) {
-            note("Unknown: {}; made up.", choices_.displayIDs.empty()
-                                              ? "the display IDs"
-                                              : "the display IDs of the further screens");
-        }
+        if (record_.profile) note("Display IDs and names: from {}.", record_.profilePlace);
+        if (madeUpIDs_) note("Unknown: display IDs; those that no option gives are made up.");
         if (anyExternal && !choices_.answer && !choices_.silent) {
             note("Unknown: whether the external monitors answer over DDC/CI.");
         }
@@ -326,6 +348,7 @@ class Importer {
     std::map<std::size_t, bool> used_;  ///< EDIDs, by index
     std::size_t screens_ = 0;           ///< so far
     std::size_t monitors_ = 0;          ///< Vorn monitors so far
+    bool madeUpIDs_ = false;
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "displaycheck/dumps/SystemProfile.h"
 #include "simulated_mac/description/RecordedRegistry.h"
 
 namespace displaycheck {
@@ -22,8 +23,8 @@ struct MacRecord {
     std::unique_ptr<simulated_mac::RecordedRegistry> registry;
     std::string registryPlace;
     std::vector<EDIDBeside> EDIDs;
-    /// Chipset as system_profiler names it; not set: from the registry.
-    std::optional<std::string> chipset;
+    std::optional<SystemProfile> profile;
+    std::string profilePlace;
 };
 
 struct ImportChoices {

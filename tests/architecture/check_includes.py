@@ -25,6 +25,7 @@ allowed = {
     "simulated_mac/platform": machine | {"plugin/Platform/IOAVService.h", "plugin/Platform/CoreDisplay.h"},
     "simulated_mac/tests": mac | {"plugin", "tests/support", "displaycheck/host"},
     "displaycheck/headless": mac | {"plugin/Cocoa"},
+    "displaycheck/dumps": description,
     "displaycheck/facts": mac | {"plugin"},
     "displaycheck/host": mac | {"plugin"},
     "displaycheck/report": mac | {"plugin", "displaycheck/facts", "displaycheck/host"},

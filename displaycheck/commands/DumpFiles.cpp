@@ -1,0 +1,109 @@
+#include "displaycheck/commands/DumpFiles.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "displaycheck/dumps/DumpFile.h"
+#include "displaycheck/dumps/EDIDText.h"
+#include "displaycheck/dumps/PropertyListRegistry.h"
+#include "displaycheck/dumps/SystemProfile.h"
+
+namespace displaycheck {
+
+namespace {
+
+using simulated_mac::RecordedRegistry;
+
+/// A name for the Mac: the dump's without what says how it was made.
+std::string titleOf(const std::string& file) {
+    if (file == "-") return "imported";
+    std::string title = std::filesystem::path(file).filename().string();
+    for (const char* const ending : {".gz", ".txt", ".plist", ".xml", ".tar", ".tgz", ".ioreg"}) {
+        const std::string_view end = ending;
+        if (title.size() > end.size() && title.substr(title.size() - end.size()) == end) {
+            title.resize(title.size() - end.size());
+        }
+    }
+    return title;
+}
+
+bool looksLikeRegistry(std::string_view text) {
+    return text.find("+-o ") != std::string_view::npos;
+}
+
+class Reader {
+  public:
+    void read(const std::string& path) {
+        for (const DumpFile& file : readDumpFiles(path)) {
+            const bool known = readRegistry(path, file) | readProfile(file) | readEDIDs(file);
+            if (known) continue;
+            // An archive holds other things too.
+            if (file.name != path && path != "-") continue;
+            throw DumpError(fmt::format(
+                "{}: is no dump of a Mac; expected the output of ioreg, system_profiler or "
+                "afktool, or an EDID",
+                file.name));
+        }
+    }
+
+    MacRecord result() { return std::move(record_); }
+
+  private:
+    bool readRegistry(const std::string& path, const DumpFile& file) {
+        std::optional<std::string> text;
+        try {
+            text = registryTextOf(file.contents);
+            if (!text && looksLikeRegistry(file.contents)) text = file.contents;
+            if (!text) return false;
+            auto registry = std::make_unique<RecordedRegistry>(std::move(*text));
+            // Of several the one that tells most counts: an archive can hold parts beside the
+            // whole.
+            if (record_.registry != nullptr &&
+                record_.registry->text().size() >= registry->text().size()) {
+                return true;
+            }
+            record_.registry = std::move(registry);
+        } catch (const simulated_mac::RecordedRegistryError& error) {
+            throw DumpError(fmt::format("{}: {}", file.name, error.what()));
+        } catch (const DumpError& error) {
+            throw DumpError(fmt::format("{}: {}", file.name, error.what()));
+        }
+        record_.registryPlace = file.name;
+        record_.title = titleOf(path);
+        return true;
+    }
+
+    bool readProfile(const DumpFile& file) {
+        const auto profile = readSystemProfile(file.contents);
+        if (!profile) return false;
+        record_.profile = *profile;
+        record_.profilePlace = file.name;
+        return true;
+    }
+
+    /// Those of a registry are its displays' own.
+    bool readEDIDs(const DumpFile& file) {
+        if (looksLikeRegistry(file.contents)) return false;
+        const auto found = findEDIDs(file.contents);
+        for (const FoundEDID& edid : found) {
+            record_.EDIDs.push_back({edid.bytes, edid.line == 0
+                                                     ? file.name
+                                                     : fmt::format("{}:{}", file.name, edid.line)});
+        }
+        if (!found.empty() && record_.title.empty()) record_.title = titleOf(file.name);
+        return !found.empty();
+    }
+
+    MacRecord record_;
+};
+
+}  // namespace
+
+MacRecord readMacRecord(const std::vector<std::string>& files) {
+    Reader reader;
+    for (const std::string& file : files) reader.read(file);
+    return reader.result();
+}
+
+}  // namespace displaycheck

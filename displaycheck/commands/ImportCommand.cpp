@@ -1,0 +1,108 @@
+#include "displaycheck/commands/ImportCommand.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+
+#include "displaycheck/commands/DumpFiles.h"
+#include "displaycheck/commands/ExitStatus.h"
+#include "displaycheck/commands/RunCommand.h"
+#include "displaycheck/dumps/DumpError.h"
+#include "displaycheck/dumps/ImportedMac.h"
+#include "displaycheck/host/StandardError.h"
+#include "displaycheck/host/WholeFile.h"
+#include "displaycheck/report/TerminalText.h"
+
+namespace displaycheck {
+
+namespace {
+
+/// A number of at most `most`, decimal or hexadecimal with 0x.
+std::optional<std::uint32_t> numberIn(std::string_view text, std::uint32_t most) {
+    const bool hexadecimal = text.substr(0, 2) == "0x" || text.substr(0, 2) == "0X";
+    if (hexadecimal) text.remove_prefix(2);
+    std::uint32_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, number, hexadecimal ? 16 : 10);
+    const bool good = result.ec == std::errc() && result.ptr == end && number <= most;
+    return good ? std::optional(number) : std::nullopt;
+}
+
+void readAnswers(const std::string& text, ImportChoices& choices) {
+    if (text.empty()) return;
+    if (text == "silent") {
+        choices.silent = true;
+        return;
+    }
+    const std::size_t equals = text.find('=');
+    if (equals != std::string::npos) {
+        const auto code = numberIn(std::string_view(text).substr(0, equals), 0xFF);
+        const auto value = numberIn(std::string_view(text).substr(equals + 1), 0xFFFF);
+        if (code && value) {
+            choices.answer = {static_cast<std::uint8_t>(*code), static_cast<std::uint16_t>(*value)};
+            return;
+        }
+    }
+    throw DumpError(
+        fmt::format("--answers {}: expected CODE=VALUE, such as 0xF1=0x4000, or \"silent\"", text));
+}
+
+ImportChoices choicesOf(const ImportOptions& options) {
+    ImportChoices choices;
+    readAnswers(options.answers, choices);
+    if (!options.withMonitor.empty()) choices.withMonitor = options.withMonitor;
+    for (const std::string& text : options.displayIDs) {
+        const auto id = numberIn(text, 0xFFFFFFFF);
+        if (!id) {
+            throw DumpError(fmt::format(
+                "--display-ids {}: expected a number of 32 bits, such as 0x042801C0", text));
+        }
+        choices.displayIDs.push_back(*id);
+    }
+    return choices;
+}
+
+std::filesystem::path outputOf(const ImportOptions& options, const MacRecord& record) {
+    if (!options.output.empty()) return options.output;
+    std::filesystem::path path = record.title + ".yaml";
+    if (std::filesystem::exists(path)) {
+        throw DumpError(
+            fmt::format("{} exists; name the Mac file to write with -o", path.string()));
+    }
+    return path;
+}
+
+}  // namespace
+
+int importDumps(const ImportOptions& options) {
+    std::filesystem::path macFile;
+    try {
+        const ImportChoices choices = choicesOf(options);
+        const MacRecord record = readMacRecord(options.files);
+        macFile = outputOf(options, record);
+        std::filesystem::path registryFile = macFile;
+        registryFile.replace_extension(".registry.txt");
+        const ImportedMac imported = importMac(record, choices, registryFile.filename().string());
+        // The Mac file comes last: it is whole only with the other.
+        if (!imported.registry.empty()) writeWholeFile(registryFile, imported.registry);
+        writeWholeFile(macFile, imported.macFile);
+        fmt::print("Wrote {}", printable(macFile.string()));
+        if (!imported.registry.empty()) fmt::print(" and {}", printable(registryFile.string()));
+        fmt::print(".\n");
+        for (const std::string& note : imported.notes) fmt::print("  {}\n", printable(note));
+    } catch (const DumpError& error) {
+        printError("displaycheck: {}\n", printable(error.what()));
+        return badInput;
+    }
+    if (options.onlyImport) return done;
+    fmt::print("\n");
+    std::fflush(stdout);
+    RunOptions run;
+    run.files = {macFile.string()};
+    return runMacFiles(run);
+}
+
+}  // namespace displaycheck
