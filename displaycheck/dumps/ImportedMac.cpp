@@ -218,6 +218,10 @@ class Importer {
     void writeIdentity(RecordedDisplay& display) {
         const std::size_t screen = ++screens_;
         std::optional<EDIDFields> fields;
+        if (display.isEDIDCut && !display.edid.empty()) {
+            note("Screen {}: its EDID is cut after {} bytes. Unknown: the rest.", screen,
+                 display.edid.size());
+        }
         if (display.edid.empty()) {
             if (const EDIDBeside* const beside = takeEDIDBeside(display)) {
                 display.edid = beside->bytes;

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "simulated_mac/description/EDID.h"
+#include "simulated_mac/description/RecordedValue.h"
+
 namespace displaycheck {
 
 namespace {
@@ -42,6 +45,16 @@ std::optional<std::string> text(const std::optional<PropertyValue>& property) {
 bool isFramebufferOfAppleSilicon(const RecordedEntry& entry) {
     return entry.className == "AppleCLCD2" || entry.className == "IOMobileFramebufferShim" ||
            entry.name == "AppleCLCD2" || entry.name == "IOMobileFramebufferShim";
+}
+
+/// The EDID in a property; of one that is cut, its first block if that is whole.
+Bytes edidIn(const RecordedEntry& node, bool& isCut) {
+    const auto text = node.property("IODisplayEDID");
+    if (!text) return {};
+    if (const auto bytes = valueOf<Bytes>(simulated_mac::parseRecordedValue(*text))) return *bytes;
+    isCut = true;
+    const auto firstBlock = std::string(text->substr(0, 1 + 2 * simulated_mac::edidBlockSize)) + ">";
+    return valueOf<Bytes>(simulated_mac::parseRecordedValue(firstBlock)).value_or(Bytes());
 }
 
 /// Which display pipe an entry belongs to, by the ancestor whose name begins so: "0" for the
@@ -110,7 +123,7 @@ std::vector<RecordedDisplay> displaysOfIntel(const RecordedRegistry& registry) {
         display.node = index;
         display.framebuffer = entries[node.parent].parent;
         display.builtIn = node.className == "AppleBacklightDisplay";
-        display.edid = valueOf<Bytes>(node.value("IODisplayEDID")).value_or(Bytes());
+        display.edid = edidIn(node, display.isEDIDCut);
         display.vendor = word(node.value("DisplayVendorID"));
         display.product = word(node.value("DisplayProductID"));
         display.serial = word(node.value("DisplaySerialNumber"));

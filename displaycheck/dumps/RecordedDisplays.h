@@ -17,7 +17,8 @@ struct RecordedDisplay {
     /// Of an Apple-silicon Mac: the AV service proxies of the display's coprocessor.
     std::vector<std::size_t> proxies;
     bool builtIn = false;
-    simulated_mac::Bytes edid;  ///< empty where none is recorded, or it is cut
+    simulated_mac::Bytes edid;  ///< empty where none is recorded, or it is cut in its first block
+    bool isEDIDCut = false;
 
     // As the registry tells them; not set where it doesn't.
     std::optional<std::string> name;

@@ -9,37 +9,37 @@ namespace simulated_mac {
 
 namespace {
 
-CFPointer text(const std::string& value) {
+CFPointer makeText(const std::string& value) {
     return makeCFText(withoutControls(value));
 }
 
-CFPointer hexadecimal(std::uint32_t number) {
-    return text(fmt::format("{:x}", number));
+CFPointer makeHexText(std::uint32_t number) {
+    return makeText(fmt::format("{:x}", number));
 }
 
 CFPointer screenProfile(const Display& display, bool isMain) {
     const bool builtIn = display.screen.builtIn;
     const Bytes& edid = display.screen.monitor.edid;
     CFObject::Dictionary screen{
-        {"_name", text(display.localizedName)},
-        {"_spdisplays_display-product-id", hexadecimal(display.modelNumber)},
-        {"_spdisplays_display-serial-number", hexadecimal(display.serialNumber)},
-        {"_spdisplays_display-vendor-id", hexadecimal(display.vendorNumber)},
+        {"_name", makeText(display.localizedName)},
+        {"_spdisplays_display-product-id", makeHexText(display.modelNumber)},
+        {"_spdisplays_display-serial-number", makeHexText(display.serialNumber)},
+        {"_spdisplays_display-vendor-id", makeHexText(display.vendorNumber)},
     };
     if (!edid.empty()) {
         const EDIDIdentity identity = identifyEDID(edid);
-        screen.emplace_back("_spdisplays_display-week", text(std::to_string(identity.week)));
-        screen.emplace_back("_spdisplays_display-year", text(std::to_string(identity.year)));
+        screen.emplace_back("_spdisplays_display-week", makeText(std::to_string(identity.week)));
+        screen.emplace_back("_spdisplays_display-year", makeText(std::to_string(identity.year)));
         if (identity.serialText) {
-            screen.emplace_back("spdisplays_display-serial-number", text(*identity.serialText));
+            screen.emplace_back("spdisplays_display-serial-number", makeText(*identity.serialText));
         }
     }
-    screen.emplace_back("_spdisplays_displayID", hexadecimal(display.displayID));
+    screen.emplace_back("_spdisplays_displayID", makeHexText(display.displayID));
     screen.emplace_back("spdisplays_connection_type",
-                        text(builtIn ? "spdisplays_internal" : "spdisplays_displayport"));
-    if (isMain) screen.emplace_back("spdisplays_main", text("spdisplays_yes"));
-    screen.emplace_back("spdisplays_mirror", text("spdisplays_off"));
-    screen.emplace_back("spdisplays_online", text("spdisplays_yes"));
+                        makeText(builtIn ? "spdisplays_internal" : "spdisplays_displayport"));
+    if (isMain) screen.emplace_back("spdisplays_main", makeText("spdisplays_yes"));
+    screen.emplace_back("spdisplays_mirror", makeText("spdisplays_off"));
+    screen.emplace_back("spdisplays_online", makeText("spdisplays_yes"));
     return makeCF(std::move(screen));
 }
 
@@ -65,19 +65,19 @@ CFPointer displaysProfile(const std::string& chipset, const std::vector<const Di
     for (const Display* display : screens) {
         displays.push_back(screenProfile(*display, display == screens.front()));
     }
-    CFObject::Dictionary chip{{"_name", text(chipset)}};
+    CFObject::Dictionary chip{{"_name", makeText(chipset)}};
     if (!displays.empty()) chip.emplace_back("spdisplays_ndrvs", makeCF(std::move(displays)));
-    chip.emplace_back("sppci_bus", text("spdisplays_builtin"));
-    chip.emplace_back("sppci_device_type", text("spdisplays_gpu"));
-    chip.emplace_back("sppci_model", text(chipset));
+    chip.emplace_back("sppci_bus", makeText("spdisplays_builtin"));
+    chip.emplace_back("sppci_device_type", makeText("spdisplays_gpu"));
+    chip.emplace_back("sppci_model", makeText(chipset));
     return makeCF(CFObject::Array{makeCF(std::move(chip))});
 }
 
 CFPointer displaysReport(const CFPointer& chips) {
     return makeCF(CFObject::Array{makeCF(CFObject::Dictionary{
-        {"_dataType", text("SPDisplaysDataType")},
+        {"_dataType", makeText("SPDisplaysDataType")},
         {"_items", chips},
-        {"_parentDataType", text("SPHardwareDataType")},
+        {"_parentDataType", makeText("SPHardwareDataType")},
     })});
 }
 

@@ -9,7 +9,7 @@ namespace {
 
 using Entry = Registry::Entry;
 
-CFPointer number(std::uint64_t value) {
+CFPointer makeNumber(std::uint64_t value) {
     return makeCF(static_cast<std::int64_t>(value));
 }
 
@@ -20,14 +20,14 @@ CFPointer archived(const RegistryQuery& query, const RegistryEntry& entry, std::
     if (!entry.location.empty()) {
         dictionary.emplace_back("IORegistryEntryLocation", makeCFText(entry.location));
     }
-    dictionary.emplace_back("IORegistryEntryID", number(entry.id));
+    dictionary.emplace_back("IORegistryEntryID", makeNumber(entry.id));
     dictionary.emplace_back("IOObjectClass", makeCFText(entry.classes.front()));
-    dictionary.emplace_back("IOObjectRetainCount", number(8));
+    dictionary.emplace_back("IOObjectRetainCount", makeNumber(8));
     if (entry.isA("IOService")) {
         // Registered, matched, first published, first matched.
-        dictionary.emplace_back("IOServiceState", number(0x1E));
-        dictionary.emplace_back("IOServiceBusyState", number(0));
-        dictionary.emplace_back("IOServiceBusyTime", number(0));
+        dictionary.emplace_back("IOServiceState", makeNumber(0x1E));
+        dictionary.emplace_back("IOServiceBusyState", makeNumber(0));
+        dictionary.emplace_back("IOServiceBusyTime", makeNumber(0));
     }
     CFObject::Array children;
     for (const Entry& child : query.childrenOf(entry, level)) {

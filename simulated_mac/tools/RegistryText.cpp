@@ -16,7 +16,7 @@ namespace {
 using Entry = Registry::Entry;
 
 /// Texts and keys as the tool quotes them.
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     return fmt::format("\"{}\"", text);
 }
 
@@ -30,7 +30,7 @@ std::vector<std::string> textsIn(const Bytes& data) {
         const bool printable =
             std::all_of(at, end, [](std::uint8_t byte) { return byte >= ' ' && byte < 0x7F; });
         if (at == end || !printable) return {};
-        texts.push_back(quoted(std::string(at, end)));
+        texts.push_back(inQuotes(std::string(at, end)));
         at = end == data.end() ? end : end + 1;
     }
     return texts;
@@ -49,7 +49,7 @@ class Printer {
         return hexadecimal_ ? fmt::format("{:#x}", number) : std::to_string(number);
     }
     std::string operator()(double value) const { return fmt::format("{}", value); }
-    std::string operator()(const CFObject::String& value) const { return quoted(utf8Of(value)); }
+    std::string operator()(const CFObject::String& value) const { return inQuotes(utf8Of(value)); }
     std::string operator()(const Bytes& value) const {
         const auto texts = hexadecimal_ ? std::vector<std::string>() : textsIn(value);
         if (!texts.empty()) return fmt::format("<{}>", fmt::join(texts, ","));
@@ -63,7 +63,7 @@ class Printer {
     std::string operator()(const CFObject::Dictionary& value) const {
         std::vector<std::string> elements;
         for (const auto& [key, element] : value) {
-            elements.push_back(quoted(key) + "=" + (*this)(*element));
+            elements.push_back(inQuotes(key) + "=" + (*this)(*element));
         }
         return fmt::format("{{{}}}", fmt::join(elements, ","));
     }
@@ -145,13 +145,13 @@ std::vector<std::string> propertyLines(const RegistryEntry& entry, bool hexadeci
     if (entry.properties.areAsRecorded()) {
         for (const RecordedProperty& property : entry.recorded->properties()) {
             const auto value = hexadecimal ? parseRecordedValue(property.text) : std::nullopt;
-            lines.push_back(quoted(property.key) + " = " +
+            lines.push_back(inQuotes(property.key) + " = " +
                             (value ? printed(*makeCF(*value)) : std::string(property.text)));
         }
         return lines;
     }
     for (const auto& [key, value] : entry.properties.all()) {
-        lines.push_back(quoted(key) + " = " + printed(*value));
+        lines.push_back(inQuotes(key) + " = " + printed(*value));
     }
     return lines;
 }
