@@ -104,11 +104,18 @@ std::string typeOf(const WordOrMapping<Structure>& kind, const Structure&) {
 std::string typeOf(const EDIDBytes&, const Bytes&) {
     return "EDID";
 }
+std::string typeOf(const ProxyEDID&, const ProxyDescription&) {
+    return "EDID or `empty`";
+}
+template <class Structure>
+std::string typeOf(const LaterSeconds<Structure>&, const Structure&) {
+    return "seconds";
+}
 std::string typeOf(const ImageSize&, const EDIDFields&) {
     return "`[width, height]`, 8 bits each";
 }
 std::string typeOf(const EDIDListing&, const ScreenDescription&) {
-    return "boolean or `{at: seconds}`";
+    return "boolean, `empty` or `{at: seconds}`";
 }
 std::string typeOf(const VCPAnswers&, const MonitorDescription&) {
     return "mapping or " + asCode(VCPAnswers::unknown);

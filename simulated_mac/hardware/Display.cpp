@@ -27,6 +27,10 @@ Display::Display(ScreenDescription what)
       buses(screen.framebuffer.buses.value_or(std::vector<BusDescription>(screen.builtIn ? 0 : 1))),
       monitor(screen.monitor) {}
 
+Bytes listedEDID(const ScreenDescription& screen) {
+    return screen.listedEDIDEmpty ? Bytes() : screen.monitor.edid;
+}
+
 std::vector<std::unique_ptr<Display>> makeDisplays(const std::vector<ScreenDescription>& screens) {
     std::map<std::string, int> twins;
     for (const ScreenDescription& screen : screens) ++twins[defaultName(screen)];

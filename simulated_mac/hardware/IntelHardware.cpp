@@ -79,7 +79,7 @@ PropertyMap infoDictionary(const Display& display) {
     const auto addNumber = [&dictionary](const char* key, std::uint32_t number) {
         dictionary.emplace_back(key, PropertyValue{std::int64_t{number}});
     };
-    if (display.screen.monitor.edid.empty()) {
+    if (display.gone || display.screen.monitor.edid.empty()) {
         addNumber("DisplayVendorID", vendorWithoutEDID);
         addNumber("DisplayProductID", productWithoutEDID);
     } else {

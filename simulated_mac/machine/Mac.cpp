@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 #include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/description/EDID.h"
@@ -27,7 +28,8 @@ Time timeOf(double seconds) {
 
 /// Whether the system's tools print the screen's EDID, at some time.
 bool listsEDID(const ScreenDescription& screen) {
-    return screen.edidListed.value_or(!screen.builtIn) && !screen.monitor.edid.empty();
+    return screen.edidListed.value_or(!screen.builtIn) &&
+           (screen.listedEDIDEmpty || !screen.monitor.edid.empty());
 }
 
 /// Throws for monitors whose answers nobody knows: a run with them would make some up.
@@ -71,6 +73,7 @@ Mac::Mac(MacDescription what, Options how)
     scheduleScreens();
     scheduleEvents();
     scheduleDisplayServices(tree.displayServices);
+    scheduleDepartures();
     toolServer_ = std::make_unique<ToolServer>(
         [this](const std::vector<std::string>& commandLine) { return runTool(commandLine); });
 }
@@ -91,11 +94,17 @@ Display* Mac::display(std::uint32_t displayID) const {
     return nullptr;
 }
 
+Display* Mac::connectedDisplay(std::uint32_t displayID) const {
+    Display* const known = display(displayID);
+    return known == nullptr || known->gone ? nullptr : known;
+}
+
 std::vector<const Display*> Mac::screens() const {
     const Time now = scheduler.now();
     std::vector<const Display*> known;
     for (const auto& display : displays_) {
-        if (timeOf(display->screen.appearsAt) <= now) known.push_back(display.get());
+        if (timeOf(display->screen.appearsAt) <= now && !display->gone)
+            known.push_back(display.get());
     }
     return known;
 }
@@ -108,7 +117,7 @@ std::vector<const Display*> Mac::displaysWithListedEDID() const {
     const Time now = scheduler.now();
     std::vector<const Display*> listed;
     for (const auto& display : displays_) {
-        if (listsEDID(display->screen) && timeOfListing(*display) <= now) {
+        if (listsEDID(display->screen) && timeOfListing(*display) <= now && !display->gone) {
             listed.push_back(display.get());
         }
     }
@@ -125,12 +134,13 @@ void Mac::scheduleScreens() {
         }
         if (!listsEDID(display->screen)) continue;
         const auto list = [this, connection = connectionOf(*display),
-                           edid = makeCF(display->screen.monitor.edid)] {
+                           edid = makeCF(listedEDID(display->screen))] {
             if (connection != nullptr) registry.setProperty(connection, "IODisplayEDID", edid);
         };
         const Time time = timeOfListing(*display);
         if (time > Time(0)) {
-            scheduler.onMainAt(time, [this, list, name] {
+            scheduler.onMainAt(time, [this, list, name, &gone = display->gone] {
+                if (gone) return;
                 list();
                 journal.note("mac", "the EDID of " + name + " appears");
             });
@@ -160,11 +170,40 @@ void Mac::scheduleDisplayServices(const std::shared_ptr<RegistryEntry>& parent) 
         const DisplayServiceDescription& service = display->screen.displayService;
         if (!service.present || service.appearsAt <= 0) continue;
         scheduler.onMainAt(timeOf(service.appearsAt), [this, parent, &display = *display] {
+            if (display.gone) return;
             const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
             addDisplayService(registry, parent, display);
             journal.note("mac", "the display service of " + display.localizedName + " appears");
         });
     }
+}
+
+void Mac::scheduleDepartures() {
+    for (const auto& display : displays_) {
+        if (const auto& time = display->screen.disappearsAt) {
+            scheduler.onMainAt(timeOf(*time), [this, &display = *display] { unplug(display); });
+        }
+        if (const auto& time = display->screen.displayService.disappearsAt) {
+            scheduler.onMainAt(timeOf(*time),
+                               [this, &display = *display] { removeDisplayService(display); });
+        }
+    }
+}
+
+void Mac::unplug(Display& display) {
+    const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
+    display.gone = true;
+    journal.note("mac", "screen " + display.localizedName + " disappears");
+    if (const auto connection = connectionOf(display)) registry.remove(connection);
+    removeDisplayService(display);
+}
+
+void Mac::removeDisplayService(Display& display) {
+    if (display.service == nullptr) return;
+    const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
+    registry.remove(std::exchange(display.service, nullptr));
+    display.serviceGone = true;
+    journal.note("mac", "the display service of " + display.localizedName + " disappears");
 }
 
 void Mac::play(const EventDescription& event) {

@@ -79,7 +79,7 @@ IOReturn transact(const Bus& bus, const IOI2CRequest& request, Transfer& transfe
         return kIOReturnUnsupportedMode;
     }
     Monitor& monitor = bus.display->monitor;
-    if (!bus.description().leadsToMonitor ||
+    if (!bus.description().leadsToMonitor || bus.display->gone ||
         request.sendTransactionType == kIOI2CNoTransactionType ||
         request.sendAddress >> 1 != Monitor::address) {
         return kIOReturnNoDevice;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "simulated_mac/hardware/CFValue.h"
+#include "simulated_mac/hardware/Display.h"
 
 namespace simulated_mac {
 
@@ -140,7 +141,7 @@ ToolOutput SystemTools::afktool(const Arguments& arguments) const {
     constexpr std::size_t blockSize = 128;
     ToolOutput output;
     for (const Display* display : listed_()) {
-        Bytes block = display->screen.monitor.edid;
+        Bytes block = listedEDID(display->screen);
         block.resize(std::min(block.size(), blockSize));
         output.text += fmt::format(
             "\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <{:02x}> | "
