@@ -140,6 +140,7 @@ struct ProxyDescription {
     std::int32_t copyEDIDResult = 0;  ///< of IOAVServiceCopyEDID
     /// The EDID that the service gives, where it is not the monitor's; empty: none.
     std::optional<Bytes> edid;
+    bool edidEmpty = false;  ///< it gives data of length 0 instead
 };
 
 /// The framebuffer entry that an Apple-silicon Mac's registry has for a screen, and the AV service
@@ -149,6 +150,7 @@ struct DisplayServiceDescription {
     /// The recorded registry's entry that it is, as of a framebuffer.
     std::optional<std::string> entry;
     double appearsAt = 0;                  ///< seconds after power-on
+    std::optional<double> disappearsAt;    ///< likewise, after `appearsAt`; not set: it stays
     std::optional<std::int64_t> position;  ///< in the registry's order; not set: the screen's own
     std::string entryName = "AppleCLCD2";
     bool nameReadable = true;
@@ -168,9 +170,13 @@ struct ScreenDescription {
     std::optional<std::uint32_t> serialNumber;
     /// Seconds after power-on at which the screen joins the screen list.
     double appearsAt = 0;
+    /// Seconds after power-on, after `appearsAt`, at which its monitor is unplugged; not set:
+    /// never.
+    std::optional<double> disappearsAt;
     /// Whether and from when on (seconds) the system's tools print the screen's EDID.
     std::optional<bool> edidListed;
     double edidListedAt = 0;
+    bool listedEDIDEmpty = false;  ///< what they print is data of length 0
     MonitorDescription monitor;
     FramebufferDescription framebuffer;
     DisplayServiceDescription displayService;

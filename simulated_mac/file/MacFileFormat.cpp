@@ -10,6 +10,7 @@ namespace simulated_mac {
 namespace {
 
 constexpr const char* none = "none";
+constexpr const char* empty = "empty";
 
 Choice<DDCAnswer::Kind> answerWords() {
     using Kind = DDCAnswer::Kind;
@@ -165,21 +166,37 @@ JSON AnswerKind::schema(const DDCAnswer& initial) const {
     return {{"anyOf", {answerWords().schema(initial.kind), Mapping{}.schema(initial)}}};
 }
 
+void ProxyEDID::read(YAMLReader& reader, const YAMLNode& node, ProxyDescription& target) const {
+    if (YAMLReader::isWord(node, empty)) {
+        target.edidEmpty = true;
+    } else {
+        EDIDBytes{}.read(reader, node, target.edid.emplace());
+    }
+}
+
+JSON ProxyEDID::schema(const ProxyDescription&) const {
+    return {{"anyOf", {{{"const", empty}}, EDIDBytes{}.schema(Bytes())}}};
+}
+
 void EDIDListing::read(YAMLReader& reader, const YAMLNode& node, ScreenDescription& target) const {
     if (YAMLReader::typeOf(node) == YAMLReader::Type::boolean) {
         target.edidListed = reader.boolean(node);
+    } else if (YAMLReader::isWord(node, empty)) {
+        target.edidListed = true;
+        target.listedEDIDEmpty = true;
     } else if (node.kind == YAMLNode::Kind::mapping) {
         LateListing listing;
         Mapping{}.read(reader, node, listing);
         target.edidListed = true;
         target.edidListedAt = listing.at;
     } else {
-        reader.failFound(node, "true, false or {at: seconds}");
+        reader.failFound(node, "true, false, empty or {at: seconds}");
     }
 }
 
 JSON EDIDListing::schema(const ScreenDescription&) const {
-    return {{"anyOf", {Boolean{}.schema(true), Mapping{}.schema(LateListing())}}};
+    return {
+        {"anyOf", {Boolean{}.schema(true), {{"const", empty}}, Mapping{}.schema(LateListing())}}};
 }
 
 void InfoDictionary::read(YAMLReader& reader, const YAMLNode& node,

@@ -64,7 +64,32 @@ struct AnswerKind {
     JSON schema(const DDCAnswer&) const;
 };
 
-/// true, false, or {at: seconds}.
+/// `empty`, or as in EDIDBytes.
+struct ProxyEDID {
+    void read(YAMLReader& reader, const YAMLNode& node, ProxyDescription& target) const;
+    JSON schema(const ProxyDescription& initial) const;
+};
+
+/// Seconds later than those of another key, which was read before.
+template <class Structure>
+struct LaterSeconds {
+    double Structure::*earlier;
+    const char* earlierKey;
+    std::optional<double> Structure::*member;
+
+    void read(YAMLReader& reader, const YAMLNode& node, Structure& target) const {
+        double seconds = 0;
+        Seconds{}.read(reader, node, seconds);
+        if (seconds <= target.*earlier) {
+            reader.fail(node, node.text + " is not later than " + earlierKey +
+                                  "; expected seconds after that");
+        }
+        target.*member = seconds;
+    }
+    JSON schema(const Structure&) const { return Seconds{}.schema(0); }
+};
+
+/// true, false, empty, or {at: seconds}.
 struct EDIDListing {
     void read(YAMLReader& reader, const YAMLNode& node, ScreenDescription& target) const;
     JSON schema(const ScreenDescription&) const;
@@ -203,9 +228,9 @@ void fields(Visitor& field, ProxyDescription& proxy) {
     field("opens", proxy.opens, Boolean{}, "Whether an AV service can be made for it.");
     field("copy_edid_result", proxy.copyEDIDResult, IOResult{}, "Result of `IOAVServiceCopyEDID`.");
     field(
-        "edid", proxy.edid, EDIDBytes{},
+        "edid", proxy, ProxyEDID{},
         "The EDID that the service gives in place of the monitor's; with `none` the call succeeds "
-        "without data.");
+        "without data, with `empty` it gives data of length 0.");
 }
 
 template <class Visitor>
@@ -214,6 +239,12 @@ void fields(Visitor& field, DisplayServiceDescription& service) {
     field("appears_at", service.appearsAt, Seconds{},
           "Seconds after power-on at which the entry joins the registry, behind the other "
           "framebuffers.");
+    field(
+        "disappears_at", service,
+        LaterSeconds<DisplayServiceDescription>{&DisplayServiceDescription::appearsAt, "appears_at",
+                                                &DisplayServiceDescription::disappearsAt},
+        "Seconds after power-on at which the entry and its proxies leave the registry; calls on "
+        "a service that was made before then fail with 0xE00002C0. It stays unless given.");
     field(
         "position", service.position, Number{},
         "Place among the framebuffers of the registry, from 0; those without one keep the order of "
@@ -251,9 +282,15 @@ void fields(Visitor& field, ScreenDescription& screen) {
           "Whether the device description holds `NSDeviceIsScreen`.");
     field("appears_at", screen.appearsAt, Seconds{},
           "Seconds after power-on at which the screen joins the screen list.");
+    field("disappears_at", screen,
+          LaterSeconds<ScreenDescription>{&ScreenDescription::appearsAt, "appears_at",
+                                          &ScreenDescription::disappearsAt},
+          "Seconds after power-on at which the monitor is unplugged: the screen, its EDID and its "
+          "display service go, and its display ID is no longer known. It stays unless given.");
     field("edid_listed", screen, EDIDListing{},
-          "Whether the system's tools print the EDID; with `at`, from that second after power-on. "
-          "Unless given, they do, except for a built-in panel.");
+          "Whether the system's tools print the EDID; with `at`, from that second after power-on; "
+          "with `empty`, it is data of length 0. Unless given, they do, except for a built-in "
+          "panel.");
     field("monitor", screen.monitor, Mapping{}, "The monitor behind the screen.");
     field("framebuffer", screen.framebuffer,
           WordOrMapping<FramebufferDescription>{"none", &FramebufferDescription::present, false},

@@ -110,11 +110,18 @@ std::string typeOf(const RegistryRecord&, const RegistryRecord::Target&) {
 std::string typeOf(const EntryOfRecord&, const std::string&) {
     return "path or ID";
 }
+std::string typeOf(const ProxyEDID&, const ProxyDescription&) {
+    return "EDID or `empty`";
+}
+template <class Structure>
+std::string typeOf(const LaterSeconds<Structure>&, const Structure&) {
+    return "seconds";
+}
 std::string typeOf(const ImageSize&, const EDIDFields&) {
     return "`[width, height]`, 8 bits each";
 }
 std::string typeOf(const EDIDListing&, const ScreenDescription&) {
-    return "boolean or `{at: seconds}`";
+    return "boolean, `empty` or `{at: seconds}`";
 }
 std::string typeOf(const VCPAnswers&, const MonitorDescription&) {
     return "mapping or " + asCode(VCPAnswers::unknown);

@@ -79,6 +79,7 @@ void addDisplayService(Registry& registry, const Entry& parent, Display& display
     const Entry framebuffer = registry.add(parent, std::move(entry));
     const Entry port = registry.add(
         framebuffer, makeEntry("AppleDCPLinkService", "", {"AppleDCPLinkService", "IOService"}));
+    display.service = framebuffer;
     for (const ProxyDescription& proxy : description.proxies) {
         display.proxies.push_back(
             addProxy(registry, port, proxy, display.screen.builtIn ? "Embedded" : "External"));

@@ -24,6 +24,10 @@ std::string defaultName(const ScreenDescription& screen) {
 
 Display::Display(ScreenDescription what) : screen(std::move(what)), monitor(screen.monitor) {}
 
+Bytes listedEDID(const ScreenDescription& screen) {
+    return screen.listedEDIDEmpty ? Bytes() : screen.monitor.edid;
+}
+
 std::vector<std::unique_ptr<Display>> makeDisplays(const std::vector<ScreenDescription>& screens) {
     std::map<std::string, int> twins;
     for (const ScreenDescription& screen : screens) ++twins[defaultName(screen)];

@@ -91,7 +91,7 @@ PropertyMap identityDictionary(const Display* display) {
     const auto addNumber = [&dictionary](const char* key, std::uint32_t number) {
         dictionary.emplace_back(key, PropertyValue{std::int64_t{number}});
     };
-    if (display == nullptr || display->screen.monitor.edid.empty()) {
+    if (display == nullptr || display->gone || display->screen.monitor.edid.empty()) {
         addNumber("DisplayVendorID", vendorWithoutEDID);
         addNumber("DisplayProductID", productWithoutEDID);
         return dictionary;
@@ -110,8 +110,9 @@ PropertyMap identityDictionary(const Display* display) {
 
 PropertyMap infoDictionary(const Framebuffer& framebuffer) {
     const Display* const display = framebuffer.display;
-    const RecordedEntry* const recorded =
-        framebuffer.displayNode != nullptr ? framebuffer.displayNode->recorded : nullptr;
+    const bool isThere =
+        framebuffer.displayNode != nullptr && (display == nullptr || !display->gone);
+    const RecordedEntry* const recorded = isThere ? framebuffer.displayNode->recorded : nullptr;
     PropertyMap dictionary =
         recorded != nullptr ? recordedProperties(*recorded) : identityDictionary(display);
     if (display != nullptr) {

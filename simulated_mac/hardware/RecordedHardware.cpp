@@ -221,6 +221,7 @@ class Builder {
         const Entry entry = find(*description.entry);
         entry->nameReadable = description.nameReadable;
         setProperties(*entry, description.properties);
+        display.service = entry;
         for (const ProxyDescription& proxy : description.proxies) {
             const Entry port = proxy.entry ? find(*proxy.entry) : nullptr;
             display.proxies.push_back(port);

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 #include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/description/EDID.h"
@@ -26,7 +27,8 @@ Time timeOf(double seconds) {
 
 /// Whether the system's tools print the screen's EDID, at some time.
 bool listsEDID(const ScreenDescription& screen) {
-    return screen.edidListed.value_or(!screen.builtIn) && !screen.monitor.edid.empty();
+    return screen.edidListed.value_or(!screen.builtIn) &&
+           (screen.listedEDIDEmpty || !screen.monitor.edid.empty());
 }
 
 constexpr auto edidKey = "IODisplayEDID";
@@ -76,6 +78,7 @@ Mac::Mac(MacDescription what, Options how)
     scheduleScreens();
     scheduleEvents();
     scheduleDisplayServices();
+    scheduleDepartures();
     toolServer_ = std::make_unique<ToolServer>(
         [this](const std::vector<std::string>& commandLine) { return runTool(commandLine); });
 }
@@ -96,11 +99,17 @@ Display* Mac::display(std::uint32_t displayID) const {
     return nullptr;
 }
 
+Display* Mac::connectedDisplay(std::uint32_t displayID) const {
+    Display* const known = display(displayID);
+    return known == nullptr || known->gone ? nullptr : known;
+}
+
 std::vector<const Display*> Mac::screens() const {
     const Time now = scheduler.now();
     std::vector<const Display*> known;
     for (const auto& display : displays_) {
-        if (timeOf(display->screen.appearsAt) <= now) known.push_back(display.get());
+        if (timeOf(display->screen.appearsAt) <= now && !display->gone)
+            known.push_back(display.get());
     }
     return known;
 }
@@ -113,7 +122,7 @@ std::vector<const Display*> Mac::displaysWithListedEDID() const {
     const Time now = scheduler.now();
     std::vector<const Display*> listed;
     for (const auto& display : displays_) {
-        if (listsEDID(display->screen) && timeOfListing(*display) <= now) {
+        if (listsEDID(display->screen) && timeOfListing(*display) <= now && !display->gone) {
             listed.push_back(display.get());
         }
     }
@@ -138,13 +147,14 @@ void Mac::scheduleScreens() {
             node->set(edidKey, nullptr);
         }
         if (!listed) continue;
-        const auto list = [this, node, edid = display->screen.monitor.edid] {
+        const auto list = [this, node, edid = listedEDID(display->screen)] {
             if (node != nullptr && !hasEDID(*node, edid)) {
                 registry.setProperty(node, edidKey, makeCF(edid));
             }
         };
         if (time > Time(0)) {
-            scheduler.onMainAt(time, [this, list, name] {
+            scheduler.onMainAt(time, [this, list, name, &gone = display->gone] {
+                if (gone) return;
                 list();
                 journal.note("mac", "the EDID of " + name + " appears");
             });
@@ -175,11 +185,48 @@ void Mac::scheduleDisplayServices() {
         const DisplayServiceDescription& service = display->screen.displayService;
         if (!service.present || service.appearsAt <= 0) continue;
         scheduler.onMainAt(timeOf(service.appearsAt), [this, &parent, &display = *display] {
+            if (display.gone) return;
             const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
             addDisplayService(registry, parent, display);
             journal.note("mac", "the display service of " + display.localizedName + " appears");
         });
     }
+}
+
+void Mac::scheduleDepartures() {
+    for (const auto& display : displays_) {
+        if (const auto& time = display->screen.disappearsAt) {
+            scheduler.onMainAt(timeOf(*time), [this, &display = *display] { unplug(display); });
+        }
+        if (const auto& time = display->screen.displayService.disappearsAt) {
+            scheduler.onMainAt(timeOf(*time),
+                               [this, &display = *display] { removeDisplayService(display); });
+        }
+    }
+}
+
+void Mac::unplug(Display& display) {
+    const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
+    display.gone = true;
+    journal.note("mac", "screen " + display.localizedName + " disappears");
+    if (display.framebuffer != nullptr && display.framebuffer->displayNode != nullptr) {
+        const Registry::Entry& node = display.framebuffer->displayNode;
+        const Registry::Entry parent = node->parent.lock();
+        registry.remove(parent->isA("IODisplayConnect") ? parent : node);
+    }
+    removeDisplayService(display);
+}
+
+void Mac::removeDisplayService(Display& display) {
+    if (display.service == nullptr) return;
+    const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
+    registry.remove(std::exchange(display.service, nullptr));
+    // A recorded Mac's proxies are not below it.
+    for (const Registry::Entry& proxy : display.proxies) {
+        if (proxy != nullptr) registry.remove(proxy);
+    }
+    display.serviceGone = true;
+    journal.note("mac", "the display service of " + display.localizedName + " disappears");
 }
 
 void Mac::play(const EventDescription& event) {

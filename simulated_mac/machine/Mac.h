@@ -64,6 +64,8 @@ class Mac {
     const std::vector<StrayProxy>& strayProxies() const { return hardware_.strayProxies; }
     /// nullptr for a display ID that no screen has.
     Display* display(std::uint32_t displayID) const;
+    /// The same for one whose monitor was unplugged.
+    Display* connectedDisplay(std::uint32_t displayID) const;
     /// The screens that the window system has so far, in its order.
     std::vector<const Display*> screens() const;
     /// Those whose EDID the system's tools print by now.
@@ -89,6 +91,9 @@ class Mac {
   private:
     Time timeOfListing(const Display& display) const;
     void scheduleScreens();
+    void scheduleDepartures();
+    void unplug(Display& display);
+    void removeDisplayService(Display& display);
     void scheduleEvents();
     void scheduleDisplayServices();
     void play(const EventDescription& event);

@@ -53,6 +53,11 @@ bool reaches(const Port& port, std::uint32_t chipAddress) {
     return port.display != nullptr && chipAddress == Monitor::address;
 }
 
+/// Whether the proxy has left the registry, and with it what the service talks to.
+bool isGone(const Port& port) {
+    return port.display != nullptr && port.display->serviceGone;
+}
+
 /// A service, by the display that it reaches.
 NamedValue serviceArgument(IOAVServiceRef service) {
     const auto port = portOf(service);
@@ -77,7 +82,8 @@ IOAVServiceRef IOAVServiceCreateWithService(CFAllocatorRef, io_service_t proxy) 
     FallibleCall call(name, [&] { return NamedValues{{"proxy", Hex{proxy}}}; });
     const auto entry = Mac::current()->registry.entryOf(proxy);
     const auto port = entry != nullptr ? portOf(entry->id) : std::nullopt;
-    if (call.fails() || !port || !port->proxy->opens) return call.pointer<IOAVServiceRef>(nullptr);
+    if (call.fails() || !port || isGone(*port) || !port->proxy->opens)
+        return call.pointer<IOAVServiceRef>(nullptr);
     return call.pointer(handOut(makeCF(CFObject::Opaque{serviceType, entry->id}), name));
 }
 
@@ -88,8 +94,13 @@ IOReturn IOAVServiceCopyEDID(IOAVServiceRef service, CFDataRef* edid) {
     if (call.fails()) return call.error();
     const auto port = portOf(service);
     if (!port) return call.ioResult(badArgument);
+    if (isGone(*port)) return call.ioResult(kIOReturnNoDevice);
     if (port->proxy->copyEDIDResult != kIOReturnSuccess) {
         return call.ioResult(port->proxy->copyEDIDResult);
+    }
+    if (port->proxy->edidEmpty) {
+        *edid = static_cast<CFDataRef>(handOut(makeCF(Bytes()), name));
+        return call.ioResult(kIOReturnSuccess);
     }
     const Bytes bytes = port->proxy->edid.value_or(
         port->display != nullptr ? port->display->screen.monitor.edid : Bytes());
@@ -111,7 +122,7 @@ IOReturn IOAVServiceWriteI2C(IOAVServiceRef service, uint32_t chipAddress, uint3
     if (call.fails()) return call.error();
     const auto port = portOf(service);
     if (!port || dataAddress > 0xFF) return call.ioResult(badArgument);
-    if (!reaches(*port, chipAddress)) return call.ioResult(kIOReturnNoDevice);
+    if (isGone(*port) || !reaches(*port, chipAddress)) return call.ioResult(kIOReturnNoDevice);
     // On the bus the data address goes in front of the buffer.
     Bytes message = {static_cast<std::uint8_t>(dataAddress)};
     message.insert(message.end(), sent.begin(), sent.end());
@@ -132,7 +143,7 @@ IOReturn IOAVServiceReadI2C(IOAVServiceRef service, uint32_t chipAddress, uint32
     if (call.fails()) return call.error();
     const auto port = portOf(service);
     if (!port) return call.ioResult(badArgument);
-    if (!reaches(*port, chipAddress)) return call.ioResult(kIOReturnNoDevice);
+    if (isGone(*port) || !reaches(*port, chipAddress)) return call.ioResult(kIOReturnNoDevice);
     // DDC/CI has no offset to read from: the monitor sends its reply from the start.
     const auto reply = port->display->monitor.replyAt(Mac::current()->scheduler.now());
     if (!reply) return call.ioResult(kIOReturnError);
@@ -145,7 +156,7 @@ CFDictionaryRef CoreDisplay_DisplayCreateInfoDictionary(CGDirectDisplayID displa
     constexpr auto name = "CoreDisplay_DisplayCreateInfoDictionary";
     FallibleCall call(name, [&] { return NamedValues{{"display", displayID}}; });
     const Mac& mac = *Mac::current();
-    const Display* const display = mac.display(displayID);
+    const Display* const display = mac.connectedDisplay(displayID);
     if (call.fails() || mac.description.chip != Chip::apple || display == nullptr ||
         !display->screen.hasInfoDictionary) {
         return call.pointer<CFDictionaryRef>(nullptr);

@@ -20,7 +20,7 @@ template <class Answer>
 std::uint32_t ask(FallibleCallName name, CGDirectDisplayID displayID, std::uint32_t unknown,
                   Answer answer) {
     FallibleCall call(name, [&] { return NamedValues{{"display", displayID}}; });
-    const Display* const display = Mac::current()->display(displayID);
+    const Display* const display = Mac::current()->connectedDisplay(displayID);
     if (call.fails() || display == nullptr) return call.result(unknown);
     return call.result(static_cast<std::uint32_t>(answer(*display)));
 }

@@ -79,7 +79,7 @@ IOReturn transact(const Bus& bus, const IOI2CRequest& request, Transfer& transfe
         return kIOReturnUnsupportedMode;
     }
     Display* const display = bus.framebuffer->display;
-    if (display == nullptr || !bus.description().leadsToMonitor ||
+    if (display == nullptr || display->gone || !bus.description().leadsToMonitor ||
         request.sendTransactionType == kIOI2CNoTransactionType ||
         request.sendAddress >> 1 != Monitor::address) {
         return kIOReturnNoDevice;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "simulated_mac/description/HexText.h"
+#include "simulated_mac/hardware/Display.h"
 #include "simulated_mac/tools/DisplaysProfile.h"
 #include "simulated_mac/tools/PropertyListText.h"
 #include "simulated_mac/tools/RegistryPropertyList.h"
@@ -78,7 +79,7 @@ ToolOutput SystemTools::afktool(const Arguments& arguments) const {
     constexpr std::size_t blockSize = 128;
     ToolOutput output;
     for (const Display* display : listed_()) {
-        Bytes block = display->screen.monitor.edid;
+        Bytes block = listedEDID(display->screen);
         block.resize(std::min(block.size(), blockSize));
         output.text += fmt::format(
             "\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <{}> | "

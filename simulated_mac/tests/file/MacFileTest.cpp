@@ -123,6 +123,7 @@ screens:
     serial_number: 0
     is_screen: false
     appears_at: 1.5
+    disappears_at: 60
     edid_listed: {at: 0.25}
     monitor:
       edid:
@@ -163,6 +164,7 @@ screens:
     display_service:
       entry: IOService:/arm-io@1/fb
       appears_at: 7
+      disappears_at: 7.5
       position: 2
       entry_name: IOMobileFramebufferShim
       name_readable: false
@@ -172,14 +174,14 @@ screens:
         - {entry: "0x100000102", location: Odd, name_readable: false, opens: false, copy_edid_result: 0xE00002F0,
            edid: 00 01}
         - {location: null, edid: none}
-        - {}
+        - {edid: empty}
     info_dictionary: {DisplayVendorID: 7}
   - edid_listed: false
     monitor: {edid: {hex: 00 ff}}
     framebuffer: none
     display_service: none
     info_dictionary: none
-  - edid_listed: true
+  - edid_listed: empty
     monitor: {edid: {file: monitors/desk.bin}, vcp: unknown}
 usb:
   - node_name: Vorn Camera
@@ -261,11 +263,15 @@ TEST_F(EveryKey, OfAScreen) {
     EXPECT_EQ(screen.serialNumber, 0U);
     EXPECT_FALSE(screen.isScreen);
     EXPECT_EQ(screen.appearsAt, 1.5);
+    EXPECT_EQ(screen.disappearsAt, 60);
+    EXPECT_EQ(mac.screens[3].disappearsAt, std::nullopt);
     EXPECT_EQ(screen.edidListed, true);
+    EXPECT_FALSE(screen.listedEDIDEmpty);
     EXPECT_EQ(screen.edidListedAt, 0.25);
     EXPECT_EQ(mac.screens[3].edidListed, false);
     EXPECT_EQ(mac.screens[4].edidListed, true);
     EXPECT_EQ(mac.screens[4].edidListedAt, 0);
+    EXPECT_TRUE(mac.screens[4].listedEDIDEmpty);
 }
 
 TEST_F(EveryKey, OfAnEDID) {
@@ -347,6 +353,7 @@ TEST_F(EveryKey, OfADisplayService) {
     EXPECT_TRUE(service.present);
     EXPECT_EQ(service.entry, "IOService:/arm-io@1/fb");
     EXPECT_EQ(service.appearsAt, 7);
+    EXPECT_EQ(service.disappearsAt, 7.5);
     EXPECT_EQ(service.position, 2);
     EXPECT_EQ(service.entryName, "IOMobileFramebufferShim");
     EXPECT_FALSE(service.nameReadable);
@@ -367,6 +374,8 @@ TEST_F(EveryKey, OfAProxy) {
     EXPECT_EQ(proxies[0].edid, (Bytes{0x00, 0x01}));
     EXPECT_EQ(shown(proxies[1].location.value()), "missing");
     EXPECT_EQ(proxies[1].edid, Bytes());
+    EXPECT_FALSE(proxies[1].edidEmpty);
+    EXPECT_TRUE(proxies[2].edidEmpty);
     EXPECT_FALSE(proxies[2].location.has_value());
     EXPECT_TRUE(proxies[2].nameReadable);
     EXPECT_TRUE(proxies[2].opens);
@@ -631,7 +640,7 @@ const std::vector<Mistake> mistakes = {
      false},
     {"screens: [{built_in: \"true\"}]\n", "1:22: found the text \"true\"; expected true or false"},
     {"screens: [{edid_listed: maybe}]\n",
-     "1:25: found the text \"maybe\"; expected true, false or {at: seconds}"},
+     "1:25: found the text \"maybe\"; expected true, false, empty or {at: seconds}"},
     {"screens: []\nchip: inteel\n",
      "2:7: found the text \"inteel\"; expected intel or apple (did you mean intel?)"},
     {"screens: []\nchip: 5\n", "2:7: found the number 5; expected intel or apple"},
@@ -693,6 +702,10 @@ const std::vector<Mistake> mistakes = {
     {"screens: [{appears_at: .inf}]\n",
      "1:24: found the number .inf; expected seconds as a decimal number from 0 to 1000000000",
      false},
+    {"screens: [{appears_at: 2.5, disappears_at: 2.5}]\n",
+     "1:44: 2.5 is not later than appears_at; expected seconds after that", false},
+    {"screens: [{display_service: {disappears_at: 0}}]\n",
+     "1:45: 0 is not later than appears_at; expected seconds after that", false},
     {"screens: [{appears_at: soon}]\n",
      "1:24: found the text \"soon\"; expected seconds as a decimal number from 0 to 1000000000"},
     {"screens: [{appears_at: 1e3}]\n",
