@@ -53,7 +53,8 @@ Bytes edidIn(const RecordedEntry& node, bool& isCut) {
     if (!text) return {};
     if (const auto bytes = valueOf<Bytes>(simulated_mac::parseRecordedValue(*text))) return *bytes;
     isCut = true;
-    const auto firstBlock = std::string(text->substr(0, 1 + 2 * simulated_mac::edidBlockSize)) + ">";
+    const auto firstBlock =
+        std::string(text->substr(0, 1 + 2 * simulated_mac::edidBlockSize)) + ">";
     return valueOf<Bytes>(simulated_mac::parseRecordedValue(firstBlock)).value_or(Bytes());
 }
 
