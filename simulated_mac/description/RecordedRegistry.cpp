@@ -168,6 +168,7 @@ bool RecordedRegistry::isFramebuffer(std::size_t index) const {
     constexpr std::array<std::string_view, 3> marks = {
         "\"IOFBI2CInterfaceIDs\" = ", "\"IOFBConfig\" = ", "\"IOFBTransform\" = "};
     const RecordedEntry& entry = entries_[index];
+    if (entry.className == rootClass) return false;
     for (const std::string_view mark : marks) {
         if (entry.propertyLines.find(mark) != std::string_view::npos) return true;
     }
