@@ -1,6 +1,7 @@
 #include "simulated_mac/description/RecordedRegistry.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 
 #include "simulated_mac/description/RecordedValue.h"
@@ -203,6 +204,26 @@ std::vector<std::size_t> RecordedRegistry::find(const std::string& reference) co
         if (id ? entries_[index].id == id : hasPath(index, reference)) found.push_back(index);
     }
     return found;
+}
+
+bool RecordedRegistry::isFramebuffer(std::size_t index) const {
+    constexpr std::array<std::string_view, 3> marks = {
+        "\"IOFBI2CInterfaceIDs\" = ", "\"IOFBConfig\" = ", "\"IOFBTransform\" = "};
+    const RecordedEntry& entry = entries_[index];
+    if (entry.className == rootClass) return false;
+    for (const std::string_view mark : marks) {
+        if (entry.propertyLines.find(mark) != std::string_view::npos) return true;
+    }
+    // A record without properties still shows what stands below a framebuffer alone.
+    for (std::size_t below = index + 1;
+         below < entries_.size() && entries_[below].margin > entry.margin; ++below) {
+        const std::string_view name = entries_[below].className;
+        if (entries_[below].parent == index &&
+            (name == "IOFramebufferI2CInterface" || name == "IODisplayConnect")) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool RecordedRegistry::isDisplayNode(std::size_t index) const {

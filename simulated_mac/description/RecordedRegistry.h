@@ -69,6 +69,9 @@ class RecordedRegistry {
     /// The entries of this path, or of the ID that a reference such as "0x1000002ab" gives, in
     /// order: paths are not unique.
     std::vector<std::size_t> find(const std::string& reference) const;
+    /// Whether the entry is an Intel Mac's framebuffer, of whatever class: what all of them publish
+    /// or have below them shows it.
+    bool isFramebuffer(std::size_t entry) const;
     /// Whether the entry stands for an Intel Mac's display, with its EDID and identity.
     bool isDisplayNode(std::size_t entry) const;
     /// How many values had masked zeros.
