@@ -44,8 +44,8 @@ auto wealthOf(const SystemProfile& profile) {
 class Reader {
   public:
     void read(const std::string& path) {
-        for (const DumpFile& file : readDumpFiles(path)) {
-            const bool known = readRegistry(path, file) | readProfile(file) | readEDIDs(file);
+        for (const DumpFile& file : filesOf(path)) {
+            const bool known = readRegistry(path, file) | readProfile(file) | readEDIDs(path, file);
             if (known) continue;
             // An archive holds other things too.
             if (file.name != path && path != "-") {
@@ -62,6 +62,15 @@ class Reader {
     MacRecord result() { return std::move(record_); }
 
   private:
+    static std::vector<DumpFile> filesOf(const std::string& path) {
+        try {
+            return readDumpFiles(path);
+        } catch (const DumpError& error) {
+            throw DumpError(
+                fmt::format("{}: {}", path == "-" ? "standard input" : path, error.what()));
+        }
+    }
+
     bool readRegistry(const std::string& path, const DumpFile& file) {
         std::optional<std::string> text;
         try {
@@ -110,7 +119,7 @@ class Reader {
     }
 
     /// Those of a registry are its displays' own.
-    bool readEDIDs(const DumpFile& file) {
+    bool readEDIDs(const std::string& path, const DumpFile& file) {
         if (looksLikeRegistry(file.contents)) return false;
         const auto found = findEDIDs(file.contents);
         for (const FoundEDID& edid : found) {
@@ -118,7 +127,7 @@ class Reader {
                                                      ? file.name
                                                      : fmt::format("{}:{}", file.name, edid.line)});
         }
-        if (!found.empty() && record_.title.empty()) record_.title = titleOf(file.name);
+        if (!found.empty() && record_.title.empty()) record_.title = titleOf(path);
         return !found.empty();
     }
 

@@ -221,6 +221,7 @@ class Importer {
         if (registry.maskedValues() > 0) {
             note("Asterisks in {} values of it stand for zeros.", registry.maskedValues());
         }
+        noteGaps(registry);
         write("chip: {}", apple_ ? "apple" : "intel");
         write("registry: {}", quoted(registryName));
         writeChipset(recordedChipset(registry, displays));
@@ -261,6 +262,19 @@ class Importer {
         } else {
             write("    framebuffer:");
             write("      entry: {}", entryName(registry, display.framebuffer));
+        }
+    }
+
+    /// What the registry lacks that `ioreg` would have printed.
+    void noteGaps(const RecordedRegistry& registry) {
+        const auto& entries = registry.entries();
+        if (registry.cutEntries() > 0) {
+            note("Entries whose line is cut: {}; \"ioreg -l -w0\" prints them whole.",
+                 registry.cutEntries());
+        }
+        if (std::none_of(entries.begin(), entries.end(),
+                         [](const RecordedEntry& entry) { return !entry.propertyLines.empty(); })) {
+            note("It has no properties; \"ioreg -l -w0\" prints them.");
         }
     }
 

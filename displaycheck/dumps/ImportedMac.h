@@ -51,7 +51,8 @@ struct ImportedMac {
 };
 
 /// `registryName` is how the Mac file refers to the registry's file. Throws DumpError where the
-/// record has no registry, or where a monitor's name does not fit into an EDID.
+/// record has no registry, one with too many displays, or where a monitor's name does not fit into
+/// an EDID.
 ImportedMac importMac(const MacRecord& record, const ImportChoices& choices,
                       const std::string& registryName);
 

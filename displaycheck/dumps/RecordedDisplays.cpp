@@ -1,7 +1,10 @@
 #include "displaycheck/dumps/RecordedDisplays.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
+#include "displaycheck/dumps/DumpError.h"
 #include "simulated_mac/description/EDID.h"
 #include "simulated_mac/description/RecordedValue.h"
 
@@ -14,6 +17,17 @@ using simulated_mac::PropertyMap;
 using simulated_mac::PropertyValue;
 using simulated_mac::RecordedEntry;
 using simulated_mac::RecordedRegistry;
+
+/// More than any Mac has: for each, the whole registry is looked through.
+constexpr std::size_t mostDisplays = 64;
+
+void add(RecordedDisplay display, std::vector<RecordedDisplay>& displays) {
+    if (displays.size() == mostDisplays) {
+        throw DumpError(
+            fmt::format("the registry has too many displays; expected at most {}", mostDisplays));
+    }
+    displays.push_back(std::move(display));
+}
 
 template <class Kind>
 std::optional<Kind> valueOf(const std::optional<PropertyValue>& property) {
@@ -55,7 +69,8 @@ Bytes edidIn(const RecordedEntry& node, bool& isCut) {
     isCut = true;
     const auto firstBlock =
         std::string(text->substr(0, 1 + 2 * simulated_mac::edidBlockSize)) + ">";
-    return valueOf<Bytes>(simulated_mac::parseRecordedValue(firstBlock)).value_or(Bytes());
+    const auto bytes = valueOf<Bytes>(simulated_mac::parseRecordedValue(firstBlock));
+    return bytes && bytes->size() == simulated_mac::edidBlockSize ? *bytes : Bytes();
 }
 
 /// The number of a PnP ID's letters; nothing for what is none.
@@ -120,7 +135,7 @@ std::vector<RecordedDisplay> displaysOfAppleSilicon(const RecordedRegistry& regi
             display.week = word(entryOf(*product, "WeekOfManufacture"));
             display.year = word(entryOf(*product, "YearOfManufacture"));
         }
-        displays.push_back(std::move(display));
+        add(std::move(display), displays);
     }
     std::vector<std::size_t> proxies;
     for (std::size_t index = 0; index < registry.entries().size(); ++index) {
@@ -154,7 +169,7 @@ std::vector<RecordedDisplay> displaysOfIntel(const RecordedRegistry& registry) {
         display.vendor = word(node.value("DisplayVendorID"));
         display.product = word(node.value("DisplayProductID"));
         display.serial = word(node.value("DisplaySerialNumber"));
-        if (display.framebuffer != RecordedEntry::none) displays.push_back(std::move(display));
+        if (display.framebuffer != RecordedEntry::none) add(std::move(display), displays);
     }
     return displays;
 }

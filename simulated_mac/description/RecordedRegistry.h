@@ -23,12 +23,14 @@ struct RecordedEntry {
     static constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
 
     std::string_view name;
-    std::string_view location;   ///< what follows "@" in a path; may be empty
-    std::string_view className;  ///< empty where the line is cut before it
+    std::string_view location;  ///< what follows "@" in a path; may be empty
+    /// Empty where the line is cut before it and the name doesn't tell it.
+    std::string_view className;
     std::optional<std::uint64_t> id;
     std::string_view state;      ///< such as "registered, matched, active, busy 0 (1 ms), retain 8"
     std::size_t parent = none;   ///< index of the entry above; none for a root
     std::size_t lineNumber = 0;  ///< counted from 1
+    bool isCut = false;          ///< its line ends before the closing bracket
     std::string_view propertyLines;  ///< whole lines, bars and blanks in front included
     std::size_t margin = 0;          ///< how many characters stand in front of each of these
     bool hasDisplayParts = false;    ///< an I2C interface or a display's connection is below it
@@ -77,15 +79,20 @@ class RecordedRegistry {
     bool isDisplayNode(std::size_t entry) const;
     /// How many values had masked zeros.
     std::size_t maskedValues() const { return maskedValues_; }
+    /// How many entries' lines are cut, as in a terminal that is not wide enough.
+    std::size_t cutEntries() const { return cutEntries_; }
 
   private:
     void unmaskZeros();
     void readLines();
     bool readHeader(std::string_view line, std::size_t number);
+    bool isInPaths(const RecordedEntry& entry) const;
+    bool hasPath(std::size_t entry, std::string_view path) const;
 
     std::string text_;
     std::vector<RecordedEntry> entries_;
     std::size_t maskedValues_ = 0;
+    std::size_t cutEntries_ = 0;
 };
 
 }  // namespace simulated_mac

@@ -240,7 +240,11 @@ class Builder {
     /// Where further display services come.
     Entry displayServices() const {
         for (const Entry& entry : entries_) {
-            if (entry->isA("IOMobileFramebuffer")) return entry->parent.lock()->parent.lock();
+            if (!entry->isA("IOMobileFramebuffer")) continue;
+            // A record of framebuffers alone has nothing above them.
+            const Entry pipe = entry->parent.lock();
+            const Entry above = pipe->parent.lock();
+            return above != nullptr ? above : pipe;
         }
         return platform();
     }

@@ -96,7 +96,7 @@ TEST(AnUnpluggedMonitor, HasNoEDIDThatIsListedAfterwards) {
 TEST(AnUnpluggedMonitor, IsNoDeviceOnItsFramebuffersBus) {
     Mac mac(intelMacWith(unpluggedAt(3)));
     const io_service_t interface =
-        mac.registry.handOut(mac.displays()[1]->interfaces.at(0), "test");
+        mac.registry.handOut(mac.displays()[1]->framebuffer->interfaces.at(0), "test");
     IOI2CConnectRef connection = nullptr;
     ASSERT_EQ(IOI2CInterfaceOpen(interface, 0, &connection), kIOReturnSuccess);
     const auto send = [connection] {
