@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "displaycheck/dumps/DumpFile.h"
@@ -22,7 +23,7 @@ std::string titleOf(const std::string& file) {
     for (const char* const ending : {".gz", ".txt", ".plist", ".xml", ".tar", ".tgz", ".ioreg"}) {
         const std::string_view end = ending;
         if (title.size() > end.size() && title.substr(title.size() - end.size()) == end) {
-            title.resize(title.size() - end.size());
+            title.erase(title.size() - end.size());
         }
     }
     return title;
@@ -32,6 +33,14 @@ bool looksLikeRegistry(std::string_view text) {
     return text.find("+-o ") != std::string_view::npos;
 }
 
+/// How much it tells: displays with an ID, then displays at all.
+auto wealthOf(const SystemProfile& profile) {
+    const auto withID =
+        std::count_if(profile.displays.begin(), profile.displays.end(),
+                      [](const auto& display) { return display.displayID.has_value(); });
+    return std::pair(static_cast<std::size_t>(withID), profile.displays.size());
+}
+
 class Reader {
   public:
     void read(const std::string& path) {
@@ -39,7 +48,10 @@ class Reader {
             const bool known = readRegistry(path, file) | readProfile(file) | readEDIDs(path, file);
             if (known) continue;
             // An archive holds other things too.
-            if (file.name != path && path != "-") continue;
+            if (file.name != path && path != "-") {
+                passOver(file.name);
+                continue;
+            }
             throw DumpError(fmt::format(
                 "{}: is no dump of a Mac; expected the output of ioreg, system_profiler or "
                 "afktool, or an EDID",
@@ -83,9 +95,24 @@ class Reader {
         return true;
     }
 
+    void passOver(const std::string& name) {
+        constexpr std::size_t mostNames = 10;
+        if (record_.passedOver.size() < mostNames) {
+            record_.passedOver.push_back(name);
+        } else {
+            record_.passedOver.back() = "and others";
+        }
+    }
+
     bool readProfile(const DumpFile& file) {
         const auto profile = readSystemProfile(file.contents);
         if (!profile) return false;
+        // The text for people is in archives beside the property list, and tells less.
+        if (record_.profile && wealthOf(*record_.profile) >= wealthOf(*profile)) {
+            passOver(file.name);
+            return true;
+        }
+        if (record_.profile) passOver(record_.profilePlace);
         record_.profile = *profile;
         record_.profilePlace = file.name;
         return true;

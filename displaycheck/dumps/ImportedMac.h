@@ -25,6 +25,8 @@ struct MacRecord {
     std::vector<EDIDBeside> EDIDs;
     std::optional<SystemProfile> profile;
     std::string profilePlace;
+    /// Files that tell nothing of the displays, or no more than others. At most ten names.
+    std::vector<std::string> passedOver;
 };
 
 struct ImportChoices {

@@ -73,6 +73,23 @@ Bytes edidIn(const RecordedEntry& node, bool& isCut) {
     return bytes && bytes->size() == simulated_mac::edidBlockSize ? *bytes : Bytes();
 }
 
+/// The number of a PnP ID's letters; nothing for what is none.
+std::optional<std::uint32_t> vendorOf(const std::optional<std::string>& letters) {
+    if (!letters) return std::nullopt;
+    simulated_mac::EDIDFields fields;
+    fields.manufacturer = *letters;
+    try {
+        return simulated_mac::identifyEDID(simulated_mac::makeEDID(fields)).vendorNumber;
+    } catch (const std::invalid_argument&) {
+        return std::nullopt;
+    }
+}
+
+bool isBelow(const RecordedRegistry& registry, std::size_t index, std::size_t above) {
+    while (index != RecordedEntry::none && index > above) index = registry.entries()[index].parent;
+    return index == above;
+}
+
 /// Which display pipe an entry belongs to, by the ancestor whose name begins so: "0" for the
 /// panel's ("disp0", "dcp"), "ext0" and so on ("dispext0", "dcpext").
 std::optional<std::string> pipeOf(const RecordedRegistry& registry, std::size_t index,
@@ -112,6 +129,7 @@ std::vector<RecordedDisplay> displaysOfAppleSilicon(const RecordedRegistry& regi
             display.manufacturer = text(entryOf(*product, "ManufacturerID"));
             display.serialText = text(entryOf(*product, "AlphanumericSerialNumber"));
             display.vendor = word(entryOf(*product, "LegacyManufacturerID"));
+            if (!display.vendor) display.vendor = vendorOf(display.manufacturer);
             display.product = word(entryOf(*product, "ProductID"));
             display.serial = word(entryOf(*product, "SerialNumber"));
             display.week = word(entryOf(*product, "WeekOfManufacture"));
@@ -119,11 +137,19 @@ std::vector<RecordedDisplay> displaysOfAppleSilicon(const RecordedRegistry& regi
         }
         add(std::move(display), displays);
     }
+    std::vector<std::size_t> proxies;
+    for (std::size_t index = 0; index < registry.entries().size(); ++index) {
+        if (registry.entries()[index].className == "DCPAVServiceProxy") proxies.push_back(index);
+    }
     for (RecordedDisplay& display : displays) {
+        // A proxy stands below the framebuffer itself or in the coprocessor of the same pipe.
+        for (const std::size_t proxy : proxies) {
+            if (isBelow(registry, proxy, display.framebuffer)) display.proxies.push_back(proxy);
+        }
+        if (!display.proxies.empty()) continue;
         const auto pipe = pipeOf(registry, display.framebuffer, "disp");
-        for (std::size_t index = 0; index < registry.entries().size(); ++index) {
-            if (registry.entries()[index].className != "DCPAVServiceProxy") continue;
-            if (pipe && pipeOf(registry, index, "dcp") == pipe) display.proxies.push_back(index);
+        for (const std::size_t proxy : proxies) {
+            if (pipe && pipeOf(registry, proxy, "dcp") == pipe) display.proxies.push_back(proxy);
         }
     }
     return displays;

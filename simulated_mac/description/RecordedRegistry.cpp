@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstring>
 
 #include "simulated_mac/description/RecordedValue.h"
 
@@ -10,7 +11,6 @@ namespace simulated_mac {
 
 namespace {
 
-constexpr std::string_view rails = " |";
 constexpr std::string_view entryMark = "+-o ";
 constexpr std::string_view rootClass = "IORegistryEntry";
 constexpr std::string_view pathBegin = "IOService:";
@@ -33,14 +33,21 @@ std::string_view takeLine(std::string_view& text) {
     return line;
 }
 
-/// Whether nothing but bars and blanks stands in front of this column, and something at it.
-bool startsAt(std::string_view line, std::size_t column) {
-    return line.size() > column && line.find_first_not_of(rails) == column;
+/// How many bars and blanks stand in front.
+std::size_t indentOf(std::string_view line) {
+    std::size_t indent = 0;
+    while (indent < line.size() && (line[indent] == ' ' || line[indent] == '|')) ++indent;
+    return indent;
+}
+
+/// Whether nothing but bars and blanks stands in front of this character at this column.
+bool startsWith(std::string_view line, std::size_t column, char character) {
+    return line.size() > column && line[column] == character && indentOf(line) == column;
 }
 
 /// Whether the line is a brace that opens or closes the properties.
 bool isBrace(std::string_view line, std::size_t column, char brace) {
-    return startsAt(line, column) && line[column] == brace &&
+    return startsWith(line, column, brace) &&
            line.find_first_not_of(' ', column + 1) == std::string_view::npos;
 }
 
@@ -109,9 +116,8 @@ std::vector<RecordedProperty> RecordedEntry::properties() const {
     while (!rest.empty()) {
         const std::string_view line = takeLine(rest);
         constexpr std::string_view equals = "\" = ";
-        const std::size_t keyEnd = startsAt(line, margin) && line[margin] == '"'
-                                       ? line.find(equals, margin + 1)
-                                       : std::string_view::npos;
+        const std::size_t keyEnd =
+            startsWith(line, margin, '"') ? line.find(equals, margin + 1) : std::string_view::npos;
         if (keyEnd != std::string_view::npos) {
             found.push_back({line.substr(margin + 1, keyEnd - margin - 1),
                              line.substr(keyEnd + equals.size())});
@@ -124,9 +130,15 @@ std::vector<RecordedProperty> RecordedEntry::properties() const {
     return found;
 }
 
+bool RecordedEntry::mentions(std::string_view text) const {
+    // Not find(), which stops at each of the first character's many places.
+    return propertyLines.data() != nullptr &&
+           memmem(propertyLines.data(), propertyLines.size(), text.data(), text.size()) != nullptr;
+}
+
 std::optional<std::string_view> RecordedEntry::property(std::string_view key) const {
     // Most entries don't have it, which the whole text shows sooner than its lines do.
-    if (propertyLines.find(key) == std::string_view::npos) return std::nullopt;
+    if (!mentions(key)) return std::nullopt;
     for (const RecordedProperty& property : properties()) {
         if (property.key == key) return property.text;
     }
@@ -211,19 +223,11 @@ bool RecordedRegistry::isFramebuffer(std::size_t index) const {
         "\"IOFBI2CInterfaceIDs\" = ", "\"IOFBConfig\" = ", "\"IOFBTransform\" = "};
     const RecordedEntry& entry = entries_[index];
     if (entry.className == rootClass) return false;
-    for (const std::string_view mark : marks) {
-        if (entry.propertyLines.find(mark) != std::string_view::npos) return true;
-    }
     // A record without properties still shows what stands below a framebuffer alone.
-    for (std::size_t below = index + 1;
-         below < entries_.size() && entries_[below].margin > entry.margin; ++below) {
-        const std::string_view name = entries_[below].className;
-        if (entries_[below].parent == index &&
-            (name == "IOFramebufferI2CInterface" || name == "IODisplayConnect")) {
-            return true;
-        }
-    }
-    return false;
+    return entry.hasDisplayParts ||
+           (entry.mentions("\"IOFB") &&
+            std::any_of(marks.begin(), marks.end(),
+                        [&](std::string_view mark) { return entry.mentions(mark); }));
 }
 
 bool RecordedRegistry::isDisplayNode(std::size_t index) const {
@@ -283,10 +287,8 @@ void RecordedRegistry::readLines() {
 }
 
 bool RecordedRegistry::readHeader(std::string_view line, std::size_t number) {
-    const std::size_t column = line.find_first_not_of(rails);
-    if (column == std::string_view::npos || line.substr(column, entryMark.size()) != entryMark) {
-        return false;
-    }
+    const std::size_t column = indentOf(line);
+    if (line.substr(column, entryMark.size()) != entryMark) return false;
     const auto failed = [number](const std::string& what) {
         throw RecordedRegistryError("line " + std::to_string(number) + ": " + what);
     };
@@ -317,6 +319,10 @@ bool RecordedRegistry::readHeader(std::string_view line, std::size_t number) {
         entry.isCut = true;
     }
     if (entry.isCut) ++cutEntries_;
+    if (entry.parent != RecordedEntry::none) {
+        entries_[entry.parent].hasDisplayParts |=
+            entry.className == "IOFramebufferI2CInterface" || entry.className == "IODisplayConnect";
+    }
     entries_.push_back(entry);
     return true;
 }

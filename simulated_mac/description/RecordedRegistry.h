@@ -33,9 +33,12 @@ struct RecordedEntry {
     bool isCut = false;          ///< its line ends before the closing bracket
     std::string_view propertyLines;  ///< whole lines, bars and blanks in front included
     std::size_t margin = 0;          ///< how many characters stand in front of each of these
+    bool hasDisplayParts = false;    ///< an I2C interface or a display's connection is below it
 
     /// In the order of the record. A text may go on over several lines.
     std::vector<RecordedProperty> properties() const;
+    /// Whether the text stands anywhere in the properties.
+    bool mentions(std::string_view text) const;
     /// The property's text; nothing for one that is not there.
     std::optional<std::string_view> property(std::string_view key) const;
     /// The property's value; nothing for one that is not there or can't be read.

@@ -16,6 +16,36 @@ using Entry = Registry::Entry;
 
 constexpr auto defaultDriver = "AppleIntelFramebuffer";
 
+PropertyMap identityDictionary(const Display* display) {
+    PropertyMap dictionary;
+    const auto addNumber = [&dictionary](const char* key, std::uint32_t number) {
+        dictionary.emplace_back(key, PropertyValue{std::int64_t{number}});
+    };
+    if (display == nullptr || display->gone || display->screen.monitor.edid.empty()) {
+        addNumber("DisplayVendorID", vendorWithoutEDID);
+        addNumber("DisplayProductID", productWithoutEDID);
+        return dictionary;
+    }
+    const EDIDIdentity identity = identifyEDID(display->screen.monitor.edid);
+    addNumber("DisplayVendorID", identity.vendorNumber);
+    addNumber("DisplayProductID", identity.productCode);
+    if (identity.serialNumber != 0) addNumber("DisplaySerialNumber", identity.serialNumber);
+    if (identity.serialText) {
+        dictionary.emplace_back("DisplaySerialString", PropertyValue{*identity.serialText});
+    }
+    return dictionary;
+}
+
+/// The node of a display below its framebuffer, without the EDID.
+Entry addDisplayNode(Registry& registry, const Entry& framebuffer, const Display& display) {
+    const Entry connection =
+        registry.add(framebuffer, makeEntry("display0", "", {"IODisplayConnect", "IOService"}));
+    const std::string name = display.screen.builtIn ? "AppleBacklightDisplay" : "AppleDisplay";
+    auto node = makeEntry(name, "", {name, "IODisplay", "IOService"});
+    setProperties(node, identityDictionary(&display));
+    return registry.add(connection, std::move(node));
+}
+
 }  // namespace
 
 std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Entry& graphics,
@@ -46,8 +76,7 @@ std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Entry& gra
         }
         framebuffer->interfaces.push_back(registry.add(framebuffer->entry, std::move(interface)));
     }
-    framebuffer->displayNode = registry.add(
-        framebuffer->entry, makeEntry("display0", "", {"IODisplayConnect", "IOService"}));
+    framebuffer->displayNode = addDisplayNode(registry, framebuffer->entry, display);
     display.framebuffer = framebuffer.get();
     return framebuffer;
 }
@@ -84,26 +113,6 @@ PropertyMap recordedProperties(const RecordedEntry& displayNode) {
         }
     }
     return properties;
-}
-
-PropertyMap identityDictionary(const Display* display) {
-    PropertyMap dictionary;
-    const auto addNumber = [&dictionary](const char* key, std::uint32_t number) {
-        dictionary.emplace_back(key, PropertyValue{std::int64_t{number}});
-    };
-    if (display == nullptr || display->gone || display->screen.monitor.edid.empty()) {
-        addNumber("DisplayVendorID", vendorWithoutEDID);
-        addNumber("DisplayProductID", productWithoutEDID);
-        return dictionary;
-    }
-    const EDIDIdentity identity = identifyEDID(display->screen.monitor.edid);
-    addNumber("DisplayVendorID", identity.vendorNumber);
-    addNumber("DisplayProductID", identity.productCode);
-    if (identity.serialNumber != 0) addNumber("DisplaySerialNumber", identity.serialNumber);
-    if (identity.serialText) {
-        dictionary.emplace_back("DisplaySerialString", PropertyValue{*identity.serialText});
-    }
-    return dictionary;
 }
 
 }  // namespace

@@ -22,6 +22,7 @@ struct Family {
 const std::vector<Family>& families() {
     static const std::vector<Family> known = {
         {"IOUSBDevice", {"IOUSBNub"}},
+        {"IOUSBHostDevice", {"IOUSBDevice", "IOUSBNub"}},
         {"AppleUSBDevice", {"IOUSBDevice", "IOUSBNub"}},
         {"IOUSBHubDevice", {"IOUSBDevice", "IOUSBNub"}},
         {"IOUSBRootHubDevice", {"IOUSBHubDevice", "IOUSBDevice", "IOUSBNub"}},
@@ -93,7 +94,7 @@ class Builder {
         for (const Family& family : families()) {
             if (family.className == entry.className) derivesFrom(family.ancestors);
         }
-        if (entry.propertyLines.find("\"IOClassNameOverride\" = ") != std::string_view::npos) {
+        if (entry.mentions("\"IOClassNameOverride\" = ")) {
             const auto also = entry.value("IOClassNameOverride");
             const auto* const name = also ? std::get_if<std::string>(&also->value) : nullptr;
             if (name != nullptr) classes.push_back(*name);
