@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::string_view entryMark = "+-o ";
 constexpr std::string_view rootClass = "IORegistryEntry";
+constexpr std::string_view expertClass = "IOPlatformExpertDevice";
 constexpr std::string_view pathBegin = "IOService:";
 constexpr std::string_view nameEndMark = "  <";
 constexpr std::string_view classMark = "class ";
@@ -166,7 +167,8 @@ bool RecordedRegistry::isInPaths(const RecordedEntry& entry) const {
         return one.parent == RecordedEntry::none && one.className == rootClass;
     };
     if (isRoot(entry)) return false;
-    return entry.parent == RecordedEntry::none || !isRoot(entries_[entry.parent]);
+    const bool isTop = entry.parent != RecordedEntry::none && isRoot(entries_[entry.parent]);
+    return !isTop || !(entry.className == expertClass || entry.isCut);
 }
 
 std::string RecordedRegistry::pathOf(std::size_t index) const {
