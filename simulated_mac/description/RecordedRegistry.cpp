@@ -13,6 +13,7 @@ namespace {
 constexpr std::string_view rails = " |";
 constexpr std::string_view entryMark = "+-o ";
 constexpr std::string_view rootClass = "IORegistryEntry";
+constexpr std::string_view expertClass = "IOPlatformExpertDevice";
 constexpr std::string_view pathBegin = "IOService:";
 constexpr std::string_view nameEndMark = "  <";
 constexpr std::string_view classMark = "class ";
@@ -139,6 +140,10 @@ std::optional<PropertyValue> RecordedEntry::value(std::string_view key) const {
 }
 
 RecordedRegistry::RecordedRegistry(std::string text) : text_(std::move(text)) {
+    if (text_.size() > mostBytes) {
+        throw RecordedRegistryError("the registry is too long; expected at most " +
+                                    std::to_string(mostBytes >> 20) + " MiB");
+    }
     dropCarriageReturns(text_);
     unmaskZeros();
     readLines();
@@ -154,7 +159,8 @@ bool RecordedRegistry::isInPaths(const RecordedEntry& entry) const {
         return one.parent == RecordedEntry::none && one.className == rootClass;
     };
     if (isRoot(entry)) return false;
-    return entry.parent == RecordedEntry::none || !isRoot(entries_[entry.parent]);
+    return entry.parent == RecordedEntry::none || !isRoot(entries_[entry.parent]) ||
+           entry.className != expertClass;
 }
 
 std::string RecordedRegistry::pathOf(std::size_t index) const {

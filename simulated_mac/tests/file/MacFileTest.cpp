@@ -1039,6 +1039,7 @@ TEST(MacFileDocumentation, ShowsValidFilesOnly) {
     const TemporaryFolder folder;
     folder.write("monitors/desk.bin", "x");
     folder.write("captures/ioreg.txt", "x");
+    folder.write("mac.registry.txt", readFile(projectFolder / "tests/dumps/intel.ioreg.txt"));
     const std::vector<std::string> files = filesInDocumentation();
     ASSERT_GT(files.size(), 5U);
     std::vector<fs::path> paths;
