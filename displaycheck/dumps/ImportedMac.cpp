@@ -340,10 +340,12 @@ class Importer {
                     "Screen {}: no EDID is recorded; one is made of its ProductAttributes. "
                     "Unknown: all of it that they don't tell.",
                     screen);
-            } else if (!display.builtIn) {
+            } else if (!display.builtIn || display.isEDIDCut) {
                 note("Unknown: the EDID of screen {}; none is recorded whole.", screen);
             }
         }
+        // The tools of a real Mac print no part of an EDID.
+        if (display.isEDIDCut && display.edid.empty()) write("    edid_listed: false");
         writeNumbers(display, fields);
         const bool hasAnswers = !display.builtIn;
         if (display.edid.empty() && !fields && !hasAnswers) return;

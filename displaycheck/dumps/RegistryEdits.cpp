@@ -115,7 +115,8 @@ std::string RegistryEdits::apply() const {
     };
     for (const RecordedEntry& entry : registry_.entries()) {
         const std::size_t name = offsetOf(entry.name);
-        const std::size_t begin = text.rfind('\n', name) + 1;
+        // A name that is empty may lie on the line's end.
+        const std::size_t begin = text.rfind('\n', name - 1) + 1;
         std::size_t end = lineEnd(name);
         if (!entry.propertyLines.empty()) {
             end = offsetOf(entry.propertyLines) + entry.propertyLines.size();

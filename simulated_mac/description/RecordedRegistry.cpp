@@ -152,6 +152,10 @@ std::optional<PropertyValue> RecordedEntry::value(std::string_view key) const {
 }
 
 RecordedRegistry::RecordedRegistry(std::string text) : text_(std::move(text)) {
+    if (text_.size() > mostBytes) {
+        throw RecordedRegistryError("the registry is too long; expected at most " +
+                                    std::to_string(mostBytes >> 20) + " MiB");
+    }
     dropCarriageReturns(text_);
     unmaskZeros();
     readLines();
@@ -167,8 +171,8 @@ bool RecordedRegistry::isInPaths(const RecordedEntry& entry) const {
         return one.parent == RecordedEntry::none && one.className == rootClass;
     };
     if (isRoot(entry)) return false;
-    const bool isTop = entry.parent != RecordedEntry::none && isRoot(entries_[entry.parent]);
-    return !isTop || !(entry.className == expertClass || entry.isCut);
+    return entry.parent == RecordedEntry::none || !isRoot(entries_[entry.parent]) ||
+           entry.className != expertClass;
 }
 
 std::string RecordedRegistry::pathOf(std::size_t index) const {

@@ -55,6 +55,7 @@ class RecordedRegistryError : public std::runtime_error {
 /// `ioreg -r` prints, which has several roots; text before and after the tree is passed over.
 class RecordedRegistry {
   public:
+    static constexpr std::size_t mostBytes = 64U << 20;  ///< as a Mac file takes
     static constexpr std::size_t mostEntries = 500'000;
     static constexpr std::size_t mostLevels = 1'000;
 

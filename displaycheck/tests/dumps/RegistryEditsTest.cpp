@@ -62,6 +62,11 @@ TEST(RegistryEdits, LeaveOutWhatStandsAroundTheTreeAndBetweenItsParts) {
     EXPECT_EQ(RegistryEdits(registry).apply(), std::string(intel) + intel);
 }
 
+TEST(RegistryEdits, KeepAnEntryWithoutAName) {
+    const RecordedRegistry registry("+-o a  <class A>\n  +-o \n  +-o \n");
+    EXPECT_EQ(RegistryEdits(registry).apply(), registry.text());
+}
+
 TEST(RegistryEdits, EndTheLastLine) {
     const RecordedRegistry registry("+-o a  <class A>\n  +-o b  <class B>");
     EXPECT_EQ(RegistryEdits(registry).apply(), "+-o a  <class A>\n  +-o b  <class B>\n");

@@ -164,15 +164,17 @@ TEST(RecordedRegistry, HasNoIDThatIsCut) {
     EXPECT_EQ(registry.entries()[1].id, 0x1001U);
 }
 
-TEST(RecordedRegistry, LeavesNoEntryButTheUppermostOutOfPaths) {
+TEST(RecordedRegistry, LeavesNothingButTheRootAndItsPlatformExpertOutOfPaths) {
     const RecordedRegistry registry(
-        "+-o Root  <class IORegistryEntry>\n  +-o expert  <class E>\n"
-        "    +-o inner  <class IORegistryEntry>\n      +-o last@0  <class L>\n");
+        "+-o Root  <class IORegistryEntry>\n  +-o expert  <class IOPlatformExpertDevice>\n"
+        "    +-o inner  <class IORegistryEntry>\n      +-o last@0  <class L>\n"
+        "  +-o other  <class O>\n");
     EXPECT_EQ(registry.pathOf(3), "IOService:/inner/last@0");
     EXPECT_THAT(registry.find("IOService:/inner/last@0"), ElementsAre(3));
     EXPECT_THAT(registry.find("IOService:/"), ElementsAre(0, 1));
     EXPECT_THAT(registry.find("/inner/last@0"), IsEmpty());
     EXPECT_THAT(registry.find("IOService:/last@0"), IsEmpty());
+    EXPECT_EQ(registry.pathOf(4), "IOService:/other");
 }
 
 TEST(RecordedRegistry, PutsMaskedZerosBackIntoDataAndNumbersAlone) {
@@ -198,6 +200,11 @@ TEST(RecordedRegistry, RefusesATreeThatIsTooDeep) {
         text += std::string(2 * level, ' ') + "+-o e  <class E>\n";
     }
     EXPECT_EQ(messageOf(text), "line 1001: nested too deeply; expected at most 1000 levels");
+}
+
+TEST(RecordedRegistry, RefusesATextThatIsTooLong) {
+    EXPECT_EQ(messageOf(std::string(RecordedRegistry::mostBytes + 1, '\n')),
+              "the registry is too long; expected at most 64 MiB");
 }
 
 TEST(RecordedRegistry, RefusesTooManyEntries) {
