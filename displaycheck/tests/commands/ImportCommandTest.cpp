@@ -314,16 +314,16 @@ constexpr auto profile = R"({"SPDisplaysDataType": [{
      "_spdisplays_display-vendor-id": "5a4e", "_spdisplays_display-product-id": "a052",
      "spdisplays_connection_type": "spdisplays_internal"}]}]})";
 
-TEST_F(Import, TakesNamesDisplayIDsAndChipFromSystemProfiler) {
+TEST_F(Import, TakesNamesDisplayIDsOrderAndChipFromSystemProfiler) {
     const std::string file = folder.write("displays.json", profile);
     const std::string output = imported({file, dumpPath("intel")});
     EXPECT_THAT(output, AllOf(HasSubstr("  Display IDs and names: from " + file + ".\n"),
                               Not(HasSubstr("Unknown: display IDs"))));
     const auto description = mac();
     EXPECT_EQ(description.graphics.chipset, "Vorn Graphics 640");
-    EXPECT_EQ(description.screens[0].displayID, 0x042801C0U);
-    EXPECT_EQ(description.screens[1].displayID, 0x2B281AC5U);
-    EXPECT_EQ(description.screens[1].name, "Vorn on a desk");
+    EXPECT_EQ(description.screens[0].displayID, 0x2B281AC5U);
+    EXPECT_EQ(description.screens[0].name, "Vorn on a desk");
+    EXPECT_EQ(description.screens[1].displayID, 0x042801C0U);
 }
 
 TEST_F(Import, OfAnEDIDAloneMakesUpTheRegistry) {
