@@ -28,6 +28,8 @@ constexpr std::size_t pieceSize = 65536;
 /// Begins the files in which macOS packs a member's extended attributes beside it (AppleDouble).
 constexpr std::string_view attributesMark("\x00\x05\x16\x07", 4);
 
+constexpr std::string_view gzipMark = "\x1F\x8B";
+
 class OpenFile {
   public:
     /// Without waiting for a writer, where the path names a pipe.
@@ -74,7 +76,7 @@ Archive makeReader() {
     return reader;
 }
 
-DumpError damaged(archive* reader) {
+DumpError unreadable(archive* reader) {
     const char* const text = archive_error_string(reader);
     return DumpError(fmt::format("can't be read: {}", text != nullptr ? text : "damaged"));
 }
@@ -93,7 +95,7 @@ std::string readEntry(archive* reader, std::size_t& left) {
     for (;;) {
         const la_ssize_t count = archive_read_data(reader, piece.data(), piece.size());
         if (count == ARCHIVE_RETRY) continue;
-        if (count < 0) throw damaged(reader);
+        if (count < 0) throw unreadable(reader);
         if (count == 0) return contents;
         const auto size = static_cast<std::size_t>(count);
         if (size > left) {
@@ -105,8 +107,25 @@ std::string readEntry(archive* reader, std::size_t& left) {
     }
 }
 
+/// The file that a compressed member of an archive holds.
+std::string unpackMember(const std::string& packed, std::size_t& left) {
+    const Archive reader(archive_read_new());
+    if (!reader) throw DumpError("can't be read: out of memory");
+    archive_read_support_filter_gzip(reader.get());
+    archive_read_support_format_empty(reader.get());
+    archive_read_support_format_raw(reader.get());
+    if (archive_read_open_memory(reader.get(), packed.data(), packed.size()) < ARCHIVE_WARN) {
+        throw unreadable(reader.get());
+    }
+    archive_entry* entry = nullptr;
+    const int result = archive_read_next_header(reader.get(), &entry);
+    if (result == ARCHIVE_EOF) return {};
+    if (result < ARCHIVE_WARN) throw unreadable(reader.get());
+    return readEntry(reader.get(), left);
+}
+
 /// A text of UTF-16 as UTF-8; nothing for bytes that are none.
-std::optional<std::string> fromUTF16(std::string_view bytes) {
+std::optional<std::string> textFromUTF16(std::string_view bytes) {
     const bool littleEndian = bytes.substr(0, 2) == "\xFF\xFE";
     if (bytes.size() % 2 != 0 || (!littleEndian && bytes.substr(0, 2) != "\xFE\xFF")) {
         return std::nullopt;
@@ -138,7 +157,7 @@ std::string asUTF8(std::string contents) {
     if (contents.compare(0, byteOrderMark.size(), byteOrderMark) == 0) {
         return contents.substr(byteOrderMark.size());
     }
-    auto text = fromUTF16(contents);
+    auto text = textFromUTF16(contents);
     return text ? *std::move(text) : std::move(contents);
 }
 
@@ -154,7 +173,7 @@ std::vector<DumpFile> readDumpFiles(const std::string& path) {
 
     const Archive reader = makeReader();
     if (archive_read_open_fd(reader.get(), file.descriptor(), pieceSize) < ARCHIVE_WARN) {
-        throw damaged(reader.get());
+        throw unreadable(reader.get());
     }
     std::vector<DumpFile> files;
     std::size_t left = mostBytes;
@@ -163,7 +182,7 @@ std::vector<DumpFile> readDumpFiles(const std::string& path) {
         const int result = archive_read_next_header(reader.get(), &entry);
         if (result == ARCHIVE_RETRY) continue;
         if (result == ARCHIVE_EOF) break;
-        if (result < ARCHIVE_WARN) throw damaged(reader.get());
+        if (result < ARCHIVE_WARN) throw unreadable(reader.get());
         if (++members > mostMembers) {
             throw DumpError(fmt::format("has too many members; expected at most {}", mostMembers));
         }
@@ -172,7 +191,8 @@ std::vector<DumpFile> readDumpFiles(const std::string& path) {
         // The name belongs to the entry, which reading the data may change.
         std::string member = isArchive ? name + ":" + memberName(entry) : name;
         std::string contents = readEntry(reader.get(), left);
-        if (isArchive && contents.compare(0, attributesMark.size(), attributesMark) == 0) continue;
+        if (isArchive && contents.starts_with(attributesMark)) continue;
+        if (isArchive && contents.starts_with(gzipMark)) contents = unpackMember(contents, left);
         files.push_back({std::move(member), asUTF8(std::move(contents))});
     }
     if (archive_format(reader.get()) == ARCHIVE_FORMAT_EMPTY) files.push_back({name, ""});

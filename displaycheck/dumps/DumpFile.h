@@ -14,8 +14,9 @@ struct DumpFile {
 };
 
 /// Reads a file, or standard input for "-". A compressed file (gzip, bzip2, xz, zstd) is unpacked;
-/// an archive (tar, zip) gives its regular members, in their order. At most 256 MiB and 10,000
-/// members. Throws DumpError.
+/// an archive (tar, zip) gives its regular members, in their order, those that gzip compressed
+/// unpacked. At most 256 MiB, packed and unpacked members both counted, and 10,000 members. Throws
+/// DumpError.
 std::vector<DumpFile> readDumpFiles(const std::string& path);
 
 }  // namespace displaycheck

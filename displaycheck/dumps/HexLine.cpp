@@ -6,12 +6,12 @@
 namespace displaycheck {
 namespace {
 
-constexpr auto npos = std::string_view::npos;
-constexpr std::string_view blanks = " \t\r";
+constexpr auto nowhere = std::string_view::npos;
+constexpr std::string_view hexBlanks = " \t\r";
 constexpr std::string_view punctuation = " \t\r,;\"'{}()<>\\";
 
 bool isOneOf(std::string_view characters, char character) {
-    return characters.find(character) != npos;
+    return characters.find(character) != nowhere;
 }
 
 char lowerCase(char digit) {
@@ -22,7 +22,7 @@ void appendLower(std::string& digits, std::string_view text) {
     for (const char digit : text) digits += lowerCase(digit);
 }
 
-bool isHex(std::string_view text) {
+bool areHexDigits(std::string_view text) {
     return std::all_of(text.begin(), text.end(), isHexDigit);
 }
 
@@ -32,9 +32,9 @@ bool isWordCharacter(char character) {
            static_cast<unsigned char>(character) >= 0x80;
 }
 
-std::string_view trimmed(std::string_view text, std::string_view edges) {
+std::string_view withoutEdges(std::string_view text, std::string_view edges) {
     const std::size_t begin = text.find_first_not_of(edges);
-    if (begin == npos) return {};
+    if (begin == nowhere) return {};
     return text.substr(begin, text.find_last_not_of(edges) - begin + 1);
 }
 
@@ -55,7 +55,7 @@ class LineReader {
                 break;
             } else if (startsHere("/*")) {
                 const std::size_t end = line_.find("*/", at_ + 2);
-                at_ = end == npos ? line_.size() : end + 2;
+                at_ = end == nowhere ? line_.size() : end + 2;
             } else {
                 if (!isColonBetweenBytes()) breakOff();
                 ++at_;
@@ -87,7 +87,7 @@ class LineReader {
         if (digits.starts_with('x') && begin > 0 && line_[begin - 1] == '\\') prefix = 1;
         digits.remove_prefix(prefix);
         const bool isDigit = prefix != 0 && digits.size() == 1;
-        if (digits.empty() || !isHex(digits) || (digits.size() % 2 != 0 && !isDigit)) {
+        if (digits.empty() || !areHexDigits(digits) || (digits.size() % 2 != 0 && !isDigit)) {
             breakOff();
             return;
         }
@@ -111,14 +111,14 @@ class LineReader {
     HexLine result_;
 };
 
-/// The bytes behind an address and a colon: groups of whole bytes with single blanks between them.
-/// Two blanks come before the characters.
+/// The bytes behind an address and a colon: groups of whole bytes with single hexBlanks between
+/// them. Two hexBlanks come before the characters.
 std::string groupsOf(std::string_view rest) {
     rest = rest.substr(0, rest.find("  "));
     std::string digits;
     while (!rest.empty()) {
-        const std::string_view group = rest.substr(0, rest.find_first_of(blanks));
-        if (group.size() % 2 != 0 || !isHex(group)) return {};
+        const std::string_view group = rest.substr(0, rest.find_first_of(hexBlanks));
+        if (group.size() % 2 != 0 || !areHexDigits(group)) return {};
         appendLower(digits, group);
         rest.remove_prefix(std::min(group.size() + 1, rest.size()));
     }
@@ -129,11 +129,11 @@ std::string groupsOf(std::string_view rest) {
 std::string bytesOf(std::string_view rest) {
     std::string digits;
     while (!rest.empty() && rest[0] != '|' && rest[0] != '>') {
-        const std::string_view byte = rest.substr(0, rest.find_first_of(blanks));
-        if (byte.size() != 2 || !isHex(byte)) return {};
+        const std::string_view byte = rest.substr(0, rest.find_first_of(hexBlanks));
+        if (byte.size() != 2 || !areHexDigits(byte)) return {};
         appendLower(digits, byte);
         rest.remove_prefix(2);
-        rest.remove_prefix(std::min(rest.find_first_not_of(blanks), rest.size()));
+        rest.remove_prefix(std::min(rest.find_first_not_of(hexBlanks), rest.size()));
     }
     return digits;
 }
@@ -146,14 +146,14 @@ bool isHexDigit(char character) {
 }
 
 HexLine hexLineOf(std::string_view line) {
-    const std::string_view inside = trimmed(line, punctuation);
-    if (inside.empty() || !isHex(inside)) return LineReader(line).read();
+    const std::string_view inside = withoutEdges(line, punctuation);
+    if (inside.empty() || !areHexDigits(inside)) return LineReader(line).read();
     HexLine whole;
     HexPiece piece;
     appendLower(piece.digits, inside);
     piece.begin = static_cast<std::size_t>(inside.data() - line.data());
     piece.end = piece.begin + inside.size();
-    whole.closes = line.find_first_of("}>", piece.end) != npos;
+    whole.closes = line.find_first_of("}>", piece.end) != nowhere;
     whole.pieces.push_back(std::move(piece));
     return whole;
 }
@@ -171,7 +171,7 @@ std::optional<std::uint64_t> addressOf(std::string_view digits) {
 std::optional<DumpLine> dumpLineOf(std::string_view line) {
     constexpr std::size_t fewestDigits = 6;
     constexpr std::size_t mostDigits = 12;  // an EDID's header has 16
-    line = trimmed(line, blanks);
+    line = withoutEdges(line, hexBlanks);
     if (line.starts_with("0x")) line.remove_prefix(2);
     const auto notDigit = std::find_if_not(line.begin(), line.end(), isHexDigit);
     DumpLine dump;
@@ -181,8 +181,8 @@ std::optional<DumpLine> dumpLineOf(std::string_view line) {
     if (dump.hasColon) rest.remove_prefix(1);
     const std::size_t digits = dump.writtenAddress.size();
     if (digits > mostDigits || digits < (dump.hasColon ? 2 : fewestDigits)) return std::nullopt;
-    if (rest.empty() || !isOneOf(blanks, rest[0])) return std::nullopt;
-    rest.remove_prefix(std::min(rest.find_first_not_of(blanks), rest.size()));
+    if (rest.empty() || !isOneOf(hexBlanks, rest[0])) return std::nullopt;
+    rest.remove_prefix(std::min(rest.find_first_not_of(hexBlanks), rest.size()));
     const auto address = addressOf(dump.writtenAddress);
     dump.digits = dump.hasColon ? groupsOf(rest) : bytesOf(rest);
     if (!address || dump.digits.empty()) return std::nullopt;

@@ -31,9 +31,9 @@ using ParsedList = std::unique_ptr<void, FreePropertyList>;
 /// Seconds from 1970 to 2001, from which property lists count.
 constexpr std::int64_t propertyListEpoch = 978'307'200;
 
-PropertyValue valueOf(plist_t node);
+PropertyValue parsedValue(plist_t node);
 
-PropertyList listOf(plist_t node) {
+PropertyList parsedList(plist_t node) {
     PropertyList list;
     list.reserve(plist_array_get_size(node));
     plist_array_iter position = nullptr;
@@ -42,12 +42,12 @@ PropertyList listOf(plist_t node) {
     plist_t element = nullptr;
     for (plist_array_next_item(node, position, &element); element != nullptr;
          plist_array_next_item(node, position, &element)) {
-        list.push_back(valueOf(element));
+        list.push_back(parsedValue(element));
     }
     return list;
 }
 
-PropertyMap mapOf(plist_t node) {
+PropertyMap parsedMap(plist_t node) {
     PropertyMap map;
     plist_dict_iter position = nullptr;
     plist_dict_new_iter(node, &position);
@@ -58,11 +58,11 @@ PropertyMap mapOf(plist_t node) {
         plist_dict_next_item(node, position, &key, &element);
         const std::unique_ptr<char, Free> keyOwner(key);
         if (element == nullptr) return map;
-        map.emplace_back(key != nullptr ? key : "", valueOf(element));
+        map.emplace_back(key != nullptr ? key : "", parsedValue(element));
     }
 }
 
-std::string dateText(plist_t node) {
+std::string parsedDate(plist_t node) {
     std::int32_t seconds = 0;
     std::int32_t microseconds = 0;
     plist_get_date_val(node, &seconds, &microseconds);
@@ -73,7 +73,7 @@ std::string dateText(plist_t node) {
                        date.tm_mday, date.tm_hour, date.tm_min, date.tm_sec);
 }
 
-PropertyValue valueOf(plist_t node) {
+PropertyValue parsedValue(plist_t node) {
     switch (plist_get_node_type(node)) {
         case PLIST_BOOLEAN: {
             std::uint8_t value = 0;
@@ -93,10 +93,10 @@ PropertyValue valueOf(plist_t node) {
         case PLIST_REAL: {
             double value = 0;
             plist_get_real_val(node, &value);
-            return {value};
+            return {fmt::format("{}", value)};
         }
         case PLIST_DATE:
-            return {dateText(node)};
+            return {parsedDate(node)};
         case PLIST_STRING: {
             char* text = nullptr;
             plist_get_string_val(node, &text);
@@ -111,9 +111,9 @@ PropertyValue valueOf(plist_t node) {
             return {bytes != nullptr ? Bytes(bytes, bytes + size) : Bytes()};
         }
         case PLIST_ARRAY:
-            return {listOf(node)};
+            return {parsedList(node)};
         case PLIST_DICT:
-            return {mapOf(node)};
+            return {parsedMap(node)};
         default:
             return {};
     }
@@ -140,7 +140,7 @@ std::optional<PropertyValue> readPropertyList(std::string_view contents) {
     }
     const ParsedList parsed(root);
     if (!parsed) throw DumpError("the property list is damaged");
-    return valueOf(parsed.get());
+    return parsedValue(parsed.get());
 }
 
 const PropertyValue* find(const PropertyValue& dictionary, std::string_view key) {

@@ -7,9 +7,11 @@
 
 namespace displaycheck {
 
-/// The contents of a property list, XML or binary; nothing for what doesn't begin as one. Numbers
-/// are 64-bit patterns, dates texts such as "2024-03-01T12:00:00Z". Throws DumpError for one that
-/// is damaged, nested deeper than 1,000 levels or needs more than half a gigabyte of memory.
+/// The contents of a property list, XML or binary; nothing for what doesn't begin as one. Whole
+/// numbers are 64-bit patterns; dates and numbers with a fraction are texts, such as
+/// "2024-03-01T12:00:00Z" and "1.5". Throws DumpError for one that is damaged, is nested deeper
+/// than 1,000 levels, has a dictionary of more than 20,000 keys or needs more than 512 MiB of
+/// memory.
 std::optional<simulated_mac::PropertyValue> readPropertyList(std::string_view contents);
 
 /// The dictionary's value under a key; null where it has none or the value is no dictionary.

@@ -11,6 +11,7 @@
 
 #include "displaycheck/dumps/DumpError.h"
 #include "displaycheck/dumps/PropertyListFile.h"
+#include "simulated_mac/description/RecordedValue.h"
 
 using namespace simulated_mac;
 
@@ -42,13 +43,13 @@ constexpr std::uint64_t nanosecondsPerMillisecond = 1'000'000;
 /// Every line repeats the bars of the levels above, so a small list can become a large text.
 constexpr std::size_t mostText = 256U << 20;
 
-std::string_view textAt(const PropertyValue& entry, std::string_view key) {
+std::string_view entryText(const PropertyValue& entry, std::string_view key) {
     const PropertyValue* const value = find(entry, key);
     const auto* const text = value != nullptr ? std::get_if<std::string>(&value->value) : nullptr;
     return text != nullptr ? std::string_view(*text) : std::string_view();
 }
 
-std::optional<std::uint64_t> numberAt(const PropertyValue& entry, std::string_view key) {
+std::optional<std::uint64_t> entryNumber(const PropertyValue& entry, std::string_view key) {
     const PropertyValue* const value = find(entry, key);
     const auto* const number =
         value != nullptr ? std::get_if<std::int64_t>(&value->value) : nullptr;
@@ -57,7 +58,7 @@ std::optional<std::uint64_t> numberAt(const PropertyValue& entry, std::string_vi
 }
 
 bool isEntry(const PropertyValue& value) {
-    return !textAt(value, nameKey).empty() && !textAt(value, classKey).empty();
+    return !entryText(value, nameKey).empty() && !entryText(value, classKey).empty();
 }
 
 std::vector<const PropertyValue*> entriesIn(const PropertyList& list) {
@@ -75,7 +76,7 @@ std::vector<const PropertyValue*> childrenOf(const PropertyValue& entry) {
     return list != nullptr ? entriesIn(*list) : std::vector<const PropertyValue*>();
 }
 
-class Printer {
+class RegistryPrinter {
   public:
     /// `margin` is what the levels above put in front of each line.
     void printEntry(const PropertyValue& entry, const std::string& margin, bool hasSibling) {
@@ -102,21 +103,21 @@ class Printer {
     }
 
     void printHeader(const PropertyValue& entry) {
-        const std::string_view className = textAt(entry, classKey);
-        print("+-o {}", textAt(entry, nameKey));
-        const std::string_view location = textAt(entry, locationKey);
+        const std::string_view className = entryText(entry, classKey);
+        print("+-o {}", entryText(entry, nameKey));
+        const std::string_view location = entryText(entry, locationKey);
         if (!location.empty()) print("@{}", location);
         print("  <class {}", className);
-        if (const auto id = numberAt(entry, idKey)) print(", id {:#x}", *id);
-        const auto state = numberAt(entry, stateKey);
+        if (const auto id = entryNumber(entry, idKey)) print(", id {:#x}", *id);
+        const auto state = entryNumber(entry, stateKey);
         // The root is no service, so it has no state.
         if (state || className != "IORegistryEntry") {
             printState(state.value_or(registered | matched));
-            print(", busy {}", numberAt(entry, busyStateKey).value_or(0));
-            const std::uint64_t busyTime = numberAt(entry, busyTimeKey).value_or(0);
+            print(", busy {}", entryNumber(entry, busyStateKey).value_or(0));
+            const std::uint64_t busyTime = entryNumber(entry, busyTimeKey).value_or(0);
             if (busyTime != 0) print(" ({} ms)", busyTime / nanosecondsPerMillisecond);
         }
-        if (const auto count = numberAt(entry, retainCountKey)) print(", retain {}", *count);
+        if (const auto count = entryNumber(entry, retainCountKey)) print(", retain {}", *count);
         text_ += ">\n";
     }
 
@@ -129,54 +130,18 @@ class Printer {
         print("{}{{\n", margin);
         for (const auto& [key, value] : properties) {
             if (std::find(ownKeys.begin(), ownKeys.end(), key) != ownKeys.end()) continue;
-            print("{}  \"{}\" = ", margin, key);
-            printValue(value);
-            text_ += '\n';
-            if (text_.size() > mostText) {
-                throw DumpError(fmt::format("is too large; expected a registry of at most {} MiB",
-                                            mostText >> 20));
-            }
+            print("{}  \"{}\" = {}\n", margin, key, printRecordedValue(value));
+            checkSize();
         }
         print("{}}}\n{}\n", margin, margin);
+        checkSize();
     }
 
-    void printValue(const PropertyValue& value) {
-        std::visit([this](const auto& plain) { printPlain(plain); }, value.value);
-    }
-
-    void printPlain(std::monostate) { text_ += "\"\""; }
-    void printPlain(bool value) { text_ += value ? "Yes" : "No"; }
-    void printPlain(std::int64_t value) { print("{}", static_cast<std::uint64_t>(value)); }
-    void printPlain(double value) { print("\"{}\"", value); }
-    void printPlain(const std::string& value) { print("\"{}\"", value); }
-
-    void printPlain(const Bytes& value) {
-        constexpr std::string_view digits = "0123456789abcdef";
-        text_ += '<';
-        for (const std::uint8_t byte : value) {
-            text_ += digits[byte >> 4];
-            text_ += digits[byte & 0xF];
+    void checkSize() const {
+        if (text_.size() > mostText) {
+            throw DumpError(
+                fmt::format("is too large; expected a registry of at most {} MiB", mostText >> 20));
         }
-        text_ += '>';
-    }
-
-    void printPlain(const PropertyList& value) {
-        text_ += '(';
-        for (const PropertyValue& element : value) {
-            if (&element != &value.front()) text_ += ',';
-            printValue(element);
-        }
-        text_ += ')';
-    }
-
-    void printPlain(const PropertyMap& value) {
-        text_ += '{';
-        for (const auto& element : value) {
-            if (&element != &value.front()) text_ += ',';
-            print("\"{}\"=", element.first);
-            printValue(element.second);
-        }
-        text_ += '}';
     }
 
     std::string text_;
@@ -190,7 +155,7 @@ std::optional<std::string> registryTextOf(std::string_view contents) {
     const auto root = readPropertyList(contents);
     if (!root) return std::nullopt;
 
-    Printer printer;
+    RegistryPrinter printer;
     if (const auto* const list = std::get_if<PropertyList>(&root->value)) {
         const auto entries = entriesIn(*list);
         if (entries.empty()) return std::nullopt;

@@ -14,26 +14,27 @@ namespace displaycheck {
 
 namespace {
 
-constexpr std::size_t mostLevels = 1'000;
-constexpr std::size_t mostKeys = 20'000;
-constexpr std::size_t mostMemory = 512U << 20;
+constexpr std::size_t mostListLevels = 1'000;
+constexpr std::size_t mostDictionaryKeys = 20'000;
+constexpr std::size_t mostListMemory = 512U << 20;
 constexpr std::size_t memoryOfValue = 128;  // besides the bytes of a text or of data
 
-DumpError damaged(std::string_view how) {
+DumpError damagedList(std::string_view how) {
     return DumpError(fmt::format("the property list is damaged: {}", how));
 }
 
-void checkLevels(std::size_t levels) {
-    if (levels > mostLevels) {
+void checkListLevels(std::size_t levels) {
+    if (levels > mostListLevels) {
         throw DumpError(fmt::format(
-            "the property list is nested too deeply; expected at most {} levels", mostLevels));
+            "the property list is nested too deeply; expected at most {} levels", mostListLevels));
     }
 }
 
-void checkMemory(std::size_t bytes) {
-    if (bytes > mostMemory) {
-        throw DumpError(fmt::format(
-            "the property list is too large; expected at most {} MiB of values", mostMemory >> 20));
+void checkListMemory(std::size_t bytes) {
+    if (bytes > mostListMemory) {
+        throw DumpError(
+            fmt::format("the property list is too large; expected at most {} MiB of values",
+                        mostListMemory >> 20));
     }
 }
 
@@ -44,10 +45,14 @@ class XMLScan {
     explicit XMLScan(std::string_view text) : text_(text) {}
 
     void run() {
+        if (const std::size_t zero = text_.find('\0'); zero != std::string_view::npos) {
+            at_ = zero;
+            throw damagedList(fmt::format("line {}: it has a zero byte", line()));
+        }
         while (next()) {
         }
-        if (!keys_.empty()) throw damaged("it ends inside a dictionary or a list");
-        if (!hasEnd_) throw damaged("it ends before </plist>");
+        if (!keys_.empty()) throw damagedList("it ends inside a dictionary or a list");
+        if (!hasEnd_) throw damagedList("it ends before </plist>");
     }
 
   private:
@@ -63,7 +68,7 @@ class XMLScan {
         } else if (startsWith("<![CDATA[")) {
             skipTo("]]>", 9);
         } else if (startsWith("<!") || startsWith("<?")) {
-            if (!keys_.empty()) throw damaged(fmt::format("line {}: expected a value", line()));
+            if (!keys_.empty()) throw damagedList(fmt::format("line {}: expected a value", line()));
             skipTo(startsWith("<?") ? "?>" : ">", 2);
         } else {
             readTag(skipTo(">", 1));
@@ -76,8 +81,8 @@ class XMLScan {
         const std::size_t begin = at_ + length;
         const std::size_t found = text_.find(end, begin);
         if (found == std::string_view::npos) {
-            throw damaged(fmt::format("line {}: expected \"{}\" behind \"{}\"", line(), end,
-                                      text_.substr(at_, length)));
+            throw damagedList(fmt::format("line {}: expected \"{}\" behind \"{}\"", line(), end,
+                                          text_.substr(at_, length)));
         }
         at_ = found + end.size();
         return text_.substr(begin, found - begin);
@@ -86,12 +91,12 @@ class XMLScan {
     void readTag(std::string_view tag) {
         const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n"));
         if (name == "plist" || name == "/plist") {
-            if (!keys_.empty()) throw damaged(fmt::format("line {}: expected a value", line()));
+            if (!keys_.empty()) throw damagedList(fmt::format("line {}: expected a value", line()));
             hasEnd_ = name == "/plist";
             return;
         }
         if (tag.find_first_of("\"'") != std::string_view::npos) {
-            throw damaged(fmt::format("line {}: expected a tag without attributes", line()));
+            throw damagedList(fmt::format("line {}: expected a tag without attributes", line()));
         }
         if (name == "/dict" || name == "/array") {
             if (!keys_.empty()) keys_.pop_back();
@@ -99,15 +104,15 @@ class XMLScan {
         }
         if (tag.substr(0, 1) == "/") return;
 
-        checkMemory(text_.size() + ++values_ * memoryOfValue);
-        if (name == "key" && !keys_.empty() && ++keys_.back() > mostKeys) {
+        checkListMemory(text_.size() + ++values_ * memoryOfValue);
+        if (name == "key" && !keys_.empty() && ++keys_.back() > mostDictionaryKeys) {
             throw DumpError(
                 fmt::format("line {}: the dictionary is too large; expected at most {} keys",
-                            line(), mostKeys));
+                            line(), mostDictionaryKeys));
         }
         if ((name == "dict" || name == "array") && tag.back() != '/') {
             keys_.push_back(0);
-            checkLevels(keys_.size());
+            checkListLevels(keys_.size());
         }
     }
 
@@ -128,7 +133,7 @@ class XMLScan {
 class BinaryScan {
   public:
     explicit BinaryScan(std::string_view bytes) : bytes_(bytes) {
-        if (bytes.size() < header.size() + trailerSize) throw damaged("it is cut off");
+        if (bytes.size() < header.size() + trailerSize) throw damagedList("it is cut off");
         const std::size_t trailer = bytes.size() - trailerSize;
         offsetSize_ = byteAt(trailer + 6);
         referenceSize_ = byteAt(trailer + 7);
@@ -137,9 +142,9 @@ class BinaryScan {
         table_ = number(trailer + 24, 8);
         if (offsetSize_ == 0 || offsetSize_ > 8 || referenceSize_ == 0 || referenceSize_ > 8 ||
             table_ > trailer || count > (trailer - table_) / offsetSize_ || top_ >= count) {
-            throw damaged("its table of objects is not where its end says");
+            throw damagedList("its table of objects is not where its end says");
         }
-        checkMemory(count * memoryOfValue);
+        checkListMemory(count * memoryOfValue);
         objects_.resize(count);
     }
 
@@ -156,18 +161,18 @@ class BinaryScan {
             const std::uint64_t child =
                 number(last.references + last.next * referenceSize_, referenceSize_);
             if (child >= objects_.size())
-                throw damaged("an object refers to one that is not there");
+                throw damagedList("an object refers to one that is not there");
             const Object& object = objects_[child];
-            if (object.state == State::open) throw damaged("an object holds itself");
+            if (object.state == State::open) throw damagedList("an object holds itself");
             if (object.state == State::unseen) {
                 enter(child);
                 continue;  // counted when it is done, at the next look
             }
             ++last.next;
             parent.memory += object.memory;
-            checkMemory(parent.memory);
+            checkListMemory(parent.memory);
             parent.levels = std::max(parent.levels, object.levels + 1);
-            checkLevels(parent.levels);
+            checkListLevels(parent.levels);
         }
     }
 
@@ -192,7 +197,7 @@ class BinaryScan {
     std::size_t byteAt(std::size_t at) const { return static_cast<unsigned char>(bytes_[at]); }
 
     std::uint64_t number(std::size_t at, std::size_t size) const {
-        if (at > bytes_.size() || size > bytes_.size() - at) throw damaged("it is cut off");
+        if (at > bytes_.size() || size > bytes_.size() - at) throw damagedList("it is cut off");
         std::uint64_t result = 0;
         for (std::size_t i = 0; i < size; ++i) result = result << 8 | byteAt(at + i);
         return result;
@@ -210,11 +215,12 @@ class BinaryScan {
             count = number(at, size);
             at += size;
         }
-        if (count > bytes_.size()) throw damaged("an object is longer than the file");
+        if (count > bytes_.size()) throw damagedList("an object is longer than the file");
 
         Object& object = objects_[index];
         object.memory = memoryOfValue;
         object.state = State::done;
+        constexpr std::size_t text = 5;
         constexpr std::size_t utf16 = 6;
         constexpr std::size_t list = 0xA;
         constexpr std::size_t set = 0xC;
@@ -222,17 +228,35 @@ class BinaryScan {
         if (kind == list || kind == set || kind == dictionary) {
             const std::size_t references = kind == dictionary ? 2 * count : count;
             if (references > (bytes_.size() - at) / referenceSize_) {
-                throw damaged("an object is longer than the file");
+                throw damagedList("an object is longer than the file");
             }
             // Each costs at least this: without it, lists that share their bytes would take long.
             references_ += references;
-            checkMemory(references_ * memoryOfValue);
+            checkListMemory(references_ * memoryOfValue);
             object.state = State::open;
             object.levels = 1;
-            checkLevels(open_.size() + 1);
+            checkListLevels(open_.size() + 1);
             open_.push_back({index, at, references, 0});
-        } else if (kind >= 4) {
+            if (kind == dictionary && count > mostDictionaryKeys) {
+                throw DumpError(fmt::format(
+                    "a dictionary of the property list is too large; expected at most {} keys",
+                    mostDictionaryKeys));
+            }
+        } else if (kind == text || kind == utf16) {
             object.memory += kind == utf16 ? 3 * count : count;
+            scanText(at, count, kind == utf16 ? 2 : 1);
+        } else if (kind >= 4) {
+            object.memory += count;
+        }
+    }
+
+    /// A text of `count` units, of one or two bytes each.
+    void scanText(std::size_t at, std::size_t count, std::size_t unit) {
+        // Texts may share their bytes too.
+        textBytes_ += count * unit;
+        checkListMemory(textBytes_);
+        for (; count > 0; --count, at += unit) {
+            if (number(at, unit) == 0) throw damagedList("a text has a zero byte");
         }
     }
 
@@ -242,6 +266,7 @@ class BinaryScan {
     std::size_t top_ = 0;
     std::size_t table_ = 0;
     std::size_t references_ = 0;
+    std::size_t textBytes_ = 0;
     std::vector<Object> objects_;
     std::vector<Open> open_;
 };

@@ -20,11 +20,11 @@ namespace {
 constexpr std::string_view displaysType = "SPDisplaysDataType";
 constexpr std::string_view hardwareType = "SPHardwareDataType";
 
-constexpr std::string_view blanks = " \t\r";
+constexpr std::string_view reportBlanks = " \t\r";
 
 /// The whole text as a number; nothing for any other text and for larger numbers.
 template <class Number>
-std::optional<Number> numberIn(std::string_view text, int base) {
+std::optional<Number> wholeNumberIn(std::string_view text, int base) {
     Number number = 0;
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, number, base);
@@ -35,32 +35,45 @@ std::optional<Number> numberIn(std::string_view text, int base) {
 /// With or without "0x".
 std::optional<std::uint32_t> hexNumberIn(std::string_view text) {
     if (text.substr(0, 2) == "0x") text.remove_prefix(2);
-    return numberIn<std::uint32_t>(text, 16);
+    return wholeNumberIn<std::uint32_t>(text, 16);
+}
+
+/// Far more than any Mac has. GPUs and displays are counted each on their own.
+constexpr std::size_t mostInReport = 1'000;
+
+template <class Element>
+void addTo(std::vector<Element>& list, Element element) {
+    if (list.size() == mostInReport) {
+        throw DumpError(
+            fmt::format("the report lists too much; expected at most {} displays and as many GPUs",
+                        mostInReport));
+    }
+    list.push_back(std::move(element));
 }
 
 // A report as text. Indentation shows what belongs to what.
 
-struct Line {
+struct ReportLine {
     std::size_t indent = 0;
     std::string_view key;    // in front of the colon
     std::string_view value;  // behind it; empty for a heading
 };
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t begin = text.find_first_not_of(blanks);
+std::string_view withoutBlanks(std::string_view text) {
+    const std::size_t begin = text.find_first_not_of(reportBlanks);
     if (begin == std::string_view::npos) return {};
-    return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+    return text.substr(begin, text.find_last_not_of(reportBlanks) - begin + 1);
 }
 
-Line lineOf(std::string_view text) {
-    Line line;
+ReportLine reportLineOf(std::string_view text) {
+    ReportLine line;
     line.indent = std::min(text.find_first_not_of(' '), text.size());
-    text = trimmed(text);
+    text = withoutBlanks(text);
     // A heading may be a display's name with a colon of its own.
     const std::size_t colon =
         !text.empty() && text.back() == ':' ? text.size() - 1 : text.find(": ");
     line.key = text.substr(0, colon);
-    if (colon != std::string_view::npos) line.value = trimmed(text.substr(colon + 1));
+    if (colon != std::string_view::npos) line.value = withoutBlanks(text.substr(colon + 1));
     return line;
 }
 
@@ -70,7 +83,7 @@ class TextReport {
         while (!text.empty()) {
             const std::size_t end = std::min(text.find('\n'), text.size());
             const std::string_view line = text.substr(0, end);
-            if (!trimmed(line).empty()) readLine(lineOf(line));
+            if (!withoutBlanks(line).empty()) readLine(reportLineOf(line));
             text.remove_prefix(std::min(end + 1, text.size()));
         }
         endDisplay();
@@ -81,7 +94,7 @@ class TextReport {
   private:
     enum class Section { other, hardware, displays };
 
-    void readLine(const Line& line) {
+    void readLine(const ReportLine& line) {
         if (line.indent == 0) {
             endDisplay();
             list_.reset();
@@ -98,13 +111,13 @@ class TextReport {
         }
     }
 
-    void readGraphicsLine(const Line& line) {
+    void readGraphicsLine(const ReportLine& line) {
         if (list_ && line.indent <= *list_) {
             endDisplay();
             list_.reset();
         }
         if (!list_) {
-            if (line.key == "Chipset Model") profile_.chipsets.emplace_back(line.value);
+            if (line.key == "Chipset Model") addTo(profile_.chipsets, std::string(line.value));
             if (line.key == "Displays" && line.value.empty()) list_ = line.indent;
         } else if (!display_ || line.indent <= displayIndent_) {
             endDisplay();
@@ -116,7 +129,7 @@ class TextReport {
         }
     }
 
-    void readDisplayLine(const Line& line) {
+    void readDisplayLine(const ReportLine& line) {
         const auto begins = [&line](std::string_view with) {
             return line.value.substr(0, with.size()) == with;
         };
@@ -136,7 +149,7 @@ class TextReport {
     }
 
     void endDisplay() {
-        if (display_ && isInUse_) profile_.displays.push_back(*std::move(display_));
+        if (display_ && isInUse_) addTo(profile_.displays, *std::move(display_));
         display_.reset();
         isInUse_ = true;
     }
@@ -152,13 +165,13 @@ class TextReport {
 
 // A report as property list or JSON: a list of items for each data type.
 
-std::string textAt(const PropertyValue& item, std::string_view key) {
+std::string itemText(const PropertyValue& item, std::string_view key) {
     const PropertyValue* const value = find(item, key);
     const auto* const text = value != nullptr ? std::get_if<std::string>(&value->value) : nullptr;
     return text != nullptr ? *text : std::string();
 }
 
-const PropertyList& listAt(const PropertyValue& item, std::string_view key) {
+const PropertyList& itemList(const PropertyValue& item, std::string_view key) {
     static const PropertyList none;
     const PropertyValue* const value = find(item, key);
     const auto* const list = value != nullptr ? std::get_if<PropertyList>(&value->value) : nullptr;
@@ -167,7 +180,7 @@ const PropertyList& listAt(const PropertyValue& item, std::string_view key) {
 
 /// A number that is given as such or, as the tool does, as a text.
 template <class Number>
-std::optional<Number> numberAt(const PropertyValue& item, std::string_view key, int base) {
+std::optional<Number> itemNumber(const PropertyValue& item, std::string_view key, int base) {
     const PropertyValue* const value = find(item, key);
     const auto* const number =
         value != nullptr ? std::get_if<std::int64_t>(&value->value) : nullptr;
@@ -175,47 +188,48 @@ std::optional<Number> numberAt(const PropertyValue& item, std::string_view key, 
         if (*number < 0 || *number > std::numeric_limits<Number>::max()) return std::nullopt;
         return static_cast<Number>(*number);
     }
-    const std::string text = textAt(item, key);
+    const std::string text = itemText(item, key);
     if (base == 16) return hexNumberIn(text);
-    return numberIn<Number>(text, base);
+    return wholeNumberIn<Number>(text, base);
 }
 
 std::optional<ProfiledDisplay> displayOf(const PropertyValue& item) {
     if (!std::holds_alternative<PropertyMap>(item.value) ||
-        textAt(item, "spdisplays_status") == "spdisplays_not_connected" ||
-        textAt(item, "spdisplays_online") == "spdisplays_no") {
+        itemText(item, "spdisplays_status") == "spdisplays_not_connected" ||
+        itemText(item, "spdisplays_online") == "spdisplays_no") {
         return std::nullopt;
     }
     constexpr std::string_view builtInType = "spdisplays_built-in";
     const auto hexAt = [&item](std::string_view key) {
-        return numberAt<std::uint32_t>(item, key, 16);
+        return itemNumber<std::uint32_t>(item, key, 16);
     };
     ProfiledDisplay display;
-    display.name = textAt(item, "_name");
+    display.name = itemText(item, "_name");
     display.builtIn =
-        textAt(item, "spdisplays_connection_type") == "spdisplays_internal" ||
-        textAt(item, "spdisplays_display_type").compare(0, builtInType.size(), builtInType) == 0 ||
-        textAt(item, "spdisplays_builtin") == "spdisplays_yes";
+        itemText(item, "spdisplays_connection_type") == "spdisplays_internal" ||
+        itemText(item, "spdisplays_display_type").compare(0, builtInType.size(), builtInType) ==
+            0 ||
+        itemText(item, "spdisplays_builtin") == "spdisplays_yes";
     display.displayID = hexAt("_spdisplays_displayID");
     display.vendor = hexAt("_spdisplays_display-vendor-id");
     display.product = hexAt("_spdisplays_display-product-id");
     display.serial = hexAt("_spdisplays_display-serial-number");
-    display.week = numberAt<int>(item, "_spdisplays_display-week", 10);
-    display.year = numberAt<int>(item, "_spdisplays_display-year", 10);
+    display.week = itemNumber<int>(item, "_spdisplays_display-week", 10);
+    display.year = itemNumber<int>(item, "_spdisplays_display-year", 10);
     return display;
 }
 
 void readItems(std::string_view type, const PropertyList& items, SystemProfile& profile) {
     for (const PropertyValue& item : items) {
         if (type == hardwareType) {
-            std::string model = textAt(item, "machine_model");
+            std::string model = itemText(item, "machine_model");
             if (!model.empty()) profile.model = std::move(model);
             continue;
         }
-        std::string chipset = textAt(item, "sppci_model");
-        if (!chipset.empty()) profile.chipsets.push_back(std::move(chipset));
-        for (const PropertyValue& display : listAt(item, "spdisplays_ndrvs")) {
-            if (auto found = displayOf(display)) profile.displays.push_back(*std::move(found));
+        std::string chipset = itemText(item, "sppci_model");
+        if (!chipset.empty()) addTo(profile.chipsets, std::move(chipset));
+        for (const PropertyValue& display : itemList(item, "spdisplays_ndrvs")) {
+            if (auto found = displayOf(display)) addTo(profile.displays, *std::move(found));
         }
     }
 }
@@ -230,27 +244,27 @@ std::optional<SystemProfile> profileInPropertyList(std::string_view contents) {
     if (sections == nullptr) return std::nullopt;
     std::optional<SystemProfile> profile;
     for (const PropertyValue& section : *sections) {
-        const std::string type = textAt(section, "_dataType");
+        const std::string type = itemText(section, "_dataType");
         if (!isWanted(type)) continue;
         if (!profile) profile.emplace();
-        readItems(type, listAt(section, "_items"), *profile);
+        readItems(type, itemList(section, "_items"), *profile);
     }
     return profile;
 }
 
-PropertyValue valueOf(const nlohmann::ordered_json& json) {
+PropertyValue valueOfJSON(const nlohmann::ordered_json& json) {
     if (json.is_boolean()) return {json.get<bool>()};
     if (json.is_number_integer()) return {json.get<std::int64_t>()};
     if (json.is_string()) return {json.get<std::string>()};
     if (json.is_array()) {
         PropertyList list;
-        for (const auto& element : json) list.push_back(valueOf(element));
+        for (const auto& element : json) list.push_back(valueOfJSON(element));
         return {std::move(list)};
     }
     if (json.is_object()) {
         PropertyMap map;
         for (const auto& element : json.items()) {
-            map.emplace_back(element.key(), valueOf(element.value()));
+            map.emplace_back(element.key(), valueOfJSON(element.value()));
         }
         return {std::move(map)};
     }
@@ -289,12 +303,12 @@ nlohmann::ordered_json parseJSON(std::string_view contents) {
 }
 
 std::optional<SystemProfile> profileInJSON(std::string_view contents) {
-    const PropertyValue root = valueOf(parseJSON(contents));
+    const PropertyValue root = valueOfJSON(parseJSON(contents));
     std::optional<SystemProfile> profile;
     for (const std::string_view type : {displaysType, hardwareType}) {
         if (find(root, type) == nullptr) continue;
         if (!profile) profile.emplace();
-        readItems(type, listAt(root, type), *profile);
+        readItems(type, itemList(root, type), *profile);
     }
     return profile;
 }

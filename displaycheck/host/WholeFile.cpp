@@ -12,7 +12,7 @@ namespace displaycheck {
 
 namespace {
 
-[[noreturn]] void failed(const std::filesystem::path& path) {
+[[noreturn]] void failedToWrite(const std::filesystem::path& path) {
     throw std::system_error(errno, std::generic_category(), "can't write " + path.string());
 }
 
@@ -36,7 +36,7 @@ void writeWholeFile(const std::filesystem::path& path, std::string_view contents
     const std::filesystem::path written =
         replaces ? path.string() + "." + std::to_string(getpid()) + ".part" : path.string();
     const int file = open(written.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (file == -1) failed(path);
+    if (file == -1) failedToWrite(path);
     const bool good = writeAll(file, contents);
     if (close(file) == 0 && good &&
         (!replaces || std::rename(written.c_str(), path.c_str()) == 0)) {
@@ -45,7 +45,7 @@ void writeWholeFile(const std::filesystem::path& path, std::string_view contents
     const int error = errno;
     if (replaces) unlink(written.c_str());
     errno = error;
-    failed(path);
+    failedToWrite(path);
 }
 
 }  // namespace displaycheck

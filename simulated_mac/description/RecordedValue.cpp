@@ -2,8 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <string>
+#include <vector>
+
+#include "simulated_mac/description/HexText.h"
 
 namespace simulated_mac {
 
@@ -142,36 +146,82 @@ class Reader {
     std::string_view text_;
 };
 
-struct Printer {
-    std::string operator()(std::monostate) const { return ""; }
-    std::string operator()(bool value) const { return value ? "Yes" : "No"; }
-    std::string operator()(std::int64_t value) const {
+/// The texts that data consists of, each but the last ended by a zero byte; none for other data.
+/// A single byte is no text.
+std::vector<std::string_view> textsIn(const Bytes& data) {
+    std::vector<std::string_view> texts;
+    if (data.size() < 2) return texts;
+    for (auto at = data.begin(); at != data.end();) {
+        const auto end = std::find(at, data.end(), 0);
+        const bool printable =
+            std::all_of(at, end, [](std::uint8_t byte) { return byte >= ' ' && byte < 0x7F; });
+        if (at == end || !printable) return {};
+        texts.emplace_back(reinterpret_cast<const char*>(&*at), static_cast<std::size_t>(end - at));
+        at = end == data.end() ? end : end + 1;
+    }
+    return texts;
+}
+
+/// Appends to one text, so that depth costs nothing.
+class Printer {
+  public:
+    Printer(std::string& text, bool hexadecimal) : text_(text), hexadecimal_(hexadecimal) {}
+
+    void print(const PropertyValue& value) { std::visit(*this, value.value); }
+
+    void operator()(std::monostate) {}
+    void operator()(bool value) { text_ += value ? "Yes" : "No"; }
+    void operator()(std::int64_t value) {
         // The registry's numbers are unsigned.
-        return std::to_string(static_cast<std::uint64_t>(value));
+        const auto number = static_cast<std::uint64_t>(value);
+        text_ += hexadecimal_ ? fmt::format("{:#x}", number) : std::to_string(number);
     }
-    std::string operator()(double value) const { return fmt::format("{}", value); }
-    std::string operator()(const std::string& value) const { return "\"" + value + "\""; }
-    std::string operator()(const Bytes& value) const {
-        return fmt::format("<{:02x}>", fmt::join(value, ""));
+    void operator()(double value) { text_ += fmt::format("{}", value); }
+    void operator()(const std::string& value) { printQuoted(value); }
+    void operator()(const Bytes& value) {
+        text_ += '<';
+        const auto texts = hexadecimal_ ? std::vector<std::string_view>() : textsIn(value);
+        if (texts.empty()) text_ += lowerHexText(value);
+        printEach(texts, [this](std::string_view text) { printQuoted(text); });
+        text_ += '>';
     }
-    std::string operator()(const PropertyList& list) const {
-        std::vector<std::string> elements;
-        for (const PropertyValue& element : list) elements.push_back(printRecordedValue(element));
-        return fmt::format("({})", fmt::join(elements, ","));
+    void operator()(const PropertyList& list) {
+        text_ += '(';
+        printEach(list, [this](const PropertyValue& element) { print(element); });
+        text_ += ')';
     }
-    std::string operator()(const PropertyMap& map) const {
-        std::vector<std::string> elements;
-        for (const auto& [key, element] : map) {
-            elements.push_back("\"" + key + "\"=" + printRecordedValue(element));
+    void operator()(const PropertyMap& map) {
+        text_ += '{';
+        printEach(map, [this](const auto& entry) {
+            printQuoted(entry.first);
+            text_ += '=';
+            print(entry.second);
+        });
+        text_ += '}';
+    }
+
+  private:
+    /// Nothing is escaped.
+    void printQuoted(std::string_view text) { text_.append("\"").append(text).append("\""); }
+
+    template <class Elements, class PrintElement>
+    void printEach(const Elements& elements, PrintElement printElement) {
+        for (const auto& element : elements) {
+            if (&element != &elements.front()) text_ += ',';
+            printElement(element);
         }
-        return fmt::format("{{{}}}", fmt::join(elements, ","));
     }
+
+    std::string& text_;
+    bool hexadecimal_;
 };
 
 }  // namespace
 
-std::string printRecordedValue(const PropertyValue& value) {
-    return std::visit(Printer{}, value.value);
+std::string printRecordedValue(const PropertyValue& value, bool hexadecimal) {
+    std::string text;
+    Printer(text, hexadecimal).print(value);
+    return text;
 }
 
 std::optional<PropertyValue> parseRecordedValue(std::string_view text) {

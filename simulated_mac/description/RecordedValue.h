@@ -13,7 +13,9 @@ namespace simulated_mac {
 /// inside a list or dictionary ends at a quote with a separator behind it: `ioreg` escapes nothing.
 std::optional<PropertyValue> parseRecordedValue(std::string_view text);
 
-/// The value as `ioreg` prints it on one line; "" for a missing one.
-std::string printRecordedValue(const PropertyValue& value);
+/// The value as `ioreg` prints it on one line; an empty text for a missing one. Data that consists
+/// of printable texts is printed as these. In hexadecimal, as `ioreg -x`, numbers are 0x2a for 42,
+/// and no data is printed as texts.
+std::string printRecordedValue(const PropertyValue& value, bool hexadecimal = false);
 
 }  // namespace simulated_mac

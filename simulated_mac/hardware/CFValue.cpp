@@ -22,6 +22,27 @@ CFObject::Dictionary makeDictionary(const PropertyMap& map) {
     return dictionary;
 }
 
+struct PropertyValueMaker {
+    PropertyValue operator()(const CFObject::String& value) const { return {utf8Of(value)}; }
+    PropertyValue operator()(const CFObject::Array& value) const {
+        PropertyList list;
+        list.reserve(value.size());
+        for (const CFPointer& element : value) list.push_back(propertyValueOf(*element));
+        return {std::move(list)};
+    }
+    PropertyValue operator()(const CFObject::Dictionary& value) const {
+        PropertyMap map;
+        map.reserve(value.size());
+        for (const auto& [key, element] : value) map.emplace_back(key, propertyValueOf(*element));
+        return {std::move(map)};
+    }
+    PropertyValue operator()(const CFObject::Opaque& value) const { return {value.type}; }
+    template <class Plain>
+    PropertyValue operator()(const Plain& value) const {
+        return {value};
+    }
+};
+
 }  // namespace
 
 CFPointer makeCF(CFObject::Value value) {
@@ -45,6 +66,10 @@ CFPointer makeCF(const PropertyValue& property) {
         return makeCF(makeDictionary(*map));
     }
     return nullptr;
+}
+
+PropertyValue propertyValueOf(const CFObject& object) {
+    return std::visit(PropertyValueMaker(), object.value);
 }
 
 bool isNumber(const CFObject& object) {

@@ -39,6 +39,8 @@ CFPointer makeCF(CFObject::Value value);
 CFPointer makeCFText(std::string_view utf8);
 /// nullptr for a missing value.
 CFPointer makeCF(const PropertyValue& value);
+/// The other way round; an opaque object is the name of its type.
+PropertyValue propertyValueOf(const CFObject& object);
 
 /// Whole or not: Core Foundation has one type for both.
 bool isNumber(const CFObject& object);

@@ -2,11 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <set>
 #include <string_view>
 
-#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/description/RecordedValue.h"
 #include "simulated_mac/hardware/CFValue.h"
 
@@ -15,64 +13,6 @@ namespace simulated_mac {
 namespace {
 
 using Entry = Registry::Entry;
-
-/// Texts and keys as the tool quotes them.
-std::string inQuotes(std::string_view text) {
-    return fmt::format("\"{}\"", text);
-}
-
-/// The texts that data consists of, each but the last ended by a zero byte; none for other data.
-/// A single byte is no text.
-std::vector<std::string> textsIn(const Bytes& data) {
-    std::vector<std::string> texts;
-    if (data.size() < 2) return texts;
-    for (auto at = data.begin(); at != data.end();) {
-        const auto end = std::find(at, data.end(), 0);
-        const bool printable =
-            std::all_of(at, end, [](std::uint8_t byte) { return byte >= ' ' && byte < 0x7F; });
-        if (at == end || !printable) return {};
-        texts.push_back(inQuotes(std::string(at, end)));
-        at = end == data.end() ? end : end + 1;
-    }
-    return texts;
-}
-
-class Printer {
-  public:
-    explicit Printer(bool hexadecimal) : hexadecimal_(hexadecimal) {}
-
-    std::string operator()(const CFObject& object) const { return std::visit(*this, object.value); }
-
-    std::string operator()(bool value) const { return value ? "Yes" : "No"; }
-    std::string operator()(std::int64_t value) const {
-        // The registry's numbers are unsigned.
-        const auto number = static_cast<std::uint64_t>(value);
-        return hexadecimal_ ? fmt::format("{:#x}", number) : std::to_string(number);
-    }
-    std::string operator()(double value) const { return fmt::format("{}", value); }
-    std::string operator()(const CFObject::String& value) const { return inQuotes(utf8Of(value)); }
-    std::string operator()(const Bytes& value) const {
-        const auto texts = hexadecimal_ ? std::vector<std::string>() : textsIn(value);
-        if (!texts.empty()) return fmt::format("<{}>", fmt::join(texts, ","));
-        return "<" + lowerHexText(value) + ">";
-    }
-    std::string operator()(const CFObject::Array& value) const {
-        std::vector<std::string> elements;
-        for (const auto& element : value) elements.push_back((*this)(*element));
-        return fmt::format("({})", fmt::join(elements, ","));
-    }
-    std::string operator()(const CFObject::Dictionary& value) const {
-        std::vector<std::string> elements;
-        for (const auto& [key, element] : value) {
-            elements.push_back(inQuotes(key) + "=" + (*this)(*element));
-        }
-        return fmt::format("{{{}}}", fmt::join(elements, ","));
-    }
-    std::string operator()(const CFObject::Opaque& value) const { return value.type; }
-
-  private:
-    bool hexadecimal_;
-};
 
 class TreePrinter {
   public:
@@ -142,10 +82,12 @@ std::string headerLine(const RegistryEntry& entry) {
 }
 
 std::vector<std::string> propertyLines(const RegistryEntry& entry, bool hexadecimal) {
-    const Printer printed(hexadecimal);
     std::vector<std::string> lines;
-    const auto add = [&](std::string_view key, const std::string& value) {
-        lines.push_back(inQuotes(key) + " = " + value);
+    const auto add = [&lines](std::string_view key, std::string_view value) {
+        lines.push_back(fmt::format("\"{}\" = {}", key, value));
+    };
+    const auto addValue = [&](std::string_view key, const CFObject& value) {
+        add(key, printRecordedValue(propertyValueOf(value), hexadecimal));
     };
     const bool isAsRecorded = entry.properties.areAsRecorded();
     std::set<std::string> recordedKeys;
@@ -155,17 +97,17 @@ std::vector<std::string> propertyLines(const RegistryEntry& entry, bool hexadeci
             const std::string key(property.key);
             if (!isAsRecorded) recordedKeys.insert(key);
             if (!entry.properties.isAsRecorded(key)) {
-                if (const auto value = entry.get(key)) add(key, printed(*value));
+                if (const auto value = entry.get(key)) addValue(key, *value);
                 continue;
             }
             const auto value = hexadecimal ? parseRecordedValue(property.text) : std::nullopt;
-            add(key, value ? printed(*makeCF(*value)) : std::string(property.text));
+            add(key, value ? printRecordedValue(*value, true) : std::string(property.text));
         }
     }
     // Reading them all takes time.
     if (isAsRecorded) return lines;
     for (const auto& [key, value] : entry.properties.all()) {
-        if (!recordedKeys.contains(key)) add(key, printed(*value));
+        if (!recordedKeys.contains(key)) addValue(key, *value);
     }
     return lines;
 }

@@ -108,6 +108,30 @@ TEST_F(ReadDumpFiles, GivesTheMembersOfAnArchive) {
               files);
 }
 
+TEST_F(ReadDumpFiles, UnpacksACompressedMemberOfAnArchive) {
+    const auto compressed = [this](const std::string& contents) {
+        const std::string packed =
+            pack("inner.gz", {{"inner", contents}}, ARCHIVE_FORMAT_RAW, ARCHIVE_FILTER_GZIP);
+        std::ifstream file(packed, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    const std::string once = compressed("+-o Root\n");
+    const auto membersWith = [this](const std::string& contents) {
+        return membersOf(pack("dumps.zip", {{"a.txt.gz", contents}, {"b.txt", "b"}},
+                              ARCHIVE_FORMAT_ZIP, ARCHIVE_FILTER_NONE));
+    };
+    EXPECT_EQ(membersWith(once), Members({{"a.txt.gz", "+-o Root\n"}, {"b.txt", "b"}}));
+    EXPECT_EQ(membersWith(compressed("")), Members({{"a.txt.gz", ""}, {"b.txt", "b"}}));
+    const std::string large = compressed(std::string(100'000, 'x'));
+    const std::string cut = large.substr(0, large.size() / 2);
+    EXPECT_EQ(
+        errorOf(pack("dumps.zip", {{"a.txt.gz", cut}}, ARCHIVE_FORMAT_ZIP, ARCHIVE_FILTER_NONE)),
+        "can't be read: truncated gzip input");
+    EXPECT_EQ(errorOf(pack("dumps.zip", {{"a.txt.gz", compressed(std::string(256U << 20, 'x'))}},
+                           ARCHIVE_FORMAT_ZIP, ARCHIVE_FILTER_NONE)),
+              "is too large; expected at most 256 MiB unpacked");
+}
+
 TEST_F(ReadDumpFiles, LeavesOutTheAttributesThatMacOSPacksBesideAFile) {
     const std::string attributes("\x00\x05\x16\x07\x00\x02", 6);
     EXPECT_EQ(membersOf(pack("dumps.zip", {{"__MACOSX/._a.txt", attributes}, {"a.txt", "a"}},

@@ -136,6 +136,9 @@ TEST(PropertyListRegistry, PrintsEachKindOfValue) {
     EXPECT_EQ(printed("<string></string>"), "\"\"");
     EXPECT_EQ(printed("<data>AP8Q</data>"), "<00ff10>");
     EXPECT_EQ(printed("<data></data>"), "<>");
+    EXPECT_EQ(printed("<data>TWFjbWluaTgsMQA=</data>"), "<\"Macmini8,1\">");
+    EXPECT_EQ(printed("<data>YWIAYwA=</data>"), "<\"ab\",\"c\">");
+    EXPECT_EQ(printed("<data>YQ==</data>"), "<61>");
     EXPECT_EQ(printed("<array><integer>1</integer><string>b</string></array>"), "(1,\"b\")");
     EXPECT_EQ(printed("<array/>"), "()");
     EXPECT_EQ(printed("<dict><key>k</key><dict><key>x</key><data>/w==</data></dict>"
@@ -248,6 +251,42 @@ TEST(PropertyListRegistry, IsRefusedWhereABinaryOneUnpacksToTooMuch) {
 TEST(PropertyListRegistry, IsRefusedWhereADictionaryHasTooManyKeys) {
     EXPECT_EQ(errorOf(propertyList(entry("a", "b", repeated("<key>c</key><true/>", 20'000)))),
               "line 4: the dictionary is too large; expected at most 20000 keys");
+}
+
+TEST(PropertyListRegistry, IsRefusedWhereABinaryDictionaryHasTooManyKeys) {
+    const auto withKeys = [](int keys) {
+        return binaryWith({"\xDF\x12" + bigEndian(static_cast<std::size_t>(keys), 4) +
+                               repeated(bigEndian(1, 4), keys) + repeated(bigEndian(2, 4), keys),
+                           mark, "\x09"});
+    };
+    EXPECT_FALSE(registryTextOf(withKeys(20'000)));
+    EXPECT_EQ(errorOf(withKeys(20'001)),
+              "a dictionary of the property list is too large; expected at most 20000 keys");
+}
+
+TEST(PropertyListRegistry, IsRefusedWhereATextHasAZeroByte) {
+    const std::string zero(1, '\0');
+    EXPECT_EQ(errorOf(propertyList(entry("a", "b" + zero, ""))),
+              "the property list is damaged: line 4: it has a zero byte");
+    const std::string inBinary = "the property list is damaged: a text has a zero byte";
+    const std::string list = "\xA2" + bigEndian(1, 4) + bigEndian(2, 4);
+    EXPECT_EQ(errorOf(binaryWith({list, mark,
+                                  "\x53"
+                                  "a" +
+                                      zero + "b"})),
+              inBinary);
+    EXPECT_EQ(errorOf(binaryWith({list, mark, "\x62" + zero + "a" + zero + zero})), inBinary);
+    // Half of a unit is no zero.
+    EXPECT_FALSE(registryTextOf(binaryWith({list, mark, "\x62" + zero + "a" + zero + "b"})));
+}
+
+TEST(PropertyListRegistry, IsRefusedWhereItsTextIsTooLarge) {
+    // Entries without a property, deep down: their lines are little else than what the levels above
+    // put in front.
+    constexpr int levels = 400;
+    std::string xml = repeated(entry("a", "b", ""), 100'000);
+    for (int level = 0; level < levels; ++level) xml = entry("a", "b", children(xml));
+    EXPECT_EQ(errorOf(propertyList(xml)), "is too large; expected a registry of at most 256 MiB");
 }
 
 }  // namespace property_list_registry_test

@@ -235,6 +235,31 @@ TEST(SystemProfile, IsRefusedWhereItIsDamagedOrTooLarge) {
               "the property list is damaged: line 1: expected a value");
 }
 
+TEST(SystemProfile, HasAtMostAThousandDisplaysAndGPUs) {
+    const auto times = [](int count, const std::string& part) {
+        std::string result;
+        for (int i = 0; i < count; ++i) result += part;
+        return result;
+    };
+    const std::string tooMuch =
+        "the report lists too much; expected at most 1000 displays and as many GPUs";
+    const auto texts = [&](int GPUs, int displays) {
+        return "Graphics/Displays:\n" + times(GPUs, "  Chipset Model: a\n") + "  Displays:\n" +
+               times(displays, "    b:\n      Online: Yes\n");
+    };
+    EXPECT_EQ(readSystemProfile(texts(1'000, 1'000))->displays.size(), 1'000u);
+    EXPECT_EQ(errorOf(texts(1'001, 0)), tooMuch);
+    EXPECT_EQ(errorOf(texts(0, 1'001)), tooMuch);
+
+    const auto inJSON = [&](int GPUs, int displays) {
+        return R"({"SPDisplaysDataType":[)" + times(GPUs, R"({"sppci_model":"a"},)") +
+               R"({"spdisplays_ndrvs":[)" + times(displays, "{},") + "1]}]}";
+    };
+    EXPECT_EQ(readSystemProfile(inJSON(1'000, 1'000))->chipsets.size(), 1'000u);
+    EXPECT_EQ(errorOf(inJSON(1'001, 0)), tooMuch);
+    EXPECT_EQ(errorOf(inJSON(0, 1'001)), tooMuch);
+}
+
 TEST(SystemProfile, SkipsOtherSectionsHoweverDeep) {
     const auto profile =
         readSystemProfile("{\"a\":" + std::string(100'000, '[') + std::string(100'000, ']') +

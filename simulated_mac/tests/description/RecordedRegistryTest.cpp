@@ -224,8 +224,8 @@ TEST_P(RecordedValues, ArePrintedAsTheyStood) {
 
 INSTANTIATE_TEST_SUITE_P(OfEachKind, RecordedValues,
                          testing::Values("Yes", "No", "0", "18446744072860495227", "\"text\"",
-                                         "\"a \"quoted\" text\"", "\"\"", "<>", "<00ff>", "()",
-                                         "(1,(2),\"a,b\")", "{}",
+                                         "\"a \"quoted\" text\"", "\"\"", "<>", "<00ff>", "<61>",
+                                         "<\"ab\",\"c\">", "()", "(1,(2),\"a,b\")", "{}",
                                          "{\"a\"={\"b\"=(Yes)},\"c\"=\"d\"}"));
 
 TEST(RecordedValue, OfHexadecimalNumbersIsTheSame) {
@@ -233,7 +233,13 @@ TEST(RecordedValue, OfHexadecimalNumbersIsTheSame) {
 }
 
 TEST(RecordedValue, OfDataPrintedAsTextsHasAZeroByteBehindEach) {
-    EXPECT_EQ(printRecordedValue(parseRecordedValue("<\"ab\",\"c\">").value()), "<6162006300>");
+    EXPECT_EQ(std::get<Bytes>(parseRecordedValue("<\"ab\",\"c\">")->value),
+              Bytes({'a', 'b', 0, 'c', 0}));
+}
+
+TEST(RecordedValue, IsPrintedInHexadecimalWithoutTexts) {
+    EXPECT_EQ(printRecordedValue(parseRecordedValue("(42,<\"ab\">)").value(), true),
+              "(0x2a,<616200>)");
 }
 
 class CutValues : public testing::TestWithParam<const char*> {};
