@@ -96,7 +96,7 @@ TEST(AnUnpluggedMonitor, HasNoEDIDThatIsListedAfterwards) {
 TEST(AnUnpluggedMonitor, IsNoDeviceOnItsFramebuffersBus) {
     Mac mac(intelMacWith(unpluggedAt(3)));
     const io_service_t interface =
-        mac.registry.handOut(mac.displays()[1]->interfaces.at(0), "test");
+        mac.registry.handOut(mac.displays()[1]->framebuffer->interfaces.at(0), "test");
     IOI2CConnectRef connection = nullptr;
     ASSERT_EQ(IOI2CInterfaceOpen(interface, 0, &connection), kIOReturnSuccess);
     const auto send = [connection] {
@@ -162,8 +162,8 @@ TEST(AnEmptyEDID, IsDataOfLengthZeroInTheRegistry) {
     screen.listedEDIDEmpty = true;
     const Mac mac(intelMacWith(screen));
     std::vector<Bytes> listed;
-    for (const auto& connection : mac.registry.matching({"IODisplayConnect", ""})) {
-        const CFPointer edid = connection->get("IODisplayEDID");
+    for (const auto& node : mac.registry.matching({"IODisplay", ""})) {
+        const CFPointer edid = node->get("IODisplayEDID");
         if (edid != nullptr) listed.push_back(std::get<Bytes>(edid->value));
     }
     EXPECT_THAT(listed, testing::ElementsAre(Bytes()));
