@@ -554,7 +554,7 @@ TEST(DisplayInformation, ADisplayWithoutAnEDIDHasUnknownNumbers) {
     const CFDictionaryRef info = IODisplayCreateInfoDictionary(display.framebuffer, 0);
     EXPECT_EQ(numberIn(info, CFSTR("DisplayVendorID")), 0x756E6B6E);
     EXPECT_EQ(numberIn(info, CFSTR("DisplayProductID")), 0x717);
-    EXPECT_EQ(numberIn(info, CFSTR("DisplaySerialNumber")), std::nullopt);
+    EXPECT_EQ(numberIn(info, CFSTR("DisplaySerialNumber")), 0);
 }
 
 TEST(DisplayInformation, AnIDThatIsNoDisplaysHasOtherNumbers) {
