@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "displaycheck/dumps/DumpFile.h"
@@ -22,7 +23,7 @@ std::string titleOf(const std::string& file) {
     for (const char* const ending : {".gz", ".txt", ".plist", ".xml", ".tar", ".tgz", ".ioreg"}) {
         const std::string_view end = ending;
         if (title.size() > end.size() && title.substr(title.size() - end.size()) == end) {
-            title.resize(title.size() - end.size());
+            title.erase(title.size() - end.size());
         }
     }
     return title;
@@ -32,14 +33,25 @@ bool looksLikeRegistry(std::string_view text) {
     return text.find("+-o ") != std::string_view::npos;
 }
 
+/// How much it tells: displays with an ID, then displays at all.
+auto wealthOf(const SystemProfile& profile) {
+    const auto withID =
+        std::count_if(profile.displays.begin(), profile.displays.end(),
+                      [](const auto& display) { return display.displayID.has_value(); });
+    return std::pair(static_cast<std::size_t>(withID), profile.displays.size());
+}
+
 class Reader {
   public:
     void read(const std::string& path) {
-        for (const DumpFile& file : readDumpFiles(path)) {
-            const bool known = readRegistry(path, file) | readProfile(file) | readEDIDs(file);
+        for (const DumpFile& file : filesOf(path)) {
+            const bool known = readRegistry(path, file) | readProfile(file) | readEDIDs(path, file);
             if (known) continue;
             // An archive holds other things too.
-            if (file.name != path && path != "-") continue;
+            if (file.name != path && path != "-") {
+                passOver(file.name);
+                continue;
+            }
             throw DumpError(fmt::format(
                 "{}: is no dump of a Mac; expected the output of ioreg, system_profiler or "
                 "afktool, or an EDID",
@@ -50,6 +62,15 @@ class Reader {
     MacRecord result() { return std::move(record_); }
 
   private:
+    static std::vector<DumpFile> filesOf(const std::string& path) {
+        try {
+            return readDumpFiles(path);
+        } catch (const DumpError& error) {
+            throw DumpError(
+                fmt::format("{}: {}", path == "-" ? "standard input" : path, error.what()));
+        }
+    }
+
     bool readRegistry(const std::string& path, const DumpFile& file) {
         std::optional<std::string> text;
         try {
@@ -74,16 +95,31 @@ class Reader {
         return true;
     }
 
+    void passOver(const std::string& name) {
+        constexpr std::size_t mostNames = 10;
+        if (record_.passedOver.size() < mostNames) {
+            record_.passedOver.push_back(name);
+        } else {
+            record_.passedOver.back() = "and others";
+        }
+    }
+
     bool readProfile(const DumpFile& file) {
         const auto profile = readSystemProfile(file.contents);
         if (!profile) return false;
+        // The text for people is in archives beside the property list, and tells less.
+        if (record_.profile && wealthOf(*record_.profile) >= wealthOf(*profile)) {
+            passOver(file.name);
+            return true;
+        }
+        if (record_.profile) passOver(record_.profilePlace);
         record_.profile = *profile;
         record_.profilePlace = file.name;
         return true;
     }
 
     /// Those of a registry are its displays' own.
-    bool readEDIDs(const DumpFile& file) {
+    bool readEDIDs(const std::string& path, const DumpFile& file) {
         if (looksLikeRegistry(file.contents)) return false;
         const auto found = findEDIDs(file.contents);
         for (const FoundEDID& edid : found) {
@@ -91,7 +127,7 @@ class Reader {
                                                      ? file.name
                                                      : fmt::format("{}:{}", file.name, edid.line)});
         }
-        if (!found.empty() && record_.title.empty()) record_.title = titleOf(file.name);
+        if (!found.empty() && record_.title.empty()) record_.title = titleOf(path);
         return !found.empty();
     }
 

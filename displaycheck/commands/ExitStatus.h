@@ -5,8 +5,9 @@ namespace displaycheck {
 /// The program's exit statuses, the same for every command.
 enum ExitStatus : int {
     done = 0,
-    unfinished = 1,  ///< a run failed, or the output can't be written
-    badInput = 2,    ///< wrong usage, or an invalid or unreadable file
+    unfinished =
+        1,         ///< a run failed, a comparison found differences, or the output can't be written
+    badInput = 2,  ///< wrong usage, or an invalid or unreadable file
 };
 
 }  // namespace displaycheck

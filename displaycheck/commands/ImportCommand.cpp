@@ -65,32 +65,60 @@ ImportChoices choicesOf(const ImportOptions& options) {
     return choices;
 }
 
-std::filesystem::path outputOf(const ImportOptions& options, const MacRecord& record) {
-    if (!options.output.empty()) return options.output;
-    std::filesystem::path path = record.title + ".yaml";
-    if (std::filesystem::exists(path)) {
-        throw DumpError(
-            fmt::format("{} exists; name the Mac file to write with -o", path.string()));
+/// The files to write.
+struct Output {
+    std::filesystem::path macFile;
+    std::filesystem::path registry;
+};
+
+Output outputOf(const ImportOptions& options, const MacRecord& record) {
+    const bool isNamed = !options.output.empty();
+    Output output;
+    output.macFile = isNamed ? options.output : record.title + ".yaml";
+    output.registry = output.macFile;
+    output.registry.replace_extension(".registry.txt");
+    for (const std::filesystem::path& path : {output.macFile, output.registry}) {
+        std::error_code ignored;
+        if (!isNamed && std::filesystem::exists(path, ignored)) {
+            throw DumpError(
+                fmt::format("{} exists; name the Mac file to write with -o", path.string()));
+        }
+        for (const std::string& dump : options.files) {
+            if (!std::filesystem::equivalent(path, dump, ignored)) continue;
+            throw DumpError(fmt::format("{} is one of the dumps; name another Mac file with -o",
+                                        path.string()));
+        }
     }
-    return path;
+    return output;
+}
+
+/// Both files or none.
+void writeFiles(const Output& output, const ImportedMac& imported) {
+    std::error_code ignored;
+    const bool isNew = !std::filesystem::exists(output.registry, ignored);
+    if (!imported.registry.empty()) writeWholeFile(output.registry, imported.registry);
+    // The Mac file comes last: it is whole only with the other.
+    try {
+        writeWholeFile(output.macFile, imported.macFile);
+    } catch (...) {
+        if (isNew) std::filesystem::remove(output.registry, ignored);
+        throw;
+    }
 }
 
 }  // namespace
 
 int importDumps(const ImportOptions& options) {
-    std::filesystem::path macFile;
+    Output output;
     try {
         const ImportChoices choices = choicesOf(options);
         const MacRecord record = readMacRecord(options.files);
-        macFile = outputOf(options, record);
-        std::filesystem::path registryFile = macFile;
-        registryFile.replace_extension(".registry.txt");
-        const ImportedMac imported = importMac(record, choices, registryFile.filename().string());
-        // The Mac file comes last: it is whole only with the other.
-        if (!imported.registry.empty()) writeWholeFile(registryFile, imported.registry);
-        writeWholeFile(macFile, imported.macFile);
-        fmt::print("Wrote {}", printable(macFile.string()));
-        if (!imported.registry.empty()) fmt::print(" and {}", printable(registryFile.string()));
+        output = outputOf(options, record);
+        const ImportedMac imported =
+            importMac(record, choices, output.registry.filename().string());
+        writeFiles(output, imported);
+        fmt::print("Wrote {}", printable(output.macFile.string()));
+        if (!imported.registry.empty()) fmt::print(" and {}", printable(output.registry.string()));
         fmt::print(".\n");
         for (const std::string& note : imported.notes) fmt::print("  {}\n", printable(note));
     } catch (const DumpError& error) {
@@ -101,7 +129,7 @@ int importDumps(const ImportOptions& options) {
     fmt::print("\n");
     std::fflush(stdout);
     RunOptions run;
-    run.files = {macFile.string()};
+    run.files = {output.macFile.string()};
     return runMacFiles(run);
 }
 

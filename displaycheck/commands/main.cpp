@@ -11,6 +11,7 @@
 #include <string>
 #include <system_error>
 
+#include "displaycheck/commands/CompareCommand.h"
 #include "displaycheck/commands/EDIDCommand.h"
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/ImportCommand.h"
@@ -70,6 +71,12 @@ constexpr auto importText =
     "Writes a Mac file whose registry is the recorded one, says what it took from\n"
     "where and what stays unknown, and reports what the pane would do on that Mac.";
 
+constexpr auto compareText =
+    "Says where the Mac that MAC describes shows something else than the real Mac of\n"
+    "the dumps, for what the pane reads: framebuffers, I2C interfaces, displays, AV\n"
+    "service proxies and USB devices, by path, class, property and order, and what\n"
+    "system_profiler prints. The exit status is 1 where they differ.";
+
 constexpr auto exitStatuses =
     "Exit status:\n"
     "  0  success, whatever the pane's verdict\n"
@@ -97,6 +104,7 @@ class CommandLine {
         addEDID();
         addModel();
         addImport();
+        addCompare();
     }
 
     int run(int argc, char** argv) {
@@ -234,6 +242,14 @@ class CommandLine {
         command->callback([this] { status_ = importDumps(import_); });
     }
 
+    void addCompare() {
+        auto* const command =
+            addCommand("compare", "Compare a Mac file with a real Mac's dumps", compareText);
+        command->add_option("MAC", compared_, "Mac file (YAML)")->type_name("")->required();
+        command->add_option("DUMP", comparedDumps_, "Dumps of one Mac")->type_name("")->required();
+        command->callback([this] { status_ = compareWithDumps(compared_, comparedDumps_); });
+    }
+
     CLI::App app_{description, "displaycheck"};
     int status_ = done;
     RunOptions run_;
@@ -241,6 +257,8 @@ class CommandLine {
     std::vector<std::string> checked_;
     EDIDOptions EDIDs_;
     ImportOptions import_;
+    std::string compared_;
+    std::vector<std::string> comparedDumps_;
     std::vector<std::string> models_;
     bool modelsAsJSON_ = false;
 };

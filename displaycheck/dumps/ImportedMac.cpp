@@ -81,6 +81,108 @@ EDIDFields vornMonitor(const std::string& name, std::size_t index, bool hasSeria
     return fields;
 }
 
+/// A screen of the Mac: a display of the registry, what system_profiler says of it, or both.
+struct Screen {
+    RecordedDisplay display;
+    const ProfiledDisplay* profiled = nullptr;
+};
+
+/// Whether both are the same display, as far as they tell.
+bool isSame(const ProfiledDisplay& profiled, const RecordedDisplay& display) {
+    if (profiled.vendor && profiled.product && display.vendor) {
+        return profiled.vendor == display.vendor && profiled.product == display.product &&
+               (!profiled.serial || profiled.serial == display.serial.value_or(0));
+    }
+    return profiled.builtIn == display.builtIn;
+}
+
+/// Whether nothing but their order tells them apart.
+bool areTwins(const ProfiledDisplay& one, const ProfiledDisplay& other) {
+    return one.vendor && one.product && one.vendor == other.vendor &&
+           one.product == other.product && one.serial == other.serial;
+}
+
+/// Pairs the registry's displays with those of system_profiler's report. Of twins, the first are
+/// paired with the first.
+class ScreenPairing {
+  public:
+    ScreenPairing(std::vector<RecordedDisplay> displays, const SystemProfile* profile) {
+        for (RecordedDisplay& display : displays) screens_.push_back({std::move(display)});
+        if (profile == nullptr) return;
+        for (const ProfiledDisplay& one : profile->displays) free_.push_back(&one);
+        for (Screen& screen : screens_) pairByIdentity(screen);
+        pairWhatIsLeft();
+        const bool areAllPaired =
+            std::all_of(screens_.begin(), screens_.end(),
+                        [](const Screen& screen) { return screen.profiled != nullptr; });
+        if (!areAllPaired) return;
+        addOthers();
+        // The report is in the order of the screens.
+        std::stable_sort(screens_.begin(), screens_.end(),
+                         [](const Screen& a, const Screen& b) { return a.profiled < b.profiled; });
+        isOrderKnown_ = true;
+    }
+
+    const std::vector<Screen>& screens() const { return screens_; }
+    bool isOrderKnown() const { return isOrderKnown_; }
+
+  private:
+    void pairByIdentity(Screen& screen) {
+        std::vector<const ProfiledDisplay*> same;
+        for (const ProfiledDisplay* one : free_) {
+            if (isSame(*one, screen.display)) same.push_back(one);
+        }
+        const bool isSure = std::all_of(same.begin(), same.end(), [&](const auto* one) {
+            return one == same.front() || areTwins(*one, *same.front());
+        });
+        if (!same.empty() && isSure) pair(screen, same.front());
+    }
+
+    /// One of each kind that is left in both is the same, though its numbers differ.
+    void pairWhatIsLeft() {
+        for (const bool builtIn : {false, true}) {
+            Screen* screen = nullptr;
+            std::size_t screens = 0;
+            for (Screen& one : screens_) {
+                if (one.profiled != nullptr || one.display.builtIn != builtIn) continue;
+                screen = &one;
+                ++screens;
+            }
+            const auto isKind = [&](const auto* one) { return one->builtIn == builtIn; };
+            if (screens == 1 && std::count_if(free_.begin(), free_.end(), isKind) == 1) {
+                pair(*screen, *std::find_if(free_.begin(), free_.end(), isKind));
+            }
+        }
+    }
+
+    void pair(Screen& screen, const ProfiledDisplay* profiled) {
+        screen.profiled = profiled;
+        // The window system's numbers are those of the report.
+        RecordedDisplay& display = screen.display;
+        if (profiled->vendor) display.vendor = profiled->vendor;
+        if (profiled->product) display.product = profiled->product;
+        // Where the registry has none, the report's number is 0.
+        if (display.serial || profiled->serial.value_or(0) != 0) display.serial = profiled->serial;
+        if (profiled->week) display.week = static_cast<std::uint32_t>(*profiled->week);
+        if (profiled->year) display.year = static_cast<std::uint32_t>(*profiled->year);
+        free_.erase(std::find(free_.begin(), free_.end(), profiled));
+    }
+
+    /// Screens of which the registry says nothing.
+    void addOthers() {
+        while (!free_.empty()) {
+            Screen screen;
+            screen.display.builtIn = free_.front()->builtIn;
+            pair(screen, free_.front());
+            screens_.push_back(std::move(screen));
+        }
+    }
+
+    std::vector<Screen> screens_;
+    std::vector<const ProfiledDisplay*> free_;  ///< in the report's order
+    bool isOrderKnown_ = false;
+};
+
 class Importer {
   public:
     Importer(const MacRecord& record, const ImportChoices& choices)
@@ -114,42 +216,66 @@ class Importer {
     void importRegistry(const std::string& registryName) {
         const RecordedRegistry& registry = *record_.registry;
         auto displays = recordedDisplays(registry);
-        const bool apple = isAppleSilicon(registry);
+        apple_ = isAppleSilicon(registry);
         note("Registry: {} entries from {}.", registry.entries().size(), record_.registryPlace);
         if (registry.maskedValues() > 0) {
             note("Asterisks in {} values of it stand for zeros.", registry.maskedValues());
         }
-        write("chip: {}", apple ? "apple" : "intel");
+        noteGaps(registry);
+        write("chip: {}", apple_ ? "apple" : "intel");
         write("registry: {}", quoted(registryName));
         writeChipset(recordedChipset(registry, displays));
 
+        const ScreenPairing pairing(std::move(displays),
+                                    record_.profile ? &*record_.profile : nullptr);
         RegistryEdits edits(registry);
-        write("{}", displays.empty() ? "screens: []" : "screens:");
-        if (displays.empty()) note("No display is connected.");
-        for (std::size_t index = 0; index < displays.size(); ++index) {
-            RecordedDisplay& display = displays[index];
-            note("Screen {}: {} at {}.", index + 1,
-                 display.builtIn ? "the built-in panel" : "an external monitor",
-                 registry.pathOf(display.framebuffer));
-            write("  - built_in: {}", display.builtIn);
-            const ProfiledDisplay* const profiled = profileOf(display);
-            writeDisplayID(index, profiled);
-            const bool isReplaced = choices_.withMonitor && !display.builtIn;
-            if (profiled != nullptr && !isReplaced) write("    name: {}", quoted(profiled->name));
-            if (isReplaced) {
-                putMonitor(display, edits);
-            } else {
-                writeIdentity(display);
-            }
-            if (apple) {
-                writeService(registry, display);
-            } else {
-                write("    framebuffer:");
-                write("      entry: {}", entryName(registry, display.framebuffer));
-            }
-        }
-        noteUnknown(displays);
+        write("{}", pairing.screens().empty() ? "screens: []" : "screens:");
+        if (pairing.screens().empty()) note("No display is connected.");
+        for (const Screen& screen : pairing.screens()) writeScreen(screen, edits);
+        noteUnknown(pairing);
         result_.registry = edits.apply();
+    }
+
+    void writeScreen(const Screen& screen, RegistryEdits& edits) {
+        const RecordedRegistry& registry = *record_.registry;
+        RecordedDisplay display = screen.display;
+        const bool hasFramebuffer = display.framebuffer != RecordedEntry::none;
+        note("Screen {}: {} {}.", screens_ + 1,
+             display.builtIn ? "the built-in panel" : "an external monitor",
+             hasFramebuffer ? "at " + registry.pathOf(display.framebuffer)
+                            : "that the registry doesn't have");
+        write("  - built_in: {}", display.builtIn);
+        writeDisplayID(screens_, screen.profiled);
+        const bool isReplaced = choices_.withMonitor && !display.builtIn;
+        if (screen.profiled != nullptr && !isReplaced) {
+            write("    name: {}", quoted(screen.profiled->name));
+        }
+        if (isReplaced) {
+            putMonitor(display, edits);
+        } else {
+            writeIdentity(display);
+        }
+        if (!hasFramebuffer) {
+            write("    {}: none", apple_ ? "display_service" : "framebuffer");
+        } else if (apple_) {
+            writeService(registry, display);
+        } else {
+            write("    framebuffer:");
+            write("      entry: {}", entryName(registry, display.framebuffer));
+        }
+    }
+
+    /// What the registry lacks that `ioreg` would have printed.
+    void noteGaps(const RecordedRegistry& registry) {
+        const auto& entries = registry.entries();
+        if (registry.cutEntries() > 0) {
+            note("Entries whose line is cut: {}; \"ioreg -l -w0\" prints them whole.",
+                 registry.cutEntries());
+        }
+        if (std::none_of(entries.begin(), entries.end(),
+                         [](const RecordedEntry& entry) { return !entry.propertyLines.empty(); })) {
+            note("It has no properties; \"ioreg -l -w0\" prints them.");
+        }
     }
 
     void importEDIDs() {
@@ -184,23 +310,6 @@ class Importer {
         } else {
             madeUpIDs_ = true;
         }
-    }
-
-    /// What system_profiler says of the display, if it is sure which one that is.
-    const ProfiledDisplay* profileOf(const RecordedDisplay& display) const {
-        const ProfiledDisplay* only = nullptr;
-        if (!record_.profile) return only;
-        for (const ProfiledDisplay& one : record_.profile->displays) {
-            const bool same = one.vendor && one.product
-                                  ? one.vendor == display.vendor &&
-                                        one.product == display.product &&
-                                        (!one.serial || one.serial == display.serial.value_or(0))
-                                  : one.builtIn == display.builtIn;
-            if (!same) continue;
-            if (only != nullptr) return nullptr;
-            only = &one;
-        }
-        return only;
     }
 
     void writeEDID(const Bytes& edid) { write("      edid: \"{}\"", simulated_mac::hexText(edid)); }
@@ -293,7 +402,8 @@ class Importer {
         const bool hasSerialNumber = display.serial.has_value();
         const EDIDFields fields = vornMonitor(*choices_.withMonitor, monitors_++, hasSerialNumber);
         try {
-            edits.putMonitor(display, simulated_mac::makeEDID(fields));
+            const Bytes edid = simulated_mac::makeEDID(fields);
+            if (display.framebuffer != RecordedEntry::none) edits.putMonitor(display, edid);
         } catch (const std::invalid_argument& error) {
             throw DumpError(fmt::format("the monitor's name \"{}\" does not fit an EDID: {}",
                                         *choices_.withMonitor, error.what()));
@@ -327,21 +437,26 @@ class Importer {
         }
     }
 
-    void noteUnknown(const std::vector<RecordedDisplay>& displays) {
+    void noteUnknown(const ScreenPairing& pairing) {
         for (std::size_t index = 0; index < record_.EDIDs.size(); ++index) {
             if (!used_[index]) {
                 note("The EDID from {} fits no display whose EDID is missing.",
                      record_.EDIDs[index].place);
             }
         }
-        const bool anyExternal = std::any_of(displays.begin(), displays.end(),
-                                             [](const auto& display) { return !display.builtIn; });
+        const auto& screens = pairing.screens();
+        const bool anyExternal =
+            std::any_of(screens.begin(), screens.end(),
+                        [](const Screen& screen) { return !screen.display.builtIn; });
         if (record_.profile) note("Display IDs and names: from {}.", record_.profilePlace);
+        if (!record_.passedOver.empty()) {
+            note("Not needed: {}.", fmt::join(record_.passedOver, ", "));
+        }
         if (madeUpIDs_) note("Unknown: display IDs; those that no option gives are made up.");
         if (anyExternal && !choices_.answer && !choices_.silent) {
             note("Unknown: whether the external monitors answer over DDC/CI.");
         }
-        if (displays.size() > 1)
+        if (screens.size() > 1 && !pairing.isOrderKnown())
             note("Unknown: the order of the screens; the registry's is taken.");
     }
 
@@ -351,7 +466,8 @@ class Importer {
     std::string text_;
     std::map<std::size_t, bool> used_;  ///< EDIDs, by index
     std::size_t screens_ = 0;           ///< so far
-    std::size_t monitors_ = 0;          ///< Vorn monitors so far
+    bool apple_ = false;
+    std::size_t monitors_ = 0;  ///< Vorn monitors so far
     bool madeUpIDs_ = false;
 };
 

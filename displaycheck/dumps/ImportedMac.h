@@ -25,6 +25,8 @@ struct MacRecord {
     std::vector<EDIDBeside> EDIDs;
     std::optional<SystemProfile> profile;
     std::string profilePlace;
+    /// Files that tell nothing of the displays, or no more than others. At most ten names.
+    std::vector<std::string> passedOver;
 };
 
 struct ImportChoices {
@@ -49,7 +51,8 @@ struct ImportedMac {
 };
 
 /// `registryName` is how the Mac file refers to the registry's file. Throws DumpError where the
-/// record has no registry, or where a monitor's name does not fit into an EDID.
+/// record has no registry, one with too many displays, or where a monitor's name does not fit into
+/// an EDID.
 ImportedMac importMac(const MacRecord& record, const ImportChoices& choices,
                       const std::string& registryName);
 

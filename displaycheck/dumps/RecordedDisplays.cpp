@@ -1,7 +1,10 @@
 #include "displaycheck/dumps/RecordedDisplays.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
+#include "displaycheck/dumps/DumpError.h"
 #include "simulated_mac/description/EDID.h"
 #include "simulated_mac/description/RecordedValue.h"
 
@@ -14,6 +17,17 @@ using simulated_mac::PropertyMap;
 using simulated_mac::PropertyValue;
 using simulated_mac::RecordedEntry;
 using simulated_mac::RecordedRegistry;
+
+/// More than any Mac has: for each, the whole registry is looked through.
+constexpr std::size_t mostDisplays = 64;
+
+void add(RecordedDisplay display, std::vector<RecordedDisplay>& displays) {
+    if (displays.size() == mostDisplays) {
+        throw DumpError(
+            fmt::format("the registry has too many displays; expected at most {}", mostDisplays));
+    }
+    displays.push_back(std::move(display));
+}
 
 template <class Kind>
 std::optional<Kind> valueOf(const std::optional<PropertyValue>& property) {
@@ -53,8 +67,27 @@ Bytes edidIn(const RecordedEntry& node, bool& isCut) {
     if (!text) return {};
     if (const auto bytes = valueOf<Bytes>(simulated_mac::parseRecordedValue(*text))) return *bytes;
     isCut = true;
-    const auto firstBlock = std::string(text->substr(0, 1 + 2 * simulated_mac::edidBlockSize)) + ">";
-    return valueOf<Bytes>(simulated_mac::parseRecordedValue(firstBlock)).value_or(Bytes());
+    const auto firstBlock =
+        std::string(text->substr(0, 1 + 2 * simulated_mac::edidBlockSize)) + ">";
+    const auto bytes = valueOf<Bytes>(simulated_mac::parseRecordedValue(firstBlock));
+    return bytes && bytes->size() == simulated_mac::edidBlockSize ? *bytes : Bytes();
+}
+
+/// The number of a PnP ID's letters; nothing for what is none.
+std::optional<std::uint32_t> vendorOf(const std::optional<std::string>& letters) {
+    if (!letters) return std::nullopt;
+    simulated_mac::EDIDFields fields;
+    fields.manufacturer = *letters;
+    try {
+        return simulated_mac::identifyEDID(simulated_mac::makeEDID(fields)).vendorNumber;
+    } catch (const std::invalid_argument&) {
+        return std::nullopt;
+    }
+}
+
+bool isBelow(const RecordedRegistry& registry, std::size_t index, std::size_t above) {
+    while (index != RecordedEntry::none && index > above) index = registry.entries()[index].parent;
+    return index == above;
 }
 
 /// Which display pipe an entry belongs to, by the ancestor whose name begins so: "0" for the
@@ -96,18 +129,27 @@ std::vector<RecordedDisplay> displaysOfAppleSilicon(const RecordedRegistry& regi
             display.manufacturer = text(entryOf(*product, "ManufacturerID"));
             display.serialText = text(entryOf(*product, "AlphanumericSerialNumber"));
             display.vendor = word(entryOf(*product, "LegacyManufacturerID"));
+            if (!display.vendor) display.vendor = vendorOf(display.manufacturer);
             display.product = word(entryOf(*product, "ProductID"));
             display.serial = word(entryOf(*product, "SerialNumber"));
             display.week = word(entryOf(*product, "WeekOfManufacture"));
             display.year = word(entryOf(*product, "YearOfManufacture"));
         }
-        displays.push_back(std::move(display));
+        add(std::move(display), displays);
+    }
+    std::vector<std::size_t> proxies;
+    for (std::size_t index = 0; index < registry.entries().size(); ++index) {
+        if (registry.entries()[index].className == "DCPAVServiceProxy") proxies.push_back(index);
     }
     for (RecordedDisplay& display : displays) {
+        // A proxy stands below the framebuffer itself or in the coprocessor of the same pipe.
+        for (const std::size_t proxy : proxies) {
+            if (isBelow(registry, proxy, display.framebuffer)) display.proxies.push_back(proxy);
+        }
+        if (!display.proxies.empty()) continue;
         const auto pipe = pipeOf(registry, display.framebuffer, "disp");
-        for (std::size_t index = 0; index < registry.entries().size(); ++index) {
-            if (registry.entries()[index].className != "DCPAVServiceProxy") continue;
-            if (pipe && pipeOf(registry, index, "dcp") == pipe) display.proxies.push_back(index);
+        for (const std::size_t proxy : proxies) {
+            if (pipe && pipeOf(registry, proxy, "dcp") == pipe) display.proxies.push_back(proxy);
         }
     }
     return displays;
@@ -127,7 +169,7 @@ std::vector<RecordedDisplay> displaysOfIntel(const RecordedRegistry& registry) {
         display.vendor = word(node.value("DisplayVendorID"));
         display.product = word(node.value("DisplayProductID"));
         display.serial = word(node.value("DisplaySerialNumber"));
-        if (display.framebuffer != RecordedEntry::none) displays.push_back(std::move(display));
+        if (display.framebuffer != RecordedEntry::none) add(std::move(display), displays);
     }
     return displays;
 }

@@ -35,7 +35,7 @@ struct RecordedDisplay {
 /// Whether the registry is an Apple-silicon Mac's.
 bool isAppleSilicon(const simulated_mac::RecordedRegistry& registry);
 
-/// The displays in the order of their framebuffers.
+/// The displays in the order of their framebuffers. Throws DumpError if there are too many.
 std::vector<RecordedDisplay> recordedDisplays(const simulated_mac::RecordedRegistry& registry);
 
 /// The graphics chip as the registry names it; nothing where it doesn't.

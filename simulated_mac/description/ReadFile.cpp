@@ -1,8 +1,10 @@
 #include "simulated_mac/description/ReadFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <system_error>
@@ -16,6 +18,10 @@ UnreadableFile unreadable() {
 
 std::string readDescriptor(int file, std::size_t maxBytes) {
     std::string contents;
+    struct stat status = {};
+    if (fstat(file, &status) == 0 && status.st_size > 0) {
+        contents.reserve(std::min(static_cast<std::size_t>(status.st_size), maxBytes));
+    }
     std::array<char, 65536> chunk;
     while (true) {
         const ssize_t count = read(file, chunk.data(), chunk.size());

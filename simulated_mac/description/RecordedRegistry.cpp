@@ -1,7 +1,9 @@
 #include "simulated_mac/description/RecordedRegistry.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstring>
 
 #include "simulated_mac/description/RecordedValue.h"
 
@@ -9,10 +11,15 @@ namespace simulated_mac {
 
 namespace {
 
-constexpr std::string_view rails = " |";
 constexpr std::string_view entryMark = "+-o ";
 constexpr std::string_view rootClass = "IORegistryEntry";
-constexpr std::string_view classMark = "  <class ";
+constexpr std::string_view pathBegin = "IOService:";
+constexpr std::string_view nameEndMark = "  <";
+constexpr std::string_view classMark = "class ";
+
+/// Nodes whose name is not their class'. Of others that matter, the drivers', it is.
+constexpr std::string_view connectName = "display";
+constexpr std::string_view connectClass = "IODisplayConnect";
 
 // Where an entry's properties stand, counted from its mark, and the braces around them.
 constexpr std::size_t propertiesColumn = 6;
@@ -26,14 +33,21 @@ std::string_view takeLine(std::string_view& text) {
     return line;
 }
 
-/// Whether nothing but bars and blanks stands in front of this column, and something at it.
-bool startsAt(std::string_view line, std::size_t column) {
-    return line.size() > column && line.find_first_not_of(rails) == column;
+/// How many bars and blanks stand in front.
+std::size_t indentOf(std::string_view line) {
+    std::size_t indent = 0;
+    while (indent < line.size() && (line[indent] == ' ' || line[indent] == '|')) ++indent;
+    return indent;
+}
+
+/// Whether nothing but bars and blanks stands in front of this character at this column.
+bool startsWith(std::string_view line, std::size_t column, char character) {
+    return line.size() > column && line[column] == character && indentOf(line) == column;
 }
 
 /// Whether the line is a brace that opens or closes the properties.
 bool isBrace(std::string_view line, std::size_t column, char brace) {
-    return startsAt(line, column) && line[column] == brace &&
+    return startsWith(line, column, brace) &&
            line.find_first_not_of(' ', column + 1) == std::string_view::npos;
 }
 
@@ -58,18 +72,34 @@ std::size_t locationIn(std::string_view name) {
     return isAddress ? at : std::string_view::npos;
 }
 
-/// What stands between the angle brackets behind a name, class and ID first.
+/// The class of an entry of which only this beginning is recorded; that beginning if nothing tells
+/// the rest.
+std::string_view wholeClass(std::string_view begin, std::string_view name) {
+    const bool isConnect = name.substr(0, connectName.size()) == connectName;
+    const std::string_view known = isConnect ? connectClass : name;
+    return known.substr(0, begin.size()) == begin ? known : begin;
+}
+
+/// What stands between the angle brackets behind a name, class and ID first. A line that is cut has
+/// no closing one.
 void readBrackets(std::string_view text, RecordedEntry& entry) {
-    text = text.substr(0, text.rfind('>'));
+    const std::size_t closing = text.rfind('>');
+    entry.isCut = closing == std::string_view::npos;
+    text = text.substr(0, closing);
+    text.remove_prefix(std::min(classMark.size(), text.size()));
     const std::size_t classEnd = std::min(text.find(','), text.size());
     entry.className = text.substr(0, classEnd);
+    if (entry.isCut && classEnd == text.size()) {
+        entry.className = wholeClass(entry.className, entry.name);
+    }
     text.remove_prefix(std::min(classEnd + 2, text.size()));
     constexpr std::string_view idMark = "id 0x";
     if (text.substr(0, idMark.size()) == idMark) {
         const char* const begin = text.data() + idMark.size();
         std::uint64_t id = 0;
         const auto [end, error] = std::from_chars(begin, text.data() + text.size(), id, 16);
-        if (error == std::errc()) {
+        const bool isWhole = !entry.isCut || end != text.data() + text.size();
+        if (error == std::errc() && isWhole) {
             entry.id = id;
             text.remove_prefix(static_cast<std::size_t>(end - text.data()));
             if (text.substr(0, 2) == ", ") text.remove_prefix(2);
@@ -86,9 +116,8 @@ std::vector<RecordedProperty> RecordedEntry::properties() const {
     while (!rest.empty()) {
         const std::string_view line = takeLine(rest);
         constexpr std::string_view equals = "\" = ";
-        const std::size_t keyEnd = startsAt(line, margin) && line[margin] == '"'
-                                       ? line.find(equals, margin + 1)
-                                       : std::string_view::npos;
+        const std::size_t keyEnd =
+            startsWith(line, margin, '"') ? line.find(equals, margin + 1) : std::string_view::npos;
         if (keyEnd != std::string_view::npos) {
             found.push_back({line.substr(margin + 1, keyEnd - margin - 1),
                              line.substr(keyEnd + equals.size())});
@@ -101,9 +130,15 @@ std::vector<RecordedProperty> RecordedEntry::properties() const {
     return found;
 }
 
+bool RecordedEntry::mentions(std::string_view text) const {
+    // Not find(), which stops at each of the first character's many places.
+    return propertyLines.data() != nullptr &&
+           memmem(propertyLines.data(), propertyLines.size(), text.data(), text.size()) != nullptr;
+}
+
 std::optional<std::string_view> RecordedEntry::property(std::string_view key) const {
     // Most entries don't have it, which the whole text shows sooner than its lines do.
-    if (propertyLines.find(key) == std::string_view::npos) return std::nullopt;
+    if (!mentions(key)) return std::nullopt;
     for (const RecordedProperty& property : properties()) {
         if (property.key == key) return property.text;
     }
@@ -126,21 +161,45 @@ RecordedRegistry::RecordedRegistry(std::string text) : text_(std::move(text)) {
     }
 }
 
+bool RecordedRegistry::isInPaths(const RecordedEntry& entry) const {
+    const auto isRoot = [](const RecordedEntry& one) {
+        return one.parent == RecordedEntry::none && one.className == rootClass;
+    };
+    if (isRoot(entry)) return false;
+    return entry.parent == RecordedEntry::none || !isRoot(entries_[entry.parent]);
+}
+
 std::string RecordedRegistry::pathOf(std::size_t index) const {
-    std::string path;
-    while (index != RecordedEntry::none) {
-        const RecordedEntry& entry = entries_[index];
-        const bool isRoot = entry.parent == RecordedEntry::none && entry.className == rootClass;
-        const bool isExpert =
-            entry.parent != RecordedEntry::none && entries_[entry.parent].className == rootClass;
-        if (!isRoot && !isExpert) {
-            std::string element = "/" + std::string(entry.name);
-            if (!entry.location.empty()) element += "@" + std::string(entry.location);
-            path.insert(0, element);
-        }
-        index = entry.parent;
+    std::vector<std::size_t> way;
+    for (; index != RecordedEntry::none; index = entries_[index].parent) {
+        if (isInPaths(entries_[index])) way.push_back(index);
     }
-    return "IOService:" + (path.empty() ? "/" : path);
+    std::string path(pathBegin);
+    if (way.empty()) path += '/';
+    for (auto step = way.rbegin(); step != way.rend(); ++step) {
+        const RecordedEntry& entry = entries_[*step];
+        path.append("/").append(entry.name);
+        if (!entry.location.empty()) path.append("@").append(entry.location);
+    }
+    return path;
+}
+
+/// Reads the path from its end, where most of those of other entries differ.
+bool RecordedRegistry::hasPath(std::size_t index, std::string_view path) const {
+    const auto takeEnd = [&path](std::string_view end) {
+        if (path.size() < end.size() || path.substr(path.size() - end.size()) != end) return false;
+        path.remove_suffix(end.size());
+        return true;
+    };
+    bool isTop = true;
+    for (; index != RecordedEntry::none; index = entries_[index].parent) {
+        const RecordedEntry& entry = entries_[index];
+        if (!isInPaths(entry)) continue;
+        isTop = false;
+        if (!entry.location.empty() && !(takeEnd(entry.location) && takeEnd("@"))) return false;
+        if (!takeEnd(entry.name) || !takeEnd("/")) return false;
+    }
+    return (!isTop || takeEnd("/")) && path == pathBegin;
 }
 
 std::vector<std::size_t> RecordedRegistry::find(const std::string& reference) const {
@@ -154,13 +213,21 @@ std::vector<std::size_t> RecordedRegistry::find(const std::string& reference) co
     }
     std::vector<std::size_t> found;
     for (std::size_t index = 0; index < entries_.size(); ++index) {
-        const RecordedEntry& entry = entries_[index];
-        const bool isIt =
-            id ? entry.id == id
-               : reference.find(entry.name) != std::string::npos && pathOf(index) == reference;
-        if (isIt) found.push_back(index);
+        if (id ? entries_[index].id == id : hasPath(index, reference)) found.push_back(index);
     }
     return found;
+}
+
+bool RecordedRegistry::isFramebuffer(std::size_t index) const {
+    constexpr std::array<std::string_view, 3> marks = {
+        "\"IOFBI2CInterfaceIDs\" = ", "\"IOFBConfig\" = ", "\"IOFBTransform\" = "};
+    const RecordedEntry& entry = entries_[index];
+    if (entry.className == rootClass) return false;
+    // A record without properties still shows what stands below a framebuffer alone.
+    return entry.hasDisplayParts ||
+           (entry.mentions("\"IOFB") &&
+            std::any_of(marks.begin(), marks.end(),
+                        [&](std::string_view mark) { return entry.mentions(mark); }));
 }
 
 bool RecordedRegistry::isDisplayNode(std::size_t index) const {
@@ -205,7 +272,7 @@ void RecordedRegistry::readLines() {
         } else if (where == Where::behindEntry) {
             const std::size_t column = entries_.back().margin - braceBeforeProperties;
             where = isBrace(line, column, '{') ? Where::inProperties : Where::outside;
-            entries_.back().propertyLines = rest.substr(0, 0);
+            if (where == Where::inProperties) entries_.back().propertyLines = rest.substr(0, 0);
         } else if (where == Where::inProperties) {
             RecordedEntry& entry = entries_.back();
             if (isBrace(line, entry.margin - braceBeforeProperties, '}')) {
@@ -220,10 +287,8 @@ void RecordedRegistry::readLines() {
 }
 
 bool RecordedRegistry::readHeader(std::string_view line, std::size_t number) {
-    const std::size_t column = line.find_first_not_of(rails);
-    if (column == std::string_view::npos || line.substr(column, entryMark.size()) != entryMark) {
-        return false;
-    }
+    const std::size_t column = indentOf(line);
+    if (line.substr(column, entryMark.size()) != entryMark) return false;
     const auto failed = [number](const std::string& what) {
         throw RecordedRegistryError("line " + std::to_string(number) + ": " + what);
     };
@@ -243,14 +308,21 @@ bool RecordedRegistry::readHeader(std::string_view line, std::size_t number) {
         entry.parent = entries_[entry.parent].parent;
     }
     const std::string_view text = line.substr(column + entryMark.size());
-    const std::size_t classAt = text.find(classMark);
-    if (classAt != std::string_view::npos) {
-        readBrackets(text.substr(classAt + classMark.size()), entry);
-    }
-    const std::string_view name = text.substr(0, classAt);
+    const std::size_t nameEnd = text.find(nameEndMark);
+    const std::string_view name = text.substr(0, nameEnd);
     const std::size_t location = locationIn(name);
     entry.name = name.substr(0, location);
     if (location != std::string_view::npos) entry.location = name.substr(location + 1);
+    if (nameEnd != std::string_view::npos) {
+        readBrackets(text.substr(nameEnd + nameEndMark.size()), entry);
+    } else {
+        entry.isCut = true;
+    }
+    if (entry.isCut) ++cutEntries_;
+    if (entry.parent != RecordedEntry::none) {
+        entries_[entry.parent].hasDisplayParts |=
+            entry.className == "IOFramebufferI2CInterface" || entry.className == "IODisplayConnect";
+    }
     entries_.push_back(entry);
     return true;
 }

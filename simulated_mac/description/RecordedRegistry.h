@@ -23,17 +23,22 @@ struct RecordedEntry {
     static constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
 
     std::string_view name;
-    std::string_view location;   ///< what follows "@" in a path; may be empty
-    std::string_view className;  ///< empty where the line is cut before it
+    std::string_view location;  ///< what follows "@" in a path; may be empty
+    /// Empty where the line is cut before it and the name doesn't tell it.
+    std::string_view className;
     std::optional<std::uint64_t> id;
     std::string_view state;      ///< such as "registered, matched, active, busy 0 (1 ms), retain 8"
     std::size_t parent = none;   ///< index of the entry above; none for a root
     std::size_t lineNumber = 0;  ///< counted from 1
+    bool isCut = false;          ///< its line ends before the closing bracket
     std::string_view propertyLines;  ///< whole lines, bars and blanks in front included
     std::size_t margin = 0;          ///< how many characters stand in front of each of these
+    bool hasDisplayParts = false;    ///< an I2C interface or a display's connection is below it
 
     /// In the order of the record. A text may go on over several lines.
     std::vector<RecordedProperty> properties() const;
+    /// Whether the text stands anywhere in the properties.
+    bool mentions(std::string_view text) const;
     /// The property's text; nothing for one that is not there.
     std::optional<std::string_view> property(std::string_view key) const;
     /// The property's value; nothing for one that is not there or can't be read.
@@ -67,19 +72,27 @@ class RecordedRegistry {
     /// The entries of this path, or of the ID that a reference such as "0x1000002ab" gives, in
     /// order: paths are not unique.
     std::vector<std::size_t> find(const std::string& reference) const;
+    /// Whether the entry is an Intel Mac's framebuffer, of whatever class: what all of them publish
+    /// or have below them shows it.
+    bool isFramebuffer(std::size_t entry) const;
     /// Whether the entry stands for an Intel Mac's display, with its EDID and identity.
     bool isDisplayNode(std::size_t entry) const;
     /// How many values had masked zeros.
     std::size_t maskedValues() const { return maskedValues_; }
+    /// How many entries' lines are cut, as in a terminal that is not wide enough.
+    std::size_t cutEntries() const { return cutEntries_; }
 
   private:
     void unmaskZeros();
     void readLines();
     bool readHeader(std::string_view line, std::size_t number);
+    bool isInPaths(const RecordedEntry& entry) const;
+    bool hasPath(std::size_t entry, std::string_view path) const;
 
     std::string text_;
     std::vector<RecordedEntry> entries_;
     std::size_t maskedValues_ = 0;
+    std::size_t cutEntries_ = 0;
 };
 
 }  // namespace simulated_mac

@@ -38,7 +38,7 @@ CFPointer EntryProperties::get(const std::string& key) const {
 
 void EntryProperties::set(const std::string& key, CFPointer value) {
     all();
-    if (recorded_ != nullptr) recorded_->changed = true;
+    if (recorded_ != nullptr) recorded_->changed.push_back(key);
     const auto known = find(values_, key);
     if (known == values_.end()) {
         if (value != nullptr) values_.emplace_back(key, std::move(value));
@@ -50,7 +50,13 @@ void EntryProperties::set(const std::string& key, CFPointer value) {
 }
 
 bool EntryProperties::areAsRecorded() const {
-    return recorded_ != nullptr && !recorded_->changed;
+    return recorded_ != nullptr && recorded_->changed.empty();
+}
+
+bool EntryProperties::isAsRecorded(const std::string& key) const {
+    if (recorded_ == nullptr) return false;
+    const auto& changed = recorded_->changed;
+    return std::find(changed.begin(), changed.end(), key) == changed.end();
 }
 
 }  // namespace simulated_mac

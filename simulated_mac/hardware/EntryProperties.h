@@ -3,6 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "simulated_mac/description/RecordedRegistry.h"
 #include "simulated_mac/hardware/CFValue.h"
@@ -26,8 +27,10 @@ class EntryProperties {
     /// nullptr for a property that is not there, or whose recorded text is cut.
     CFPointer get(const std::string& key) const;
     const CFObject::Dictionary& all() const;
-    /// Whether they still are as recorded; false for those that are not recorded.
+    /// Whether all still are as recorded; false for those that are not recorded.
     bool areAsRecorded() const;
+    /// The same of one.
+    bool isAsRecorded(const std::string& key) const;
 
   private:
     struct Recorded {
@@ -35,7 +38,7 @@ class EntryProperties {
 
         const RecordedEntry& entry;
         std::once_flag read;
-        bool changed = false;
+        std::vector<std::string> changed;  ///< keys
     };
 
     // The first question can come from any thread.

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <string>
 #include <unordered_set>
 
@@ -23,6 +22,7 @@ struct Family {
 const std::vector<Family>& families() {
     static const std::vector<Family> known = {
         {"IOUSBDevice", {"IOUSBNub"}},
+        {"IOUSBHostDevice", {"IOUSBDevice", "IOUSBNub"}},
         {"AppleUSBDevice", {"IOUSBDevice", "IOUSBNub"}},
         {"IOUSBHubDevice", {"IOUSBDevice", "IOUSBNub"}},
         {"IOUSBRootHubDevice", {"IOUSBHubDevice", "IOUSBDevice", "IOUSBNub"}},
@@ -31,14 +31,6 @@ const std::vector<Family>& families() {
         {"IOMobileFramebufferShim", {"IOMobileFramebuffer"}},
     };
     return known;
-}
-
-/// What drivers of framebuffers all publish, whatever their class.
-constexpr std::array<std::string_view, 3> framebufferMarks = {
-    "\"IOFBI2CInterfaceIDs\" = ", "\"IOFBConfig\" = ", "\"IOFBTransform\" = "};
-
-bool holds(const RecordedEntry& entry, std::string_view text) {
-    return entry.propertyLines.find(text) != std::string_view::npos;
 }
 
 std::optional<std::int64_t> numberOf(const std::optional<PropertyValue>& value) {
@@ -78,8 +70,7 @@ class Builder {
             RegistryEntry entry;
             entry.name = one.name;
             entry.location = one.location;
-            entry.classes = classesOf(one);
-            if (record_.isDisplayNode(entries_.size())) entry.classes.emplace_back("IODisplay");
+            entry.classes = classesOf(entries_.size());
             entry.id = one.id.value_or(0);
             entry.properties = EntryProperties(one);
             entry.recorded = &one;
@@ -94,39 +85,27 @@ class Builder {
         return entry.parent != RecordedEntry::none ? entries_[entry.parent] : registry_.root();
     }
 
-    static std::vector<std::string> classesOf(const RecordedEntry& entry) {
+    std::vector<std::string> classesOf(std::size_t index) const {
+        const RecordedEntry& entry = record_.entries()[index];
         std::vector<std::string> classes = {std::string(entry.className)};
+        const auto derivesFrom = [&classes](const std::vector<std::string>& ancestors) {
+            classes.insert(classes.end(), ancestors.begin(), ancestors.end());
+        };
         for (const Family& family : families()) {
-            if (family.className != entry.className) continue;
-            classes.insert(classes.end(), family.ancestors.begin(), family.ancestors.end());
+            if (family.className == entry.className) derivesFrom(family.ancestors);
         }
-        if (holds(entry, "\"IOClassNameOverride\" = ")) {
+        if (entry.mentions("\"IOClassNameOverride\" = ")) {
             const auto also = entry.value("IOClassNameOverride");
             const auto* const name = also ? std::get_if<std::string>(&also->value) : nullptr;
             if (name != nullptr) classes.push_back(*name);
         }
-        if (std::any_of(framebufferMarks.begin(), framebufferMarks.end(),
-                        [&](std::string_view mark) { return holds(entry, mark); })) {
-            addFramebufferFamily(classes);
-        }
+        if (record_.isDisplayNode(index)) classes.emplace_back("IODisplay");
+        if (record_.isFramebuffer(index)) derivesFrom({"IOFramebuffer", "IOGraphicsDevice"});
         if (entry.className != "IORegistryEntry") classes.emplace_back("IOService");
         return classes;
     }
 
-    static void addFramebufferFamily(std::vector<std::string>& classes) {
-        if (std::find(classes.begin(), classes.end(), "IOFramebuffer") != classes.end()) return;
-        classes.insert(classes.begin() + 1, {"IOFramebuffer", "IOGraphicsDevice"});
-    }
-
     void addFramebuffers() {
-        // A record without properties still shows what stands below a framebuffer alone.
-        for (const Entry& entry : entries_) {
-            if (entry->isA("IOI2CInterface") || entry->isA("IODisplayConnect")) {
-                if (const Entry parent = entry->parent.lock()) {
-                    addFramebufferFamily(parent->classes);
-                }
-            }
-        }
         for (const Entry& entry : entries_) {
             if (entry->isA("IOFramebuffer")) framebuffers_.push_back(makeFramebuffer(entry));
         }
@@ -266,7 +245,11 @@ class Builder {
     /// Where further display services come.
     Entry displayServices() const {
         for (const Entry& entry : entries_) {
-            if (entry->isA("IOMobileFramebuffer")) return entry->parent.lock()->parent.lock();
+            if (!entry->isA("IOMobileFramebuffer")) continue;
+            // A record of framebuffers alone has nothing above them.
+            const Entry pipe = entry->parent.lock();
+            const Entry above = pipe->parent.lock();
+            return above != nullptr ? above : pipe;
         }
         return platform();
     }

@@ -82,6 +82,9 @@ class Mac {
     /// The environment in which a process of this Mac runs: its tools come first on the PATH.
     std::vector<std::string> environment(char* const inherited[]) const;
 
+    /// Runs a command line of the Mac's tools, the tool first.
+    ToolOutput runTool(const std::vector<std::string>& commandLine);
+
     /// A notification port lives as long as the Mac: nothing here tears one down.
     IONotificationPort* addNotificationPort();
 
@@ -97,7 +100,6 @@ class Mac {
     void scheduleEvents();
     void scheduleDisplayServices();
     void play(const EventDescription& event);
-    ToolOutput runTool(const std::vector<std::string>& commandLine);
 
     std::vector<std::unique_ptr<Display>> displays_;
     std::function<void(EventDescription::User)> userAction_;

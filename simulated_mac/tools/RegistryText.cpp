@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 #include <string_view>
 
 #include "simulated_mac/description/HexText.h"
@@ -129,8 +130,9 @@ class TreePrinter {
 std::string headerLine(const RegistryEntry& entry) {
     const std::string location = entry.location.empty() ? "" : "@" + entry.location;
     if (entry.recorded != nullptr) {
-        return fmt::format("{}{}  <class {}, id {:#x}, {}>", entry.name, location,
-                           entry.classes.front(), entry.id, entry.recorded->state);
+        const std::string_view recorded = entry.recorded->state;
+        return fmt::format("{}{}  <class {}, id {:#x}{}{}>", entry.name, location,
+                           entry.classes.front(), entry.id, recorded.empty() ? "" : ", ", recorded);
     }
     // Only services have a state.
     const std::string state =
@@ -142,16 +144,28 @@ std::string headerLine(const RegistryEntry& entry) {
 std::vector<std::string> propertyLines(const RegistryEntry& entry, bool hexadecimal) {
     const Printer printed(hexadecimal);
     std::vector<std::string> lines;
-    if (entry.properties.areAsRecorded()) {
+    const auto add = [&](std::string_view key, const std::string& value) {
+        lines.push_back(inQuotes(key) + " = " + value);
+    };
+    const bool isAsRecorded = entry.properties.areAsRecorded();
+    std::set<std::string> recordedKeys;
+    // The recorded text also has values that are cut, and numbers in the form of the record.
+    if (entry.recorded != nullptr) {
         for (const RecordedProperty& property : entry.recorded->properties()) {
+            const std::string key(property.key);
+            if (!isAsRecorded) recordedKeys.insert(key);
+            if (!entry.properties.isAsRecorded(key)) {
+                if (const auto value = entry.get(key)) add(key, printed(*value));
+                continue;
+            }
             const auto value = hexadecimal ? parseRecordedValue(property.text) : std::nullopt;
-            lines.push_back(inQuotes(property.key) + " = " +
-                            (value ? printed(*makeCF(*value)) : std::string(property.text)));
+            add(key, value ? printed(*makeCF(*value)) : std::string(property.text));
         }
-        return lines;
     }
+    // Reading them all takes time.
+    if (isAsRecorded) return lines;
     for (const auto& [key, value] : entry.properties.all()) {
-        lines.push_back(inQuotes(key) + " = " + printed(*value));
+        if (!recordedKeys.contains(key)) add(key, printed(*value));
     }
     return lines;
 }

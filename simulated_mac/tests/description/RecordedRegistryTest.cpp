@@ -144,6 +144,37 @@ TEST(RecordedRegistry, TakesHeadersWithoutIDOrCutBeforeTheirClass) {
     EXPECT_EQ(registry.entries()[2].className, "Cut");
 }
 
+TEST(RecordedRegistry, TellsAClassThatIsCutByTheName) {
+    const RecordedRegistry registry(
+        "+-o fb@0  <class VornFramebuffer, id 0x1, retain 2>\n"
+        "  +-o display0  <class IODisp\n"
+        "    +-o AppleDisplay  <cl\n"
+        "    +-o AppleBacklightDisplay  <class AppleBacklightDisplay\n");
+    EXPECT_EQ(registry.entries()[1].className, "IODisplayConnect");
+    EXPECT_EQ(registry.entries()[2].className, "AppleDisplay");
+    EXPECT_TRUE(registry.isDisplayNode(2));
+    EXPECT_TRUE(registry.isDisplayNode(3));
+    EXPECT_EQ(registry.cutEntries(), 3U);
+}
+
+TEST(RecordedRegistry, HasNoIDThatIsCut) {
+    const RecordedRegistry registry(
+        "+-o a  <class A, id 0x1000\n+-o b  <class B, id 0x1001, reg\n");
+    EXPECT_EQ(registry.entries()[0].id, std::nullopt);
+    EXPECT_EQ(registry.entries()[1].id, 0x1001U);
+}
+
+TEST(RecordedRegistry, LeavesNoEntryButTheUppermostOutOfPaths) {
+    const RecordedRegistry registry(
+        "+-o Root  <class IORegistryEntry>\n  +-o expert  <class E>\n"
+        "    +-o inner  <class IORegistryEntry>\n      +-o last@0  <class L>\n");
+    EXPECT_EQ(registry.pathOf(3), "IOService:/inner/last@0");
+    EXPECT_THAT(registry.find("IOService:/inner/last@0"), ElementsAre(3));
+    EXPECT_THAT(registry.find("IOService:/"), ElementsAre(0, 1));
+    EXPECT_THAT(registry.find("/inner/last@0"), IsEmpty());
+    EXPECT_THAT(registry.find("IOService:/last@0"), IsEmpty());
+}
+
 TEST(RecordedRegistry, PutsMaskedZerosBackIntoDataAndNumbersAlone) {
     const RecordedRegistry registry(
         "+-o Root  <class IORegistryEntry>\n  | {\n"

@@ -1,0 +1,95 @@
+#include "displaycheck/commands/CompareCommand.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include "displaycheck/commands/DumpFiles.h"
+#include "displaycheck/commands/ExitStatus.h"
+#include "displaycheck/commands/MacFiles.h"
+#include "displaycheck/dumps/DumpError.h"
+#include "displaycheck/dumps/RegistryComparison.h"
+#include "displaycheck/dumps/SystemProfile.h"
+#include "displaycheck/host/AssumedMac.h"
+#include "displaycheck/host/StandardError.h"
+#include "displaycheck/report/TerminalText.h"
+#include "simulated_mac/machine/Mac.h"
+
+namespace displaycheck {
+
+namespace {
+
+using simulated_mac::RecordedRegistry;
+
+/// What the Mac's tools print when it is switched on.
+struct MacShown {
+    std::string registry;
+    std::string profile;
+};
+
+MacShown shownBy(const MacFile& file) {
+    // What a monitor would answer is in no dump.
+    simulated_mac::Mac mac(assumedMac(file.description, simulated_mac::Assumption::silent));
+    return {mac.runTool({"ioreg", "-l"}).text,
+            mac.runTool({"system_profiler", "SPDisplaysDataType", "-json"}).text};
+}
+
+std::vector<std::string> namesIn(const SystemProfile& profile) {
+    std::vector<std::string> names;
+    for (const ProfiledDisplay& display : profile.displays) names.push_back(display.name);
+    return names;
+}
+
+void compareProfiles(const SystemProfile& mac, const SystemProfile& dump,
+                     std::vector<std::string>& found) {
+    const auto compare = [&found](const char* what, const std::vector<std::string>& here,
+                                  const std::vector<std::string>& there) {
+        if (here == there) return;
+        found.push_back(fmt::format("system_profiler: {} {}, in the dump {}", what,
+                                    fmt::join(here, ", "), fmt::join(there, ", ")));
+    };
+    if (!dump.chipsets.empty()) compare("chipset", mac.chipsets, {dump.chipsets.front()});
+    compare("displays", namesIn(mac), namesIn(dump));
+}
+
+}  // namespace
+
+int compareWithDumps(const std::string& macFile, const std::vector<std::string>& dumps) {
+    const MacFile file = readMacFiles({macFile}).front();
+    if (file.error) {
+        printError("{}\n", *file.error);
+        return badInput;
+    }
+    std::vector<std::string> found;
+    std::size_t compared = 0;
+    try {
+        const MacRecord record = readMacRecord(dumps);
+        if (record.registry == nullptr) {
+            throw DumpError("no registry found in the dumps; expected the output of ioreg -l");
+        }
+        const MacShown shown = shownBy(file);
+        const auto recorded = entriesThatThePaneReads(*record.registry);
+        found = differences(entriesThatThePaneReads(RecordedRegistry(shown.registry)), recorded);
+        compared = recorded.size();
+        const auto profile = readSystemProfile(shown.profile);
+        if (record.profile && profile) compareProfiles(*profile, *record.profile, found);
+    } catch (const DumpError& error) {
+        printError("displaycheck: {}\n", printable(error.what()));
+        return badInput;
+    } catch (const simulated_mac::RecordedRegistryError& error) {
+        printError("{}: its ioreg prints no registry: {}\n", printable(macFile),
+                   printable(error.what()));
+        return badInput;
+    }
+    if (found.empty()) {
+        fmt::print("{}: shows what the dump shows, in all {} entries that the pane reads\n",
+                   printable(macFile), compared);
+        return done;
+    }
+    fmt::print("{}: differs from the dump in {} {}\n", printable(macFile), found.size(),
+               found.size() == 1 ? "place" : "places");
+    for (const std::string& line : found) fmt::print("  {}\n", printable(line));
+    return unfinished;
+}
+
+}  // namespace displaycheck
