@@ -246,6 +246,20 @@ TEST(MyInstallerPaneDevices, ACameraThatIsDetachedStaysRecorded) {
     EXPECT_EQ(onMac.mac.window.warnings.text, "");
 }
 
+TEST(MyInstallerPaneDevices, ACameraInItsOlderFormIsSeenTwiceAndRecordedOnce) {
+    auto device = camera();
+    device.olderForm = true;
+    PaneOnMac onMac(macWithUSB({device}));
+    onMac.run();
+    ASSERT_THAT(infoDic.get(), SizeIs(1));
+    EXPECT_EQ(infoDic.get().begin()->second.name, "") << "kUSBProductString is missing";
+    EXPECT_EQ(countOf(onMac.mac.journal.systemLog(), "staticDevice Camera name : (null)"), 2);
+}
+
+TEST(MyInstallerPaneDevices, ALocationWithItsHighestBitSetIsShownInThirtyTwoBits) {
+    EXPECT_THAT(keysOf(camerasAmong({cameraAt(0x80100000)})), ElementsAre("0x80100000"));
+}
+
 // Devices with trouble
 
 TEST(MyInstallerPaneDevices, ADeviceWhosePropertiesCannotBeReadIsNoCamera) {

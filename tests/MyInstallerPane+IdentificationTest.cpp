@@ -581,12 +581,12 @@ TEST(MyInstallerPaneIdentification, AnAskedMonitorsTrafficIsPrinted) {
     PaneOnMac onMac(macWith({builtInPanel(), answeringMonitor(listedOlder, 0x4000)}));
     onMac.run();
     EXPECT_EQ(onMac.printed(),
-              "\nD: IOI2CTransactionTypes: 0x0e (14)\n"
-              "E: IOI2CNoTransactionType                   unsupported \n"
+              "\nD: IOI2CTransactionTypes: 0x13 (19)\n"
+              "D: IOI2CNoTransactionType                   supported \n"
               "D: IOI2CSimpleTransactionType               supported \n"
-              "D: IOI2CDDCciReplyTransactionType           supported \n"
-              "D: IOI2CCombinedTransactionType             supported \n"
-              "E: IOI2CDisplayPortNativeTransactionType    unsupported\n"
+              "E: IOI2CDDCciReplyTransactionType           unsupported \n"
+              "E: IOI2CCombinedTransactionType             unsupported \n"
+              "D: IOI2CDisplayPortNativeTransactionType    supported \n"
               "minReplyDelay = 50\n"
               "Check DDCRead (send) 6E 51 82 01 F1 4D \n"
               "Check DDCRead (reply)6E 88 02 00 F1 00 FF FF 40 00 05 , chksum: 05\n");

@@ -103,9 +103,11 @@ struct BusDescription {
     std::optional<std::int32_t> sendResult;
     std::int32_t releaseResult = 0;             ///< of IOI2CSendRequest, from releasing the bus
     std::optional<std::int32_t> requestResult;  ///< the request's result field
-    /// IOI2CTransactionTypes of the bus's interface, and the types that the bus takes; a missing
-    /// value leaves the property out, and the bus takes none.
-    std::optional<std::uint32_t> transactionTypes = 0x0E;
+    /// IOI2CTransactionTypes of the bus's interface, and the types that the bus takes; not set:
+    /// those of the Mac's graphics.
+    std::optional<std::uint32_t> transactionTypes;
+    /// Whether the interface has that property; without it the bus takes none.
+    bool hasTransactionTypes = true;
     /// Whether the registry has an entry for it; without one its interface is the handle 0.
     bool hasInterface = true;
 };
@@ -117,7 +119,7 @@ struct FramebufferDescription {
     std::optional<std::string> entry;
     /// Overrides of the display information dictionary, by key.
     PropertyMap dictionary;
-    /// Not set: one that leads to the monitor, none for a built-in panel.
+    /// Not set: one, which leads to the monitor and, of a built-in panel, nowhere.
     std::optional<std::vector<BusDescription>> buses;
     /// Of IOFBGetI2CInterfaceCount, where it differs from the number of buses.
     std::optional<std::uint32_t> busCount;
@@ -144,7 +146,7 @@ struct ProxyDescription {
 };
 
 /// The framebuffer entry that an Apple-silicon Mac's registry has for a screen, and the AV service
-/// proxies below it.
+/// proxies behind it.
 struct DisplayServiceDescription {
     bool present = true;
     /// The recorded registry's entry that it is, as of a framebuffer.
@@ -196,6 +198,8 @@ struct USBDeviceDescription {
     PropertyMap properties;
     bool readable = true;   ///< false: its properties can't be read
     bool hasParent = true;  ///< false: the lookup of its parent fails
+    /// As macOS up to 10.14 has it: with a second node, and without "kUSBProductString".
+    bool olderForm = false;
 };
 
 /// One use of a platform call.
@@ -228,6 +232,10 @@ struct GraphicsDescription {
     std::optional<std::string> chipset;  ///< as system_profiler names it
     /// Name of the graphics driver's node, the element of the registry path above framebuffers.
     std::optional<std::string> driver;
+    /// IOI2CTransactionTypes of the buses that give none; not set: those usual with the driver.
+    std::optional<std::uint32_t> transactionTypes;
+    /// There are more if the displays need more; those beyond the displays drive none.
+    std::uint32_t framebuffers = 3;
 };
 
 /// A platform call that fails.

@@ -53,6 +53,37 @@ void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t si
     }
 }
 
+/// The value of a mapping's key; nullptr if there is none.
+const YAMLNode* valueOf(const YAMLNode* mapping, std::string_view key) {
+    if (mapping == nullptr) return nullptr;
+    for (const YAMLEntry& entry : mapping->entries) {
+        if (YAMLReader::isWord(entry.key, key)) return &entry.value;
+    }
+    return nullptr;
+}
+
+Bytes usualPanelEDID() {
+    EDIDFields fields;
+    fields.manufacturer = "APP";
+    fields.product = 0xA040;
+    fields.year = 2019;
+    fields.widthCm = 34;
+    fields.heightCm = 21;
+    fields.name = "Color LCD";
+    return makeEDID(fields);
+}
+
+/// Gives each built-in panel of a Mac file of which the file says nothing the usual EDID.
+void addPanelEDIDs(const YAMLNode& mac, std::vector<ScreenDescription>& screens) {
+    const YAMLNode& list = *valueOf(&mac, "screens");
+    for (std::size_t index = 0; index < screens.size(); ++index) {
+        const YAMLNode* const monitor = valueOf(&list.items[index], "monitor");
+        if (screens[index].builtIn && valueOf(monitor, "edid") == nullptr) {
+            screens[index].monitor.edid = usualPanelEDID();
+        }
+    }
+}
+
 }  // namespace
 
 void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) const {
@@ -153,6 +184,16 @@ JSON VCPAnswers::schema(const MonitorDescription& initial) const {
     return {{"anyOf", {{{"const", unknown}}, ByNumber<VCPValue>{}.schema(initial.vcp)}}};
 }
 
+void TransactionTypes::read(YAMLReader& reader, const YAMLNode& node,
+                            BusDescription& target) const {
+    NullOr<Number>{}.read(reader, node, target.transactionTypes);
+    target.hasTransactionTypes = target.transactionTypes.has_value();
+}
+
+JSON TransactionTypes::schema(const BusDescription& initial) const {
+    return NullOr<Number>{}.schema(initial.transactionTypes);
+}
+
 void AnswerKind::read(YAMLReader& reader, const YAMLNode& node, DDCAnswer& target) const {
     if (node.kind == YAMLNode::Kind::mapping) {
         target.kind = DDCAnswer::Kind::bytes;
@@ -217,6 +258,8 @@ JSON InfoDictionary::schema(const ScreenDescription& initial) const {
 MacDescription readMac(YAMLReader& reader, const YAMLNode& node) {
     MacDescription mac;
     Mapping{}.read(reader, node, mac);
+    // A recorded registry has the EDID of the Mac's own panel.
+    if (mac.chip == Chip::intel && mac.registry == nullptr) addPanelEDIDs(node, mac.screens);
     return mac;
 }
 

@@ -58,6 +58,12 @@ struct VCPAnswers {
     static constexpr const char* unknown = "unknown";
 };
 
+/// A mask of transaction types, or null for an interface without one.
+struct TransactionTypes {
+    void read(YAMLReader& reader, const YAMLNode& node, BusDescription& target) const;
+    JSON schema(const BusDescription&) const;
+};
+
 /// One of the words for a kind, or {bytes: hex}.
 struct AnswerKind {
     void read(YAMLReader& reader, const YAMLNode& node, DDCAnswer& target) const;
@@ -159,9 +165,11 @@ void fields(Visitor& field, DDCAnswer& answer) {
 template <class Visitor>
 void fields(Visitor& field, MonitorDescription& monitor) {
     field.onlyWith("vcp", VCPAnswers::unknown, {"edid"});
-    field("edid", monitor.edid, EDIDBytes{},
-          "The EDID that the Mac reads: `none`, hex digits, or a mapping with `file`, `hex` or the "
-          "keys to make a valid one. None unless given.");
+    field(
+        "edid", monitor.edid, EDIDBytes{},
+        "The EDID that the Mac reads: `none`, hex digits, or a mapping with `file`, `hex` or the "
+        "keys to make a valid one. None unless given; the built-in panel of an Intel Mac without a "
+        "recorded `registry` then has a usual one.");
     field("vcp", monitor, VCPAnswers{},
           "What the monitor answers, by VCP code (0 to 255). It answers any other code as "
           "unsupported. `unknown` if nobody knows whether it answers over DDC/CI.");
@@ -187,9 +195,10 @@ void fields(Visitor& field, BusDescription& bus) {
     field("request_result", bus.requestResult, IOResult{},
           "Result of the transaction itself, as it stands in the request. Unless given, it "
           "says what happened.");
-    field("transaction_types", bus.transactionTypes, NullOr<Number>{},
-          "Mask of the transaction types that the bus takes (14: types 1, 2 and 3); `null` leaves "
-          "the property out, and the bus takes none.");
+    field("transaction_types", bus, TransactionTypes{},
+          "Mask of the transaction types that the bus takes (19: types 0, 1 and 4), property "
+          "`IOI2CTransactionTypes`; `null` leaves the property out, and the bus takes none. Unless "
+          "given, that of `graphics`.");
     field("has_interface", bus.hasInterface, Boolean{},
           "Whether the registry has an entry for the bus; without one `IOFBCopyI2CInterfaceForBus` "
           "succeeds with the handle 0.");
@@ -205,8 +214,8 @@ void fields(Visitor& field, FramebufferDescription& framebuffer) {
     field("dictionary", framebuffer.dictionary, Properties{},
           "Changes to the display information dictionary; `null` takes a key out.");
     field("buses", framebuffer.buses, ListOf<Mapping>{},
-          "The I2C buses; unless given, one that leads to the monitor, and none for a built-in "
-          "panel.");
+          "The I2C buses; unless given, one, which leads to the monitor and, of a built-in panel, "
+          "nowhere.");
     field("bus_count", framebuffer.busCount, Number{0, 10'000},
           "Number of buses that `IOFBGetI2CInterfaceCount` tells, where it differs from `buses`.");
     field("path", framebuffer.path, Text{},
@@ -255,12 +264,12 @@ void fields(Visitor& field, DisplayServiceDescription& service) {
     field("name_readable", service.nameReadable, Boolean{},
           "Whether the entry's name can be read.");
     field("properties", service.properties, Properties{},
-          "Changes to the entry's properties `EDID UUID`, `DisplayAttributes` and "
+          "Changes to the entry's properties `EDID UUID`, `DisplayAttributes`, `external` and "
           "`Transport`; `null` takes one out.");
     field("product_attributes", service.productAttributes, Properties{},
           "Changes to the `ProductAttributes` in its `DisplayAttributes`; `null` takes a key out.");
     field("proxies", service.proxies, ListOf<Mapping>{},
-          "The AV service proxies below the entry; one unless given.");
+          "The AV service proxies behind the entry; one unless given.");
 }
 
 template <class Visitor>
@@ -287,10 +296,11 @@ void fields(Visitor& field, ScreenDescription& screen) {
                                           &ScreenDescription::disappearsAt},
           "Seconds after power-on at which the monitor is unplugged: the screen, its EDID and its "
           "display service go, and its display ID is no longer known. It stays unless given.");
-    field("edid_listed", screen, EDIDListing{},
-          "Whether the system's tools print the EDID; with `at`, from that second after power-on; "
-          "with `empty`, it is data of length 0. Unless given, they do, except for a built-in "
-          "panel.");
+    field(
+        "edid_listed", screen, EDIDListing{},
+        "Whether the system's tools print the EDID; with `at`, from that second after power-on; "
+        "with `empty`, it is data of length 0. Unless given, they do, except for a built-in panel "
+        "on Apple silicon.");
     field("monitor", screen.monitor, Mapping{}, "The monitor behind the screen.");
     field("framebuffer", screen.framebuffer,
           WordOrMapping<FramebufferDescription>{"none", &FramebufferDescription::present, false},
@@ -313,7 +323,8 @@ inline const Word fallibleCall = {"a platform call that can fail",
 template <class Visitor>
 void fields(Visitor& field, USBDeviceDescription& device) {
     field("node_name", device.nodeName, Text{}, "Name of the device's registry node.");
-    field("location_id", device.locationID, Number{}, "Property `locationID`.");
+    field("location_id", device.locationID, Number{},
+          "Property `locationID`; the registry extends it by its sign to 64 bits.");
     field("vendor_id", device.vendorID, Number{}, "Property `idVendor`.");
     field("product_id", device.productID, Number{}, "Property `idProduct`.");
     field("product", device.product, Text{},
@@ -323,6 +334,10 @@ void fields(Visitor& field, USBDeviceDescription& device) {
           "Further properties, or other values for those above; `null` takes one out.");
     field("readable", device.readable, Boolean{}, "Whether its properties can be read.");
     field("parent", device.hasParent, Boolean{}, "Whether the lookup of its parent succeeds.");
+    field("older_form", device.olderForm, Boolean{},
+          "Whether it stands in the registry as with macOS 10.14 and older: without "
+          "`kUSBProductString`, and with a second node, of class `AppleUSBDevice`, below an "
+          "`AppleUSBHostLegacyClient`.");
 }
 
 template <class Visitor>
@@ -369,6 +384,12 @@ void fields(Visitor& field, GraphicsDescription& graphics) {
         "driver", graphics.driver, Text{},
         "Name of the driver's registry node, which stands in the framebuffers' paths; a usual one "
         "unless given.");
+    field("transaction_types", graphics.transactionTypes, Number{},
+          "Mask of the transaction types that I2C buses take (Intel Macs) whose own is not given. "
+          "Unless given, 19 with the usual driver and 31 with another.");
+    field("framebuffers", graphics.framebuffers, Number{0, 64},
+          "Number of framebuffers (Intel Macs), with those of the screens, which all have theirs. "
+          "One without a screen has an I2C bus that leads nowhere.");
 }
 
 template <class Visitor>

@@ -123,6 +123,9 @@ std::string typeOf(const ImageSize&, const EDIDFields&) {
 std::string typeOf(const EDIDListing&, const ScreenDescription&) {
     return "boolean, `empty` or `{at: seconds}`";
 }
+std::string typeOf(const TransactionTypes&, const BusDescription&) {
+    return "number, 32 bits, or `null`";
+}
 std::string typeOf(const VCPAnswers&, const MonitorDescription&) {
     return "mapping or " + asCode(VCPAnswers::unknown);
 }

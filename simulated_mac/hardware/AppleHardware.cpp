@@ -6,7 +6,7 @@
 #include "simulated_mac/hardware/HardwareTree.h"
 
 // Displays as an Apple-silicon Mac shows them: framebuffer entries with the monitor's identity, and
-// below each the proxy of its AV service.
+// behind each the coprocessor that drives it, with the proxy of its AV service among others.
 
 namespace simulated_mac {
 
@@ -30,6 +30,7 @@ PropertyMap productAttributes(const Display& display) {
         const EDIDIdentity identity = identifyEDID(edid);
         if (identity.name) attributes.emplace_back("ProductName", text(*identity.name));
         attributes.emplace_back("ManufacturerID", text(identity.manufacturer));
+        attributes.emplace_back("LegacyManufacturerID", number(identity.vendorNumber));
         attributes.emplace_back("ProductID", number(identity.productCode));
         attributes.emplace_back("SerialNumber", number(identity.serialNumber));
         if (identity.serialText) {
@@ -44,13 +45,15 @@ PropertyMap productAttributes(const Display& display) {
 
 PropertyMap framebufferProperties(const Display& display) {
     PropertyMap properties;
-    if (!display.screen.monitor.edid.empty()) {
+    const bool builtIn = display.screen.builtIn;
+    if (!builtIn && !display.screen.monitor.edid.empty()) {
         properties.emplace_back("EDID UUID", text(identifyEDID(display.screen.monitor.edid).uuid));
     }
     properties.emplace_back(
         "DisplayAttributes",
         PropertyValue{PropertyMap{{"ProductAttributes", {productAttributes(display)}}}});
-    if (!display.screen.builtIn) {
+    if (!builtIn) {
+        properties.emplace_back("external", PropertyValue{true});
         properties.emplace_back("Transport", PropertyValue{PropertyMap{
                                                  {"Upstream", text("DP")},
                                                  {"Downstream", text("DP")},
@@ -64,26 +67,90 @@ Entry addProxy(Registry& registry, const Entry& parent, const ProxyDescription& 
                const std::string& usualLocation) {
     auto proxy = makeEntry("DCPAVServiceProxy", "", {"DCPAVServiceProxy", "IOService"});
     proxy.nameReadable = description.nameReadable;
+    proxy.set("IOAVServiceUserInterfaceSupported", makeCF(PropertyValue{true}));
+    proxy.set("Unit", makeCF(std::int64_t{0}));
     proxy.set("Location", makeCF(description.location.value_or(text(usualLocation))));
     return registry.add(parent, std::move(proxy));
 }
 
-}  // namespace
+/// Where the node of a display and that of its coprocessor stand.
+struct Place {
+    std::string display;
+    std::string coprocessor;
+    std::uint64_t address;  ///< of the display; the coprocessor's lies a fixed distance behind
+};
 
-void addDisplayService(Registry& registry, const Entry& parent, Display& display) {
+/// External displays are numbered as they come.
+Place nextPlace(const Registry& registry, const Entry& parent, const Display& display) {
+    constexpr std::uint64_t panel = 0x30000000;
+    constexpr std::uint64_t firstExternal = 0x70000000;
+    constexpr std::uint64_t nextExternal = 0x08000000;
+    if (display.screen.builtIn) return {"disp0", "dcp", panel};
+    std::uint64_t number = 0;
+    registry.inspect([&] {
+        for (const Entry& node : parent->children) {
+            if (node->name.starts_with("dispext")) ++number;
+        }
+    });
+    return {fmt::format("dispext{}", number),
+            number == 0 ? "dcpext" : fmt::format("dcpext{}", number),
+            firstExternal + number * nextExternal};
+}
+
+Entry addDevice(Registry& registry, const Entry& parent, const std::string& name,
+                std::uint64_t address) {
+    return registry.add(
+        parent, makeEntry(name, fmt::format("{:X}", address), {"AppleARMIODevice", "IOService"}));
+}
+
+void addFramebufferEntry(Registry& registry, const Entry& parent, const Place& place,
+                         Display& display) {
     const DisplayServiceDescription& description = display.screen.displayService;
     auto entry = makeEntry(description.entryName, "",
                            {description.entryName, "IOMobileFramebuffer", "IOService"});
     entry.nameReadable = description.nameReadable;
     setProperties(entry, framebufferProperties(display));
-    const Entry framebuffer = registry.add(parent, std::move(entry));
-    const Entry port = registry.add(
-        framebuffer, makeEntry("AppleDCPLinkService", "", {"AppleDCPLinkService", "IOService"}));
-    display.service = framebuffer;
-    for (const ProxyDescription& proxy : description.proxies) {
-        display.proxies.push_back(
-            addProxy(registry, port, proxy, display.screen.builtIn ? "Embedded" : "External"));
+    display.service =
+        registry.add(addDevice(registry, parent, place.display, place.address), std::move(entry));
+}
+
+/// What the coprocessor offers to the rest of the Mac: each proxy in an endpoint of its own.
+void addCoprocessor(Registry& registry, const Entry& parent, const Place& place, Display& display) {
+    constexpr std::uint64_t distance = 0x01C00000;
+    display.coprocessor = addDevice(registry, parent, place.coprocessor, place.address + distance);
+    const Entry nub =
+        registry.add(display.coprocessor, makeEntry(fmt::format("iop-{}-nub", place.coprocessor),
+                                                    "", {"AppleA7IOPNub", "IOService"}));
+    const Entry firmware =
+        registry.add(nub, makeEntry("RTBuddyV2", "", {"RTBuddyV2", "IOService"}));
+
+    const bool builtIn = display.screen.builtIn;
+    const std::string location = builtIn ? "Embedded" : "External";
+    const std::string service = builtIn ? "AppleDCPAgileDPDisplay" : "DCPDPService";
+    const auto addEndpoint = [&](const std::string& name) {
+        return registry.add(
+            firmware,
+            makeEntry(name, "", {"AFKMailboxSharedMemoryEndpointInterface", "IOService"}));
+    };
+    const auto addOther = [&](const std::string& endpoint, const std::string& className) {
+        auto proxy = makeEntry(className, "", {className, "IOService"});
+        proxy.set("Location", makeCFText(location));
+        registry.add(addEndpoint(endpoint), std::move(proxy));
+    };
+    addOther("DCPDPDevice", "DCPAVDeviceProxy");
+    for (const ProxyDescription& proxy : display.screen.displayService.proxies) {
+        display.proxies.push_back(addProxy(registry, addEndpoint(service), proxy, location));
     }
+    addOther(service, "DCPDPServiceProxy");
+    addOther("dcpav-interface", "DCPAVVideoInterfaceProxy");
+}
+
+}  // namespace
+
+void addDisplayService(Registry& registry, const Entry& parent, Display& display) {
+    const Place place = nextPlace(registry, parent, display);
+    addFramebufferEntry(registry, parent, place, display);
+    addCoprocessor(registry, parent, place, display);
 }
 
 namespace {
@@ -120,19 +187,28 @@ HardwareTree buildAppleTree(Registry& registry, const MacDescription& descriptio
     const Entry io =
         registry.add(platform, makeEntry("arm-io", "", {"IOPlatformDevice", "IOService"}));
     const std::uint32_t others = description.otherRegistryEntries.value_or(usualOtherEntries);
-    addOtherEntries(registry, io, 0, others / 2);
+    std::uint32_t added = 0;
+    const auto addOthers = [&](std::size_t count) {
+        addOtherEntries(registry, io, added, static_cast<std::uint32_t>(count));
+        added += static_cast<std::uint32_t>(count);
+    };
+    addOthers(others / 2);
     HardwareTree tree;
     for (const ProxyDescription& proxy : description.strayProxies) {
         tree.strayProxies.push_back({addProxy(registry, io, proxy, "External"), proxy});
     }
 
-    tree.displayServices =
-        registry.add(io, makeEntry("dispext0", "0", {"AppleARMIODevice", "IOService"}));
-    for (Display* const display : inRegistryOrder(displays)) {
-        addDisplayService(registry, tree.displayServices, *display);
+    tree.displayServices = io;
+    const std::vector<Display*> order = inRegistryOrder(displays);
+    for (Display* const display : order) {
+        const Place place = nextPlace(registry, io, *display);
+        addFramebufferEntry(registry, io, place, *display);
+        // A quarter of them all stands between the displays and their coprocessors.
+        addOthers(others / 4 / order.size());
+        addCoprocessor(registry, io, place, *display);
     }
 
-    addOtherEntries(registry, io, others / 2, others - others / 2);
+    addOthers(others - added);
     const Entry usb =
         registry.add(io, makeEntry("usb-drd0", "82280000", {"AppleARMIODevice", "IOService"}));
     tree.usbController = addUSBController(registry, usb);

@@ -28,6 +28,8 @@ struct Display {
     const Framebuffer* framebuffer = nullptr;
     /// The entry of an Apple-silicon Mac's framebuffer, while the registry has it.
     std::shared_ptr<RegistryEntry> service;
+    /// The display coprocessor's entry, which the proxies are below; none in a recorded registry.
+    std::shared_ptr<RegistryEntry> coprocessor;
     /// The entries of an Apple-silicon Mac's AV service proxies, as the description lists them;
     /// none for one that a recorded registry lacks.
     std::vector<std::shared_ptr<RegistryEntry>> proxies;

@@ -15,6 +15,7 @@ struct Display;
 struct Framebuffer {
     /// Of the framebuffer itself.
     Registry::Entry entry;
+    /// With the transaction types that they take; a bus without any takes none.
     std::vector<BusDescription> buses;
     /// The entries of the buses' I2C interfaces, one for each; none for a bus without.
     std::vector<Registry::Entry> interfaces;

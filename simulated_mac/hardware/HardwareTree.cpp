@@ -81,7 +81,10 @@ Entry addUSBController(Registry& registry, const Entry& parent) {
                                           {"AppleUSBXHCI", "IOUSBController", "IOService"}));
 }
 
-RegistryEntry makeUSBDevice(const USBDeviceDescription& device) {
+namespace {
+
+/// One node of a device; its class comes first.
+RegistryEntry makeUSBNode(const USBDeviceDescription& device, std::vector<std::string> classes) {
     PropertyMap properties;
     const auto number = [&](const char* key, auto value) {
         if (value) properties.emplace_back(key, PropertyValue{std::int64_t{*value}});
@@ -89,20 +92,39 @@ RegistryEntry makeUSBDevice(const USBDeviceDescription& device) {
     const auto text = [&](const char* key, const auto& value) {
         if (value) properties.emplace_back(key, PropertyValue{*value});
     };
-    number("locationID", device.locationID);
+    properties.emplace_back("IOClassNameOverride", PropertyValue{std::string("IOUSBDevice")});
+    if (device.locationID) {
+        // Of 64 bits, the upper ones repeat the highest of its 32.
+        properties.emplace_back(
+            "locationID",
+            PropertyValue{std::int64_t{static_cast<std::int32_t>(*device.locationID)}});
+    }
     number("idVendor", device.vendorID);
     number("idProduct", device.productID);
-    text("kUSBProductString", device.product);
+    if (!device.olderForm) text("kUSBProductString", device.product);
     text("USB Product Name", device.product);
     text("kUSBSerialNumberString", device.serial);
     overrideProperties(properties, device.properties);
 
     auto entry = makeEntry(device.nodeName, fmt::format("{:x}", device.locationID.value_or(0)),
-                           {"IOUSBHostDevice", "IOUSBDevice", "IOUSBNub", "IOService"});
+                           std::move(classes));
     setProperties(entry, properties);
     entry.readable = device.readable;
     entry.parentFound = device.hasParent;
     return entry;
+}
+
+}  // namespace
+
+void addUSBDevice(Registry& registry, const Entry& controller, const USBDeviceDescription& device) {
+    const Entry node = registry.add(
+        controller,
+        makeUSBNode(device, {"IOUSBHostDevice", "IOUSBDevice", "IOUSBNub", "IOService"}));
+    if (!device.olderForm) return;
+    const Entry client =
+        registry.add(node, makeEntry(legacyUSBClient, "", {legacyUSBClient, "IOService"}));
+    registry.add(client,
+                 makeUSBNode(device, {"AppleUSBDevice", "IOUSBDevice", "IOUSBNub", "IOService"}));
 }
 
 }  // namespace simulated_mac

@@ -17,14 +17,15 @@ struct StrayProxy {
 /// Entries in the registry of a Mac below which others come and go while it runs.
 struct HardwareTree {
     Registry::Entry usbController;
-    Registry::Entry displayServices = nullptr;  ///< parent of an Apple-silicon Mac's framebuffers
+    /// Of an Apple-silicon Mac: what the nodes of displays and their coprocessors stand below.
+    Registry::Entry displayServices = nullptr;
     std::vector<StrayProxy> strayProxies = {};
     /// Of an Intel Mac, in the order of the registry.
     std::vector<std::unique_ptr<Framebuffer>> framebuffers = {};
 };
 
-/// Builds the registry of the Mac's kind: platform expert, graphics with a framebuffer for each
-/// display, USB controller. Display services that appear later are left out.
+/// Builds the registry of the Mac's kind: platform expert, graphics with framebuffers, USB
+/// controller. Display services that appear later are left out.
 HardwareTree buildHardwareTree(Registry& registry, const MacDescription& description,
                                const std::vector<std::unique_ptr<Display>>& displays);
 HardwareTree buildIntelTree(Registry& registry, const MacDescription& description,
@@ -38,16 +39,22 @@ HardwareTree buildAppleTree(Registry& registry, const MacDescription& descriptio
 HardwareTree buildRecordedTree(Registry& registry, const MacDescription& description,
                                const std::vector<std::unique_ptr<Display>>& displays);
 
-/// Adds the framebuffer of an Intel Mac's display, the `index`-th one, with its I2C interfaces.
+/// Adds an Intel Mac's `index`-th framebuffer with its I2C interfaces and, if it drives a display,
+/// that one's node.
 std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Registry::Entry& graphics,
                                             const MacDescription& description, std::size_t index,
-                                            Display& display);
+                                            Display* display);
 
-/// Adds the framebuffer entry of an Apple-silicon Mac's display and the proxies below it.
+/// Adds the framebuffer entry of an Apple-silicon Mac's display and, behind it, the display
+/// coprocessor with the proxies.
 void addDisplayService(Registry& registry, const Registry::Entry& parent, Display& display);
 
-/// A USB device as the registry shows it.
-RegistryEntry makeUSBDevice(const USBDeviceDescription& device);
+/// The class of what stands between the two nodes of a USB device in its older form.
+inline constexpr auto legacyUSBClient = "AppleUSBHostLegacyClient";
+
+/// Adds a USB device as the registry shows it.
+void addUSBDevice(Registry& registry, const Registry::Entry& controller,
+                  const USBDeviceDescription& device);
 
 /// The display information dictionary of an Intel Mac's framebuffer.
 PropertyMap infoDictionary(const Framebuffer& framebuffer);

@@ -6,7 +6,8 @@
 #include "simulated_mac/description/RecordedValue.h"
 #include "simulated_mac/hardware/HardwareTree.h"
 
-// Graphics as an Intel Mac's registry shows them: framebuffers with I2C interfaces and connections.
+// Graphics as an Intel Mac's registry shows them: framebuffers with I2C interfaces, of which some
+// drive displays.
 
 namespace simulated_mac {
 
@@ -16,33 +17,111 @@ using Entry = Registry::Entry;
 
 constexpr auto defaultDriver = "AppleIntelFramebuffer";
 
-PropertyMap identityDictionary(const Display* display) {
-    PropertyMap dictionary;
-    const auto addNumber = [&dictionary](const char* key, std::uint32_t number) {
-        dictionary.emplace_back(key, PropertyValue{std::int64_t{number}});
-    };
-    if (display == nullptr || display->gone || display->screen.monitor.edid.empty()) {
-        addNumber("DisplayVendorID", vendorWithoutEDID);
-        addNumber("DisplayProductID", productWithoutEDID);
-        return dictionary;
-    }
-    const EDIDIdentity identity = identifyEDID(display->screen.monitor.edid);
-    addNumber("DisplayVendorID", identity.vendorNumber);
-    addNumber("DisplayProductID", identity.productCode);
-    if (identity.serialNumber != 0) addNumber("DisplaySerialNumber", identity.serialNumber);
-    if (identity.serialText) {
-        dictionary.emplace_back("DisplaySerialString", PropertyValue{*identity.serialText});
-    }
-    return dictionary;
+// No transaction, simple and DisplayPort native; drivers of other graphics have all types.
+constexpr std::uint32_t typesOfIntelGraphics = 0x13;
+constexpr std::uint32_t typesOfOtherGraphics = 0x1F;
+
+constexpr const char* transactionTypesKey = "IOI2CTransactionTypes";
+
+bool isIntelGraphics(const MacDescription& mac) {
+    return mac.graphics.driver.value_or(defaultDriver) == defaultDriver;
 }
 
-/// The node of a display below its framebuffer, without the EDID.
+/// A bus without a mask of transaction types gets that of the Mac's graphics, unless its interface
+/// has no such property.
+BusDescription withTransactionTypes(BusDescription bus, const MacDescription& mac) {
+    if (!bus.hasTransactionTypes || bus.transactionTypes) return bus;
+    bus.transactionTypes = mac.graphics.transactionTypes.value_or(
+        isIntelGraphics(mac) ? typesOfIntelGraphics : typesOfOtherGraphics);
+    return bus;
+}
+
+std::vector<BusDescription> busesOf(const MacDescription& mac, const Display* display) {
+    std::vector<BusDescription> buses(1);
+    if (display != nullptr) {
+        buses.front().leadsToMonitor = !display->screen.builtIn;
+        buses = display->screen.framebuffer.buses.value_or(buses);
+    }
+    for (BusDescription& bus : buses) bus = withTransactionTypes(bus, mac);
+    return buses;
+}
+
+/// The ID of a bus's interface is its own in the Mac; the number among the framebuffer's follows
+/// from the low half.
+std::int64_t interfaceID(std::size_t framebuffer, std::size_t bus) {
+    return static_cast<std::int64_t>((std::uint64_t{framebuffer} << 32) + bus);
+}
+
+PropertyValue numberValue(std::int64_t value) {
+    return {value};
+}
+
+/// What the framebuffer's own entry says of its buses.
+void setBusProperties(RegistryEntry& entry, const std::vector<BusDescription>& buses,
+                      std::size_t index, bool isIntel) {
+    PropertyList infos;
+    PropertyList ids;
+    for (std::size_t bus = 0; bus < buses.size(); ++bus) {
+        PropertyMap info = {{"IOI2CInterfaceID", numberValue(static_cast<std::int64_t>(bus))}};
+        if (const auto types = buses[bus].transactionTypes) {
+            info.emplace_back(transactionTypesKey, numberValue(*types));
+        }
+        infos.push_back({std::move(info)});
+        ids.push_back(numberValue(interfaceID(index, bus)));
+    }
+    if (buses.empty()) return;
+    entry.set("IOFBI2CInterfaceInfo", makeCF(PropertyValue{std::move(infos)}));
+    entry.set("IOFBI2CInterfaceIDs", makeCF(PropertyValue{std::move(ids)}));
+    if (isIntel && buses.front().transactionTypes) {
+        entry.set(transactionTypesKey, makeCF(std::int64_t{*buses.front().transactionTypes}));
+    }
+}
+
+RegistryEntry makeInterface(const BusDescription& bus, std::int64_t id) {
+    auto interface = makeEntry("IOFramebufferI2CInterface", "",
+                               {"IOFramebufferI2CInterface", "IOI2CInterface", "IOService"});
+    if (bus.transactionTypes) {
+        interface.set(transactionTypesKey, makeCF(std::int64_t{*bus.transactionTypes}));
+    }
+    interface.set("IOI2CSupportedCommFlags", makeCF(std::int64_t{2}));
+    interface.set("IOI2CBusType", makeCF(std::int64_t{1}));
+    interface.set("IOI2CInterfaceID", makeCF(id));
+    return interface;
+}
+
+struct Identity {
+    std::uint32_t vendor = vendorWithoutEDID;
+    std::uint32_t product = productWithoutEDID;
+    std::uint32_t serialNumber = 0;
+};
+
+Identity identityOf(const Bytes& edid) {
+    if (edid.empty()) return {};
+    const EDIDIdentity identity = identifyEDID(edid);
+    return {identity.vendorNumber, identity.productCode, identity.serialNumber};
+}
+
+/// As the display's node and its dictionary have it. Of 64 bits, the serial number's upper ones
+/// repeat the highest of its 32.
+PropertyMap identityProperties(const Identity& identity) {
+    return {{"DisplayVendorID", numberValue(identity.vendor)},
+            {"DisplayProductID", numberValue(identity.product)},
+            {"DisplaySerialNumber", numberValue(static_cast<std::int32_t>(identity.serialNumber))}};
+}
+
+/// Without the EDID: the Mac lists that when its description says so.
 Entry addDisplayNode(Registry& registry, const Entry& framebuffer, const Display& display) {
     const Entry connection =
         registry.add(framebuffer, makeEntry("display0", "", {"IODisplayConnect", "IOService"}));
-    const std::string name = display.screen.builtIn ? "AppleBacklightDisplay" : "AppleDisplay";
+    const bool builtIn = display.screen.builtIn;
+    const std::string name = builtIn ? "AppleBacklightDisplay" : "AppleDisplay";
+    const Identity identity = identityOf(display.screen.monitor.edid);
     auto node = makeEntry(name, "", {name, "IODisplay", "IOService"});
-    setProperties(node, identityDictionary(&display));
+    setProperties(node, identityProperties(identity));
+    node.set("IODisplayPrefsKey",
+             makeCFText(fmt::format("{}/{}-{:x}-{:x}", registry.pathOf(connection), name,
+                                    identity.vendor, identity.product)));
+    node.set("IODisplayConnectFlags", makeCF(builtIn ? Bytes{0xC4, 0x49, 0, 0} : Bytes(4)));
     return registry.add(connection, std::move(node));
 }
 
@@ -50,34 +129,32 @@ Entry addDisplayNode(Registry& registry, const Entry& framebuffer, const Display
 
 std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Entry& graphics,
                                             const MacDescription& mac, std::size_t index,
-                                            Display& display) {
-    const FramebufferDescription& description = display.screen.framebuffer;
+                                            Display* display) {
+    auto framebuffer = std::make_unique<Framebuffer>();
+    framebuffer->display = display;
+    framebuffer->buses = busesOf(mac, display);
+
     const std::string driver = mac.graphics.driver.value_or(defaultDriver);
     auto entry = makeEntry(driver, fmt::format("{:X}", index),
                            {driver, "IOFramebuffer", "IOGraphicsDevice", "IOService"});
-    entry.path = description.path;
+    if (display != nullptr) entry.path = display->screen.framebuffer.path;
     entry.set("IOFBDependentIndex", makeCF(static_cast<std::int64_t>(index)));
-
-    auto framebuffer = std::make_unique<Framebuffer>();
+    entry.set("IOFBTransform", makeCF(std::int64_t{0}));
+    setBusProperties(entry, framebuffer->buses, index, isIntelGraphics(mac));
     framebuffer->entry = registry.add(graphics, std::move(entry));
-    framebuffer->display = &display;
-    framebuffer->buses =
-        description.buses.value_or(std::vector<BusDescription>(display.screen.builtIn ? 0 : 1));
+
     for (std::size_t bus = 0; bus < framebuffer->buses.size(); ++bus) {
-        if (!framebuffer->buses[bus].hasInterface) {
-            framebuffer->interfaces.push_back(nullptr);
-            continue;
-        }
-        auto interface = makeEntry("IOFramebufferI2CInterface", "",
-                                   {"IOFramebufferI2CInterface", "IOI2CInterface", "IOService"});
-        interface.set("IOI2CBusID", makeCF(static_cast<std::int64_t>(bus)));
-        if (const auto types = framebuffer->buses[bus].transactionTypes) {
-            interface.set("IOI2CTransactionTypes", makeCF(std::int64_t{*types}));
-        }
-        framebuffer->interfaces.push_back(registry.add(framebuffer->entry, std::move(interface)));
+        const BusDescription& description = framebuffer->buses[bus];
+        framebuffer->interfaces.push_back(
+            description.hasInterface
+                ? registry.add(framebuffer->entry,
+                               makeInterface(description, interfaceID(index, bus)))
+                : nullptr);
     }
-    framebuffer->displayNode = addDisplayNode(registry, framebuffer->entry, display);
-    display.framebuffer = framebuffer.get();
+    if (display != nullptr) {
+        framebuffer->displayNode = addDisplayNode(registry, framebuffer->entry, *display);
+        display->framebuffer = framebuffer.get();
+    }
     return framebuffer;
 }
 
@@ -91,12 +168,14 @@ HardwareTree buildIntelTree(Registry& registry, const MacDescription& descriptio
     addOtherEntries(registry, pci, 0, description.otherRegistryEntries.value_or(0));
     const Entry graphics = registry.add(pci, makeEntry("GFX0", "2", {"IOPCIDevice", "IOService"}));
     HardwareTree tree;
-    for (std::size_t index = 0; index < displays.size(); ++index) {
-        Display& display = *displays[index];
-        if (!display.screen.framebuffer.present) continue;
+    const auto add = [&](Display* display) {
         tree.framebuffers.push_back(
-            addFramebuffer(registry, graphics, description, index, display));
+            addFramebuffer(registry, graphics, description, tree.framebuffers.size(), display));
+    };
+    for (const auto& display : displays) {
+        if (display->screen.framebuffer.present) add(display.get());
     }
+    while (tree.framebuffers.size() < description.graphics.framebuffers) add(nullptr);
     const Entry usb = registry.add(pci, makeEntry("XHC1", "14", {"IOPCIDevice", "IOService"}));
     tree.usbController = addUSBController(registry, usb);
     return tree;
@@ -113,6 +192,16 @@ PropertyMap recordedProperties(const RecordedEntry& displayNode) {
         }
     }
     return properties;
+}
+
+PropertyMap identityDictionary(const Display* display) {
+    if (display == nullptr || display->gone) return identityProperties({});
+    const Bytes& edid = display->screen.monitor.edid;
+    PropertyMap dictionary = identityProperties(identityOf(edid));
+    if (const auto text = identifyEDID(edid).serialText) {
+        dictionary.emplace_back("DisplaySerialString", PropertyValue{*text});
+    }
+    return dictionary;
 }
 
 }  // namespace

@@ -116,7 +116,6 @@ class Builder {
         framebuffer->entry = entry;
         for (const Entry& interface : interfacesOf(*entry)) {
             BusDescription bus;
-            bus.transactionTypes.reset();
             if (interface != nullptr) {
                 const auto types = numberOf(interface->recorded->value("IOI2CTransactionTypes"));
                 if (types) bus.transactionTypes = static_cast<std::uint32_t>(*types);
@@ -165,8 +164,8 @@ class Builder {
         const FramebufferDescription& description = display.screen.framebuffer;
         if (!description.present) return;
         if (!description.entry) {
-            framebuffers_.push_back(
-                addFramebuffer(registry_, platform(), description_, framebuffers_.size(), display));
+            framebuffers_.push_back(addFramebuffer(registry_, platform(), description_,
+                                                   framebuffers_.size(), &display));
             return;
         }
         const Entry entry = find(*description.entry);
@@ -182,10 +181,16 @@ class Builder {
         framebuffer.display = &display;
         display.framebuffer = &framebuffer;
         if (!description.buses) return;
+        const std::vector<BusDescription> recorded = std::move(framebuffer.buses);
         framebuffer.buses = *description.buses;
         framebuffer.interfaces.resize(framebuffer.buses.size());
         for (std::size_t bus = 0; bus < framebuffer.buses.size(); ++bus) {
-            if (!framebuffer.buses[bus].hasInterface) framebuffer.interfaces[bus] = nullptr;
+            BusDescription& described = framebuffer.buses[bus];
+            if (!described.transactionTypes && described.hasTransactionTypes &&
+                bus < recorded.size()) {
+                described.transactionTypes = recorded[bus].transactionTypes;
+            }
+            if (!described.hasInterface) framebuffer.interfaces[bus] = nullptr;
         }
     }
 

@@ -25,9 +25,10 @@ Time timeOf(double seconds) {
     return Time(std::llround(seconds * 1e6));
 }
 
-/// Whether the system's tools print the screen's EDID, at some time.
-bool listsEDID(const ScreenDescription& screen) {
-    return screen.edidListed.value_or(!screen.builtIn) &&
+/// Whether the system's tools print the screen's EDID, at some time. An Intel Mac's list that of
+/// the panel, too.
+bool listsEDID(const ScreenDescription& screen, Chip chip) {
+    return screen.edidListed.value_or(!screen.builtIn || chip == Chip::intel) &&
            (screen.listedEDIDEmpty || !screen.monitor.edid.empty());
 }
 
@@ -73,7 +74,7 @@ Mac::Mac(MacDescription what, Options how)
     strings_ = readStringsFile(Installation::resource("en.lproj/Localizable.strings"));
     hardware_ = buildHardwareTree(registry, description, displays_);
     for (const USBDeviceDescription& device : description.usb) {
-        registry.add(hardware_.usbController, makeUSBDevice(device));
+        addUSBDevice(registry, hardware_.usbController, device);
     }
     scheduleScreens();
     scheduleEvents();
@@ -122,7 +123,8 @@ std::vector<const Display*> Mac::displaysWithListedEDID() const {
     const Time now = scheduler.now();
     std::vector<const Display*> listed;
     for (const auto& display : displays_) {
-        if (listsEDID(display->screen) && timeOfListing(*display) <= now && !display->gone) {
+        if (listsEDID(display->screen, description.chip) && timeOfListing(*display) <= now &&
+            !display->gone) {
             listed.push_back(display.get());
         }
     }
@@ -139,7 +141,7 @@ void Mac::scheduleScreens() {
         }
         const Registry::Entry node =
             display->framebuffer != nullptr ? display->framebuffer->displayNode : nullptr;
-        const bool listed = listsEDID(display->screen);
+        const bool listed = listsEDID(display->screen, description.chip);
         const Time time = timeOfListing(*display);
         const bool hidden = !listed && display->screen.edidListed == false;
         if (node != nullptr && node->recorded != nullptr &&
@@ -221,7 +223,10 @@ void Mac::removeDisplayService(Display& display) {
     if (display.service == nullptr) return;
     const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
     registry.remove(std::exchange(display.service, nullptr));
-    // A recorded Mac's proxies are not below it.
+    if (display.coprocessor != nullptr) {
+        registry.remove(std::exchange(display.coprocessor, nullptr));
+    }
+    // A recorded Mac's coprocessor stays.
     for (const Registry::Entry& proxy : display.proxies) {
         if (proxy != nullptr) registry.remove(proxy);
     }
@@ -253,7 +258,7 @@ ToolOutput Mac::runTool(const std::vector<std::string>& commandLine) {
 void Mac::attach(const USBDeviceDescription& device) {
     const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
     journal.note("mac", "USB device attached: " + describe(device));
-    registry.add(hardware_.usbController, makeUSBDevice(device));
+    addUSBDevice(registry, hardware_.usbController, device);
 }
 
 void Mac::detach(std::uint32_t locationID) {
@@ -262,6 +267,9 @@ void Mac::detach(std::uint32_t locationID) {
         const auto* const number =
             location != nullptr ? std::get_if<std::int64_t>(&location->value) : nullptr;
         if (number == nullptr || static_cast<std::uint32_t>(*number) != locationID) continue;
+        // A second node goes with the first.
+        const Registry::Entry parent = device->parent.lock();
+        if (parent != nullptr && parent->isA(legacyUSBClient)) continue;
         registry.remove(device);
         journal.note(
             "mac", fmt::format("USB device detached from 0x{:08X}: {}", locationID, device->name));

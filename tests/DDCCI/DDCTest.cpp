@@ -52,14 +52,14 @@ Held afterRead(std::int64_t tries) {
     return held;
 }
 
-/// Lines about an interface with the usual types: simple, DDC/CI reply and combined.
+/// Lines about an interface with the usual types: none, simple and DisplayPort native.
 constexpr auto usualTypes =
-    "\nD: IOI2CTransactionTypes: 0x0e (14)\n"
-    "E: IOI2CNoTransactionType                   unsupported \n"
+    "\nD: IOI2CTransactionTypes: 0x13 (19)\n"
+    "D: IOI2CNoTransactionType                   supported \n"
     "D: IOI2CSimpleTransactionType               supported \n"
-    "D: IOI2CDDCciReplyTransactionType           supported \n"
-    "D: IOI2CCombinedTransactionType             supported \n"
-    "E: IOI2CDisplayPortNativeTransactionType    unsupported\n";
+    "E: IOI2CDDCciReplyTransactionType           unsupported \n"
+    "E: IOI2CCombinedTransactionType             unsupported \n"
+    "D: IOI2CDisplayPortNativeTransactionType    supported \n";
 
 /// What the plug-in prints meanwhile. Expectations don't belong in it: a failed one would print,
 /// too.
@@ -94,14 +94,22 @@ ScreenDescription monitorOnBuses(std::vector<BusDescription> buses) {
     return screen;
 }
 
+/// An Intel Mac without framebuffers beyond those of its screens.
+MacDescription macWith(std::vector<ScreenDescription> screens) {
+    MacDescription mac = test::macWith(std::move(screens));
+    mac.graphics.framebuffers = 0;
+    return mac;
+}
+
 BusDescription busWithTypes(std::optional<std::uint32_t> types) {
     BusDescription bus;
     bus.transactionTypes = types;
+    bus.hasTransactionTypes = types.has_value();
     return bus;
 }
 
 MacDescription macWithFault(ScreenDescription screen, FaultDescription fault) {
-    auto description = test::macWith({std::move(screen)});
+    auto description = macWith({std::move(screen)});
     description.faults = {std::move(fault)};
     return description;
 }
@@ -116,7 +124,7 @@ class FramebufferLookup : public ::testing::Test {
         return found(screen);
     }
     std::optional<std::size_t> foundFor(ScreenDescription screen) {
-        return foundFor(test::macWith({std::move(screen)}));
+        return foundFor(macWith({std::move(screen)}));
     }
     std::optional<std::size_t> found(std::size_t screen = 0) {
         const IOObject framebuffer{
@@ -158,12 +166,12 @@ TEST_F(FramebufferLookup, FindsTheMonitorsFramebuffer) {
 }
 
 TEST_F(FramebufferLookup, TheSerialNumberTellsMonitorsOfOneModelApart) {
-    EXPECT_EQ(foundFor(test::macWith({withSerialNumber(1), withSerialNumber(2)}), 1), 1u);
+    EXPECT_EQ(foundFor(macWith({withSerialNumber(1), withSerialNumber(2)}), 1), 1u);
     EXPECT_EQ(found(0), 0u);
 }
 
 TEST_F(FramebufferLookup, OfTwinsTheFirstFramebufferIsTaken) {
-    EXPECT_EQ(foundFor(test::macWith({withSerialNumber(1), withSerialNumber(1)}), 1), 0u);
+    EXPECT_EQ(foundFor(macWith({withSerialNumber(1), withSerialNumber(1)}), 1), 0u);
 }
 
 TEST_F(FramebufferLookup, ABuiltInDisplayHasNone) {
@@ -171,7 +179,7 @@ TEST_F(FramebufferLookup, ABuiltInDisplayHasNone) {
 }
 
 TEST_F(FramebufferLookup, AnUnknownDisplayHasNone) {
-    const Mac onMac(test::macWith({monitor()}));
+    const Mac onMac(macWith({monitor()}));
     EXPECT_EQ(IOFramebufferPortFromCGDisplayID(0xDEAD), IO_OBJECT_NULL);
 }
 
@@ -228,7 +236,7 @@ TEST_F(FramebufferLookup, AMonitorWithoutAnEDIDIsFoundByTheNumbersThatStandForNo
 TEST_F(FramebufferLookup, AFramebufferWithoutBusesIsPassedOver) {
     EXPECT_EQ(foundFor(monitorOnBuses({})), std::nullopt);
     mac.reset();
-    EXPECT_EQ(foundFor(test::macWith({monitorOnBuses({}), monitor()})), 1u);
+    EXPECT_EQ(foundFor(macWith({monitorOnBuses({}), monitor()})), 1u);
 }
 
 TEST_F(FramebufferLookup, AFramebufferWhoseBusesCannotBeCountedIsPassedOver) {
@@ -238,7 +246,7 @@ TEST_F(FramebufferLookup, AFramebufferWhoseBusesCannotBeCountedIsPassedOver) {
 }
 
 TEST_F(FramebufferLookup, AFramebufferWithoutADictionaryIsPassedOver) {
-    auto description = test::macWith({withSerialNumber(1), withSerialNumber(2)});
+    auto description = macWith({withSerialNumber(1), withSerialNumber(2)});
     description.faults = {{"IODisplayCreateInfoDictionary", 1, false, {}}};
     EXPECT_EQ(foundFor(description, 1), 1u);
 }
@@ -258,7 +266,7 @@ TEST_F(FramebufferLookup, WhenTheListOfServicesEndsEarlyThereIsNone) {
 }
 
 TEST_F(FramebufferLookup, AsksForThePreferredNameOnly) {
-    mac.emplace(test::macWith({monitor()}));
+    mac.emplace(macWith({monitor()}));
     mac->trace.keepOnly({"IODisplayCreateInfoDictionary"});
     found();
     ASSERT_EQ(mac->trace.calls().size(), 1u);
@@ -266,7 +274,7 @@ TEST_F(FramebufferLookup, AsksForThePreferredNameOnly) {
 }
 
 TEST_F(FramebufferLookup, TheCallerOwnsWhatIsFoundAndNothingElseIsKept) {
-    const Mac onMac(test::macWith({withSerialNumber(1), withSerialNumber(2)}));
+    const Mac onMac(macWith({withSerialNumber(1), withSerialNumber(2)}));
     const io_service_t framebuffer =
         IOFramebufferPortFromCGDisplayID(onMac.displays()[1]->displayID);
     EXPECT_EQ(onMac.ledger.heldByCall(), (Held{{{"io_registry_entry_t", "IOIteratorNext"}, 1}}));
@@ -275,7 +283,7 @@ TEST_F(FramebufferLookup, TheCallerOwnsWhatIsFoundAndNothingElseIsKept) {
 }
 
 TEST_F(FramebufferLookup, NothingIsKeptWhenNothingIsFound) {
-    const Mac onMac(test::macWith({monitor(), withSerialNumber(2)}));
+    const Mac onMac(macWith({monitor(), withSerialNumber(2)}));
     EXPECT_EQ(IOFramebufferPortFromCGDisplayID(0xDEAD), IO_OBJECT_NULL);
     EXPECT_THAT(onMac.ledger.heldByCall(), IsEmpty());
     EXPECT_THAT(onMac.journal.misuses(), IsEmpty());
@@ -307,7 +315,7 @@ void PrintTo(const TypeCase& types, std::ostream* stream) {
 class TransactionTypesOf : public ::testing::TestWithParam<TypeCase> {};
 
 TEST_P(TransactionTypesOf, AnInterfaceAreSaidLineByLine) {
-    const Mac mac(test::macWith({monitorOnBuses({busWithTypes(GetParam().mask)})}));
+    const Mac mac(macWith({monitorOnBuses({busWithTypes(GetParam().mask)})}));
     IOOptionBits answer = 99;
     EXPECT_EQ(printedBy([&] { answer = SupportedTransactionTypeWithLog(true); }),
               GetParam().printed);
@@ -363,7 +371,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(TransactionTypes, TheHighestOfTheThreeTypesIsTheAnswer) {
     const std::array<IOOptionBits, 8> answers = {0, 0, 1, 1, 2, 2, 2, 2};
     for (std::uint32_t mask = 0; mask < 32; ++mask) {
-        const Mac mac(test::macWith({monitorOnBuses({busWithTypes(mask)})}));
+        const Mac mac(macWith({monitorOnBuses({busWithTypes(mask)})}));
         EXPECT_EQ(ask(false), answers[mask & 7]) << mask;
     }
 }
@@ -371,20 +379,20 @@ TEST_F(TransactionTypes, TheHighestOfTheThreeTypesIsTheAnswer) {
 TEST_F(TransactionTypes, WithoutLoggingNothingIsPrinted) {
     for (const auto types : {std::optional<std::uint32_t>(0x0E), std::optional<std::uint32_t>(0),
                              std::optional<std::uint32_t>()}) {
-        const Mac mac(test::macWith({monitorOnBuses({busWithTypes(types)})}));
+        const Mac mac(macWith({monitorOnBuses({busWithTypes(types)})}));
         ask(false);
         EXPECT_EQ(printed, "");
     }
 }
 
 TEST_F(TransactionTypes, AMissingMaskIsNone) {
-    const Mac mac(test::macWith({monitorOnBuses({busWithTypes({})})}));
+    const Mac mac(macWith({monitorOnBuses({busWithTypes({})})}));
     EXPECT_EQ(ask(true), 0u);
     EXPECT_EQ(printed, "E: Fatal - No supported Transaction Types! \n");
 }
 
 TEST_F(TransactionTypes, AMaskThatIsNoNumberIsNone) {
-    Mac mac(test::macWith({monitor()}));
+    Mac mac(macWith({monitor()}));
     for (const auto& interface : mac.registry.matching({"IOFramebufferI2CInterface", ""})) {
         mac.registry.setProperty(interface, "IOI2CTransactionTypes",
                                  simulated_mac::makeCFText("14"));
@@ -394,8 +402,8 @@ TEST_F(TransactionTypes, AMaskThatIsNoNumberIsNone) {
 }
 
 TEST_F(TransactionTypes, TheFirstInterfaceWithAnAnswerEndsTheSearch) {
-    const Mac mac(test::macWith(
-        {monitorOnBuses({busWithTypes({}), busWithTypes(0x02), busWithTypes(0x04)})}));
+    const Mac mac(
+        macWith({monitorOnBuses({busWithTypes({}), busWithTypes(0x02), busWithTypes(0x04)})}));
     EXPECT_EQ(ask(true), 1u);
     EXPECT_EQ(printed,
               "E: Fatal - No supported Transaction Types! \n"
@@ -408,18 +416,18 @@ TEST_F(TransactionTypes, TheFirstInterfaceWithAnAnswerEndsTheSearch) {
 }
 
 TEST_F(TransactionTypes, AnInterfaceThatAllowsNoReplyDoesNotEndTheSearch) {
-    const Mac mac(test::macWith({monitorOnBuses({busWithTypes(0x01), busWithTypes(0x04)})}));
+    const Mac mac(macWith({monitorOnBuses({busWithTypes(0x01), busWithTypes(0x04)})}));
     EXPECT_EQ(ask(false), 2u);
 }
 
 TEST_F(TransactionTypes, InterfacesOfEveryFramebufferAreAsked) {
-    const Mac mac(
-        test::macWith({monitorOnBuses({busWithTypes(0x01)}), monitorOnBuses({}), monitor()}));
+    const Mac mac(macWith({monitorOnBuses({busWithTypes(0x01)}), monitorOnBuses({}),
+                           monitorOnBuses({busWithTypes(0x1F)})}));
     EXPECT_EQ(ask(false), 2u);
 }
 
 TEST_F(TransactionTypes, AMacWithoutInterfacesHasNone) {
-    Mac mac(test::macWith({}));
+    Mac mac(macWith({}));
     mac.trace.keepOnly({"IORegistryEntryCreateCFProperties"});
     EXPECT_EQ(ask(true), 0u);
     EXPECT_EQ(printed, "");
@@ -438,7 +446,7 @@ TEST_F(TransactionTypes, WhenInterfacesCannotBeMatchedThatIsPrintedInAnyCase) {
 }
 
 TEST_F(TransactionTypes, AnInterfaceThatCannotBeReadHasNone) {
-    auto description = test::macWith({monitorOnBuses({busWithTypes(0x02), busWithTypes(0x04)})});
+    auto description = macWith({monitorOnBuses({busWithTypes(0x02), busWithTypes(0x04)})});
     description.faults = {{"IORegistryEntryCreateCFProperties", 1, false, {}}};
     const Mac mac(description);
     EXPECT_EQ(ask(true), 2u);
@@ -446,7 +454,7 @@ TEST_F(TransactionTypes, AnInterfaceThatCannotBeReadHasNone) {
 }
 
 TEST_F(TransactionTypes, EachQuestionKeepsItsIteratorAndNothingElse) {
-    const Mac mac(test::macWith({monitor()}));
+    const Mac mac(macWith({monitor()}));
     ask(true);
     EXPECT_EQ(mac.ledger.heldByCall(),
               (Held{{{"io_iterator_t", "IOServiceGetMatchingServices"}, 1}}));
@@ -457,7 +465,7 @@ TEST_F(TransactionTypes, EachQuestionKeepsItsIteratorAndNothingElse) {
 }
 
 TEST_F(TransactionTypes, AQuestionWithoutAnAnswerKeepsItsIteratorToo) {
-    const Mac mac(test::macWith({monitorOnBuses({busWithTypes(0x01), busWithTypes({})})}));
+    const Mac mac(macWith({monitorOnBuses({busWithTypes(0x01), busWithTypes({})})}));
     EXPECT_EQ(ask(true), 0u);
     EXPECT_EQ(mac.ledger.heldByCall(),
               (Held{{{"io_iterator_t", "IOServiceGetMatchingServices"}, 1}}));
@@ -466,7 +474,7 @@ TEST_F(TransactionTypes, AQuestionWithoutAnAnswerKeepsItsIteratorToo) {
 // ---- Locks
 
 TEST(DisplayLocks, ADisplayKeepsItsLock) {
-    const Mac mac(test::macWith({}));
+    const Mac mac(macWith({}));
     const dispatch_semaphore_t first = DisplayQueue(7);
     EXPECT_NE(first, nullptr);
     EXPECT_NE(DisplayQueue(8), first);
@@ -477,7 +485,7 @@ TEST(DisplayLocks, ADisplayKeepsItsLock) {
 }
 
 TEST(DisplayLocks, FiftyDisplaysFitAndTheNextOneGetsNone) {
-    const Mac mac(test::macWith({}));
+    const Mac mac(macWith({}));
     std::set<dispatch_semaphore_t> locks;
     for (std::uint32_t display = 0; display < 50; ++display) locks.insert(DisplayQueue(display));
     EXPECT_EQ(locks.size(), 50u);
@@ -492,14 +500,14 @@ TEST(DisplayLocks, FiftyDisplaysFitAndTheNextOneGetsNone) {
 }
 
 TEST(DisplayLocks, DisplayZeroGetsALockOfItsOwn) {
-    const Mac mac(test::macWith({}));
+    const Mac mac(macWith({}));
     const dispatch_semaphore_t zero = DisplayQueue(0);
     EXPECT_NE(zero, nullptr);
     EXPECT_NE(DisplayQueue(1), zero);
 }
 
 TEST(DisplayLocks, ALockLetsOneInAtATime) {
-    Mac mac(test::macWith({}));
+    Mac mac(macWith({}));
     mac.trace.keepOnly({"dispatch_semaphore_create"});
     DisplayQueue(7);
     ASSERT_EQ(mac.trace.calls().size(), 1u);
@@ -528,7 +536,7 @@ class Sending : public ::testing::Test {
   protected:
     Sending() {
         request.sendTransactionType = kIOI2CSimpleTransactionType;
-        request.replyTransactionType = kIOI2CDDCciReplyTransactionType;
+        request.replyTransactionType = kIOI2CSimpleTransactionType;
         request.sendAddress = 0x6E;
         request.replyAddress = 0x6F;
         request.replySubAddress = 0x51;
@@ -543,7 +551,7 @@ class Sending : public ::testing::Test {
         mac->trace.keepOnly({"IOFBCopyI2CInterfaceForBus", "IOI2CInterfaceOpen", "IOI2CSendRequest",
                              "IOI2CInterfaceClose"});
     }
-    void switchOn(ScreenDescription screen) { switchOn(test::macWith({std::move(screen)})); }
+    void switchOn(ScreenDescription screen) { switchOn(macWith({std::move(screen)})); }
 
     std::uint32_t displayID() const { return mac->displays()[0]->displayID; }
     std::size_t received() const { return mac->displays()[0]->monitor.exchanges().size(); }
@@ -828,7 +836,7 @@ TEST_F(Sending, ToOneDisplayGoesOneRequestAtATime) {
 
 TEST_F(Sending, ToTwoDisplaysMayOverlap) {
     request.replyTransactionType = kIOI2CNoTransactionType;
-    switchOn(test::macWith({withSerialNumber(1), withSerialNumber(2)}));
+    switchOn(macWith({withSerialNumber(1), withSerialNumber(2)}));
     for (const std::size_t screen : {0u, 1u}) {
         mac->scheduler.startThread("sender", [this, screen] {
             IOI2CRequest own = request;
@@ -886,7 +894,7 @@ TEST_F(Sending, IsGoodEvenWhenTheConnectionCannotBeClosed) {
 class Reading : public ::testing::Test {
   protected:
     void switchOn(MacDescription description) { mac.emplace(std::move(description)); }
-    void switchOn(ScreenDescription screen) { switchOn(test::macWith({std::move(screen)})); }
+    void switchOn(ScreenDescription screen) { switchOn(macWith({std::move(screen)})); }
 
     std::uint32_t displayID() const { return mac->displays()[0]->displayID; }
     std::vector<simulated_mac::Exchange> exchanges() const {
@@ -965,7 +973,7 @@ TEST_F(Reading, TheRequestGoesToTheMonitorsAddressWithTheDelayAsGiven) {
     EXPECT_EQ(argumentsText(mac->trace.calls()[0]),
               "display " + std::to_string(displayID()) +
                   ", bus 0, address 0x6e, send type 1, bytes 51 82 01 F1 4D, reply address 0x6f, "
-                  "reply sub-address 0x51, reply type 2, delay 100000000, flags 0x0");
+                  "reply sub-address 0x51, reply type 1, delay 100000000, flags 0x0");
 }
 
 TEST_F(Reading, AGoodFirstTryPrintsItsPacketsAndNothingOfTries) {
@@ -1097,7 +1105,7 @@ TEST_F(Reading, RepliesOfAnyLengthAndContentDoNoHarm) {
 }
 
 TEST_F(Reading, BytesOfAnEarlierTryStayInTheReplyWhereNothingIsSent) {
-    auto description = test::macWith({monitorThatAnswers({bytes({0x11, 0x22, 0x33}), good()})});
+    auto description = macWith({monitorThatAnswers({bytes({0x11, 0x22, 0x33}), good()})});
     description.faults = {{"IOI2CSendRequest", 2, false, {}}};
     switchOn(description);
     EXPECT_TRUE(read(true));
@@ -1120,7 +1128,7 @@ TEST_F(Reading, TheEchoOfAFramebufferThatSleepsIsNoReply) {
 
 TEST_F(Reading, ABusWithoutTheReplyTypeOfTheFirstInterfaceSaysSo) {
     auto description =
-        test::macWith({monitorOnBuses({busWithTypes(0x13)}), monitorOnBuses({busWithTypes(0x1F)})});
+        macWith({monitorOnBuses({busWithTypes(0x13)}), monitorOnBuses({busWithTypes(0x1F)})});
     description.screens[0].serialNumber = 1;
     description.screens[0].framebuffer.dictionary = {{"DisplaySerialNumber", {std::int64_t{1}}}};
     // The first interface answers for all of them: simple replies.
@@ -1182,7 +1190,7 @@ TEST_F(Reading, AGoodReadKeepsOneIteratorAndTheLock) {
 }
 
 TEST_F(Reading, WhenInterfacesCannotBeMatchedTheRequestGoesOutWithoutAReplyType) {
-    auto description = test::macWith({monitor()});
+    auto description = macWith({monitor()});
     // In each try the first lookup is for its reply type, the second for its framebuffer.
     description.faults = {{"IOServiceGetMatchingServices", 1, false, {}}};
     switchOn(description);

@@ -153,6 +153,15 @@ class M1DDCCIInventory : public ::testing::Test {
     }
     void take() { M1DDCCI().initM1AVServiceDic(); }
 
+    /// An entry below another, as an open client's.
+    std::shared_ptr<simulated_mac::RegistryEntry> addBelow(
+        const std::shared_ptr<simulated_mac::RegistryEntry>& entry) {
+        simulated_mac::RegistryEntry client;
+        client.name = "IOMobileFramebufferUserClient";
+        client.classes = {client.name, "IOService"};
+        return mac->registry.add(entry, std::move(client));
+    }
+
     /// Drops what the process would keep.
     void discard() {
         if (matchedM1Device != nullptr) CFRelease(matchedM1Device);
@@ -230,6 +239,7 @@ TEST_F(M1DDCCIInventory, HasTheLaterOneInTheRegistryOfTwoDisplaysWithOneSerialNu
 TEST_F(M1DDCCIInventory, HasABuiltInPanelWithoutTheEndsOfItsTransport) {
     auto panel = monitor("Panel", "BUILTIN");
     panel.builtIn = true;
+    panel.displayService.properties = {{"EDID UUID", text("PANEL")}};
     const auto fields = take(panel);
     EXPECT_EQ(keysOf(fields), allKeysBut({"upstream", "downstream"}));
     EXPECT_EQ(fields.at("productName"), "\"Panel\"");
@@ -393,7 +403,7 @@ TEST_F(M1DDCCIInventoryOmission, OfAnEntryWhosePropertiesCannotBeRead) {
 TEST_F(M1DDCCIInventoryOmission, OfADisplayWhoseIdentityStandsBelowItsFramebufferOnly) {
     switchOn({monitorWithProperty("DisplayAttributes", missing), monitor("VORN K2422H", "LISTED")});
     const auto attributes = framebuffer(1)->get("DisplayAttributes");
-    mac->registry.setProperty(framebuffer(0)->children.at(0), "DisplayAttributes", attributes);
+    addBelow(framebuffer(0))->set("DisplayAttributes", attributes);
     take();
 }
 
@@ -452,8 +462,7 @@ TEST_F(M1DDCCIInventory, TakesAnEDIDUUIDAsItIs) {
 
 TEST_F(M1DDCCIInventory, HasNoEDIDUUIDOfADisplayWhereItStandsBelowTheFramebufferOnly) {
     switchOn({monitorWithProperty("EDID UUID", missing)});
-    mac->registry.setProperty(framebuffer()->children.at(0), "EDID UUID",
-                              simulated_mac::makeCFText("BELOW"));
+    addBelow(framebuffer())->set("EDID UUID", simulated_mac::makeCFText("BELOW"));
     take();
     EXPECT_EQ(keysOf(inventory().at("7XYZ123")), allKeysBut({"edid"}));
 }
@@ -596,9 +605,8 @@ TEST_F(M1DDCCIProperty, ThatIsMissingIsEmpty) {
 }
 
 TEST_F(M1DDCCIProperty, BelowTheEntryIsNotItsOwn) {
+    addBelow(framebuffer())->set("Location", simulated_mac::makeCFText("External"));
     EXPECT_FALSE(read("Location"));
-    const auto below = framebuffer()->children.at(0)->children.at(0);
-    EXPECT_NE(below->get("Location"), nullptr);
 }
 
 TEST_F(M1DDCCIProperty, WhoseNameIsNotUTF8IsEmpty) {

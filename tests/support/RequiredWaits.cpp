@@ -81,8 +81,10 @@ bool printsEDIDs(const MacDescription& mac, const std::string& tool) {
     return changed == mac.tools.end() || !changed->second.front().prints;
 }
 
-bool isListed(const ScreenDescription& screen, Time now) {
-    return screen.edidListed.value_or(!screen.builtIn) && !screen.monitor.edid.empty() &&
+/// The tools of an Intel Mac print the built-in panel's EDID as well.
+bool isListed(const MacDescription& mac, const ScreenDescription& screen, Time now) {
+    return screen.edidListed.value_or(!screen.builtIn || mac.chip == Chip::intel) &&
+           !screen.monitor.edid.empty() &&
            timeOfSeconds(std::max(screen.appearsAt, screen.edidListedAt)) <= now;
 }
 
@@ -110,16 +112,26 @@ const BusDescription* busThatSends(const ScreenDescription& screen) {
     return nullptr;
 }
 
-/// Whether some I2C interface of the Mac sends a reply back: simple, or the DDC/CI kind.
+/// Whether the interface of one of the Mac's buses sends a reply back: simple, or the DDC/CI kind.
+/// Either of the usual masks has the simple one.
+bool hasReply(const MacDescription& mac, const BusDescription& bus) {
+    if (!bus.hasInterface || !bus.hasTransactionTypes) return false;
+    const std::uint32_t usual = mac.graphics.transactionTypes.value_or(typesWithReply);
+    return (bus.transactionTypes.value_or(usual) & typesWithReply) != 0;
+}
+
+/// Whether some I2C interface of the Mac does.
 bool hasReplies(const MacDescription& mac) {
-    return std::any_of(mac.screens.begin(), mac.screens.end(), [](const auto& screen) {
-        if (screen.builtIn) return false;
-        if (!screen.framebuffer.buses) return true;
-        const auto& buses = *screen.framebuffer.buses;
-        return std::any_of(buses.begin(), buses.end(), [](const auto& bus) {
-            return bus.hasInterface && (bus.transactionTypes.value_or(0) & typesWithReply) != 0;
-        });
-    });
+    const std::vector<BusDescription> usual(1);
+    std::size_t framebuffers = 0;
+    for (const ScreenDescription& screen : mac.screens) {
+        if (!screen.framebuffer.present) continue;
+        ++framebuffers;
+        for (const BusDescription& bus : screen.framebuffer.buses.value_or(usual)) {
+            if (hasReply(mac, bus)) return true;
+        }
+    }
+    return framebuffers < mac.graphics.framebuffers && hasReply(mac, usual.front());
 }
 
 // What that makes the pane wait for.
@@ -212,7 +224,7 @@ class Run {
                 const auto& proxies = screen.displayService.proxies;
                 if (!opens(screen, now_) || proxies.front().copyEDIDResult != 0) continue;
                 if (edids.insert(screen.monitor.edid).second) ++count;
-            } else if (printsEDIDs(mac_, tool) && isListed(screen, now_)) {
+            } else if (printsEDIDs(mac_, tool) && isListed(mac_, screen, now_)) {
                 edids.insert(screen.monitor.edid);
                 ++count;
             }

@@ -112,7 +112,11 @@ mac: Every key
 chip: apple
 registry: record.txt
 model: VornBook1,1
-graphics: {chipset: Vorn Graphics, driver: VornFramebuffer}
+graphics:
+  chipset: Vorn Graphics
+  driver: VornFramebuffer
+  transaction_types: 15
+  framebuffers: 5
 screens:
   - built-in
   - built_in: true
@@ -201,6 +205,7 @@ usb:
       gone: null
     readable: false
     parent: false
+    older_form: true
 events:
   - {at: 12.5, attach: {location_id: 1}}
   - {at: 20, detach: 0x14200000}
@@ -244,6 +249,8 @@ TEST_F(EveryKey, OfTheMac) {
     EXPECT_EQ(mac.model, "VornBook1,1");
     EXPECT_EQ(mac.graphics.chipset, "Vorn Graphics");
     EXPECT_EQ(mac.graphics.driver, "VornFramebuffer");
+    EXPECT_EQ(mac.graphics.transactionTypes, 15U);
+    EXPECT_EQ(mac.graphics.framebuffers, 5U);
     EXPECT_EQ(mac.otherRegistryEntries, 12U);
     ASSERT_EQ(mac.strings.size(), 2U);
     EXPECT_EQ(mac.strings.at("here"), std::nullopt);
@@ -336,6 +343,7 @@ TEST_F(EveryKey, OfAFramebuffer) {
     EXPECT_EQ(static_cast<std::uint32_t>(bus.releaseResult), 0xE00002C3U);
     EXPECT_EQ(bus.requestResult, 0);
     EXPECT_EQ(bus.transactionTypes, std::nullopt);
+    EXPECT_FALSE(bus.hasTransactionTypes);
     EXPECT_FALSE(bus.hasInterface);
     EXPECT_TRUE(framebuffer.buses->at(1).leadsToMonitor);
     EXPECT_EQ(framebuffer.buses->at(1).sendResult, std::nullopt);
@@ -407,6 +415,7 @@ TEST_F(EveryKey, OfAUSBDevice) {
               "map={inner={data=1,other=2,},},gone=missing,}");
     EXPECT_FALSE(device.readable);
     EXPECT_FALSE(device.hasParent);
+    EXPECT_TRUE(device.olderForm);
 }
 
 TEST_F(EveryKey, OfAnEvent) {
@@ -477,7 +486,41 @@ TEST(MacFile, GivesABusItsDefaults) {
     EXPECT_TRUE(bus.leadsToMonitor);
     EXPECT_EQ(bus.copyResult, 0);
     EXPECT_EQ(bus.requestResult, std::nullopt);
-    EXPECT_EQ(bus.transactionTypes, 0x0EU);
+    EXPECT_EQ(bus.transactionTypes, std::nullopt);
+    EXPECT_TRUE(bus.hasTransactionTypes);
+}
+
+TEST(MacFile, GivesAPanelOfAnIntelMacTheUsualEDID) {
+    const MacDescription mac = read("screens: [built-in, {built_in: true, monitor: {}}, {}]\n");
+    for (const std::size_t panel : {0U, 1U}) {
+        const Bytes& edid = mac.screens[panel].monitor.edid;
+        const EDIDIdentity identity = identifyEDID(edid);
+        EXPECT_EQ(edid.size(), edidBlockSize);
+        EXPECT_EQ(edid.back(), edidChecksum(edid));
+        EXPECT_EQ(identity.manufacturer, "APP");
+        EXPECT_EQ(identity.name, "Color LCD");
+        EXPECT_EQ(identity.serialNumber, 0U);
+        EXPECT_EQ(identity.serialText, std::nullopt);
+    }
+    EXPECT_TRUE(mac.screens[2].monitor.edid.empty());
+}
+
+TEST(MacFile, LeavesAPanelTheEDIDThatItSays) {
+    const MacDescription mac = read(
+        "screens:\n"
+        "  - {built_in: true, monitor: {edid: none}}\n"
+        "  - {built_in: true, monitor: {edid: 00ff}}\n");
+    EXPECT_TRUE(mac.screens[0].monitor.edid.empty());
+    EXPECT_EQ(mac.screens[1].monitor.edid, (Bytes{0x00, 0xFF}));
+}
+
+TEST(MacFile, GivesNoEDIDToAPanelOnAppleSiliconOrOfARecordedRegistry) {
+    EXPECT_TRUE(read("chip: apple\nscreens: [built-in]\n").screens[0].monitor.edid.empty());
+    TemporaryFolder folder;
+    folder.write("record.txt", "+-o Root  <class IORegistryEntry, id 0x100000100>\n");
+    const MacDescription recorded =
+        readMacFile(folder.write("mac.yaml", "registry: record.txt\nscreens: [built-in]\n"));
+    EXPECT_TRUE(recorded.screens[0].monitor.edid.empty());
 }
 
 TEST(MacFile, DistinguishesNoBusesFromUnspecifiedOnes) {

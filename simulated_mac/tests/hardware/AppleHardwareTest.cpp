@@ -130,16 +130,62 @@ TEST(AppleHardware, EveryScreenHasAFramebufferAndAProxyInTheOrderOfTheScreens) {
                                               "framebuffer \"VORN two\"", "proxy \"External\""));
 }
 
-TEST(AppleHardware, AProxyStandsBelowTheFramebufferOfItsScreen) {
+/// The ancestors' names with their locations, from below arm-io on.
+std::string placeOf(const Registry::Entry& entry) {
+    std::string place = entry->name;
+    for (auto parent = entry->parent.lock(); parent->name != "arm-io";
+         parent = parent->parent.lock()) {
+        place.insert(
+            0, parent->name + (parent->location.empty() ? "" : "@" + parent->location) + " > ");
+    }
+    return place;
+}
+
+TEST(AppleHardware, FramebuffersStandInNodesAndProxiesInCoprocessorsOfTheirOwn) {
+    const Mac mac(appleMac({builtInPanel(), screenNamed("VORN one"), screenNamed("VORN two")}));
+    std::vector<std::string> places;
+    for (const auto& entry : mac.registry.walk(mac.registry.root())) {
+        if (entry->name == framebufferName || entry->name == proxyName) {
+            places.push_back(placeOf(entry));
+        }
+    }
+    EXPECT_THAT(places, ElementsAre("disp0@30000000 > AppleCLCD2",
+                                    "dcp@31C00000 > iop-dcp-nub > RTBuddyV2 > "
+                                    "AppleDCPAgileDPDisplay > DCPAVServiceProxy",
+                                    "dispext0@70000000 > AppleCLCD2",
+                                    "dcpext@71C00000 > iop-dcpext-nub > RTBuddyV2 > DCPDPService > "
+                                    "DCPAVServiceProxy",
+                                    "dispext1@78000000 > AppleCLCD2",
+                                    "dcpext1@79C00000 > iop-dcpext1-nub > RTBuddyV2 > "
+                                    "DCPDPService > DCPAVServiceProxy"));
+}
+
+TEST(AppleHardware, ACoprocessorHasOtherProxiesOfTheSameLocation) {
     const Mac mac(appleMac({builtInPanel(), deskScreen()}));
-    const auto framebuffers = entriesNamed(framebufferName);
-    const auto proxies = entriesNamed(proxyName);
-    ASSERT_THAT(framebuffers, SizeIs(2));
-    ASSERT_THAT(proxies, SizeIs(2));
-    EXPECT_TRUE(isBelow(proxies[0], framebuffers[0]));
-    EXPECT_FALSE(isBelow(proxies[0], framebuffers[1]));
-    EXPECT_TRUE(isBelow(proxies[1], framebuffers[1]));
-    EXPECT_FALSE(isBelow(proxies[1], framebuffers[0]));
+    for (const char* const name :
+         {"DCPAVDeviceProxy", "DCPDPServiceProxy", "DCPAVVideoInterfaceProxy"}) {
+        const auto proxies = entriesNamed(name);
+        ASSERT_THAT(proxies, SizeIs(2)) << name;
+        EXPECT_EQ(locationOf(proxies[0]), "\"Embedded\"");
+        EXPECT_EQ(locationOf(proxies[1]), "\"External\"");
+        EXPECT_TRUE(mac.registry.entryOf(proxies[1])
+                        ->parent.lock()
+                        ->isA("AFKMailboxSharedMemoryEndpointInterface"));
+    }
+}
+
+TEST(AppleHardware, SomeHundredEntriesLieBetweenAFramebufferAndItsProxy) {
+    auto description = appleMac({builtInPanel(), deskScreen()});
+    description.otherRegistryEntries.reset();
+    const Mac mac(description);
+    const auto entries = walk();
+    for (const std::size_t display : {0U, 1U}) {
+        const auto framebuffer =
+            std::find(entries.begin(), entries.end(), entriesNamed(framebufferName).at(display));
+        const auto proxy =
+            std::find(framebuffer, entries.end(), entriesNamed(proxyName).at(display));
+        EXPECT_GT(proxy - framebuffer, 300);
+    }
 }
 
 TEST(AppleHardware, AFramebuffersEntryMayHaveAnotherName) {
@@ -213,6 +259,7 @@ TEST(AppleHardware, AFramebufferNamesItsMonitorByTheEDID) {
     EXPECT_THAT(
         entriesOf(productAttributesOf(onlyEntryNamed(framebufferName))),
         ElementsAre(Pair("AlphanumericSerialNumber", "\"7XYZ123\""),
+                    Pair("LegacyManufacturerID", "23118"),                          // 0x5A4E
                     Pair("ManufacturerID", "\"VRN\""), Pair("ProductID", "10019"),  // 0x2723
                     Pair("ProductName", "\"VORN K2723QX\""),
                     Pair("SerialNumber", "305419896"),  // 0x12345678
@@ -224,7 +271,8 @@ TEST(AppleHardware, AFramebufferHasAnIdentityAndATransport) {
     EXPECT_THAT(propertiesOf(onlyEntryNamed(framebufferName)),
                 ElementsAre(Key("DisplayAttributes"),
                             Pair("EDID UUID", "\"5A4E2327-0000-0000-0E21-0104B5472878\""),
-                            Pair("Transport", "{\"Upstream\"=\"DP\",\"Downstream\"=\"DP\"}")));
+                            Pair("Transport", "{\"Upstream\"=\"DP\",\"Downstream\"=\"DP\"}"),
+                            Pair("external", "a boolean")));
 }
 
 TEST(AppleHardware, TextsThatAnEDIDLacksAreMissing) {
@@ -233,9 +281,10 @@ TEST(AppleHardware, TextsThatAnEDIDLacksAreMissing) {
     fields.serialText.reset();
     fields.serial = 0;
     const Mac mac(appleMac({screenWith(makeEDID(fields))}));
-    EXPECT_THAT(entriesOf(productAttributesOf(onlyEntryNamed(framebufferName))),
-                ElementsAre(Key("ManufacturerID"), Key("ProductID"), Pair("SerialNumber", "0"),
-                            Key("WeekOfManufacture"), Key("YearOfManufacture")));
+    EXPECT_THAT(
+        entriesOf(productAttributesOf(onlyEntryNamed(framebufferName))),
+        ElementsAre(Key("LegacyManufacturerID"), Key("ManufacturerID"), Key("ProductID"),
+                    Pair("SerialNumber", "0"), Key("WeekOfManufacture"), Key("YearOfManufacture")));
 }
 
 TEST(AppleHardware, NumbersAreUnsignedAsInTheEDID) {
@@ -255,13 +304,14 @@ TEST(AppleHardware, AMonitorWithoutAnEDIDHasNoIdentity) {
     const Mac mac(appleMac({screenWith({})}));
     EXPECT_THAT(propertiesOf(onlyEntryNamed(framebufferName)),
                 ElementsAre(Pair("DisplayAttributes", "{\"ProductAttributes\"={}}"),
-                            Pair("Transport", "{\"Upstream\"=\"DP\",\"Downstream\"=\"DP\"}")));
+                            Pair("Transport", "{\"Upstream\"=\"DP\",\"Downstream\"=\"DP\"}"),
+                            Pair("external", "a boolean")));
 }
 
-TEST(AppleHardware, TheBuiltInPanelHasAnIdentityAndNoTransport) {
+TEST(AppleHardware, TheBuiltInPanelHasNeitherUUIDNorTransport) {
     const Mac mac(appleMac({builtInPanel()}));
     EXPECT_THAT(propertiesOf(onlyEntryNamed(framebufferName)),
-                ElementsAre(Key("DisplayAttributes"), Key("EDID UUID")));
+                ElementsAre(Key("DisplayAttributes")));
 }
 
 // The EDID UUID
@@ -310,9 +360,9 @@ TEST(AppleHardware, APropertyOfAFramebufferCanBeChangedAddedAndTakenOut) {
                                         {"Further", number(-1)},
                                         {"Never", missing()}};
     const Mac mac(appleMac({screen}));
-    EXPECT_THAT(
-        propertiesOf(onlyEntryNamed(framebufferName)),
-        ElementsAre(Key("DisplayAttributes"), Pair("EDID UUID", "\"odd\""), Pair("Further", "-1")));
+    EXPECT_THAT(propertiesOf(onlyEntryNamed(framebufferName)),
+                ElementsAre(Key("DisplayAttributes"), Pair("EDID UUID", "\"odd\""),
+                            Pair("Further", "-1"), Key("external")));
 }
 
 TEST(AppleHardware, APropertyOfAFramebufferMayHaveAnotherType) {
@@ -323,7 +373,7 @@ TEST(AppleHardware, APropertyOfAFramebufferMayHaveAnotherType) {
     const Mac mac(appleMac({screen}));
     EXPECT_THAT(propertiesOf(onlyEntryNamed(framebufferName)),
                 ElementsAre(Pair("DisplayAttributes", "7"), Pair("EDID UUID", "<5a4e>"),
-                            Pair("Transport", "\"DP\"")));
+                            Pair("Transport", "\"DP\""), Key("external")));
 }
 
 TEST(AppleHardware, ATransportMayLeadElsewhere) {
@@ -344,10 +394,10 @@ TEST(AppleHardware, AProductAttributeCanBeChangedAddedAndTakenOut) {
                                                {"Further", number(4)}};
     const Mac mac(appleMac({screen}));
     EXPECT_THAT(entriesOf(productAttributesOf(onlyEntryNamed(framebufferName))),
-                ElementsAre(Pair("Further", "4"), Pair("ManufacturerID", "\"VRN\""),
-                            Pair("ProductID", "10019"), Pair("ProductName", "\"VORN other\""),
-                            Pair("SerialNumber", "\"9\""), Pair("WeekOfManufacture", "14"),
-                            Pair("YearOfManufacture", "2023")));
+                ElementsAre(Pair("Further", "4"), Pair("LegacyManufacturerID", "23118"),
+                            Pair("ManufacturerID", "\"VRN\""), Pair("ProductID", "10019"),
+                            Pair("ProductName", "\"VORN other\""), Pair("SerialNumber", "\"9\""),
+                            Pair("WeekOfManufacture", "14"), Pair("YearOfManufacture", "2023")));
 }
 
 TEST(AppleHardware, AMonitorWithoutAnEDIDCanBeGivenAnIdentity) {
@@ -391,10 +441,11 @@ TEST(AppleHardware, TheNameOfAProxyMayBeUnreadable) {
 
 // Proxies
 
-TEST(AppleHardware, AProxyPublishesItsLocationAndNothingElse) {
+TEST(AppleHardware, AProxyPublishesItsLocationAndUnit) {
     const Mac mac(appleMac({deskScreen()}));
     EXPECT_THAT(propertiesOf(onlyEntryNamed(proxyName)),
-                ElementsAre(Pair("Location", "\"External\"")));
+                ElementsAre(Pair("IOAVServiceUserInterfaceSupported", "a boolean"),
+                            Pair("Location", "\"External\""), Pair("Unit", "0")));
 }
 
 TEST(AppleHardware, AScreenMayHaveSeveralProxiesAnywhere) {
@@ -406,7 +457,7 @@ TEST(AppleHardware, AScreenMayHaveSeveralProxiesAnywhere) {
                 ElementsAre("framebuffer \"VORN K2723QX\"", "proxy \"External-1\"", "proxy 7",
                             "proxy missing", "proxy \"External\""));
     for (const auto proxy : entriesNamed(proxyName)) {
-        EXPECT_TRUE(isBelow(proxy, onlyEntryNamed(framebufferName)));
+        EXPECT_FALSE(isBelow(proxy, onlyEntryNamed(framebufferName)));
     }
 }
 

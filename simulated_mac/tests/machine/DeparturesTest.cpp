@@ -162,8 +162,8 @@ TEST(AnEmptyEDID, IsDataOfLengthZeroInTheRegistry) {
     screen.listedEDIDEmpty = true;
     const Mac mac(intelMacWith(screen));
     std::vector<Bytes> listed;
-    for (const auto& connection : mac.registry.matching({"IODisplayConnect", ""})) {
-        const CFPointer edid = connection->get("IODisplayEDID");
+    for (const auto& node : mac.registry.matching({"IODisplay", ""})) {
+        const CFPointer edid = node->get("IODisplayEDID");
         if (edid != nullptr) listed.push_back(std::get<Bytes>(edid->value));
     }
     EXPECT_THAT(listed, testing::ElementsAre(Bytes()));

@@ -559,6 +559,7 @@ TEST(NoAVService, GivesErrorsAndReachesNobody) {
 TEST(NoAVService, OpensOnAnIntelMac) {
     auto description = appleMac({screen()});
     description.chip = Chip::intel;
+    description.graphics.framebuffers = 1;
     const Mac mac(description);
     for (const char* const name : {"AppleIntelFramebuffer", "display0"}) {
         const auto entries = entriesNamed(name);

@@ -64,6 +64,7 @@ BusDescription busWith(Value BusDescription::*property, std::type_identity_t<Val
 MacDescription describe(ScreenDescription screen) {
     MacDescription description;
     description.screens.push_back(std::move(screen));
+    description.graphics.framebuffers = 1;
     return description;
 }
 
@@ -75,7 +76,7 @@ struct Get {
 
     Get() {
         request.sendTransactionType = kIOI2CSimpleTransactionType;
-        request.replyTransactionType = kIOI2CDDCciReplyTransactionType;
+        request.replyTransactionType = kIOI2CSimpleTransactionType;
         request.sendAddress = 0x6E;
         request.replyAddress = 0x6F;
         request.replySubAddress = 0x51;
@@ -175,7 +176,7 @@ TEST(I2C, AnotherServiceIsNoFramebuffer) {
 TEST(I2C, TheInterfaceOfABusStandsInTheRegistryWithItsTransactionTypes) {
     DisplayOfAMac display(
         std::vector<BusDescription>{busWith(&BusDescription::transactionTypes, 0x06),
-                                    busWith(&BusDescription::transactionTypes, std::nullopt)});
+                                    busWith(&BusDescription::hasTransactionTypes, false)});
     const auto interfaces = display.mac.registry.matching({"", "IOFramebufferI2CInterface"});
     ASSERT_THAT(interfaces, SizeIs(2));
     EXPECT_EQ(std::get<std::int64_t>(interfaces[0]->get("IOI2CTransactionTypes")->value), 6);
@@ -344,7 +345,9 @@ TEST(I2C, AFramebufferThatSleepsSucceedsAndBringsBackWhatWasSent) {
 TEST(I2C, ABusTakesTheTransactionTypesOfItsMaskAlone) {
     const auto resultWith = [](std::optional<std::uint32_t> mask, IOOptionBits send,
                                IOOptionBits reply) {
-        DisplayOfAMac display(std::vector{busWith(&BusDescription::transactionTypes, mask)});
+        auto bus = busWith(&BusDescription::transactionTypes, mask);
+        bus.hasTransactionTypes = mask.has_value();
+        DisplayOfAMac display(std::vector{bus});
         Get get;
         get.request.sendTransactionType = send;
         get.request.replyTransactionType = reply;
@@ -498,7 +501,7 @@ TEST(I2C, ATraceShowsARequestWithItsBytesAndItsResult) {
     EXPECT_EQ(argumentsText(calls[0]),
               "display " + std::to_string(display.mac.displays()[0]->displayID) +
                   ", bus 0, address 0x6e, send type 1, bytes 51 82 01 10 AC, reply address 0x6f, "
-                  "reply sub-address 0x51, reply type 2, delay 50, flags 0x0");
+                  "reply sub-address 0x51, reply type 1, delay 50, flags 0x0");
     EXPECT_EQ(resultText(calls[0]), "0x0, request's result 0x0");
 }
 
@@ -551,7 +554,7 @@ TEST(DisplayInformation, ADisplayWithoutAnEDIDHasUnknownNumbers) {
     const CFDictionaryRef info = IODisplayCreateInfoDictionary(display.framebuffer, 0);
     EXPECT_EQ(numberIn(info, CFSTR("DisplayVendorID")), 0x756E6B6E);
     EXPECT_EQ(numberIn(info, CFSTR("DisplayProductID")), 0x717);
-    EXPECT_EQ(numberIn(info, CFSTR("DisplaySerialNumber")), std::nullopt);
+    EXPECT_EQ(numberIn(info, CFSTR("DisplaySerialNumber")), 0);
 }
 
 TEST(DisplayInformation, AnIDThatIsNoDisplaysHasOtherNumbers) {
