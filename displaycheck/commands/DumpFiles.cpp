@@ -45,8 +45,11 @@ class Reader {
   public:
     void read(const std::string& path) {
         for (const DumpFile& file : filesOf(path)) {
-            const bool known = readRegistry(path, file) | readProfile(file) | readEDIDs(path, file);
-            if (known) continue;
+            const bool isRegistry = readRegistry(path, file);
+            const bool isProfile = readProfile(file);
+            // The EDIDs of a registry are its displays' own.
+            const bool hasEDIDs = !isRegistry && readEDIDs(path, file);
+            if (isRegistry || isProfile || hasEDIDs) continue;
             // An archive holds other things too.
             if (file.name != path && path != "-") {
                 passOver(file.name);
@@ -118,9 +121,7 @@ class Reader {
         return true;
     }
 
-    /// Those of a registry are its displays' own.
     bool readEDIDs(const std::string& path, const DumpFile& file) {
-        if (looksLikeRegistry(file.contents)) return false;
         const auto found = findEDIDs(file.contents);
         for (const FoundEDID& edid : found) {
             record_.EDIDs.push_back({edid.bytes, edid.line == 0

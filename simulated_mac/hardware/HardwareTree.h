@@ -41,8 +41,8 @@ HardwareTree buildRecordedTree(Registry& registry, const MacDescription& descrip
 
 /// Adds an Intel Mac's `index`-th framebuffer with its I2C interfaces and, if it drives a display,
 /// that one's node.
-std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Registry::Entry& graphics,
-                                            const MacDescription& description, std::size_t index,
+std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Registry::Entry& chip,
+                                            const GraphicsDescription& graphics, std::size_t index,
                                             Display* display);
 
 /// Adds the framebuffer entry of an Apple-silicon Mac's display and, behind it, the display

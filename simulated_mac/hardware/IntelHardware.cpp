@@ -23,26 +23,26 @@ constexpr std::uint32_t typesOfOtherGraphics = 0x1F;
 
 constexpr const char* transactionTypesKey = "IOI2CTransactionTypes";
 
-bool isIntelGraphics(const MacDescription& mac) {
-    return mac.graphics.driver.value_or(defaultDriver) == defaultDriver;
+bool isIntelGraphics(const GraphicsDescription& graphics) {
+    return graphics.driver.value_or(defaultDriver) == defaultDriver;
 }
 
 /// A bus without a mask of transaction types gets that of the Mac's graphics, unless its interface
 /// has no such property.
-BusDescription withTransactionTypes(BusDescription bus, const MacDescription& mac) {
+BusDescription withTransactionTypes(BusDescription bus, const GraphicsDescription& graphics) {
     if (!bus.hasTransactionTypes || bus.transactionTypes) return bus;
-    bus.transactionTypes = mac.graphics.transactionTypes.value_or(
-        isIntelGraphics(mac) ? typesOfIntelGraphics : typesOfOtherGraphics);
+    bus.transactionTypes = graphics.transactionTypes.value_or(
+        isIntelGraphics(graphics) ? typesOfIntelGraphics : typesOfOtherGraphics);
     return bus;
 }
 
-std::vector<BusDescription> busesOf(const MacDescription& mac, const Display* display) {
+std::vector<BusDescription> busesOf(const GraphicsDescription& graphics, const Display* display) {
     std::vector<BusDescription> buses(1);
     if (display != nullptr) {
         buses.front().leadsToMonitor = !display->screen.builtIn;
         buses = display->screen.framebuffer.buses.value_or(buses);
     }
-    for (BusDescription& bus : buses) bus = withTransactionTypes(bus, mac);
+    for (BusDescription& bus : buses) bus = withTransactionTypes(bus, graphics);
     return buses;
 }
 
@@ -127,21 +127,21 @@ Entry addDisplayNode(Registry& registry, const Entry& framebuffer, const Display
 
 }  // namespace
 
-std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Entry& graphics,
-                                            const MacDescription& mac, std::size_t index,
+std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Entry& chip,
+                                            const GraphicsDescription& graphics, std::size_t index,
                                             Display* display) {
     auto framebuffer = std::make_unique<Framebuffer>();
     framebuffer->display = display;
-    framebuffer->buses = busesOf(mac, display);
+    framebuffer->buses = busesOf(graphics, display);
 
-    const std::string driver = mac.graphics.driver.value_or(defaultDriver);
+    const std::string driver = graphics.driver.value_or(defaultDriver);
     auto entry = makeEntry(driver, fmt::format("{:X}", index),
                            {driver, "IOFramebuffer", "IOGraphicsDevice", "IOService"});
     if (display != nullptr) entry.path = display->screen.framebuffer.path;
     entry.set("IOFBDependentIndex", makeCF(static_cast<std::int64_t>(index)));
     entry.set("IOFBTransform", makeCF(std::int64_t{0}));
-    setBusProperties(entry, framebuffer->buses, index, isIntelGraphics(mac));
-    framebuffer->entry = registry.add(graphics, std::move(entry));
+    setBusProperties(entry, framebuffer->buses, index, isIntelGraphics(graphics));
+    framebuffer->entry = registry.add(chip, std::move(entry));
 
     for (std::size_t bus = 0; bus < framebuffer->buses.size(); ++bus) {
         const BusDescription& description = framebuffer->buses[bus];
@@ -166,11 +166,11 @@ HardwareTree buildIntelTree(Registry& registry, const MacDescription& descriptio
     const Entry pci =
         registry.add(acpi, makeEntry("PCI0", "0", {"IOACPIPlatformDevice", "IOService"}));
     addOtherEntries(registry, pci, 0, description.otherRegistryEntries.value_or(0));
-    const Entry graphics = registry.add(pci, makeEntry("GFX0", "2", {"IOPCIDevice", "IOService"}));
+    const Entry chip = registry.add(pci, makeEntry("GFX0", "2", {"IOPCIDevice", "IOService"}));
     HardwareTree tree;
     const auto add = [&](Display* display) {
-        tree.framebuffers.push_back(
-            addFramebuffer(registry, graphics, description, tree.framebuffers.size(), display));
+        tree.framebuffers.push_back(addFramebuffer(registry, chip, description.graphics,
+                                                   tree.framebuffers.size(), display));
     };
     for (const auto& display : displays) {
         if (display->screen.framebuffer.present) add(display.get());

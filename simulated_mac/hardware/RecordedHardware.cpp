@@ -164,8 +164,8 @@ class Builder {
         const FramebufferDescription& description = display.screen.framebuffer;
         if (!description.present) return;
         if (!description.entry) {
-            framebuffers_.push_back(addFramebuffer(registry_, platform(), description_,
-                                                   framebuffers_.size(), &display));
+            framebuffers_.push_back(
+                addFramebuffer(registry_, platform(), graphics(), framebuffers_.size(), &display));
             return;
         }
         const Entry entry = find(*description.entry);
@@ -224,6 +224,16 @@ class Builder {
             }
         }
         return proxies;
+    }
+
+    /// What a framebuffer beside the recorded ones has: the buses of one Mac take the same types.
+    GraphicsDescription graphics() const {
+        GraphicsDescription graphics = description_.graphics;
+        for (const auto& framebuffer : framebuffers_) {
+            if (graphics.transactionTypes || framebuffer->buses.empty()) continue;
+            graphics.transactionTypes = framebuffer->buses.front().transactionTypes;
+        }
+        return graphics;
     }
 
     Entry platform() const {
