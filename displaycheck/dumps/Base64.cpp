@@ -6,7 +6,7 @@ namespace displaycheck {
 namespace {
 
 /// -1 for a character that is none of the 64.
-int valueOf(char character) {
+int sextetOf(char character) {
     if (character >= 'A' && character <= 'Z') return character - 'A';
     if (character >= 'a' && character <= 'z') return character - 'a' + 26;
     if (character >= '0' && character <= '9') return character - '0' + 52;
@@ -17,7 +17,7 @@ int valueOf(char character) {
 }  // namespace
 
 bool isBase64(char character) {
-    return valueOf(character) != -1;
+    return sextetOf(character) != -1;
 }
 
 std::optional<simulated_mac::Bytes> bytesOfBase64(std::string_view text) {
@@ -29,7 +29,7 @@ std::optional<simulated_mac::Bytes> bytesOfBase64(std::string_view text) {
     for (const char character : text) {
         if (blanks.find(character) != std::string_view::npos) continue;
         if (character == '=') break;
-        const int value = valueOf(character);
+        const int value = sextetOf(character);
         if (value == -1) return std::nullopt;
         bits = (bits << 6 | static_cast<unsigned>(value)) & 0xFFFF;
         bitCount += 6;

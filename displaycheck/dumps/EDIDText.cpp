@@ -42,12 +42,12 @@ bool isHex(std::string_view text) {
     return std::all_of(text.begin(), text.end(), isHexDigit);
 }
 
-unsigned valueOf(char digit) {
+unsigned digitValue(char digit) {
     return static_cast<unsigned>(digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10);
 }
 
 std::uint8_t byteAt(std::string_view digits, std::size_t at) {
-    return static_cast<std::uint8_t>(valueOf(digits[at]) << 4 | valueOf(digits[at + 1]));
+    return static_cast<std::uint8_t>(digitValue(digits[at]) << 4 | digitValue(digits[at + 1]));
 }
 
 Bytes bytesOfHex(std::string_view digits) {
@@ -70,7 +70,7 @@ bool mayBeginHeader(std::string_view digits) {
 }
 
 /// Data that a text or a binary file gives as one, such as a value or successive lines of hex.
-struct Source {
+struct SearchedText {
     /// A part of the text and the byte that it begins with.
     struct Part {
         std::size_t firstByte = 0;
@@ -95,7 +95,7 @@ class Cutter {
         search_.refused.push_back({line, offset, std::move(fault)});
     }
 
-    void cut(const Source& source) {
+    void cut(const SearchedText& source) {
         const Bytes& bytes = source.bytes;
         std::size_t start = headerFrom(bytes, 0);
         if (start == bytes.size() || (start != 0 && !source.mayBeginBefore)) {
@@ -162,19 +162,19 @@ class Cutter {
         return limit;
     }
 
-    static std::vector<Source::Part>::const_iterator partAt(const Source& source,
-                                                            std::size_t byte) {
+    static std::vector<SearchedText::Part>::const_iterator partAt(const SearchedText& source,
+                                                                  std::size_t byte) {
         const auto behind = std::upper_bound(
             source.parts.begin(), source.parts.end(), byte,
-            [](std::size_t at, const Source::Part& part) { return at < part.firstByte; });
+            [](std::size_t at, const SearchedText::Part& part) { return at < part.firstByte; });
         return behind == source.parts.begin() ? behind : behind - 1;
     }
 
-    static std::size_t lineAt(const Source& source, std::size_t byte) {
+    static std::size_t lineAt(const SearchedText& source, std::size_t byte) {
         return source.parts.empty() ? 0 : partAt(source, byte)->line;
     }
 
-    std::string textOf(const Source& source, std::size_t start, std::size_t end) const {
+    std::string textOf(const SearchedText& source, std::size_t start, std::size_t end) const {
         if (source.parts.empty()) return {};
         const auto first = partAt(source, start);
         const auto last = partAt(source, end - 1);
@@ -183,7 +183,7 @@ class Cutter {
         return std::string(isShared ? "" : text_.substr(first->begin, last->end - first->begin));
     }
 
-    void take(const Source& source, std::size_t start, std::size_t end) {
+    void take(const SearchedText& source, std::size_t start, std::size_t end) {
         const std::size_t line = lineAt(source, start);
         const std::size_t offset = source.parts.empty() ? start : 0;
         if (end - start < edidBlockSize) {
@@ -210,7 +210,7 @@ struct Line {
 /// Hex digits that may go on in the next line.
 struct Run {
     std::string digits;
-    std::vector<Source::Part> parts;
+    std::vector<SearchedText::Part> parts;
     std::string form;
     /// Of a dump with addresses.
     bool isDump = false;
@@ -230,14 +230,14 @@ struct Run {
 /// Base64 that may go on in the next line.
 struct Base64Run {
     std::string characters;
-    Source::Part part;
+    SearchedText::Part part;
     std::size_t lineWidth = 0;
 };
 
 /// Data of a property list.
 struct ListData {
     std::string characters;
-    Source::Part part;
+    SearchedText::Part part;
     bool isMeantAsEDID = false;
 };
 
@@ -315,7 +315,7 @@ class TextSearch {
         list_.reset();
     }
 
-    void cutBase64(std::string_view characters, const Source::Part& part, const char* form,
+    void cutBase64(std::string_view characters, const SearchedText::Part& part, const char* form,
                    bool isMeantAsEDID) {
         auto bytes = bytesOfBase64(characters);
         if (bytes) {
@@ -531,15 +531,15 @@ class TextSearch {
         addToRun(std::string_view(piece.digits).substr(firstDigit), partOf(line, piece));
     }
 
-    Source::Part partOf(const Line& line, const HexPiece& piece) const {
+    SearchedText::Part partOf(const Line& line, const HexPiece& piece) const {
         return {0, number_, line.begin + piece.begin, line.begin + piece.end};
     }
 
-    Source::Part wholeLine(const Line& line) const {
+    SearchedText::Part wholeLine(const Line& line) const {
         return {0, number_, line.begin, line.begin + line.text.size()};
     }
 
-    void addToRun(std::string_view digits, Source::Part part) {
+    void addToRun(std::string_view digits, SearchedText::Part part) {
         part.firstByte = run_.digits.size() / 2;
         run_.parts.push_back(part);
         run_.digits += digits;
