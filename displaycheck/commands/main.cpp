@@ -81,7 +81,8 @@ constexpr auto exitStatuses =
     "Exit status:\n"
     "  0  success, whatever the pane's verdict\n"
     "  1  a run failed (it crashed, got stuck, timed out, left Continue disabled or misused the\n"
-    "     platform), the window can't be shown, or the output can't be written\n"
+    "     platform), a comparison found differences, the window can't be shown, or the output\n"
+    "     can't be written\n"
     "  2  wrong usage, or an invalid or unreadable file";
 
 /// The commands and options; each command leaves its exit status in `status`.
