@@ -82,7 +82,8 @@ TEST(RecordedRegistry, KnowsEachEntrysParent) {
 }
 
 TEST(RecordedRegistry, HasPropertiesInTheirOrder) {
-    const auto properties = RecordedRegistry(small).entries()[2].properties();
+    const RecordedRegistry registry(small);
+    const auto properties = registry.entries()[2].properties();
     ASSERT_THAT(properties, SizeIs(2));
     EXPECT_EQ(properties[1].key, "empty");
 }
