@@ -226,6 +226,7 @@ struct EventDescription {
 struct ToolOverride {
     std::optional<std::string> prints;  ///< missing: what the real state gives
     int status = 0;                     ///< exit status
+    double takes = 0;                   ///< seconds that pass before it prints
 };
 
 struct GraphicsDescription {
@@ -264,6 +265,9 @@ struct MacDescription {
     std::vector<FaultDescription> faults;
     /// AV service proxies that come before every framebuffer in the registry (Apple silicon).
     std::vector<ProxyDescription> strayProxies;
+    /// I2C interfaces that come before every framebuffer in the registry and belong to none (Intel
+    /// Macs), each by its IOI2CTransactionTypes; a missing value leaves the property out.
+    std::vector<std::optional<std::uint32_t>> strayInterfaces;
     /// Registry entries without relevance; not set: some thousands on Apple silicon, none on an
     /// Intel Mac.
     std::optional<std::uint32_t> otherRegistryEntries;

@@ -369,11 +369,13 @@ void fields(Visitor& field, EventDescription& event) {
 
 template <class Visitor>
 void fields(Visitor& field, ToolOverride& call) {
-    field.onlyWith("prints_file", {"status"});
+    field.onlyWith("prints_file", {"status", "takes"});
     field("prints", call.prints, Text{}, "What the tool prints; the Mac's state unless given.");
     field("prints_file", call.prints, FileContents{},
           "File with what the tool prints, relative to the Mac file's folder.");
     field("status", call.status, Number{0, 255}, "The tool's exit status.");
+    field("takes", call.takes, Seconds{},
+          "Seconds that pass while the tool runs. It prints the Mac's state at their end.");
 }
 
 template <class Visitor>
@@ -433,6 +435,9 @@ void fields(Visitor& field, MacDescription& mac) {
     field("stray_proxies", mac.strayProxies, ListOf<Mapping>{},
           "AV service proxies that come before every framebuffer in the registry (Apple silicon); "
           "no monitor is behind them.");
+    field("stray_interfaces", mac.strayInterfaces, ListOf<NullOr<Number>>{},
+          "I2C interfaces that come before every framebuffer in the registry and belong to none "
+          "(Intel Macs): the mask of transaction types of each, or `null` for one without it.");
     field("other_registry_entries", mac.otherRegistryEntries, Number{0, 1'000'000},
           "Number of registry entries that nobody looks for; unless given, 3000 on Apple silicon "
           "and none on an Intel Mac.");

@@ -21,6 +21,8 @@ constexpr auto defaultDriver = "AppleIntelFramebuffer";
 constexpr std::uint32_t typesOfIntelGraphics = 0x13;
 constexpr std::uint32_t typesOfOtherGraphics = 0x1F;
 
+// No framebuffer lists an interface of this ID.
+constexpr std::int64_t interfaceOfNone = -1;
 constexpr const char* transactionTypesKey = "IOI2CTransactionTypes";
 
 bool isIntelGraphics(const GraphicsDescription& graphics) {
@@ -77,11 +79,11 @@ void setBusProperties(RegistryEntry& entry, const std::vector<BusDescription>& b
     }
 }
 
-RegistryEntry makeInterface(const BusDescription& bus, std::int64_t id) {
+RegistryEntry makeInterface(const std::optional<std::uint32_t>& transactionTypes, std::int64_t id) {
     auto interface = makeEntry("IOFramebufferI2CInterface", "",
                                {"IOFramebufferI2CInterface", "IOI2CInterface", "IOService"});
-    if (bus.transactionTypes) {
-        interface.set(transactionTypesKey, makeCF(std::int64_t{*bus.transactionTypes}));
+    if (transactionTypes) {
+        interface.set(transactionTypesKey, makeCF(std::int64_t{*transactionTypes}));
     }
     interface.set("IOI2CSupportedCommFlags", makeCF(std::int64_t{2}));
     interface.set("IOI2CBusType", makeCF(std::int64_t{1}));
@@ -148,7 +150,7 @@ std::unique_ptr<Framebuffer> addFramebuffer(Registry& registry, const Entry& chi
         framebuffer->interfaces.push_back(
             description.hasInterface
                 ? registry.add(framebuffer->entry,
-                               makeInterface(description, interfaceID(index, bus)))
+                               makeInterface(description.transactionTypes, interfaceID(index, bus)))
                 : nullptr);
     }
     if (display != nullptr) {
@@ -166,6 +168,9 @@ HardwareTree buildIntelTree(Registry& registry, const MacDescription& descriptio
     const Entry pci =
         registry.add(acpi, makeEntry("PCI0", "0", {"IOACPIPlatformDevice", "IOService"}));
     addOtherEntries(registry, pci, 0, description.otherRegistryEntries.value_or(0));
+    for (const auto& transactionTypes : description.strayInterfaces) {
+        registry.add(pci, makeInterface(transactionTypes, interfaceOfNone));
+    }
     const Entry chip = registry.add(pci, makeEntry("GFX0", "2", {"IOPCIDevice", "IOService"}));
     HardwareTree tree;
     const auto add = [&](Display* display) {

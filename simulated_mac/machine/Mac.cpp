@@ -255,6 +255,10 @@ ToolOutput Mac::runTool(const std::vector<std::string>& commandLine) {
     return output;
 }
 
+Time Mac::durationOf(const std::string& shellCommand) const {
+    return timeOf(systemTools_.secondsOf(shellCommand.substr(0, shellCommand.find(' '))));
+}
+
 void Mac::attach(const USBDeviceDescription& device) {
     const HiddenFromRaceDetection hidden(scheduler.hidesTurns());
     journal.note("mac", "USB device attached: " + describe(device));

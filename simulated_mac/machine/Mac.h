@@ -85,6 +85,10 @@ class Mac {
     /// Runs a command line of the Mac's tools, the tool first.
     ToolOutput runTool(const std::vector<std::string>& commandLine);
 
+    /// How long a shell's command line takes on the Mac's clock: as long as the tool that it begins
+    /// with.
+    Time durationOf(const std::string& shellCommand) const;
+
     /// A notification port lives as long as the Mac: nothing here tears one down.
     IONotificationPort* addNotificationPort();
 

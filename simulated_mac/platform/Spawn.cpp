@@ -37,6 +37,15 @@ void closeOthers(posix_spawn_file_actions_t* actions, const posix_spawnattr_t* a
 #endif
 }
 
+/// The time that a command takes passes before it starts: once it runs, nothing here could wait for
+/// the Mac's clock.
+void letTimePass(Mac& mac, char* const arguments[]) {
+    for (char* const* word = arguments; *word != nullptr; ++word) {
+        const Time duration = mac.durationOf(*word);
+        if (duration > Time(0)) mac.scheduler.sleep(duration);
+    }
+}
+
 }  // namespace
 
 int simulated_posix_spawnattr_setflags(posix_spawnattr_t* attributes, short flags) {
@@ -68,7 +77,8 @@ int simulated_posix_spawn(pid_t* pid, const char* path,
         fileActions != nullptr ? const_cast<posix_spawn_file_actions_t*>(fileActions) : &none;
     closeOthers(actions, attributes);
     std::vector<std::string> variables;
-    if (const Mac* const mac = Mac::current()) {
+    if (Mac* const mac = Mac::current()) {
+        letTimePass(*mac, arguments);
         variables = mac->environment(environment);
     } else {
         for (char* const* variable = environment; *variable != nullptr; ++variable) {

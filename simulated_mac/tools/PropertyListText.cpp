@@ -56,9 +56,7 @@ struct JSONMaker {
     JSON operator()(std::int64_t value) const { return static_cast<std::uint64_t>(value); }
     JSON operator()(double value) const { return value; }
     JSON operator()(const CFObject::String& value) const { return utf8Of(value); }
-    JSON operator()(const Bytes& value) const {
-        return lowerHexText(value);
-    }
+    JSON operator()(const Bytes& value) const { return lowerHexText(value); }
     JSON operator()(const CFObject::Array& value) const {
         JSON array = JSON::array();
         for (const CFPointer& element : value) array.push_back((*this)(*element));

@@ -30,15 +30,29 @@ SystemTools::SystemTools(const MacDescription& description, const Registry& regi
 ToolOutput SystemTools::run(const std::vector<std::string>& commandLine) {
     const std::string& tool = commandLine.front();
     ToolOutput output = printed(tool, Arguments(commandLine.begin() + 1, commandLine.end()));
-    const std::size_t call = calls_[tool]++;
-    const auto overrides = description_.tools.find(tool);
-    if (overrides != description_.tools.end() && !overrides->second.empty()) {
-        const auto& list = overrides->second;
-        const ToolOverride& instead = list[std::min(call, list.size() - 1)];
-        if (instead.prints) output = {*instead.prints, 0};
-        if (instead.status != 0) output.status = instead.status;
+    std::size_t call = 0;
+    {
+        const std::lock_guard lock(mutex_);
+        call = calls_[tool]++;
+    }
+    if (const ToolOverride* const instead = overrideOf(tool, call)) {
+        if (instead->prints) output = {*instead->prints, 0};
+        if (instead->status != 0) output.status = instead->status;
     }
     return output;
+}
+
+double SystemTools::secondsOf(const std::string& tool) const {
+    const std::lock_guard lock(mutex_);
+    const auto calls = calls_.find(tool);
+    const ToolOverride* const next = overrideOf(tool, calls != calls_.end() ? calls->second : 0);
+    return next != nullptr ? next->takes : 0;
+}
+
+const ToolOverride* SystemTools::overrideOf(const std::string& tool, std::size_t call) const {
+    const auto overrides = description_.tools.find(tool);
+    if (overrides == description_.tools.end() || overrides->second.empty()) return nullptr;
+    return &overrides->second[std::min(call, overrides->second.size() - 1)];
 }
 
 ToolOutput SystemTools::printed(const std::string& tool, const Arguments& arguments) const {

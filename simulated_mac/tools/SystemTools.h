@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,8 @@ class SystemTools {
     /// Runs a command line, the tool first. Status 64 with no output for arguments that are not
     /// supported here, 127 for another tool. One call at a time.
     ToolOutput run(const std::vector<std::string>& commandLine);
+    /// The seconds that the next call of a tool takes; 0 for another program. From any thread.
+    double secondsOf(const std::string& tool) const;
 
   private:
     using Arguments = std::vector<std::string>;
@@ -35,10 +38,14 @@ class SystemTools {
     ToolOutput systemProfiler(const Arguments& arguments) const;
     ToolOutput afktool(const Arguments& arguments) const;
 
+    /// What the file has for a tool's call, counted from 0; nullptr if it has nothing.
+    const ToolOverride* overrideOf(const std::string& tool, std::size_t call) const;
+
     const MacDescription& description_;
     const Registry& registry_;
     const Displays screens_;
     const Displays listed_;
+    mutable std::mutex mutex_;
     std::map<std::string, std::size_t> calls_;  ///< so far, by tool
 };
 

@@ -214,13 +214,14 @@ events:
   - {at_call: {call: IOIteratorNext, nth: 7}, detach: 1}
   - {at: 32, installer: "releases the pane's view"}
 tools:
-  ioreg: {prints: "text", status: 1}
+  ioreg: {prints: "text", status: 1, takes: 0.5}
   system_profiler: [{prints: ""}, {}]
   afktool: {prints_file: output.txt}
 strings: {here: null, TITLE: "Other"}
 faults:
   - {call: IOServiceGetMatchingServices, nth: 2, and_later: true, result: 0xE00002BC}
 stray_proxies: [{location: Embedded}]
+stray_interfaces: [31, null]
 other_registry_entries: 12
 )";
 
@@ -389,6 +390,7 @@ TEST_F(EveryKey, OfAProxy) {
     EXPECT_TRUE(proxies[2].opens);
     EXPECT_EQ(proxies[2].copyEDIDResult, 0);
     EXPECT_EQ(proxies[2].edid, std::nullopt);
+    EXPECT_EQ(mac.strayInterfaces, (std::vector<std::optional<std::uint32_t>>{31, std::nullopt}));
     ASSERT_EQ(mac.strayProxies.size(), 1U);
     EXPECT_EQ(shown(mac.strayProxies[0].location.value()), "\"Embedded\"");
 }
@@ -443,6 +445,8 @@ TEST_F(EveryKey, OfATool) {
     ASSERT_EQ(mac.tools.at("ioreg").size(), 1U);
     EXPECT_EQ(mac.tools.at("ioreg")[0].prints, "text");
     EXPECT_EQ(mac.tools.at("ioreg")[0].status, 1);
+    EXPECT_EQ(mac.tools.at("ioreg")[0].takes, 0.5);
+    EXPECT_EQ(mac.tools.at("system_profiler")[0].takes, 0);
     ASSERT_EQ(mac.tools.at("system_profiler").size(), 2U);
     EXPECT_EQ(mac.tools.at("system_profiler")[0].prints, "");
     EXPECT_EQ(mac.tools.at("system_profiler")[1].prints, std::nullopt);
@@ -818,7 +822,7 @@ const std::vector<Mistake> mistakes = {
      "installer"},
     {"screens: []\ntools: {ioreg: {prints: a, prints_file: b}}\n",
      "2:17: \"prints\" conflicts with \"prints_file\"; expected \"prints_file\" alone or with "
-     "status"},
+     "status or takes"},
     {"screens: []\ntools: {ioreg: []}\n", "2:16: too few entries; expected at least 1"},
 };
 

@@ -224,5 +224,16 @@ TEST(AFramebufferWithoutADisplay, HasABusThatReachesNoMonitor) {
     EXPECT_EQ(numberIn(dictionary, "DisplayProductID"), 0x717);
 }
 
+TEST(IntelHardware, CanHaveI2CInterfacesOfNoFramebufferBeforeAllOthers) {
+    MacDescription description = macWith({monitorWith(edidWithSerial(1))});
+    description.strayInterfaces = {31, std::nullopt};
+    description.graphics.framebuffers = 1;
+    const Mac mac(description);
+    EXPECT_THAT(numbersOf(mac, "IOFramebufferI2CInterface", "IOI2CTransactionTypes"),
+                ElementsAre(31, -1, 19));
+    const auto stray = mac.registry.matching({"", "IOFramebufferI2CInterface"}).front();
+    EXPECT_FALSE(stray->parent.lock()->isA("IOFramebuffer"));
+}
+
 }  // namespace intel_hardware_test
 }  // namespace simulated_mac

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,29 @@ TEST(Spawn, AMacsToolsComeFirstOnThePath) {
     EXPECT_THAT(shell("echo $PATH"), StartsWith(Installation::tools().string() + ":"));
     EXPECT_EQ(shell("command -v ioreg"), (Installation::tools() / "ioreg").string() + "\n");
     EXPECT_EQ(shell("printf x | tr x y"), "y") << "the system's own tools are there too";
+}
+
+TEST(Spawn, AToolTakesItsTimeOnTheMacsClock) {
+    MacDescription description;
+    description.tools["ioreg"] = {ToolOverride{"first\n", 0, 2.5}, ToolOverride{}};
+    const Mac mac(description);
+    EXPECT_EQ(shell("ioreg -l | cat"), "first\n");
+    EXPECT_EQ(mac.scheduler.now(), std::chrono::milliseconds(2500));
+    EXPECT_THAT(shell("ioreg"), StartsWith("+-o Root"));
+    EXPECT_EQ(mac.scheduler.now(), std::chrono::milliseconds(2500)) << "its second call takes none";
+}
+
+TEST(Spawn, AToolPrintsTheStateAtTheEndOfItsTime) {
+    MacDescription description;
+    ToolOverride slow;
+    slow.takes = 2;
+    description.tools["system_profiler"] = {slow};
+    ScreenDescription late;
+    late.name = "VORN K2424HX";
+    late.appearsAt = 1;
+    description.screens = {late};
+    const Mac mac(description);
+    EXPECT_THAT(shell("system_profiler SPDisplaysDataType"), HasSubstr("VORN K2424HX"));
 }
 
 TEST(Spawn, WithoutAMacThePathHasNoTools) {
