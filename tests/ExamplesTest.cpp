@@ -151,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(
         Verdict{"intel-entered-twice", {-1}, true, 2}, Verdict{"intel-view-released", {-1}, false},
         Verdict{"intel-late-edid", {-1, 0}, false},
         Verdict{"intel-service-tag-behind-name", {-1, 0}, false},
-        Verdict{"intel-silent-tools", {-1, 3}, true}),
+        Verdict{"intel-silent-tools", {-1, 3}, true}, Verdict{"intel-slow-tools", {-1, 0}, false}),
     nameOfVerdict);
 
 INSTANTIATE_TEST_SUITE_P(AppleSilicon, Example,
@@ -176,7 +176,8 @@ INSTANTIATE_TEST_SUITE_P(AppleSilicon, Example,
                                          Verdict{"apple-edid-from-firmware", {-1, 1}, false},
                                          Verdict{"apple-no-location", {-1, 1}, false},
                                          Verdict{"apple-wrong-identity", {-1, 1}, false},
-                                         Verdict{"apple-no-service", {-1, 3}, true}),
+                                         Verdict{"apple-no-service", {-1, 3}, true},
+                                         Verdict{"apple-unplugged-while-asked", {-1, 1}, false}),
                          nameOfVerdict);
 
 }  // namespace examples_test

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <stdexcept>
 
 #include "displaycheck/dumps/DumpFile.h"
 #include "displaycheck/dumps/EDIDText.h"
@@ -88,9 +89,7 @@ class Reader {
                 return true;
             }
             record_.registry = std::move(registry);
-        } catch (const simulated_mac::RecordedRegistryError& error) {
-            throw DumpError(fmt::format("{}: {}", file.name, error.what()));
-        } catch (const DumpError& error) {
+        } catch (const std::runtime_error& error) {
             throw DumpError(fmt::format("{}: {}", file.name, error.what()));
         }
         record_.registryPlace = file.name;

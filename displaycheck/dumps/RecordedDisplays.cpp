@@ -56,11 +56,6 @@ std::optional<std::string> text(const std::optional<PropertyValue>& property) {
     return std::string(bytes->begin(), std::find(bytes->begin(), bytes->end(), 0));
 }
 
-bool isFramebufferOfAppleSilicon(const RecordedEntry& entry) {
-    return entry.className == "AppleCLCD2" || entry.className == "IOMobileFramebufferShim" ||
-           entry.name == "AppleCLCD2" || entry.name == "IOMobileFramebufferShim";
-}
-
 /// The EDID in a property; of one that is cut, its first block if that is whole.
 Bytes edidIn(const RecordedEntry& node, bool& isCut) {
     const auto text = node.property("IODisplayEDID");
@@ -111,7 +106,7 @@ std::vector<RecordedDisplay> displaysOfAppleSilicon(const RecordedRegistry& regi
     std::vector<RecordedDisplay> displays;
     for (std::size_t index = 0; index < registry.entries().size(); ++index) {
         const RecordedEntry& entry = registry.entries()[index];
-        if (!isFramebufferOfAppleSilicon(entry)) continue;
+        if (!entry.isMobileFramebuffer()) continue;
         const auto attributes = valueOf<PropertyMap>(entry.value("DisplayAttributes"));
         RecordedDisplay display;
         display.framebuffer = index;
@@ -178,7 +173,7 @@ std::vector<RecordedDisplay> displaysOfIntel(const RecordedRegistry& registry) {
 
 bool isAppleSilicon(const RecordedRegistry& registry) {
     return std::any_of(registry.entries().begin(), registry.entries().end(), [](const auto& entry) {
-        return isFramebufferOfAppleSilicon(entry) || entry.className == "AppleARMPE" ||
+        return entry.isMobileFramebuffer() || entry.className == "AppleARMPE" ||
                entry.className == "DCPAVServiceProxy";
     });
 }

@@ -32,7 +32,7 @@ std::optional<Keys> keysOf(const RecordedRegistry& registry, std::size_t index) 
     if (entry.name == "IOFramebufferI2CInterface") {
         return Keys{"IOI2CTransactionTypes", "IOI2CInterfaceID"};
     }
-    if (entry.name == "AppleCLCD2" || entry.name == "IOMobileFramebufferShim") {
+    if (entry.isMobileFramebuffer()) {
         return Keys{"EDID UUID", "DisplayAttributes", "Transport"};
     }
     if (entry.name == "DCPAVServiceProxy") return Keys{"Location"};

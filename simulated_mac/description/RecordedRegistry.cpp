@@ -137,6 +137,13 @@ bool RecordedEntry::mentions(std::string_view text) const {
            memmem(propertyLines.data(), propertyLines.size(), text.data(), text.size()) != nullptr;
 }
 
+bool RecordedEntry::isMobileFramebuffer() const {
+    constexpr std::array<std::string_view, 2> known = {"AppleCLCD2", "IOMobileFramebufferShim"};
+    return std::any_of(known.begin(), known.end(), [this](std::string_view framebuffer) {
+        return className == framebuffer || name == framebuffer;
+    });
+}
+
 std::optional<std::string_view> RecordedEntry::property(std::string_view key) const {
     // Most entries don't have it, which the whole text shows sooner than its lines do.
     if (!mentions(key)) return std::nullopt;

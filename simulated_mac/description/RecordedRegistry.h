@@ -39,6 +39,8 @@ struct RecordedEntry {
     std::vector<RecordedProperty> properties() const;
     /// Whether the text stands anywhere in the properties.
     bool mentions(std::string_view text) const;
+    /// Whether it is an Apple-silicon Mac's framebuffer, by its class or its name.
+    bool isMobileFramebuffer() const;
     /// The property's text; nothing for one that is not there.
     std::optional<std::string_view> property(std::string_view key) const;
     /// The property's value; nothing for one that is not there or can't be read.

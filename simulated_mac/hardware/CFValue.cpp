@@ -31,10 +31,7 @@ struct PropertyValueMaker {
         return {std::move(list)};
     }
     PropertyValue operator()(const CFObject::Dictionary& value) const {
-        PropertyMap map;
-        map.reserve(value.size());
-        for (const auto& [key, element] : value) map.emplace_back(key, propertyValueOf(*element));
-        return {std::move(map)};
+        return {propertyMapOf(value)};
     }
     PropertyValue operator()(const CFObject::Opaque& value) const { return {value.type}; }
     template <class Plain>
@@ -70,6 +67,13 @@ CFPointer makeCF(const PropertyValue& property) {
 
 PropertyValue propertyValueOf(const CFObject& object) {
     return std::visit(PropertyValueMaker(), object.value);
+}
+
+PropertyMap propertyMapOf(const CFObject::Dictionary& dictionary) {
+    PropertyMap map;
+    map.reserve(dictionary.size());
+    for (const auto& [key, element] : dictionary) map.emplace_back(key, propertyValueOf(*element));
+    return map;
 }
 
 bool isNumber(const CFObject& object) {

@@ -41,6 +41,7 @@ CFPointer makeCFText(std::string_view utf8);
 CFPointer makeCF(const PropertyValue& value);
 /// The other way round; an opaque object is the name of its type.
 PropertyValue propertyValueOf(const CFObject& object);
+PropertyMap propertyMapOf(const CFObject::Dictionary& dictionary);
 
 /// Whole or not: Core Foundation has one type for both.
 bool isNumber(const CFObject& object);

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "simulated_mac/description/EDID.h"
-#include "simulated_mac/description/RecordedValue.h"
 #include "simulated_mac/hardware/HardwareTree.h"
 
 // Graphics as an Intel Mac's registry shows them: framebuffers with I2C interfaces, of which some
@@ -188,17 +187,6 @@ HardwareTree buildIntelTree(Registry& registry, const MacDescription& descriptio
 
 namespace {
 
-/// What is recorded of the display, as its node has it.
-PropertyMap recordedProperties(const RecordedEntry& displayNode) {
-    PropertyMap properties;
-    for (const RecordedProperty& property : displayNode.properties()) {
-        if (auto value = parseRecordedValue(property.text)) {
-            properties.emplace_back(property.key, std::move(*value));
-        }
-    }
-    return properties;
-}
-
 PropertyMap identityDictionary(const Display* display) {
     if (display == nullptr || display->gone) return identityProperties({});
     const Bytes& edid = display->screen.monitor.edid;
@@ -215,9 +203,9 @@ PropertyMap infoDictionary(const Framebuffer& framebuffer) {
     const Display* const display = framebuffer.display;
     const bool isThere =
         framebuffer.displayNode != nullptr && (display == nullptr || !display->gone);
-    const RecordedEntry* const recorded = isThere ? framebuffer.displayNode->recorded : nullptr;
-    PropertyMap dictionary =
-        recorded != nullptr ? recordedProperties(*recorded) : identityDictionary(display);
+    const bool isRecorded = isThere && framebuffer.displayNode->recorded != nullptr;
+    PropertyMap dictionary = isRecorded ? propertyMapOf(framebuffer.displayNode->properties.all())
+                                        : identityDictionary(display);
     if (display != nullptr) {
         dictionary.insert(
             dictionary.begin(),

@@ -27,8 +27,6 @@ const std::vector<Family>& families() {
         {"IOUSBHubDevice", {"IOUSBDevice", "IOUSBNub"}},
         {"IOUSBRootHubDevice", {"IOUSBHubDevice", "IOUSBDevice", "IOUSBNub"}},
         {"IOFramebufferI2CInterface", {"IOI2CInterface"}},
-        {"AppleCLCD2", {"IOMobileFramebuffer"}},
-        {"IOMobileFramebufferShim", {"IOMobileFramebuffer"}},
     };
     return known;
 }
@@ -99,6 +97,7 @@ class Builder {
             const auto* const name = also ? std::get_if<std::string>(&also->value) : nullptr;
             if (name != nullptr) classes.push_back(*name);
         }
+        if (entry.isMobileFramebuffer()) classes.emplace_back("IOMobileFramebuffer");
         if (record_.isDisplayNode(index)) classes.emplace_back("IODisplay");
         if (record_.isFramebuffer(index)) derivesFrom({"IOFramebuffer", "IOGraphicsDevice"});
         if (entry.className != "IORegistryEntry") classes.emplace_back("IOService");

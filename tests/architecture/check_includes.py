@@ -29,7 +29,6 @@ allowed = {
     "displaycheck/facts": mac | {"plugin"},
     "displaycheck/host": mac | {"plugin"},
     "displaycheck/report": mac | {"plugin", "displaycheck/facts", "displaycheck/host"},
-    "displaycheck/dumps": description,
     "displaycheck/commands": mac | {"plugin"} | displaycheck,
     "displaycheck/window": mac | {"displaycheck/commands/ExitStatus.h", "displaycheck/host/AssumedMac.h"},
     "displaycheck/tests": mac | {"plugin", "tests/support"} | displaycheck,

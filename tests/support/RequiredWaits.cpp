@@ -47,8 +47,18 @@ Time timeOfSeconds(double seconds) {
 
 // What the Mac is.
 
+bool isGone(const std::optional<double>& disappearsAt, Time now) {
+    return disappearsAt && timeOfSeconds(*disappearsAt) <= now;
+}
+
 bool isThere(const ScreenDescription& screen, Time now) {
-    return screen.isScreen && timeOfSeconds(screen.appearsAt) <= now;
+    return screen.isScreen && timeOfSeconds(screen.appearsAt) <= now &&
+           !isGone(screen.disappearsAt, now);
+}
+
+/// An unplugged monitor takes its service with it.
+bool hasLostService(const ScreenDescription& screen, Time now) {
+    return isGone(screen.disappearsAt, now) || isGone(screen.displayService.disappearsAt, now);
 }
 
 /// "External" unless the file says otherwise; "" for a proxy without a location.
@@ -63,8 +73,8 @@ std::string locationOf(const ProxyDescription& proxy) {
 bool isPaired(const ScreenDescription& screen, Time now) {
     const auto& service = screen.displayService;
     return !screen.builtIn && service.present && timeOfSeconds(service.appearsAt) <= now &&
-           service.properties.empty() && service.productAttributes.empty() &&
-           !service.proxies.empty() &&
+           !hasLostService(screen, now) && service.properties.empty() &&
+           service.productAttributes.empty() && !service.proxies.empty() &&
            locationOf(service.proxies.front()).find("External") != std::string::npos;
 }
 
@@ -84,7 +94,7 @@ bool printsEDIDs(const MacDescription& mac, const std::string& tool) {
 /// The tools of an Intel Mac print the built-in panel's EDID as well.
 bool isListed(const MacDescription& mac, const ScreenDescription& screen, Time now) {
     return screen.edidListed.value_or(!screen.builtIn || mac.chip == Chip::intel) &&
-           !screen.monitor.edid.empty() &&
+           !screen.monitor.edid.empty() && !isGone(screen.disappearsAt, now) &&
            timeOfSeconds(std::max(screen.appearsAt, screen.edidListedAt)) <= now;
 }
 
@@ -214,11 +224,14 @@ class Run {
 
     /// Over the services where there are any, else as the system's tools print them. The tools
     /// print one of two twins twice.
-    std::pair<EDIDs, std::size_t> readEDIDs() const {
+    std::pair<EDIDs, std::size_t> readEDIDs() {
         EDIDs edids;
         std::size_t count = 0;
         const bool overServices = mac_.chip == Chip::apple && anyIsPaired();
         const std::string tool = mac_.chip == Chip::apple ? "afktool" : "ioreg";
+        const auto changed = mac_.tools.find(tool);
+        const double takes = changed != mac_.tools.end() ? changed->second.front().takes : 0;
+        if (!overServices) now_ += timeOfSeconds(takes);
         for (const ScreenDescription& screen : mac_.screens) {
             if (overServices) {
                 const auto& proxies = screen.displayService.proxies;
@@ -280,21 +293,23 @@ class Run {
         }
     }
 
-    /// False when the file has the transfer fail, which ends the read.
-    bool write() {
+    /// False when the transfer fails, by the file or because the service is gone, which ends the
+    /// read.
+    bool write(const ScreenDescription& screen) {
         wait(beforeTransfer);
         ++writes_;
-        return std::none_of(mac_.faults.begin(), mac_.faults.end(), [this](const auto& fault) {
-            return fault.call == "IOAVServiceWriteI2C" &&
-                   (writes_ == fault.nth || (fault.andLater && writes_ > fault.nth));
-        });
+        return !hasLostService(screen, now_) &&
+               std::none_of(mac_.faults.begin(), mac_.faults.end(), [this](const auto& fault) {
+                   return fault.call == "IOAVServiceWriteI2C" &&
+                          (writes_ == fault.nth || (fault.andLater && writes_ > fault.nth));
+               });
     }
 
     void askOverService(const ScreenDescription& screen) {
         Answers answers(screen.monitor);
         for (int attempt = 1; attempt <= tries; ++attempt) {
             for (int transfer = 0; transfer < writesOfRead; ++transfer) {
-                if (!write()) return;
+                if (!write(screen)) return;
             }
             wait(beforeTransfer);
             const auto answer = answers.next();
@@ -302,7 +317,7 @@ class Run {
             if (answer == DDCAnswer::Kind::good || answer == DDCAnswer::Kind::silent) return;
             if (WhiteList().isRTKChipDisplay(nameOf(screen))) {
                 for (int transfer = 0; transfer < transfersOfClean; ++transfer) {
-                    if (!write()) break;
+                    if (!write(screen)) break;
                 }
                 answers.clean();
             }
@@ -324,10 +339,13 @@ RequiredWaits requiredWaits(const MacDescription& mac) {
     const Run first(mac, 0s);
     RequiredWaits required{first.waits(), first.end(), first.end()};
     for (const ScreenDescription& screen : mac.screens) {
-        required.end = std::max(
-            {required.end, timeOfSeconds(screen.appearsAt), timeOfSeconds(screen.edidListedAt)});
+        required.end = std::max({required.end, timeOfSeconds(screen.appearsAt),
+                                 timeOfSeconds(screen.disappearsAt.value_or(0)),
+                                 timeOfSeconds(screen.edidListedAt)});
         if (mac.chip != Chip::apple) continue;
-        required.end = std::max(required.end, timeOfSeconds(screen.displayService.appearsAt));
+        const auto& service = screen.displayService;
+        required.end = std::max({required.end, timeOfSeconds(service.appearsAt),
+                                 timeOfSeconds(service.disappearsAt.value_or(0))});
     }
     for (const EventDescription& event : mac.events) {
         const Time at = timeOfSeconds(event.at);
