@@ -8,7 +8,7 @@ configure := cmake --preset $(preset) $(if $(joined),-DJOINED=ON) $(if $(VERBOSE
 
 # Packages that building and testing need.
 needed_packages := cmake ninja-build g++ pkg-config libyaml-cpp-dev nlohmann-json3-dev libfmt-dev \
-                   libcli11-dev libicu-dev libplist-dev libarchive-dev libgtest-dev libgmock-dev \
+                   libcli11-dev libicu-dev libplist-dev libarchive-dev libpugixml-dev libgtest-dev libgmock-dev \
                    python3 python3-jsonschema python3-yaml original-awk
 # Extra packages for the window and its tests.
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
@@ -65,6 +65,7 @@ test: tests
 keys: packages $(build)/build.ninja
 	@cmake --build --preset $(preset) --target mac_file_docs $(if $(VERBOSE),,-- --quiet)
 	@$(build)/bin/mac_file_docs docs
+	@scripts/report-docs
 
 # The variables make two tests try every moment of a run and every real EDID. Under a sanitizer these
 # would take long; the fuzzers try more.

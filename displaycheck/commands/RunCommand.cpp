@@ -1,229 +1,170 @@
 #include "displaycheck/commands/RunCommand.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/MacFiles.h"
+#include "displaycheck/commands/Plays.h"
 #include "displaycheck/host/AssumedMac.h"
-#include "displaycheck/host/CapturedOutput.h"
-#include "displaycheck/host/ChildProcess.h"
-#include "displaycheck/host/PaneHost.h"
 #include "displaycheck/host/StandardError.h"
+#include "displaycheck/host/WholeFile.h"
 #include "displaycheck/report/AssumptionText.h"
 #include "displaycheck/report/JSONReport.h"
-#include "displaycheck/report/Progress.h"
-#include "displaycheck/report/TextReport.h"
+#include "displaycheck/report/JUnitReport.h"
+#include "displaycheck/report/Summary.h"
 
 namespace displaycheck {
 
 namespace {
 
-using namespace std::chrono_literals;
-using simulated_mac::Assumption;
+/// With more files than this, a summary is more use than all reports.
+constexpr std::size_t mostReports = 3;
 
-// Runs take milliseconds of real time; one that takes this long will never end.
-constexpr auto limit = 60s;
-
-constexpr std::size_t narrowest = 60;
-constexpr std::size_t usualColumns = 80;
-constexpr std::size_t widest = 100;
-
-bool wantsColour(int descriptor) {
-    const char* const refused = std::getenv("NO_COLOR");
-    return isatty(descriptor) == 1 && (refused == nullptr || *refused == '\0');
-}
-
-std::size_t terminalColumns(int descriptor) {
-    winsize size{};
-    if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return usualColumns;
-    return std::clamp<std::size_t>(size.ws_col, narrowest, widest);
-}
-
-/// The terminal's properties, for a run's child process, whose output is not the terminal.
-struct Terminal {
-    Palette output{wantsColour(STDOUT_FILENO)};
-    Palette errors{wantsColour(STDERR_FILENO)};
-    bool errorsLive = isatty(STDERR_FILENO) == 1;
-    std::size_t columns = terminalColumns(STDOUT_FILENO);
-};
-
-simulated_mac::Mac::Options macOptions(const RunOptions& options, const ChildEnd& end) {
-    simulated_mac::Mac::Options macOptions;
-    macOptions.scheduler.realtime = options.realtime;
-    macOptions.onCrash = [&end](const std::string& why) { end.fail("crashed: " + why); };
-    return macOptions;
-}
-
-/// One run of the Mac of a file.
-struct Play {
-    const MacFile& file;
-    /// Of its unknown monitors; nothing for a Mac without any.
-    std::optional<Assumption> assumed;
-
-    /// The file, and what is assumed, as messages name the run.
-    std::string name() const {
-        const std::string path = printable(file.path);
-        return assumed ? fmt::format("{} (assumed: {})", path, nameOf(*assumed)) : path;
+std::vector<Play> playsOf(const MacFile& file, const RunOptions& options) {
+    std::vector<Play> plays;
+    for (const auto& assumed : assumptionsFor(file.description)) {
+        if (options.assume && assumed && assumed != options.assume) continue;
+        plays.push_back({file.path, file.description, assumed});
     }
-};
-
-Report runOnMac(const Play& play, const RunOptions& options, const Terminal& terminal,
-                simulated_mac::Mac& mac) {
-    if (options.trace) {
-        mac.trace.keepAll();
-    } else {
-        mac.trace.keepOnly(callsOfReports());
-    }
-    std::unique_ptr<Progress> progress;
-    if (options.realtime) {
-        progress =
-            std::make_unique<Progress>(terminal.errorsLive, terminal.columns, terminal.errors);
-        mac.journal.onNote([&progress](const auto& entry) { progress->show(entry); });
-    }
-    const CapturedOutput output;
-    PaneHost host(mac);
-    const auto outcome = host.run();
-    mac.journal.onNote({});
-    Report report = makeReport(play.file.path, mac, host.pane(), outcome, output.text());
-    report.assumed = play.assumed;
-    return report;
+    return plays;
 }
 
-/// The outcome of a run.
-struct Played {
-    Verdict verdict = Verdict::failed;
-    std::string text;  ///< for standard output; empty for a run that failed
-};
-
-/// What a run's process hands on: the verdict's character, then the text.
-std::string packed(const Played& played) {
-    return static_cast<char>(played.verdict) + played.text;
-}
-
-Played unpacked(const std::string& output) {
-    return {static_cast<Verdict>(output.front()), output.substr(1)};
-}
-
-/// The outcome and the exit status.
-std::pair<Played, ExitStatus> reportOn(const Play& play, const RunOptions& options,
-                                       const Terminal& terminal, const ChildEnd& end) {
-    simulated_mac::Mac mac(assumedMac(play.file.description, play.assumed),
-                           macOptions(options, end));
-    const Report report = runOnMac(play, options, terminal, mac);
-    const auto problems = problemsOf(report);
-    for (const std::string& problem : problems) {
-        printError("displaycheck: {}: {}\n", play.name(), printable(problem));
-    }
-    std::fflush(stderr);
-    const TextReportOptions textOptions{options.log, options.trace, terminal.columns};
-    return {{verdictOf(report), options.json ? jsonReport(report, options.trace)
-                                             : textReport(report, textOptions, terminal.output)},
-            problems.empty() ? done : unfinished};
-}
-
-/// The body of a run's child process, which ends as soon as the Mac is destroyed.
-void runFile(const Play& play, const RunOptions& options, const Terminal& terminal,
-             const ChildEnd& end) {
-    const auto [played, status] = reportOn(play, options, terminal, end);
-    end.finish(packed(played), status);
-}
-
-std::chrono::milliseconds limitOf(const RunOptions& options) {
-    // In real time a run lasts as long as its file says, and the user is watching.
-    return options.realtime ? std::chrono::hours(24 * 365) : limit;
-}
-
-/// Runs the Mac in a process of its own. Raises `status` to the run's.
-Played playedApart(const Play& play, const RunOptions& options, const Terminal& terminal,
-                   int& status) {
-    if (options.realtime && play.assumed) printError("{}\n", play.name());
-    const ChildResult result = runInChild(
-        [&](const ChildEnd& end) { runFile(play, options, terminal, end); }, limitOf(options));
-    if (result.failure) {
-        printError("displaycheck: {}: the run {}\n", play.name(), printable(*result.failure));
-        status = unfinished;
-        return {};
-    }
-    status = std::max(status, result.status);
-    return unpacked(result.output);
+std::size_t jobsOf(const RunOptions& options) {
+    // The progress of one run alone can be followed.
+    if (options.realtime) return 1;
+    return jobsFor(options.jobs);
 }
 
 /// The reports on a Mac with unknown monitors: what holds either way stands there once.
-std::string textOf(const std::vector<Played>& all, const std::vector<Assumption>& assumed,
-                   const MacFile& file, const Palette& palette) {
-    const std::size_t unknown = simulated_mac::countUnknownMonitors(file.description);
+std::string textOf(const std::vector<RunRecord>& runs, const std::vector<Play>& plays,
+                   const Palette& palette) {
+    const std::size_t unknown = simulated_mac::countUnknownMonitors(plays[0].description);
     const auto section = [&palette](const std::string& heading, const std::string& text) {
         return text.empty() ? "" : "\n" + palette.bold(heading + ":") + "\n\n" + text;
     };
-    std::string text;
-    if (all.size() == 2) {
-        text = printable(file.path) + ": " + bothVerdicts(all[0].verdict, all[1].verdict, unknown) +
-               "\n";
-        if (all[0].text == all[1].text) return text + section(eitherWay(unknown), all[0].text);
+    std::string text = printable(plays[0].path) + ": ";
+    if (runs.size() == 2) {
+        text += bothVerdicts(runs[0].verdict, runs[1].verdict, unknown) + "\n";
+        if (runs[0].text == runs[1].text) return text + section(eitherWay(unknown), runs[0].text);
     } else {
-        text =
-            printable(file.path) + ": " + singleVerdict(assumed[0], all[0].verdict, unknown) + "\n";
+        text += singleVerdict(*plays[0].assumed, runs[0].verdict, unknown) + "\n";
     }
-    for (std::size_t at = 0; at < all.size(); ++at) {
-        text += section(condition(assumed[at], unknown), all[at].text);
+    for (std::size_t at = 0; at < runs.size(); ++at) {
+        text += section(condition(*plays[at].assumed, unknown), runs[at].text);
     }
     return text;
 }
 
-/// Runs a file's Mac as often as it takes. Gives text for standard output; raises `status`.
-std::string playedFile(const MacFile& file, const RunOptions& options, const Terminal& terminal,
-                       int& status) {
-    if (simulated_mac::countUnknownMonitors(file.description) == 0) {
-        return playedApart({file, std::nullopt}, options, terminal, status).text;
+/// One line on a terminal that says how far many runs have come.
+class RunCount {
+  public:
+    RunCount(bool isShown, std::size_t all) : isShown_(isShown), all_(all) {}
+    ~RunCount() { erase(); }
+    RunCount(const RunCount&) = delete;
+    RunCount& operator=(const RunCount&) = delete;
+
+    void show(std::size_t over) const {
+        if (isShown_) printError("\r\x1B[K{} of {} runs", over, all_);
     }
-    const std::vector<Assumption> assumed =
-        options.assume ? std::vector{*options.assume}
-                       : std::vector{Assumption::answers, Assumption::silent};
-    std::vector<Played> all;
-    for (const Assumption assumption : assumed) {
-        all.push_back(playedApart({file, assumption}, options, terminal, status));
+    void erase() const {
+        if (isShown_) printError("\r\x1B[K");
     }
-    if (!options.json) return textOf(all, assumed, file, terminal.output);
-    std::string text;
-    for (const Played& played : all) text += played.text;
-    return text;
-}
+
+  private:
+    bool isShown_;
+    std::size_t all_;
+};
+
+/// Shows what the runs gave, in their order.
+class RunOutput {
+  public:
+    RunOutput(const RunOptions& options, const std::vector<std::vector<Play>>& files,
+              const Terminal& terminal)
+        : options_(options), files_(files), terminal_(terminal) {
+        const bool wantsReports = options.details || options.log || options.trace;
+        isSummary_ = !options.json && !wantsReports && files.size() > mostReports;
+    }
+
+    bool isSummary() const { return isSummary_; }
+    int status() const { return status_; }
+
+    void take(const RunRecord& run) {
+        status_ = std::max<int>(status_, complain(run));
+        if (options_.json) fmt::print("{}\n", jsonText(run.report));
+        runs_.push_back(run);
+        ofFile_.push_back(run);
+        const std::vector<Play>& plays = files_[file_];
+        if (ofFile_.size() < plays.size()) return;
+        if (!options_.json && !isSummary_) printReports(plays);
+        ofFile_.clear();
+        ++file_;
+    }
+
+    void finish() const {
+        if (isSummary_) {
+            fmt::print("{}", summary(runs_, terminal_.columns, terminal_.output));
+        }
+        if (!options_.junit.empty()) writeWholeFile(options_.junit, junitReport(runs_));
+    }
+
+  private:
+    void printReports(const std::vector<Play>& plays) {
+        const std::string text =
+            plays[0].assumed ? textOf(ofFile_, plays, terminal_.output) : ofFile_[0].text;
+        if (text.empty()) return;
+        fmt::print("{}{}", isFirst_ ? "" : "\n", text);
+        isFirst_ = false;
+    }
+
+    const RunOptions& options_;
+    const std::vector<std::vector<Play>>& files_;
+    const Terminal& terminal_;
+    bool isSummary_ = false;
+    bool isFirst_ = true;
+    int status_ = done;
+    std::size_t file_ = 0;
+    std::vector<RunRecord> ofFile_;
+    std::vector<RunRecord> runs_;
+};
 
 }  // namespace
 
 int runMacFiles(const RunOptions& options) {
-    const auto files = readMacFiles(options.files);
+    std::vector<std::vector<Play>> files;
+    std::vector<Play> all;
     bool allGood = true;
-    for (const MacFile& file : files) {
-        if (!file.error) continue;
-        printError("{}\n", *file.error);
-        allGood = false;
+    for (const MacFile& file : readMacFiles(options.files)) {
+        if (file.error) {
+            printError("{}\n", *file.error);
+            allGood = false;
+            continue;
+        }
+        files.push_back(playsOf(file, options));
+        all.insert(all.end(), files.back().begin(), files.back().end());
     }
     if (!allGood) return badInput;
 
     const Terminal terminal;
-    int status = done;
-    bool first = true;
-    for (const MacFile& file : files) {
-        const std::string text = playedFile(file, options, terminal, status);
-        if (text.empty()) continue;
-        if (!first && !options.json) fmt::print("\n");
-        first = false;
-        std::fwrite(text.data(), 1, text.size(), stdout);
+    RunOutput output(options, files, terminal);
+    {
+        const RunCount count(output.isSummary() && terminal.errorsLive, all.size());
+        const PlayOptions playing{options.log, options.trace, options.realtime, jobsOf(options)};
+        playAll(
+            all, playing, terminal,
+            [&](const RunRecord& run) {
+                count.erase();
+                output.take(run);
+            },
+            [&](std::size_t over) { count.show(over); });
     }
-    return status;
+    output.finish();
+    return output.status();
 }
 
 }  // namespace displaycheck

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +12,9 @@ namespace displaycheck {
 struct RunOptions {
     std::vector<std::string> files;
     bool json = false;
+    bool details = false;             ///< whole reports on many files too
+    std::optional<std::size_t> jobs;  ///< runs at a time; nothing for one on each core
+    std::string junit;                ///< file to write; empty for none
     bool log = false;
     bool trace = false;
     bool realtime = false;
@@ -19,8 +23,8 @@ struct RunOptions {
 };
 
 /// `displaycheck run`: runs the pane on the Mac of each file, in a process of its own, and prints
-/// the reports in order. A Mac with unknown monitors is run once for each assumption about them.
-/// Runs nothing if any file is invalid. Returns the exit status.
+/// the reports in order, or a summary of many files. A Mac with unknown monitors is run once for
+/// each assumption about them. Runs nothing if any file is invalid. Returns the exit status.
 int runMacFiles(const RunOptions& options);
 
 }  // namespace displaycheck

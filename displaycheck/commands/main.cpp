@@ -8,6 +8,7 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -18,8 +19,10 @@
 #include "displaycheck/commands/MacFiles.h"
 #include "displaycheck/commands/ModelCommand.h"
 #include "displaycheck/commands/RunCommand.h"
+#include "displaycheck/commands/SweepCommand.h"
 #include "displaycheck/commands/WindowCommand.h"
 #include "displaycheck/host/StandardError.h"
+#include "displaycheck/report/ReportSchema.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/file/MacFile.h"
@@ -41,6 +44,12 @@ constexpr auto runText =
     "\n"
     "A Mac with monitors of which nobody knows whether they answer over DDC/CI\n"
     "(\"vcp: unknown\") is run twice: once all of them answer, once all are silent.";
+
+constexpr auto sweepText =
+    "Runs the Mac that FILE describes as an Intel Mac and as an Apple-silicon Mac, each\n"
+    "with external monitors that answer over DDC/CI, stay silent, send a bad checksum, send\n"
+    "a reply for another code, or answer only at the third try. Prints what the pane shows\n"
+    "in each case.";
 
 constexpr auto windowText =
     "Shows the pane in a window like the installer's, on the Mac that FILE describes, in\n"
@@ -83,7 +92,8 @@ constexpr auto exitStatuses =
     "  1  a run failed (it crashed, got stuck, timed out, left Continue disabled or misused the\n"
     "     platform), a comparison found differences, the window can't be shown, or the output\n"
     "     can't be written\n"
-    "  2  wrong usage, or an invalid or unreadable file";
+    "  2  wrong usage, or an invalid or unreadable file\n"
+    "  3  a run shows something else than its file expects";
 
 /// The commands and options; each command leaves its exit status in `status`.
 class CommandLine {
@@ -99,6 +109,7 @@ class CommandLine {
                                 "Try: displaycheck run examples/*.yaml\n\n") +
                     exitStatuses);
         addRun();
+        addSweep();
         addWindow();
         addCheck();
         addSchema();
@@ -146,11 +157,22 @@ class CommandLine {
             });
     }
 
+    static void addJobs(CLI::App* command, std::optional<std::size_t>& jobs) {
+        command->add_option("--jobs", jobs, "How many runs at a time (default: the cores)")
+            ->type_name("N")
+            ->check(CLI::Range(1, 1000, "1 to 1000"));
+    }
+
     void addRun() {
         auto* const command =
             addCommand("run", "Run the pane on Macs and report what it showed", runText);
         command->add_option("FILE", run_.files, "Mac files (YAML)")->type_name("")->required();
         command->add_flag("--json", run_.json, "Print one JSON object per line for each FILE");
+        command->add_flag("--details", run_.details,
+                          "Print whole reports on more than three FILEs\ntoo, not a summary");
+        addJobs(command, run_.jobs);
+        command->add_option("--junit", run_.junit, "Write the outcomes to this file as JUnit's XML")
+            ->type_name("XML");
         command->add_flag("--log", run_.log,
                           "Include the system log and the pane's standard\n"
                           "output (JSON always includes them)");
@@ -162,6 +184,14 @@ class CommandLine {
         addAssume(command, "Play only this of Macs with unknown monitors\n(default: both)",
                   [this](Assumption assumption) { run_.assume = assumption; });
         command->callback([this] { status_ = runMacFiles(run_); });
+    }
+
+    void addSweep() {
+        auto* const command = addCommand(
+            "sweep", "Run a Mac under all answers that its monitors can give", sweepText);
+        command->add_option("FILE", swept_, "Mac file (YAML)")->type_name("")->required();
+        addJobs(command, sweepJobs_);
+        command->callback([this] { status_ = sweepMacFile(swept_, sweepJobs_); });
     }
 
     void addWindow() {
@@ -194,7 +224,12 @@ class CommandLine {
     void addSchema() {
         auto* const command =
             addCommand("schema", "Print the JSON Schema of Mac files", schemaText);
-        command->callback([] { fmt::print("{}", simulated_mac::macFileSchema()); });
+        command->add_flag("--report", showsReportSchema_,
+                          "Print that of the objects that \"run --json\"\nprints instead");
+        command->callback([this] {
+            fmt::print("{}", showsReportSchema_ ? std::string(reportSchema())
+                                                : simulated_mac::macFileSchema());
+        });
     }
 
     void addEDID() {
@@ -254,6 +289,9 @@ class CommandLine {
     CLI::App app_{description, "displaycheck"};
     int status_ = done;
     RunOptions run_;
+    std::string swept_;
+    std::optional<std::size_t> sweepJobs_;
+    bool showsReportSchema_ = false;
     WindowOptions window_;
     std::vector<std::string> checked_;
     EDIDOptions EDIDs_;

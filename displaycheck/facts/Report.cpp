@@ -72,6 +72,25 @@ Report makeReport(std::string file, const Mac& mac, vorn::MyInstallerPane& pane,
     return report;
 }
 
+std::string_view nameOf(Verdict verdict) {
+    switch (verdict) {
+        case Verdict::warns:
+            return "warns";
+        case Verdict::doesNotWarn:
+            return "does not warn";
+        case Verdict::noRun:
+            return "no run";
+        case Verdict::failed:
+            break;
+    }
+    return "failed";
+}
+
+Verdict verdictOf(const Report& report) {
+    if (report.runs == 0) return Verdict::noRun;
+    return report.pane.warningShown() ? Verdict::warns : Verdict::doesNotWarn;
+}
+
 std::vector<std::string> problemsOf(const Report& report) {
     std::vector<std::string> problems;
     switch (report.outcome) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "displaycheck/facts/Explanation.h"
@@ -35,6 +36,24 @@ struct DisplayFacts {
     Explanation why;
 };
 
+/// Something that a run shows otherwise than its Mac's file expects. All three are for people.
+struct Difference {
+    std::string what;
+    std::string expected;
+    std::string found;
+};
+
+/// The outcome of a run.
+enum class Verdict {
+    warns,
+    doesNotWarn,
+    noRun,   ///< no detection run finished
+    failed,  ///< the run gave no report
+};
+
+/// "warns", "does not warn", "no run" or "failed".
+std::string_view nameOf(Verdict verdict);
+
 /// The facts of a finished run.
 struct Report {
     std::string file;
@@ -55,6 +74,8 @@ struct Report {
     std::map<std::string, std::int64_t> references;  ///< that the plug-in holds, by kind
     std::vector<simulated_mac::TracedCall> trace;
     std::vector<std::string> misuses;
+    /// Nothing for a Mac whose file expects nothing in particular.
+    std::optional<std::vector<Difference>> differences;
 };
 
 /// The platform calls from which a report is derived: the Mac's trace must keep them.
@@ -63,6 +84,8 @@ std::set<std::string, std::less<>> callsOfReports();
 /// Gathers the facts of a finished run, on the Mac's main thread.
 Report makeReport(std::string file, const simulated_mac::Mac& mac, vorn::MyInstallerPane& pane,
                   simulated_mac::Scheduler::Outcome outcome, std::string standardOutput);
+
+Verdict verdictOf(const Report& report);
 
 /// The problems of the run itself, whatever its verdict; empty if there were none.
 std::vector<std::string> problemsOf(const Report& report);

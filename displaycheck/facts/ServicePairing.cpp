@@ -57,6 +57,38 @@ std::optional<std::uint32_t> reachedBy(const void* service) {
 
 }  // namespace
 
+std::string_view nameOf(ServiceCandidate::Fate fate) {
+    using enum ServiceCandidate::Fate;
+    switch (fate) {
+        case used:
+            return "used";
+        case handedOut:
+            return "handed out";
+        case refused:
+            return "refused";
+        case noMatch:
+            return "no match";
+        case notExternal:
+            break;
+    }
+    return "not external";
+}
+
+std::vector<std::string> namesOf(const MatchedPieces& matched) {
+    std::vector<std::string> names;
+    const auto add = [&names](bool is, const char* name) {
+        if (is) names.emplace_back(name);
+    };
+    add(matched.vendor, "vendor");
+    add(matched.product, "product code");
+    add(matched.date, "date");
+    add(matched.size, "size");
+    add(matched.productName, "name");
+    add(matched.serialNumber, "serial number");
+    add(matched.location, "ordinal");
+    return names;
+}
+
 std::map<std::uint32_t, ServicePairing> pairServices(const vorn::MyInstallerPane& pane,
                                                      const DisplayList& displays) {
     const auto arm64 = arm64Util.get();

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "plugin/DDCCI/Arm64Utility.h"
@@ -31,6 +32,11 @@ struct ServiceCandidate {
     MatchedPieces matched;
     Fate fate = Fate::noMatch;
 };
+
+/// "used", "handed out", "refused", "no match" or "not external".
+std::string_view nameOf(ServiceCandidate::Fate fate);
+/// What matched, in words such as "product code".
+std::vector<std::string> namesOf(const MatchedPieces& matched);
 
 /// The registry's services for one display.
 struct ServicePairing {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace displaycheck {
 
@@ -32,9 +34,16 @@ struct ChildResult {
     std::optional<std::string> failure;
 };
 
-/// Runs `body`, which ends with finish(), in a child process. Kills it after `limit` of real time.
-/// An exception from `body` is its failure.
-ChildResult runInChild(const std::function<void(const ChildEnd&)>& body,
-                       std::chrono::milliseconds limit);
+/// What a child process does; it ends with finish(). An exception from it is its failure.
+using ChildBody = std::function<void(const ChildEnd&)>;
+
+/// Runs the body in a child process. Kills it after `limit` of real time.
+ChildResult runInChild(const ChildBody& body, std::chrono::milliseconds limit);
+
+/// Runs each body likewise, at most `most` (1 or more) at a time and started in their order. `take`
+/// gets each one's index and result as soon as it has ended.
+void runInChildren(const std::vector<ChildBody>& bodies, std::size_t most,
+                   std::chrono::milliseconds limit,
+                   const std::function<void(std::size_t, ChildResult)>& take);
 
 }  // namespace displaycheck

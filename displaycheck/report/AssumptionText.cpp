@@ -26,11 +26,6 @@ std::string_view textOf(Verdict verdict) {
 
 }  // namespace
 
-Verdict verdictOf(const Report& report) {
-    if (report.runs == 0) return Verdict::noRun;
-    return report.pane.warningShown() ? Verdict::warns : Verdict::doesNotWarn;
-}
-
 std::string condition(Assumption assumption, std::size_t unknownMonitors) {
     const bool one = unknownMonitors == 1;
     if (assumption == Assumption::answers) {

@@ -9,12 +9,6 @@
 /// What people read about runs in which the answers of unknown monitors are assumed.
 namespace displaycheck {
 
-/// The outcome of a run in a word, as it is handed on from a run's process.
-enum class Verdict : char { warns = 'w', doesNotWarn = 'n', noRun = '-', failed = '!' };
-
-/// Of a run that gave a report: all but `failed`.
-Verdict verdictOf(const Report& report);
-
 /// "If it answers over DDC/CI", or "If they stay silent" with several unknown monitors.
 std::string condition(simulated_mac::Assumption assumption, std::size_t unknownMonitors);
 /// "Whether it answers over DDC/CI or not".

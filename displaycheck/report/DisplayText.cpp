@@ -186,17 +186,7 @@ std::string tries(const Reading& reading, std::uint32_t displayID, std::size_t c
 }
 
 std::string pieces(const MatchedPieces& matched) {
-    std::vector<std::string> names;
-    const auto add = [&names](bool is, const char* name) {
-        if (is) names.emplace_back(name);
-    };
-    add(matched.vendor, "vendor");
-    add(matched.product, "product code");
-    add(matched.date, "date");
-    add(matched.size, "size");
-    add(matched.productName, "name");
-    add(matched.serialNumber, "serial number");
-    add(matched.location, "ordinal");
+    const auto names = namesOf(matched);
     return names.empty() ? "" : fmt::format(" ({})", fmt::join(names, ", "));
 }
 

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "displaycheck/report/TerminalText.h"
+#include "simulated_mac/description/HexText.h"
 #include "simulated_mac/machine/CallText.h"
 
 namespace displaycheck {
@@ -39,7 +40,58 @@ JSON paneObject(const PaneFacts& pane) {
             {"opened_addresses", pane.openedAddresses}};
 }
 
-JSON displayObject(const displayInfo& display) {
+/// A thing that takes a byte string, in hex: "51 82 01".
+std::string bytesText(const simulated_mac::Bytes& bytes) {
+    return simulated_mac::hexText(bytes, " ");
+}
+
+JSON serviceObject(const ServiceCandidate& candidate) {
+    JSON points = JSON::array();
+    for (const auto& name : namesOf(candidate.matched)) points.push_back(name);
+    const bool isScored = candidate.fate != ServiceCandidate::Fate::notExternal;
+    return {{"framebuffer", candidate.framebuffer},
+            {"location", textOrNull(candidate.location)},
+            {"opened", candidate.opened},
+            {"score", isScored ? JSON(candidate.matched.score()) : JSON()},
+            {"matched", std::move(points)},
+            {"fate", nameOf(candidate.fate)}};
+}
+
+JSON readingObject(const Reading& reading) {
+    JSON tries = JSON::array();
+    for (const Try& attempt : reading.tries) {
+        tries.push_back({{"at_s", seconds(attempt.at)},
+                         {"obstacles", attempt.obstacles},
+                         {"request", bytesText(attempt.request)},
+                         {"reply", bytesText(attempt.reply)},
+                         {"reached", attempt.request.empty() ? JSON() : JSON(attempt.reached)},
+                         {"good", attempt.good},
+                         {"faults", attempt.faults},
+                         {"transaction", attempt.transaction}});
+    }
+    return {{"status", reading.status},
+            {"value", reading.value ? JSON(*reading.value) : JSON()},
+            {"tries", std::move(tries)}};
+}
+
+/// What decided on the display, and how it was found and asked.
+void addReasons(JSON& object, const Explanation& why) {
+    object["built_in"] = why.builtIn;
+    object["listed"] = why.listed;
+    object["regular_name"] = why.regularName;
+    object["year_25_or_above"] = why.recent;
+    object["from_maker"] = why.fromMaker ? JSON(*why.fromMaker) : JSON();
+    object["services"] = JSON();
+    if (why.services) {
+        object["services"] = JSON::array();
+        for (const auto& one : why.services->candidates) {
+            object["services"].push_back(serviceObject(one));
+        }
+    }
+    object["reading"] = why.reading ? readingObject(*why.reading) : JSON();
+}
+
+JSON recordObject(const displayInfo& display) {
     return {{"idx", display.idx},
             {"screenNumber", display.screenNumber},
             {"name", textOrNull(display.name)},
@@ -88,12 +140,31 @@ JSON traceArray(const std::vector<simulated_mac::TracedCall>& trace) {
     return calls;
 }
 
+void addAssumed(JSON& report, const std::optional<simulated_mac::Assumption>& assumed) {
+    if (assumed) report["assumed"] = nameOf(*assumed);
+}
+
+JSON problemObject(const Report& report) {
+    const auto problems = problemsOf(report);
+    return problems.empty() ? JSON() : JSON({{"texts", problems}});
+}
+
+JSON expectationObject(const std::optional<std::vector<Difference>>& differences) {
+    if (!differences) return nullptr;
+    JSON objects = JSON::array();
+    for (const Difference& one : *differences) {
+        objects.push_back({{"what", one.what}, {"expected", one.expected}, {"found", one.found}});
+    }
+    return {{"met", differences->empty()}, {"differences", std::move(objects)}};
+}
+
 }  // namespace
 
-std::string jsonReport(const Report& report, bool withTrace) {
+JSON jsonReport(const Report& report, bool withTrace) {
     JSON displays = JSON::array();
     for (const DisplayFacts& display : report.displays) {
-        displays.push_back(displayObject(*display.record));
+        displays.push_back(recordObject(*display.record));
+        addReasons(displays.back(), display.why);
     }
     JSON whole = {{"mac", report.mac},
                   {"file", report.file},
@@ -107,8 +178,25 @@ std::string jsonReport(const Report& report, bool withTrace) {
                   {"stdout", report.standardOutput},
                   {"references", report.references}};
     if (withTrace) whole["trace"] = traceArray(report.trace);
-    if (report.assumed) whole["assumed"] = nameOf(*report.assumed);
-    return whole.dump(-1, ' ', false, JSON::error_handler_t::replace) + "\n";
+    addAssumed(whole, report.assumed);
+    whole["verdict"] = nameOf(verdictOf(report));
+    whole["problem"] = problemObject(report);
+    whole["expectation"] = expectationObject(report.differences);
+    return whole;
+}
+
+JSON jsonReportOfFailure(const std::string& mac, const std::string& file,
+                         const std::optional<simulated_mac::Assumption>& assumed,
+                         const std::string& problem) {
+    JSON whole = {{"mac", mac}, {"file", file}};
+    addAssumed(whole, assumed);
+    whole["verdict"] = nameOf(Verdict::failed);
+    whole["problem"] = {{"texts", {problem}}};
+    return whole;
+}
+
+std::string jsonText(const JSON& value) {
+    return value.dump(-1, ' ', false, JSON::error_handler_t::replace);
 }
 
 }  // namespace displaycheck

@@ -34,6 +34,18 @@ std::string problemLines(const Report& report, const Palette& palette) {
     return text;
 }
 
+std::string differenceLines(const Report& report, const Palette& palette) {
+    if (!report.differences) return "";
+    if (report.differences->empty()) return palette.green("As its file expects.") + "\n";
+    std::string text;
+    for (const Difference& one : *report.differences) {
+        const std::string line = fmt::format("Not as its file expects: {}: found {}, expected {}",
+                                             one.what, one.found, one.expected);
+        text += palette.alarm(line) + "\n";
+    }
+    return text;
+}
+
 /// Facts that the drawing of the pane can't show.
 std::string paneNotes(const PaneFacts& pane, const Palette& palette) {
     std::string text = pane.nextEnabled ? "Continue is enabled." : "Continue is greyed.";
@@ -119,7 +131,8 @@ std::string textReport(const Report& report, const TextReportOptions& options,
                        const Palette& palette) {
     std::string text = palette.bold(printable(report.file));
     if (!report.mac.empty()) text += ": " + printable(report.mac);
-    text += "\n" + conclusion(report, palette) + "\n" + problemLines(report, palette) + "\n";
+    text += "\n" + conclusion(report, palette) + "\n" + problemLines(report, palette) +
+            differenceLines(report, palette) + "\n";
     text += drawPane(report.pane, options.columns, palette);
     text += paneNotes(report.pane, palette);
 

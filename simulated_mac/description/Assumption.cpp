@@ -13,6 +13,21 @@ bool isUnknown(const ScreenDescription& screen) {
     return screen.monitor.answering == Answering::unknown;
 }
 
+template <class Value>
+void overrideWith(std::optional<Value>& value, const std::optional<Value>& other) {
+    if (other) value = other;
+}
+
+/// Adds what is expected in this case, which goes before what is expected in any.
+void addExpectation(MacExpectation& expected, Assumption assumption) {
+    const auto& other = assumption == Assumption::answers ? expected.ifAnswers : expected.ifSilent;
+    if (!other) return;
+    overrideWith(expected.warning, other->warning);
+    overrideWith(expected.continues, other->continues);
+    overrideWith(expected.displays, other->displays);
+    overrideWith(expected.cameras, other->cameras);
+}
+
 }  // namespace
 
 std::string_view nameOf(Assumption assumption) {
@@ -44,6 +59,7 @@ MacDescription assume(MacDescription mac, Assumption assumption, const VCPTable&
         }
         screen.monitor = std::move(assumed);
     }
+    if (mac.expected) addExpectation(*mac.expected, assumption);
     return mac;
 }
 

@@ -23,7 +23,8 @@ std::optional<Assumption> assumptionNamed(std::string_view name);
 /// How many monitors of the Mac are unknown.
 std::size_t countUnknownMonitors(const MacDescription& mac);
 
-/// The Mac with each unknown monitor as assumed; one that answers does so from this table.
+/// The Mac with each unknown monitor as assumed; one that answers does so from this table. What is
+/// expected of the Mac in that case is expected of it.
 MacDescription assume(MacDescription mac, Assumption assumption, const VCPTable& answers);
 
 }  // namespace simulated_mac

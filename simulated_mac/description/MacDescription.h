@@ -9,6 +9,8 @@
 #include <variant>
 #include <vector>
 
+#include "simulated_mac/description/Expectation.h"
+
 /// The contents of a Mac file as plain data. Everything that is derived (a screen's name from its
 /// EDID, a framebuffer's identity dictionary) stays empty here unless the file overrides it.
 namespace simulated_mac {
@@ -271,6 +273,8 @@ struct MacDescription {
     /// Registry entries without relevance; not set: some thousands on Apple silicon, none on an
     /// Intel Mac.
     std::optional<std::uint32_t> otherRegistryEntries;
+    /// Nothing where the file expects nothing in particular.
+    std::optional<MacExpectation> expected;
 };
 
 }  // namespace simulated_mac

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
+
 #include "simulated_mac/description/EDID.h"
 #include "simulated_mac/description/RecordedRegistry.h"
 #include "simulated_mac/file/MacFileKeys.h"
@@ -11,6 +14,9 @@ namespace {
 
 constexpr const char* none = "none";
 constexpr const char* empty = "empty";
+constexpr const char* never = "never";
+
+constexpr std::array<std::int64_t, 4> displayStates = {-1, 0, 1, 3};
 
 Choice<DDCAnswer::Kind> answerWords() {
     using Kind = DDCAnswer::Kind;
@@ -85,6 +91,26 @@ void addPanelEDIDs(const YAMLNode& mac, std::vector<ScreenDescription>& screens)
 }
 
 }  // namespace
+
+void DisplayState::read(YAMLReader& reader, const YAMLNode& node, std::int64_t& target) const {
+    target = reader.signedNumber(node);
+    if (std::find(displayStates.begin(), displayStates.end(), target) == displayStates.end()) {
+        reader.failFound(node, "-1, 0, 1 or 3");
+    }
+}
+
+JSON DisplayState::schema(std::int64_t) const {
+    return {{"enum", displayStates}};
+}
+
+void TimeOfContinue::read(YAMLReader& reader, const YAMLNode& node,
+                          ContinueExpectation& target) const {
+    if (!YAMLReader::isWord(node, never)) Seconds{}.read(reader, node, target.after.emplace());
+}
+
+JSON TimeOfContinue::schema(const ContinueExpectation&) const {
+    return {{"anyOf", {{{"const", never}}, Seconds{}.schema(0)}}};
+}
 
 void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) const {
     if (YAMLReader::isWord(node, none)) {

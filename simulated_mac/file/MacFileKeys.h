@@ -101,6 +101,18 @@ struct EDIDListing {
     JSON schema(const ScreenDescription&) const;
 };
 
+/// One of the states that the pane gives a display.
+struct DisplayState {
+    void read(YAMLReader& reader, const YAMLNode& node, std::int64_t& target) const;
+    JSON schema(std::int64_t) const;
+};
+
+/// Seconds, or never.
+struct TimeOfContinue {
+    void read(YAMLReader& reader, const YAMLNode& node, ContinueExpectation& target) const;
+    JSON schema(const ContinueExpectation&) const;
+};
+
 /// Changes to CoreDisplay's dictionary, or none for a display without one.
 struct InfoDictionary {
     void read(YAMLReader& reader, const YAMLNode& node, ScreenDescription& target) const;
@@ -407,6 +419,38 @@ void fields(Visitor& field, FaultDescription& fault) {
 }
 
 template <class Visitor>
+void fields(Visitor& field, DisplayExpectation& expected) {
+    field(
+        "state", expected.state, DisplayState{},
+        "`displayState`: -1 not judged, 0 supported and confirmed over DDC/CI, 1 supported by the "
+        "model list alone, 3 not supported.");
+    field("supported", expected.supported, Boolean{}, "Whether it is supported: in state 0 or 1.");
+    field("paired", expected.paired, Boolean{}, "Whether an EDID is paired with it.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, Expectation& expected) {
+    field("warning", expected.warning, Boolean{}, "Whether the pane warns at the end.");
+    field("continue_after", expected.continues, TimeOfContinue{},
+          "Seconds after the pane was first entered at which Continue is enabled for the first "
+          "time, exact to a microsecond.");
+    field("displays", expected.displays, ListOf<Mapping>{},
+          "The displays that the pane lists at the end, in the order of the screens: as many, and "
+          "each as described.");
+    field("cameras", expected.cameras, Number{},
+          "How many cameras the pane has seen since it was last entered.");
+}
+
+template <class Visitor>
+void fields(Visitor& field, MacExpectation& expected) {
+    fields(field, static_cast<Expectation&>(expected));
+    field("if_answers", expected.ifAnswers, Mapping{},
+          "Of a Mac with unknown monitors: what is expected besides, or otherwise, where they "
+          "answer. It has the keys above.");
+    field("if_silent", expected.ifSilent, Mapping{}, "Likewise where they stay silent.");
+}
+
+template <class Visitor>
 void fields(Visitor& field, MacDescription& mac) {
     field("mac", mac.title, Text{}, "A title: what this Mac is meant to show.");
     field("chip", mac.chip, Choice<Chip>{{{"intel", Chip::intel}, {"apple", Chip::apple}}},
@@ -441,6 +485,8 @@ void fields(Visitor& field, MacDescription& mac) {
     field("other_registry_entries", mac.otherRegistryEntries, Number{0, 1'000'000},
           "Number of registry entries that nobody looks for; unless given, 3000 on Apple silicon "
           "and none on an Intel Mac.");
+    field("expect", mac.expected, Mapping{},
+          "What a run is expected to show; `displaycheck run` says what it shows otherwise.");
 }
 
 }  // namespace simulated_mac

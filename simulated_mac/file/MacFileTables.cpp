@@ -123,6 +123,12 @@ std::string typeOf(const ImageSize&, const EDIDFields&) {
 std::string typeOf(const EDIDListing&, const ScreenDescription&) {
     return "boolean, `empty` or `{at: seconds}`";
 }
+std::string typeOf(const DisplayState&, std::int64_t) {
+    return "-1, 0, 1 or 3";
+}
+std::string typeOf(const TimeOfContinue&, const ContinueExpectation&) {
+    return "seconds or `never`";
+}
 std::string typeOf(const TransactionTypes&, const BusDescription&) {
     return "number, 32 bits, or `null`";
 }
@@ -230,7 +236,9 @@ std::map<std::string, std::string> tablesByStructure() {
             {"an event", tableOf<EventDescription>()},
             {"a use of a call", tableOf<CallUse>()},
             {"a tool", tableOf<ToolOverride>()},
-            {"a fault", tableOf<FaultDescription>()}};
+            {"a fault", tableOf<FaultDescription>()},
+            {"an expectation", tableOf<MacExpectation>()},
+            {"an expected display", tableOf<DisplayExpectation>()}};
 }
 
 }  // namespace

@@ -223,6 +223,13 @@ faults:
 stray_proxies: [{location: Embedded}]
 stray_interfaces: [31, null]
 other_registry_entries: 12
+expect:
+  warning: true
+  continue_after: 2.5
+  displays: [{state: -1}, {state: 3, supported: false, paired: true}]
+  cameras: 2
+  if_answers: {warning: false, displays: []}
+  if_silent: {continue_after: never}
 )";
 
 class EveryKey : public testing::Test {
@@ -256,6 +263,24 @@ TEST_F(EveryKey, OfTheMac) {
     ASSERT_EQ(mac.strings.size(), 2U);
     EXPECT_EQ(mac.strings.at("here"), std::nullopt);
     EXPECT_EQ(mac.strings.at("TITLE"), "Other");
+}
+
+TEST_F(EveryKey, OfAnExpectation) {
+    ASSERT_TRUE(mac.expected);
+    EXPECT_EQ(mac.expected->warning, true);
+    ASSERT_TRUE(mac.expected->continues);
+    EXPECT_EQ(mac.expected->continues->after, 2.5);
+    ASSERT_EQ(mac.expected->displays.value().size(), 2U);
+    EXPECT_EQ(mac.expected->displays->at(0).state, -1);
+    EXPECT_EQ(mac.expected->displays->at(0).paired, std::nullopt);
+    EXPECT_EQ(mac.expected->displays->at(1).supported, false);
+    EXPECT_EQ(mac.expected->displays->at(1).paired, true);
+    EXPECT_EQ(mac.expected->cameras, 2U);
+    ASSERT_TRUE(mac.expected->ifAnswers);
+    EXPECT_EQ(mac.expected->ifAnswers->warning, false);
+    EXPECT_TRUE(mac.expected->ifAnswers->displays.value().empty());
+    ASSERT_TRUE(mac.expected->ifSilent);
+    EXPECT_EQ(mac.expected->ifSilent->continues.value().after, std::nullopt);
 }
 
 TEST_F(EveryKey, OfAScreen) {

@@ -1,0 +1,163 @@
+#include "displaycheck/report/Summary.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+namespace displaycheck {
+
+namespace {
+
+using JSON = nlohmann::ordered_json;
+
+/// What a run shows, in a word or two for each column.
+struct Row {
+    std::string name;
+    std::string verdict;
+    std::string states;
+    std::string time;
+    std::string expected;
+};
+
+const Row headings = {"Mac", "verdict", "states", "Continue", "expected"};
+
+std::string statesOf(const JSON& report) {
+    if (!report.contains("displays")) return "";
+    std::vector<int> states;
+    for (const JSON& display : report["displays"]) states.push_back(display["displayState"]);
+    return fmt::format("{}", fmt::join(states, " "));
+}
+
+std::string timeOf(const JSON& report) {
+    if (!report.contains("elapsed_s")) return "";
+    const JSON& elapsed = report["elapsed_s"];
+    return elapsed.is_null() ? "never" : fmt::format("{:.2f} s", elapsed.get<double>());
+}
+
+/// Whether the run is as its file expects; nothing where that can't be said.
+std::optional<bool> isMet(const JSON& report) {
+    if (!report.contains("expectation") || report["expectation"].is_null()) return std::nullopt;
+    return report["expectation"]["met"].get<bool>();
+}
+
+Row rowOf(const RunRecord& run) {
+    const std::optional<bool> met = isMet(run.report);
+    return {run.name, std::string(nameOf(run.verdict)), statesOf(run.report), timeOf(run.report),
+            !met   ? "-"
+            : *met ? "yes"
+                   : "NO"};
+}
+
+/// The name in at most so many columns; what comes last tells files apart.
+std::string shortened(const std::string& name, std::size_t columns) {
+    if (displayWidth(name) <= columns) return name;
+    const auto isInside = [](char byte) {
+        return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+    };
+    std::size_t at = 0;
+    do {
+        ++at;
+        while (at < name.size() && isInside(name[at])) ++at;
+    } while (displayWidth(std::string_view(name).substr(at)) >= columns);
+    return "…" + name.substr(at);
+}
+
+/// The folder in which all are, with its slash; empty where they have none in common.
+std::string commonFolder(const std::vector<RunRecord>& runs) {
+    std::string_view common = runs.front().name;
+    for (const RunRecord& run : runs) {
+        const auto [end, other] =
+            std::mismatch(common.begin(), common.end(), run.name.begin(), run.name.end());
+        common = common.substr(0, static_cast<std::size_t>(end - common.begin()));
+    }
+    return std::string(common.substr(0, common.rfind('/') + 1));
+}
+
+std::string counted(std::size_t count, std::string_view what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+std::string totals(const std::vector<RunRecord>& runs, const Palette& palette) {
+    std::array<std::size_t, 4> verdicts{};
+    std::size_t met = 0;
+    std::size_t unmet = 0;
+    for (const RunRecord& run : runs) {
+        ++verdicts[static_cast<std::size_t>(run.verdict)];
+        const std::optional<bool> isAsExpected = isMet(run.report);
+        if (isAsExpected == true) ++met;
+        if (isAsExpected == false) ++unmet;
+    }
+    std::string text = counted(runs.size(), "run") + ":";
+    const char* between = " ";
+    const auto add = [&](Verdict verdict, std::string_view words) {
+        const std::size_t count = verdicts[static_cast<std::size_t>(verdict)];
+        if (count == 0) return;
+        text += fmt::format("{}{} {}", between, count, words);
+        between = ", ";
+    };
+    add(Verdict::doesNotWarn, "without a warning");
+    add(Verdict::warns, "with a warning");
+    add(Verdict::noRun, "without a finished detection");
+    add(Verdict::failed, "failed");
+    text += ".\n";
+    if (met + unmet > 0) {
+        const std::string line = unmet == 0 ? fmt::format("{} as expected.", met)
+                                            : fmt::format("{} as expected, {} not.", met, unmet);
+        text += (unmet == 0 ? palette.green(line) : palette.alarm(line)) + "\n";
+    }
+    return text;
+}
+
+}  // namespace
+
+std::vector<std::string> differenceTexts(const RunRecord& run) {
+    std::vector<std::string> texts;
+    if (!isMet(run.report)) return texts;
+    for (const JSON& one : run.report["expectation"]["differences"]) {
+        texts.push_back(fmt::format("{}: found {}, expected {}", one["what"].get<std::string>(),
+                                    one["found"].get<std::string>(),
+                                    one["expected"].get<std::string>()));
+    }
+    return texts;
+}
+
+std::string summary(const std::vector<RunRecord>& runs, std::size_t columns,
+                    const Palette& palette) {
+    const std::string folder = commonFolder(runs);
+    std::vector<Row> rows = {headings};
+    for (const RunRecord& run : runs) {
+        rows.push_back(rowOf(run));
+        rows.back().name.erase(0, folder.size());
+    }
+    const auto widthOf = [&rows](std::string Row::*column) {
+        std::size_t width = 0;
+        for (const Row& row : rows) width = std::max(width, displayWidth(row.*column));
+        return width;
+    };
+    constexpr std::size_t gap = 2;
+    const std::array<std::string Row::*, 4> others = {&Row::verdict, &Row::states, &Row::time,
+                                                      &Row::expected};
+    std::size_t taken = 0;
+    for (const auto column : others) taken += gap + widthOf(column);
+    constexpr std::size_t shortestName = 12;
+    const std::size_t left = columns > taken ? columns - taken : 0;
+    const std::size_t nameColumns =
+        std::clamp(widthOf(&Row::name), std::size_t{1}, std::max(left, shortestName));
+
+    std::string text;
+    if (!folder.empty()) text += fmt::format("In {}\n\n", folder);
+    for (std::size_t at = 0; at < rows.size(); ++at) {
+        std::string line = padded(shortened(rows[at].name, nameColumns), nameColumns);
+        for (const auto column : others) {
+            line += std::string(gap, ' ') + padded(rows[at].*column, widthOf(column));
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        const bool isAlarming =
+            rows[at].expected == "NO" || rows[at].verdict == nameOf(Verdict::failed);
+        text += (at == 0 ? palette.bold(line) : isAlarming ? palette.alarm(line) : line) + "\n";
+    }
+    return text + "\n" + totals(runs, palette);
+}
+
+}  // namespace displaycheck

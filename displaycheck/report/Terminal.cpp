@@ -1,0 +1,50 @@
+#include "displaycheck/report/Terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <string_view>
+
+namespace displaycheck {
+
+namespace {
+
+constexpr std::size_t narrowest = 40;
+constexpr std::size_t usualColumns = 80;
+constexpr std::size_t widest = 100;
+
+std::string_view environment(const char* variable) {
+    const char* const value = std::getenv(variable);
+    return value != nullptr ? value : "";
+}
+
+bool takesControls(int descriptor) {
+    return isatty(descriptor) == 1 && environment("TERM") != "dumb";
+}
+
+bool wantsColour(int descriptor) {
+    return takesControls(descriptor) && environment("NO_COLOR").empty();
+}
+
+std::size_t columnsOf(int descriptor) {
+    const std::string_view told = environment("COLUMNS");
+    std::size_t columns = 0;
+    const auto [end, error] = std::from_chars(told.data(), told.data() + told.size(), columns);
+    if (error == std::errc() && end == told.data() + told.size() && columns > 0) return columns;
+    winsize size{};
+    if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return usualColumns;
+    return size.ws_col;
+}
+
+}  // namespace
+
+Terminal::Terminal()
+    : output(wantsColour(STDOUT_FILENO)),
+      errors(wantsColour(STDERR_FILENO)),
+      errorsLive(takesControls(STDERR_FILENO)),
+      columns(std::clamp(columnsOf(STDOUT_FILENO), narrowest, widest)) {}
+
+}  // namespace displaycheck

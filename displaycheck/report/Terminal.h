@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+
+#include "displaycheck/report/TerminalText.h"
+
+namespace displaycheck {
+
+/// How output may look, by what this process's standard streams are connected to and by the
+/// environment. Colours: on a terminal, unless NO_COLOR is set or TERM is "dumb". Width: COLUMNS,
+/// else the terminal's, else 80; from 40 to 100.
+struct Terminal {
+    Terminal();
+
+    Palette output;
+    Palette errors;
+    bool errorsLive;  ///< standard error is a terminal on which a line can be drawn anew
+    std::size_t columns;
+};
+
+}  // namespace displaycheck
