@@ -15,6 +15,7 @@
 #include "displaycheck/host/StandardError.h"
 #include "displaycheck/host/WholeFile.h"
 #include "displaycheck/report/AssumptionText.h"
+#include "displaycheck/report/HTMLReport.h"
 #include "displaycheck/report/JSONReport.h"
 #include "displaycheck/report/JUnitReport.h"
 #include "displaycheck/report/Summary.h"
@@ -111,6 +112,7 @@ class RunOutput {
             fmt::print("{}", summary(runs_, terminal_.columns, terminal_.output));
         }
         if (!options_.junit.empty()) writeWholeFile(options_.junit, junitReport(runs_));
+        if (!options_.html.empty()) writeWholeFile(options_.html, htmlReport(runs_));
     }
 
   private:

@@ -15,6 +15,7 @@ struct RunOptions {
     bool details = false;             ///< whole reports on many files too
     std::optional<std::size_t> jobs;  ///< runs at a time; nothing for one on each core
     std::string junit;                ///< file to write; empty for none
+    std::string html;                 ///< likewise
     bool log = false;
     bool trace = false;
     bool realtime = false;

@@ -22,7 +22,7 @@
 #include "displaycheck/commands/SweepCommand.h"
 #include "displaycheck/commands/WindowCommand.h"
 #include "displaycheck/host/StandardError.h"
-#include "displaycheck/report/ReportSchema.h"
+#include "displaycheck/report/Embedded.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/file/MacFile.h"
@@ -173,6 +173,8 @@ class CommandLine {
         addJobs(command, run_.jobs);
         command->add_option("--junit", run_.junit, "Write the outcomes to this file as JUnit's XML")
             ->type_name("XML");
+        command->add_option("--html", run_.html, "Write the reports to this file as a page")
+            ->type_name("HTML");
         command->add_flag("--log", run_.log,
                           "Include the system log and the pane's standard\n"
                           "output (JSON always includes them)");

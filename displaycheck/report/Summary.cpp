@@ -11,16 +11,7 @@ namespace {
 
 using JSON = nlohmann::ordered_json;
 
-/// What a run shows, in a word or two for each column.
-struct Row {
-    std::string name;
-    std::string verdict;
-    std::string states;
-    std::string time;
-    std::string expected;
-};
-
-const Row headings = {"Mac", "verdict", "states", "Continue", "expected"};
+const SummaryRow headings = {"Mac", "verdict", "states", "Continue", "expected"};
 
 std::string statesOf(const JSON& report) {
     if (!report.contains("displays")) return "";
@@ -39,14 +30,6 @@ std::string timeOf(const JSON& report) {
 std::optional<bool> isMet(const JSON& report) {
     if (!report.contains("expectation") || report["expectation"].is_null()) return std::nullopt;
     return report["expectation"]["met"].get<bool>();
-}
-
-Row rowOf(const RunRecord& run) {
-    const std::optional<bool> met = isMet(run.report);
-    return {run.name, std::string(nameOf(run.verdict)), statesOf(run.report), timeOf(run.report),
-            !met   ? "-"
-            : *met ? "yes"
-                   : "NO"};
 }
 
 /// The name in at most so many columns; what comes last tells files apart.
@@ -78,7 +61,17 @@ std::string counted(std::size_t count, std::string_view what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
-std::string totals(const std::vector<RunRecord>& runs, const Palette& palette) {
+}  // namespace
+
+SummaryRow summaryRow(const RunRecord& run) {
+    const std::optional<bool> met = isMet(run.report);
+    return {run.name, std::string(nameOf(run.verdict)), statesOf(run.report), timeOf(run.report),
+            !met   ? "-"
+            : *met ? "yes"
+                   : "NO"};
+}
+
+std::vector<std::string> totals(const std::vector<RunRecord>& runs) {
     std::array<std::size_t, 4> verdicts{};
     std::size_t met = 0;
     std::size_t unmet = 0;
@@ -100,16 +93,14 @@ std::string totals(const std::vector<RunRecord>& runs, const Palette& palette) {
     add(Verdict::warns, "with a warning");
     add(Verdict::noRun, "without a finished detection");
     add(Verdict::failed, "failed");
-    text += ".\n";
-    if (met + unmet > 0) {
-        const std::string line = unmet == 0 ? fmt::format("{} as expected.", met)
-                                            : fmt::format("{} as expected, {} not.", met, unmet);
-        text += (unmet == 0 ? palette.green(line) : palette.alarm(line)) + "\n";
+    std::vector<std::string> lines = {text + "."};
+    if (unmet > 0) {
+        lines.push_back(fmt::format("{} as expected, {} not.", met, unmet));
+    } else if (met > 0) {
+        lines.push_back(fmt::format("{} as expected.", met));
     }
-    return text;
+    return lines;
 }
-
-}  // namespace
 
 std::vector<std::string> differenceTexts(const RunRecord& run) {
     std::vector<std::string> texts;
@@ -125,25 +116,25 @@ std::vector<std::string> differenceTexts(const RunRecord& run) {
 std::string summary(const std::vector<RunRecord>& runs, std::size_t columns,
                     const Palette& palette) {
     const std::string folder = commonFolder(runs);
-    std::vector<Row> rows = {headings};
+    std::vector<SummaryRow> rows = {headings};
     for (const RunRecord& run : runs) {
-        rows.push_back(rowOf(run));
+        rows.push_back(summaryRow(run));
         rows.back().name.erase(0, folder.size());
     }
-    const auto widthOf = [&rows](std::string Row::*column) {
+    const auto widthOf = [&rows](std::string SummaryRow::*column) {
         std::size_t width = 0;
-        for (const Row& row : rows) width = std::max(width, displayWidth(row.*column));
+        for (const SummaryRow& row : rows) width = std::max(width, displayWidth(row.*column));
         return width;
     };
     constexpr std::size_t gap = 2;
-    const std::array<std::string Row::*, 4> others = {&Row::verdict, &Row::states, &Row::time,
-                                                      &Row::expected};
+    const std::array<std::string SummaryRow::*, 4> others = {
+        &SummaryRow::verdict, &SummaryRow::states, &SummaryRow::time, &SummaryRow::expected};
     std::size_t taken = 0;
     for (const auto column : others) taken += gap + widthOf(column);
     constexpr std::size_t shortestName = 12;
     const std::size_t left = columns > taken ? columns - taken : 0;
     const std::size_t nameColumns =
-        std::clamp(widthOf(&Row::name), std::size_t{1}, std::max(left, shortestName));
+        std::clamp(widthOf(&SummaryRow::name), std::size_t{1}, std::max(left, shortestName));
 
     std::string text;
     if (!folder.empty()) text += fmt::format("In {}\n\n", folder);
@@ -157,7 +148,9 @@ std::string summary(const std::vector<RunRecord>& runs, std::size_t columns,
             rows[at].expected == "NO" || rows[at].verdict == nameOf(Verdict::failed);
         text += (at == 0 ? palette.bold(line) : isAlarming ? palette.alarm(line) : line) + "\n";
     }
-    return text + "\n" + totals(runs, palette);
+    text += "\n";
+    for (const std::string& line : totals(runs)) text += line + "\n";
+    return text;
 }
 
 }  // namespace displaycheck
