@@ -5,8 +5,9 @@
 #include <nlohmann/json.hpp>
 
 #include "displaycheck/commands/ExitStatus.h"
+#include "displaycheck/facts/ModelFacts.h"
+#include "displaycheck/report/ModelText.h"
 #include "displaycheck/report/TerminalText.h"
-#include "plugin/Extension/NSString+normalization.h"
 #include "plugin/MyInstallerPane.h"
 #include "plugin/WhiteList.h"
 
@@ -16,49 +17,63 @@ namespace {
 
 using JSON = nlohmann::ordered_json;
 
-struct Model {
-    std::string name;
-    bool supported = false;
-    bool specialChip = false;
-    std::string regularName;
-    bool recent = false;
-};
-
-Model judge(const std::string& name) {
-    const WhiteList list;
-    const vorn::MyInstallerPane pane(nullptr);
-    const std::string regular = regularMonitorName(name);
-    return {name, list.availableDisplay(name), list.isRTKChipDisplay(name), regular,
-            pane.isYear25orAbove(regular)};
+JSON nearMissObject(const char* of, const NearMiss& near, const std::string& text) {
+    return {{"of", of},
+            {"models", near.models},
+            {"differences", near.differences},
+            {"twin_suffix", near.twinSuffix},
+            {"text", text}};
 }
 
-std::string jsonLine(const Model& model) {
-    const JSON object = {{"name", model.name},
-                         {"supported", model.supported},
-                         {"special_chip", model.specialChip},
-                         {"regular_name", model.regularName},
-                         {"year_25_or_above", model.recent}};
+JSON nearMisses(const ModelFacts& facts) {
+    JSON all = JSON::array();
+    if (facts.nearlyListed) {
+        all.push_back(nearMissObject("supported", *facts.nearlyListed,
+                                     nearlyListedText(*facts.nearlyListed)));
+    }
+    if (facts.nearlySpecialChip) {
+        all.push_back(nearMissObject("special_chip", *facts.nearlySpecialChip,
+                                     nearlySpecialChipText(*facts.nearlySpecialChip)));
+    }
+    return all;
+}
+
+std::string jsonLine(const ModelFacts& facts) {
+    const auto orNull = [](const std::optional<std::string>& text) {
+        return text ? JSON(*text) : JSON();
+    };
+    const JSON object = {{"name", facts.name},
+                         {"supported", facts.listed},
+                         {"special_chip", facts.specialChip},
+                         {"regular_name", facts.regularName},
+                         {"year_25_or_above", facts.recent},
+                         {"compared", orNull(facts.compared)},
+                         {"year_digits", orNull(facts.yearDigits)},
+                         {"otherwise_alone", orNull(facts.otherwiseAlone)},
+                         {"near_misses", nearMisses(facts)}};
     return object.dump(-1, ' ', false, JSON::error_handler_t::replace) + "\n";
 }
 
-std::string textBlock(const Model& model) {
-    const auto yesOrNo = [](bool yes) { return yes ? "yes" : "no"; };
+std::string textBlock(const ModelFacts& facts) {
     return fmt::format(
         "{}\n"
         "  supported model         {}\n"
         "  special display chip    {}\n"
         "  bare model name         {}\n"
-        "  model year 25 or later  {}\n",
-        printable(model.name), yesOrNo(model.supported), yesOrNo(model.specialChip),
-        model.regularName.empty() ? "(none)" : printable(model.regularName), yesOrNo(model.recent));
+        "  model year 25 or later  {}: {}\n",
+        printable(facts.name), printable(modelListText(facts)), printable(specialChipText(facts)),
+        facts.regularName.empty() ? "(none)" : printable(facts.regularName),
+        facts.recent ? "yes" : "no", printable(modelYearText(facts)));
 }
 
 }  // namespace
 
 int showModels(const std::vector<std::string>& names, bool json) {
+    const WhiteList list;
+    const vorn::MyInstallerPane pane(nullptr);
     for (const std::string& name : names) {
-        const Model model = judge(name);
-        fmt::print("{}", json ? jsonLine(model) : textBlock(model));
+        const ModelFacts facts = modelFacts(list, pane, name);
+        fmt::print("{}", json ? jsonLine(facts) : textBlock(facts));
     }
     return done;
 }

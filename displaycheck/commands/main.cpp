@@ -71,7 +71,8 @@ constexpr auto EDIDText =
 
 constexpr auto modelText =
     "For each NAME, prints whether it is a supported model, whether its display chip needs\n"
-    "special treatment, its bare model name, and whether its model year is 25 or later.";
+    "special treatment, its bare model name, and whether its model year is 25 or later;\n"
+    "and with each answer what matched, or what nearly did and why it does not.";
 
 constexpr auto importText =
     "Reads what a real Mac's tools printed: ioreg -l or ioreg -a, system_profiler\n"

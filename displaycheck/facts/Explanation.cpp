@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Display/EDIDPairing.h"
-#include "plugin/Extension/NSString+normalization.h"
 #include "plugin/WhiteList.h"
 #include "simulated_mac/description/HexText.h"
 
@@ -53,6 +53,13 @@ void explainAnswer(Explanation& why, const Mac& mac, const std::vector<Try>& tri
     }
 }
 
+/// Only over AV services does the pane send clean requests: after each bad reply, so before a
+/// further try, too.
+bool lacksCleanRequest(const ModelFacts& model, const Reading& reading) {
+    return DDC->UseArm64 && model.nearlySpecialChip &&
+           (reading.tries.size() > 1 || reading.status == DDCCtl::badReply);
+}
+
 }  // namespace
 
 Explanation explain(const Mac& mac, vorn::MyInstallerPane& pane, const displayInfo& display,
@@ -62,14 +69,14 @@ Explanation explain(const Mac& mac, vorn::MyInstallerPane& pane, const displayIn
     why.builtIn = screen != nullptr && screen->screen.builtIn;
     if (why.builtIn) return why;
 
-    const std::string name = display.name.value_or("");
-    why.listed = whiteList->availableDisplay(display.name);
-    why.regularName = regularMonitorName(name);
-    why.recent = pane.isYear25orAbove(why.regularName);
+    why.model = modelFacts(*whiteList, pane, display.name.value_or(""));
     explainPairing(why, mac, display);
     why.reading = lastReading(mac, display.screenNumber, trace);
-    if (why.reading) explainAnswer(why, mac, why.reading->tries);
-    if (why.listed || why.recent) why.fromMaker = vorn::isFromMaker(display);
+    if (why.reading) {
+        explainAnswer(why, mac, why.reading->tries);
+        why.lacksCleanRequest = lacksCleanRequest(why.model, *why.reading);
+    }
+    if (why.model.listed || why.model.recent) why.fromMaker = vorn::isFromMaker(display);
     return why;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "displaycheck/facts/ModelFacts.h"
 #include "displaycheck/facts/Reading.h"
 #include "displaycheck/facts/ServicePairing.h"
 #include "plugin/Display/EDIDInfo.h"
@@ -17,9 +18,7 @@ namespace displaycheck {
 /// Why a display has its verdict: the pane's questions, in its order, and the answers.
 struct Explanation {
     bool builtIn = false;
-    bool listed = false;      ///< WhiteList::availableDisplay
-    std::string regularName;  ///< regularMonitorName
-    bool recent = false;      ///< isYear25orAbove of the regular name
+    ModelFacts model;  ///< what its name says
     /// On Apple silicon, the registry's services for the display; nothing if nothing was paired.
     std::optional<ServicePairing> services;
     /// The identity in the EDID paired with the screen.
@@ -37,6 +36,9 @@ struct Explanation {
     std::optional<std::uint8_t> codeWithoutAnswer;
     /// Whether the read reached a monitor whose answers are only assumed.
     bool answerAssumed = false;
+    /// Whether the pane sent no clean request after a bad reply, though the name is nearly that of
+    /// a model which needs one.
+    bool lacksCleanRequest = false;
 };
 
 /// Explains a display of a run that is over, of which `trace` holds callsOfReadings(). Makes

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "displaycheck/report/ModelText.h"
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Platform/Text.h"
 #include "plugin/ProductData.h"
@@ -35,40 +36,71 @@ std::string identity(const EDIDInfo& info) {
     return text;
 }
 
-/// Why the display isn't supported, by the first step that failed.
-std::string refusal(const DisplayFacts& display) {
+std::string makersLetters() {
+    return uppercaseText(std::string(ProductData::manufacturerID));
+}
+
+/// The three letters in front of a PnP ID's product code.
+std::string lettersOf(const std::string& plugNplayID) {
+    return plugNplayID.substr(0, 3);
+}
+
+/// The display whose monitor answered in this display's place; nothing if its own did, or none.
+std::optional<std::uint32_t> answeredInItsPlace(const DisplayFacts& display) {
+    const auto& reading = display.why.reading;
+    if (!reading || !reading->tries.back().good) return std::nullopt;
+    const std::uint32_t reached = reading->tries.back().reached;
+    return reached == display.record->screenNumber ? std::nullopt : std::optional(reached);
+}
+
+/// Why the name is neither listed nor recent.
+std::string refusalOfName(const ModelFacts& model) {
+    if (model.nearlyListed && model.nearlyListed->twinSuffix) {
+        return fmt::format("{}, and it is not of a recent model year",
+                           nearlyListedText(*model.nearlyListed));
+    }
+    return "not on the model list, and not of a recent model year";
+}
+
+/// Why a recent model's answer over DDC/CI does not count.
+std::string refusalOfAnswer(const DisplayFacts& display) {
     const Explanation& why = display.why;
-    if (!why.listed && !why.recent) {
-        return "not on the model list, and not of a recent model year";
-    }
-    if (!display.record->EDIDString) return "no EDID could be paired with it";
-    if (why.fromMaker == false) return "its EDID is another maker's";
-    if (!why.recent) return "";
-    if (!why.reading || why.reading->status != DDCCtl::success) {
-        return "a recent model has to answer over DDC/CI, and this one did not";
-    }
-    if (why.codeWithoutAnswer) {
-        return "a recent model has to answer over DDC/CI, and the Mac file gives it no answer";
+    const std::string rule = "a recent model has to answer over DDC/CI, and ";
+    if (!why.reading) return rule + "this one could not be asked";
+    if (why.reading->status != DDCCtl::success) return rule + "this one did not";
+    if (why.codeWithoutAnswer) return rule + "the Mac file gives it no answer";
+    if (const auto other = answeredInItsPlace(display)) {
+        return fmt::format("{}only display {}'s monitor did, and not as a supported one", rule,
+                           *other);
     }
     return "it answers over DDC/CI, but not as a supported monitor does";
 }
 
-std::string verdict(const DisplayFacts& display) {
-    switch (display.record->displayState) {
-        case displayInfo::supportedAndAnswering:
-            return "supported: its answer over DDC/CI confirms it";
-        case displayInfo::supportedByList:
-            return "supported: by the model list alone, DDC/CI did not confirm it";
-        case displayInfo::notSupported: {
-            const std::string reason = refusal(display);
-            return reason.empty() ? "not supported" : "not supported: " + reason;
-        }
-        default:
-            if (display.why.builtIn) return "the built-in panel: not judged";
-            return display.record->name.value_or("").find("Build-in") != std::string::npos
-                       ? "not judged: the pane takes its name for the built-in panel's"
-                       : "not judged";
+/// Why the display isn't supported, by the first step that failed.
+std::string refusal(const DisplayFacts& display) {
+    const Explanation& why = display.why;
+    if (!why.model.listed && !why.model.recent) return refusalOfName(why.model);
+    if (!display.record->EDIDString) return "no EDID could be paired with it";
+    if (why.fromMaker == false) {
+        return fmt::format("its EDID is another maker's: {}, not {}",
+                           lettersOf(display.record->plugNplayID.value_or("")), makersLetters());
     }
+    return why.model.recent ? refusalOfAnswer(display) : "";
+}
+
+std::string confirmation(const DisplayFacts& display) {
+    if (const auto other = answeredInItsPlace(display)) {
+        return fmt::format("an answer over DDC/CI confirms it, but that of display {}'s monitor",
+                           *other);
+    }
+    return display.why.answerAssumed ? "its answer over DDC/CI, which is assumed, confirms it"
+                                     : "its answer over DDC/CI confirms it";
+}
+
+std::string lackOfConfirmation(const Explanation& why) {
+    if (!why.reading) return "it was not asked over DDC/CI";
+    if (why.codeWithoutAnswer) return "the Mac file gives it no answer over DDC/CI";
+    return "DDC/CI did not confirm it";
 }
 
 std::string heading(const DisplayFacts& display, const Palette& palette) {
@@ -79,7 +111,7 @@ std::string heading(const DisplayFacts& display, const Palette& palette) {
     const std::string mark = supported ? palette.green("✓")
                              : refused ? palette.yellow("✗")
                                        : palette.dim("–");
-    const std::string words = verdict(display);
+    const std::string words = verdictText(display);
     return fmt::format("  {} {}  {}\n    {}\n", mark,
                        palette.bold(printable(record.name.value_or("(no name)"))),
                        palette.dim(fmt::format("display ID {}, displayState {}",
@@ -105,13 +137,11 @@ std::string pairing(const DisplayFacts& display) {
 }
 
 std::string maker(const DisplayFacts& display) {
-    const auto& letters = display.record->plugNplayID;
-    const std::string makers = uppercaseText(std::string(ProductData::manufacturerID));
-    if (!letters) return "no PnP ID without an EDID; the maker's holds " + makers;
-    if (!display.why.fromMaker)
-        return fmt::format("PnP ID {}; the maker's holds {}", *letters, makers);
-    return *display.why.fromMaker ? fmt::format("yes: PnP ID {} holds {}", *letters, makers)
-                                  : fmt::format("no: PnP ID {} does not hold {}", *letters, makers);
+    const auto& ID = display.record->plugNplayID;
+    if (!ID) return "not known without an EDID; expected " + makersLetters();
+    if (display.why.fromMaker == true) return fmt::format("yes: {} in {}", makersLetters(), *ID);
+    return fmt::format("{}: {} in {}; expected {}", display.why.fromMaker ? "no" : "not asked for",
+                       lettersOf(*ID), *ID, makersLetters());
 }
 
 /// Whether a reply says that the monitor has no such VCP code (VESA DDC/CI 1.1, result code).
@@ -119,27 +149,37 @@ bool saysUnsupported(const simulated_mac::Bytes& reply) {
     return reply.size() > 3 && reply[3] == 0x01;
 }
 
+std::string whyNotAsked(const DisplayFacts& display) {
+    const displayInfo& record = *display.record;
+    if (!record.plugNplayID) return ": no EDID was paired with it";
+    if (display.why.fromMaker == false) return ": the EDID is another maker's";
+    return DDC->UseArm64 && record.arm64avService == nullptr ? ": the display has no AV service"
+                                                             : "";
+}
+
+std::string statusText(std::int32_t status) {
+    const char* const meaning = status == DDCCtl::noValue    ? ", no value"
+                                : status == DDCCtl::badReply ? ", bad reply"
+                                                             : "";
+    return fmt::format("status {}{}", status, meaning);
+}
+
 std::string answer(const DisplayFacts& display) {
     const auto& reading = display.why.reading;
-    if (!reading) {
-        const bool lacksService = DDC->UseArm64 && display.record->arm64avService == nullptr &&
-                                  display.why.fromMaker != false && display.record->plugNplayID;
-        return lacksService ? "not asked: the display has no AV service" : "not asked";
-    }
+    if (!reading) return "not asked" + whyNotAsked(display);
     const std::size_t tries = reading->tries.size();
-    const std::string count = tries == 1 ? "1 try" : fmt::format("{} tries", tries);
-    if (!reading->value) {
-        return fmt::format("no answer that counts after {} (status {})", count, reading->status);
+    const std::string after = fmt::format("after {} {} ({})", tries, tries == 1 ? "try" : "tries",
+                                          statusText(reading->status));
+    if (!reading->value) return "no answer that counts " + after;
+    const std::string value = fmt::format("value 0x{:04X} {}", *reading->value, after);
+    if (display.why.codeWithoutAnswer) {
+        return fmt::format(
+            "no evidence: the Mac file has no `vcp` for 0x{:02X}, which counts as unsupported; {}",
+            *display.why.codeWithoutAnswer, value);
     }
-    const std::string value =
-        fmt::format("value 0x{:04X} after {} (status {})", *reading->value, count, reading->status);
     if (reading->status != DDCCtl::success) return value + ", which stands for \"nothing read\"";
     return display.record->displayState == displayInfo::supportedAndAnswering
                ? value + ", which confirms a supported monitor"
-           : display.why.codeWithoutAnswer
-               ? fmt::format(
-                     "{}: the Mac file has no `vcp` for 0x{:02X}, which counts as unsupported",
-                     value, *display.why.codeWithoutAnswer)
            : saysUnsupported(reading->tries.back().reply)
                ? value + ": the monitor says that it has no such VCP code"
                : value + ", without the bit that confirms a supported monitor";
@@ -239,9 +279,9 @@ std::string service(const DisplayFacts& display) {
 }
 
 /// The display services, compared with the display.
-std::string services(const DisplayFacts& display, std::size_t columns) {
-    std::string text = labelled("AV service", service(display), columns);
-    for (const ServiceCandidate& candidate : display.why.services->candidates) {
+std::string services(const ServicePairing& pairing, std::size_t columns) {
+    std::string text;
+    for (const ServiceCandidate& candidate : pairing.candidates) {
         const std::string label = candidate.framebuffer == 0
                                       ? "  no buffer"
                                       : fmt::format("  buffer {}", candidate.framebuffer);
@@ -260,28 +300,62 @@ bool takesServices(const Explanation& why) {
            std::any_of(why.services->candidates.begin(), why.services->candidates.end(), matches);
 }
 
-std::string reasons(const DisplayFacts& display, std::size_t columns) {
-    const Explanation& why = display.why;
-    const std::string name = quoted(display.record->name);
-    std::string text;
-    text += labelled("model list",
-                     (why.listed ? "yes: " : "no: ") + name +
-                         (why.listed ? " is a supported model" : " is not a supported model"),
-                     columns);
-    text += labelled(
-        "model year",
-        (why.recent ? "recent: \"" : "not recent, or none: \"") + why.regularName + "\"", columns);
-    if (why.services) text += services(display, columns);
-    // The name alone decides on these.
-    if (!why.listed && !why.recent) return text;
-    text += labelled("EDID", pairing(display), columns);
-    text += labelled("maker", maker(display), columns);
-    text += labelled("DDC/CI", (why.answerAssumed ? "assumed: " : "") + answer(display), columns);
-    if (why.reading) text += tries(*why.reading, display.record->screenNumber, columns);
-    return text;
+std::string modelList(const ModelFacts& model) {
+    const bool isTwin = model.nearlyListed && model.nearlyListed->twinSuffix;
+    return modelListText(model) +
+           (isTwin ? " (the system puts it behind the names of monitors of one name)" : "");
 }
 
+std::string missingCleanRequest(const NearMiss& near) {
+    return fmt::format(
+        "no clean request was sent after a bad reply: {} needs one, but {} with its name",
+        fmt::join(near.models, ", "), near.obstacle);
+}
+
+constexpr auto serviceQuestion = "AV service";
+constexpr auto answerQuestion = "DDC/CI";
+
 }  // namespace
+
+std::string verdictText(const DisplayFacts& display) {
+    switch (display.record->displayState) {
+        case displayInfo::supportedAndAnswering:
+            return "supported: " + confirmation(display);
+        case displayInfo::supportedByList:
+            return "supported: by the model list alone; " + lackOfConfirmation(display.why);
+        case displayInfo::notSupported: {
+            const std::string reason = refusal(display);
+            return reason.empty() ? "not supported" : "not supported: " + reason;
+        }
+        default:
+            if (display.why.builtIn) return "the built-in panel: not judged";
+            return display.record->name.value_or("").find("Build-in") != std::string::npos
+                       ? "not judged: the pane takes its name for the built-in panel's"
+                       : "not judged";
+    }
+}
+
+std::vector<Reason> reasonsOf(const DisplayFacts& display) {
+    const Explanation& why = display.why;
+    std::vector<Reason> reasons;
+    if (why.builtIn) {
+        if (takesServices(why)) reasons.push_back({serviceQuestion, service(display)});
+        return reasons;
+    }
+    reasons.push_back({"model list", modelList(why.model)});
+    reasons.push_back({"model year", (why.model.recent ? "recent: " : "not recent: ") +
+                                         modelYearText(why.model)});
+    if (why.services) reasons.push_back({serviceQuestion, service(display)});
+    // The name alone decides on these.
+    if (!why.model.listed && !why.model.recent) return reasons;
+    reasons.push_back({"EDID", pairing(display)});
+    reasons.push_back({"maker", maker(display)});
+    reasons.push_back({answerQuestion, (why.answerAssumed ? "assumed: " : "") + answer(display)});
+    if (why.lacksCleanRequest) {
+        reasons.push_back({"chip", missingCleanRequest(*why.model.nearlySpecialChip)});
+    }
+    return reasons;
+}
 
 std::string labelled(std::string_view label, std::string_view text, std::size_t columns) {
     const std::size_t before = indent + labelColumns;
@@ -294,11 +368,14 @@ std::string labelled(std::string_view label, std::string_view text, std::size_t 
 }
 
 std::string displayText(const DisplayFacts& display, std::size_t columns, const Palette& palette) {
+    const Explanation& why = display.why;
     std::string text = heading(display, palette);
-    if (!display.why.builtIn) {
-        text += reasons(display, columns);
-    } else if (takesServices(display.why)) {
-        text += services(display, columns);
+    for (const Reason& reason : reasonsOf(display)) {
+        text += labelled(reason.question, reason.answer, columns);
+        if (reason.question == serviceQuestion) text += services(*why.services, columns);
+        if (reason.question == answerQuestion && why.reading) {
+            text += tries(*why.reading, display.record->screenNumber, columns);
+        }
     }
     return text;
 }

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
+#include "displaycheck/report/DisplayText.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/description/HexText.h"
 #include "simulated_mac/machine/CallText.h"
@@ -75,11 +76,12 @@ JSON readingObject(const Reading& reading) {
 }
 
 /// What decided on the display, and how it was found and asked.
-void addReasons(JSON& object, const Explanation& why) {
+void addReasons(JSON& object, const DisplayFacts& display) {
+    const Explanation& why = display.why;
     object["built_in"] = why.builtIn;
-    object["listed"] = why.listed;
-    object["regular_name"] = why.regularName;
-    object["year_25_or_above"] = why.recent;
+    object["listed"] = why.model.listed;
+    object["regular_name"] = why.model.regularName;
+    object["year_25_or_above"] = why.model.recent;
     object["from_maker"] = why.fromMaker ? JSON(*why.fromMaker) : JSON();
     object["services"] = JSON();
     if (why.services) {
@@ -89,6 +91,11 @@ void addReasons(JSON& object, const Explanation& why) {
         }
     }
     object["reading"] = why.reading ? readingObject(*why.reading) : JSON();
+    object["summary"] = verdictText(display);
+    object["reasons"] = JSON::array();
+    for (const Reason& reason : reasonsOf(display)) {
+        object["reasons"].push_back({{"question", reason.question}, {"answer", reason.answer}});
+    }
 }
 
 JSON recordObject(const displayInfo& display) {
@@ -164,7 +171,7 @@ JSON jsonReport(const Report& report, bool withTrace) {
     JSON displays = JSON::array();
     for (const DisplayFacts& display : report.displays) {
         displays.push_back(recordObject(*display.record));
-        addReasons(displays.back(), display.why);
+        addReasons(displays.back(), display);
     }
     JSON whole = {{"mac", report.mac},
                   {"file", report.file},

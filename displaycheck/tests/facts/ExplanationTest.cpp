@@ -25,9 +25,9 @@ TEST(Explain, AMonitorThatAnswers) {
     const auto facts = factsOf(test::answeringMonitor("VORN K2725QX", 0x4001));
     const Explanation& why = facts.why;
     EXPECT_FALSE(why.builtIn);
-    EXPECT_TRUE(why.listed);
-    EXPECT_TRUE(why.recent);
-    EXPECT_EQ(why.regularName, "K2725QX");
+    EXPECT_TRUE(why.model.listed);
+    EXPECT_TRUE(why.model.recent);
+    EXPECT_EQ(why.model.regularName, "K2725QX");
     ASSERT_TRUE(why.paired);
     EXPECT_EQ(why.paired->plugNplayID, "VRN1234");
     EXPECT_EQ(why.fromMaker, true);
@@ -187,12 +187,88 @@ TEST(Explain, TheLaterOfTwoReads) {
 
 TEST(Explain, ANameThatDecidesAlone) {
     const auto facts = factsOf(test::answeringMonitor("VORN X2424Z", 0x4000));
-    EXPECT_FALSE(facts.why.listed);
-    EXPECT_FALSE(facts.why.recent);
+    EXPECT_FALSE(facts.why.model.listed);
+    EXPECT_FALSE(facts.why.model.recent);
     EXPECT_FALSE(facts.why.reading);
     EXPECT_EQ(facts.why.fromMaker, std::nullopt);
     EXPECT_TRUE(contains(textOf(facts), "not on the model list, and not of a recent model year"));
     EXPECT_FALSE(contains(textOf(facts), "DDC/CI"));
+}
+
+TEST(Explain, ATwinsNumberThatHidesAModelFromTheList) {
+    const auto twin = test::answeringMonitor("VORN K2424HX", 0x4000);
+    const auto report = reportOn(test::macWith({test::builtInPanel(), twin, twin}));
+    const DisplayFacts& facts = report.displays.at(1);
+    EXPECT_EQ(facts.record->name, "VORN K2424HX (1)");
+    ASSERT_TRUE(facts.why.model.nearlyListed);
+    EXPECT_TRUE(facts.why.model.nearlyListed->twinSuffix);
+    const std::string text = textOf(facts);
+    EXPECT_TRUE(contains(text,
+                         "not supported: nearly listed as K2424HX; the trailing \" (1)\" prevents "
+                         "the match, and it is not of a recent model year"));
+    EXPECT_TRUE(contains(text, "(the system puts it behind the names of monitors of one name)"));
+    EXPECT_TRUE(contains(textOf(report.displays.at(2)), "the trailing \" (2)\" prevents"));
+}
+
+TEST(Explain, ANameThatIsNearlyListed) {
+    EXPECT_TRUE(contains(textOf(factsOf(test::answeringMonitor("VORN  K2424HX", 0x4000))),
+                         "model list  no: nearly listed as K2424HX; the \"VORN  \" in front of it, "
+                         "where \"VORN \" is expected, prevents the match"));
+    EXPECT_TRUE(contains(textOf(factsOf(test::answeringMonitor("VORN K2424HY", 0x4000))),
+                         "no: not listed; nearest is K2424HX, 1 character differs"));
+}
+
+TEST(Explain, AYearFromTextBehindTheModel) {
+    auto screen = test::answeringMonitor("VORN K2424HX", 0x4000);
+    screen.name = "VORN K2424HX 3CQ4R72";
+    EXPECT_TRUE(contains(textOf(factsOf(screen)),
+                         "model year  recent: 72 in \"K2424HX 3CQ4R72\"; \"K2424HX\" alone would "
+                         "not be recent"));
+}
+
+constexpr auto noCleanRequest =
+    "chip        no clean request was sent after a bad reply: K2723QX needs one, but the \"VORN \" "
+    "in front of it prevents the match with its name";
+
+TEST(Explain, ASpecialChipUnderABrandedName) {
+    auto screen = test::answeringMonitor("VORN K2723QX", 0x4000);
+    screen.monitor.settlesAfterClean = true;
+    const auto onApple =
+        reportOn(test::appleMacWith({test::builtInPanel(), screen})).displays.at(1);
+    EXPECT_TRUE(onApple.why.lacksCleanRequest);
+    EXPECT_TRUE(contains(textOf(onApple), noCleanRequest));
+    // Intel Macs send none to any model.
+    EXPECT_FALSE(contains(textOf(factsOf(screen)), "chip"));
+}
+
+TEST(Explain, ASpecialChipThatAnswersAtOnce) {
+    const auto facts =
+        reportOn(test::appleMacWith(
+                     {test::builtInPanel(), test::answeringMonitor("VORN K2723QX", 0x4000)}))
+            .displays.at(1);
+    EXPECT_TRUE(facts.why.model.nearlySpecialChip);
+    EXPECT_FALSE(facts.why.lacksCleanRequest);
+    EXPECT_FALSE(contains(textOf(facts), "chip"));
+}
+
+TEST(Explain, AnAnswerOfTheTwin) {
+    auto twin = test::answeringMonitor("VORN K2725QX", 0x4000);
+    const auto report = reportOn(test::macWith({test::builtInPanel(), twin, twin}));
+    const std::uint32_t first = report.displays.at(1).record->screenNumber;
+    EXPECT_TRUE(
+        contains(textOf(report.displays.at(1)), "supported: its answer over DDC/CI confirms it"));
+    EXPECT_TRUE(contains(textOf(report.displays.at(2)),
+                         "supported: an answer over DDC/CI confirms it, but that of display " +
+                             std::to_string(first) + "'s monitor"));
+}
+
+TEST(Explain, AMonitorThatCouldNotBeAsked) {
+    auto screen = test::answeringMonitor("VORN K2424HX", 0x4000);
+    screen.displayService.present = false;
+    const auto facts = reportOn(test::appleMacWith({test::builtInPanel(), screen})).displays.at(1);
+    const std::string text = textOf(facts);
+    EXPECT_TRUE(contains(text, "by the model list alone; it was not asked over DDC/CI")) << text;
+    EXPECT_TRUE(contains(text, "not asked: the display has no AV service")) << text;
 }
 
 TEST(Explain, AnotherMaker) {
@@ -204,8 +280,10 @@ TEST(Explain, AnotherMaker) {
     const auto facts = factsOf(screen);
     EXPECT_EQ(facts.why.fromMaker, false);
     EXPECT_FALSE(facts.why.reading);
-    EXPECT_TRUE(contains(textOf(facts), "not supported: its EDID is another maker's"));
-    EXPECT_TRUE(contains(textOf(facts), "no: PnP ID QZX0000 does not hold VRN"));
+    EXPECT_TRUE(
+        contains(textOf(facts), "not supported: its EDID is another maker's: QZX, not VRN"));
+    EXPECT_TRUE(contains(textOf(facts), "maker       no: QZX in QZX0000; expected VRN"));
+    EXPECT_TRUE(contains(textOf(facts), "not asked: the EDID is another maker's"));
 }
 
 TEST(Explain, AnEDIDThatDoesNotFit) {
@@ -218,6 +296,8 @@ TEST(Explain, AnEDIDThatDoesNotFit) {
     EXPECT_FALSE(facts.why.unpairedFits);
     EXPECT_TRUE(contains(textOf(facts), "not supported: no EDID could be paired with it"));
     EXPECT_TRUE(contains(textOf(facts), "with serial number 7, but the monitor's EDID says"));
+    EXPECT_TRUE(contains(textOf(facts), "maker       not known without an EDID; expected VRN"));
+    EXPECT_TRUE(contains(textOf(facts), "not asked: no EDID was paired with it"));
 }
 
 TEST(Explain, AnEDIDThatCameTooLate) {
@@ -256,9 +336,11 @@ TEST(Explain, AMonitorWhoseAnswerTheFileDoesNotGive) {
     EXPECT_EQ(facts.why.reading->value, 0);
     EXPECT_EQ(facts.why.codeWithoutAnswer, 0xF1);
     EXPECT_FALSE(facts.why.answerAssumed);
-    EXPECT_TRUE(contains(textOf(facts), fileHasNone));
+    EXPECT_TRUE(contains(textOf(facts), std::string("no evidence: ") + fileHasNone));
     EXPECT_FALSE(contains(textOf(facts), saysUnsupported));
-    EXPECT_TRUE(contains(textOf(facts), "DDC/CI did not confirm it"));
+    EXPECT_TRUE(contains(
+        textOf(facts),
+        "supported: by the model list alone; the Mac file gives it no answer over DDC/CI"));
 }
 
 TEST(Explain, ARecentModelWhoseAnswerTheFileDoesNotGive) {
@@ -277,6 +359,7 @@ TEST(Explain, AnAnswerThatIsAssumed) {
     const auto facts = reportOn(assumedMac(mac, simulated_mac::Assumption::answers)).displays.at(1);
     EXPECT_TRUE(facts.why.answerAssumed);
     EXPECT_TRUE(contains(textOf(facts), "assumed: value 0x4000 after 1 try"));
+    EXPECT_TRUE(contains(textOf(facts), "its answer over DDC/CI, which is assumed, confirms it"));
 }
 
 TEST(Explain, ASilenceThatIsAssumed) {

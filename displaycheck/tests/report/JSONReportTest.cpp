@@ -46,7 +46,8 @@ TEST(JSONReport, HasItsKeysInOrder) {
                     "displayState", "serviceTag",       "USBIdx",
                     "EDIDString",   "arm64avService",   "built_in",
                     "listed",       "regular_name",     "year_25_or_above",
-                    "from_maker",   "services",         "reading"}));
+                    "from_maker",   "services",         "reading",
+                    "summary",      "reasons"}));
     EXPECT_EQ(test::keysOf(report["timeline"][0]), (Keys{"at_s", "source", "what"}));
     EXPECT_EQ(report["timeline"][0],
               (JSON{{"at_s", 0.0}, {"source", "user"}, {"what", "enters the pane"}}));
