@@ -7,7 +7,7 @@
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/facts/ModelFacts.h"
 #include "displaycheck/report/ModelText.h"
-#include "displaycheck/report/TerminalText.h"
+#include "displaycheck/report/Terminal.h"
 #include "plugin/MyInstallerPane.h"
 #include "plugin/WhiteList.h"
 
@@ -54,26 +54,32 @@ std::string jsonLine(const ModelFacts& facts) {
     return object.dump(-1, ' ', false, JSON::error_handler_t::replace) + "\n";
 }
 
-std::string textBlock(const ModelFacts& facts) {
-    return fmt::format(
-        "{}\n"
-        "  supported model         {}\n"
-        "  special display chip    {}\n"
-        "  bare model name         {}\n"
-        "  model year 25 or later  {}: {}\n",
-        printable(facts.name), printable(modelListText(facts)), printable(specialChipText(facts)),
-        facts.regularName.empty() ? "(none)" : printable(facts.regularName),
-        facts.recent ? "yes" : "no", printable(modelYearText(facts)));
+std::string textBlock(const ModelFacts& facts, std::size_t columns) {
+    constexpr std::size_t labelColumns = 24;
+    const auto row = [&](std::string_view label, const std::string& text) {
+        const std::size_t before = 2 + labelColumns;
+        // The label stands in the place of the first line's blanks.
+        return "  " + padded(label, labelColumns) + paragraph(text, columns, before).substr(before);
+    };
+    return printable(facts.name) + "\n" + row("supported model", modelListText(facts)) +
+           row("special display chip", specialChipText(facts)) +
+           row("bare model name", facts.regularName.empty() ? "(none)" : facts.regularName) +
+           row("model year 25 or later", (facts.recent ? "yes: " : "no: ") + modelYearText(facts));
 }
 
 }  // namespace
 
 int showModels(const std::vector<std::string>& names, bool json) {
+    const Terminal terminal;
     const WhiteList list;
     const vorn::MyInstallerPane pane(nullptr);
     for (const std::string& name : names) {
         const ModelFacts facts = modelFacts(list, pane, name);
-        fmt::print("{}", json ? jsonLine(facts) : textBlock(facts));
+        if (json) {
+            fmt::print("{}", jsonLine(facts));
+        } else {
+            terminal.print(textBlock(facts, terminal.columns));
+        }
     }
     return done;
 }

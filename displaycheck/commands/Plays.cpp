@@ -1,6 +1,7 @@
 #include "displaycheck/commands/Plays.h"
 
 #include <fmt/format.h>
+#include <fnmatch.h>
 
 #include <algorithm>
 #include <chrono>
@@ -56,6 +57,11 @@ Report runOnMac(const Play& play, const PlayOptions& options, const Terminal& te
     mac.journal.onNote({});
     Report report = makeReport(play.path, mac, host.pane(), outcome, output.text());
     report.assumed = play.assumed;
+    if (options.trace) {
+        std::erase_if(report.trace, [&options](const simulated_mac::TracedCall& call) {
+            return fnmatch(options.trace->c_str(), call.call.c_str(), 0) != 0;
+        });
+    }
     if (const auto& expected = mac.description.expected) {
         report.differences = differencesFrom(*expected, report);
     }
@@ -64,9 +70,12 @@ Report runOnMac(const Play& play, const PlayOptions& options, const Terminal& te
 
 /// What a run's process hands on.
 std::string packed(const Report& report, const PlayOptions& options, const Terminal& terminal) {
-    const TextReportOptions textOptions{options.log, options.trace, terminal.columns};
+    const bool hasTrace = options.trace.has_value();
+    const TextReportOptions textOptions{options.log, hasTrace && !options.traceApart,
+                                        terminal.columns};
     return jsonText({{"verdict", verdictOf(report)},
-                     {"report", jsonReport(report, options.trace)},
+                     {"report", jsonReport(report, hasTrace)},
+                     {"trace", hasTrace ? traceText(report.trace, Palette(false)) : ""},
                      {"text", textReport(report, textOptions, terminal.output)}});
 }
 
@@ -94,6 +103,7 @@ RunRecord recordOf(const Play& play, const ChildResult& result) {
     JSON handedOn = JSON::parse(result.output);
     record.verdict = handedOn["verdict"].get<Verdict>();
     record.report = std::move(handedOn["report"]);
+    record.trace = handedOn["trace"].get<std::string>();
     record.text = handedOn["text"].get<std::string>();
     return record;
 }

@@ -29,7 +29,10 @@ struct Play {
 
 struct PlayOptions {
     bool log = false;       ///< in the report for people
-    bool trace = false;     ///< in both reports
+    /// The platform calls that JSON and the trace have, as a pattern of their names; nothing for
+    /// none.
+    std::optional<std::string> trace;
+    bool traceApart = false;  ///< the report for people leaves them out
     bool realtime = false;  ///< shows its progress on standard error
     std::size_t jobs = 1;   ///< how many runs at a time
 };

@@ -36,26 +36,38 @@ std::vector<Play> playsOf(const MacFile& file, const RunOptions& options) {
     return plays;
 }
 
-std::size_t jobsOf(const RunOptions& options) {
+PlayOptions playOptions(const RunOptions& options) {
+    PlayOptions playing;
+    playing.log = options.log;
+    playing.trace = options.trace;
+    playing.traceApart = !options.traceFile.empty();
+    if (playing.traceApart && !playing.trace) playing.trace = "*";
+    playing.realtime = options.realtime;
     // The progress of one run alone can be followed.
-    if (options.realtime) return 1;
-    return jobsFor(options.jobs);
+    playing.jobs = options.realtime ? 1 : jobsFor(options.jobs);
+    return playing;
 }
 
 /// The reports on a Mac with unknown monitors: what holds either way stands there once.
 std::string textOf(const std::vector<RunRecord>& runs, const std::vector<Play>& plays,
-                   const Palette& palette) {
+                   const Terminal& terminal) {
     const std::size_t unknown = simulated_mac::countUnknownMonitors(plays[0].description);
-    const auto section = [&palette](const std::string& heading, const std::string& text) {
-        return text.empty() ? "" : "\n" + palette.bold(heading + ":") + "\n\n" + text;
+    const auto section = [&](const std::string& heading, const std::string& text) {
+        const auto bold = [&](std::string_view line) { return terminal.output.bold(line); };
+        return text.empty()
+                   ? ""
+                   : "\n" + paragraph(heading + ":", terminal.columns, 0, 0, bold) + "\n" + text;
     };
-    std::string text = printable(plays[0].path) + ": ";
-    if (runs.size() == 2) {
-        text += bothVerdicts(runs[0].verdict, runs[1].verdict, unknown) + "\n";
-        if (runs[0].text == runs[1].text) return text + section(eitherWay(unknown), runs[0].text);
-    } else {
-        text += singleVerdict(*plays[0].assumed, runs[0].verdict, unknown) + "\n";
+    const auto opening = [&](const std::string& verdict) {
+        return paragraph(plays[0].path + ": " + verdict, terminal.columns, 0, 2);
+    };
+    if (runs.size() == 1) {
+        const simulated_mac::Assumption assumed = *plays[0].assumed;
+        return opening(singleVerdict(assumed, runs[0].verdict, unknown)) +
+               section(condition(assumed, unknown), runs[0].text);
     }
+    std::string text = opening(bothVerdicts(runs[0].verdict, runs[1].verdict, unknown));
+    if (runs[0].text == runs[1].text) return text + section(eitherWay(unknown), runs[0].text);
     for (std::size_t at = 0; at < runs.size(); ++at) {
         text += section(condition(*plays[at].assumed, unknown), runs[at].text);
     }
@@ -88,7 +100,8 @@ class RunOutput {
     RunOutput(const RunOptions& options, const std::vector<std::vector<Play>>& files,
               const Terminal& terminal)
         : options_(options), files_(files), terminal_(terminal) {
-        const bool wantsReports = options.details || options.log || options.trace;
+        const bool wantsReports =
+            options.details || options.log || (options.trace && options.traceFile.empty());
         isSummary_ = !options.json && !wantsReports && files.size() > mostReports;
     }
 
@@ -109,18 +122,28 @@ class RunOutput {
 
     void finish() const {
         if (isSummary_) {
-            fmt::print("{}", summary(runs_, terminal_.columns, terminal_.output));
+            terminal_.print(summary(runs_, terminal_.columns, terminal_.output));
         }
         if (!options_.junit.empty()) writeWholeFile(options_.junit, junitReport(runs_));
+        if (!options_.traceFile.empty()) writeWholeFile(options_.traceFile, traces());
         if (!options_.html.empty()) writeWholeFile(options_.html, htmlReport(runs_));
     }
 
   private:
+    std::string traces() const {
+        std::string text;
+        for (const RunRecord& run : runs_) {
+            if (runs_.size() > 1) text += (text.empty() ? "" : "\n") + run.name + "\n";
+            text += run.trace;
+        }
+        return text;
+    }
+
     void printReports(const std::vector<Play>& plays) {
         const std::string text =
-            plays[0].assumed ? textOf(ofFile_, plays, terminal_.output) : ofFile_[0].text;
+            plays[0].assumed ? textOf(ofFile_, plays, terminal_) : ofFile_[0].text;
         if (text.empty()) return;
-        fmt::print("{}{}", isFirst_ ? "" : "\n", text);
+        terminal_.print((isFirst_ ? "" : "\n") + text);
         isFirst_ = false;
     }
 
@@ -156,7 +179,7 @@ int runMacFiles(const RunOptions& options) {
     RunOutput output(options, files, terminal);
     {
         const RunCount count(output.isSummary() && terminal.errorsLive, all.size());
-        const PlayOptions playing{options.log, options.trace, options.realtime, jobsOf(options)};
+        const PlayOptions playing = playOptions(options);
         playAll(
             all, playing, terminal,
             [&](const RunRecord& run) {

@@ -17,7 +17,9 @@ struct RunOptions {
     std::string junit;                ///< file to write; empty for none
     std::string html;                 ///< likewise
     bool log = false;
-    bool trace = false;
+    /// Which platform calls to show, as a pattern of their names; nothing for none.
+    std::optional<std::string> trace;
+    std::string traceFile;  ///< where to write them instead; empty for the report
     bool realtime = false;
     /// What to assume of unknown monitors; nothing to play both.
     std::optional<simulated_mac::Assumption> assume;

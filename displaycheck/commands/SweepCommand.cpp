@@ -74,30 +74,35 @@ int sweepMacFile(const std::string& path, const std::optional<std::size_t>& jobs
         printError("{}\n", *file.error);
         return badInput;
     }
+    const Terminal terminal;
     std::vector<Play> plays;
     std::string note;
     for (const Chip chip : {Chip::intel, Chip::apple}) {
         if (file.description.registry != nullptr && chip != file.description.chip) {
-            note = fmt::format("Its registry is that of a real Mac: it can't have {}.\n",
-                               chip == Chip::intel ? "an Intel chip" : "an Apple-silicon chip");
+            note = paragraph(
+                fmt::format("Its registry is that of a real Mac: it can't have {}.",
+                            chip == Chip::intel ? "an Intel chip" : "an Apple-silicon chip"),
+                terminal.columns);
             continue;
         }
         for (const Behaviour& behaviour : behaviours()) {
             plays.push_back(playOf(file, chip, behaviour));
         }
     }
-    const Terminal terminal;
+    PlayOptions playing;
+    playing.jobs = jobsFor(jobs);
     std::vector<RunRecord> runs;
     int status = done;
     playAll(
-        plays, {.jobs = jobsFor(jobs)}, terminal,
+        plays, playing, terminal,
         [&](const RunRecord& run) {
             status = std::max<int>(status, complain(run));
             runs.push_back(run);
         },
         [](std::size_t) {});
-    fmt::print("{}: {}\n{}\n{}", printable(file.path), printable(file.description.title), note,
-               summary(runs, terminal.columns, terminal.output));
+    terminal.print(paragraph(fmt::format("{}: {}", file.path, file.description.title),
+                             terminal.columns, 0, 2) +
+                   note + "\n" + summary(runs, terminal.columns, terminal.output));
     return status;
 }
 

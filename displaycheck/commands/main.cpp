@@ -179,14 +179,21 @@ class CommandLine {
         command->add_flag("--log", run_.log,
                           "Include the system log and the pane's standard\n"
                           "output (JSON always includes them)");
-        command->add_flag("--trace", run_.trace,
+        command->add_flag("--trace", trace_,
                           "Include every platform call: time, thread,\n"
-                          "call(arguments) = result");
+                          "call(arguments) = result; or with =PATTERN\n"
+                          "those that match, such as --trace=IOI2C*");
+        command->add_option("--trace-file", run_.traceFile, "Write the platform calls to this file")
+            ->type_name("FILE");
         command->add_flag("--realtime", run_.realtime,
                           "Run in real time, with progress on standard error");
         addAssume(command, "Play only this of Macs with unknown monitors\n(default: both)",
                   [this](Assumption assumption) { run_.assume = assumption; });
-        command->callback([this] { status_ = runMacFiles(run_); });
+        command->callback([this, command] {
+            // The value of a flag that has none is "true".
+            if (command->count("--trace") > 0) run_.trace = trace_ == "true" ? "*" : trace_;
+            status_ = runMacFiles(run_);
+        });
     }
 
     void addSweep() {
@@ -292,6 +299,7 @@ class CommandLine {
     CLI::App app_{description, "displaycheck"};
     int status_ = done;
     RunOptions run_;
+    std::string trace_;
     std::string swept_;
     std::optional<std::size_t> sweepJobs_;
     bool showsReportSchema_ = false;

@@ -86,6 +86,20 @@ std::string_view nameOf(Verdict verdict) {
     return "failed";
 }
 
+std::string_view sentenceOf(Verdict verdict) {
+    switch (verdict) {
+        case Verdict::warns:
+            return "Neither a supported monitor nor a camera was found: the pane warns.";
+        case Verdict::doesNotWarn:
+            return "A supported monitor or camera was found: the pane does not warn.";
+        case Verdict::noRun:
+            return "No detection run finished.";
+        case Verdict::failed:
+            break;
+    }
+    return "The run gave no report.";
+}
+
 Verdict verdictOf(const Report& report) {
     if (report.runs == 0) return Verdict::noRun;
     return report.pane.warningShown() ? Verdict::warns : Verdict::doesNotWarn;

@@ -53,6 +53,8 @@ enum class Verdict {
 
 /// "warns", "does not warn", "no run" or "failed".
 std::string_view nameOf(Verdict verdict);
+/// What it means, in a sentence.
+std::string_view sentenceOf(Verdict verdict);
 
 /// The facts of a finished run.
 struct Report {

@@ -103,7 +103,8 @@ std::string lackOfConfirmation(const Explanation& why) {
     return "DDC/CI did not confirm it";
 }
 
-std::string heading(const DisplayFacts& display, const Palette& palette) {
+std::string heading(const DisplayFacts& display, std::size_t columns, const Palette& palette) {
+    const auto bold = [&palette](std::string_view text) { return palette.bold(text); };
     const displayInfo& record = *display.record;
     const bool supported = record.displayState == displayInfo::supportedAndAnswering ||
                            record.displayState == displayInfo::supportedByList;
@@ -111,14 +112,20 @@ std::string heading(const DisplayFacts& display, const Palette& palette) {
     const std::string mark = supported ? palette.green("✓")
                              : refused ? palette.yellow("✗")
                                        : palette.dim("–");
-    const std::string words = verdictText(display);
-    return fmt::format("  {} {}  {}\n    {}\n", mark,
-                       palette.bold(printable(record.name.value_or("(no name)"))),
-                       palette.dim(fmt::format("display ID {}, displayState {}",
-                                               record.screenNumber, record.displayState.load())),
-                       supported ? palette.green(words)
-                       : refused ? palette.yellow(words)
-                                 : words);
+    const std::string name = printable(record.name.value_or("(no name)"));
+    const std::string numbers = fmt::format("display ID {}, displayState {}", record.screenNumber,
+                                            record.displayState.load());
+    const bool fits = indent + displayWidth(name) + 2 + numbers.size() <= columns;
+    std::string text = fmt::format("  {} ", mark);
+    // The first line begins with the mark in place of blanks.
+    text += paragraph(name, columns, indent, 0, bold).substr(indent);
+    if (fits) text.pop_back();
+    text += (fits ? "  " : std::string(indent, ' ')) + palette.dim(numbers) + "\n";
+    return text + paragraph(verdictText(display), columns, indent, 0, [&](std::string_view words) {
+               return supported ? palette.green(words)
+                      : refused ? palette.yellow(words)
+                                : std::string(words);
+           });
 }
 
 std::string pairing(const DisplayFacts& display) {
@@ -369,7 +376,7 @@ std::string labelled(std::string_view label, std::string_view text, std::size_t 
 
 std::string displayText(const DisplayFacts& display, std::size_t columns, const Palette& palette) {
     const Explanation& why = display.why;
-    std::string text = heading(display, palette);
+    std::string text = heading(display, columns, palette);
     for (const Reason& reason : reasonsOf(display)) {
         text += labelled(reason.question, reason.answer, columns);
         if (reason.question == serviceQuestion) text += services(*why.services, columns);

@@ -28,24 +28,9 @@ std::string timeText(const JSON& seconds) {
     return fmt::format("{:.3f} s", seconds.get<double>());
 }
 
-/// The words of the verdict, as the report for people says them.
-std::string sentenceOf(Verdict verdict) {
-    switch (verdict) {
-        case Verdict::warns:
-            return "Neither a supported monitor nor a camera was found: the pane warns.";
-        case Verdict::doesNotWarn:
-            return "A supported monitor or camera was found: the pane does not warn.";
-        case Verdict::noRun:
-            return "No detection run finished.";
-        case Verdict::failed:
-            break;
-    }
-    return "The run gave no report.";
-}
-
 void addVerdict(pugi::xml_node section, const RunRecord& run) {
     const std::string style = std::string("verdict ") + styleOf(run.verdict);
-    addElementWithText(section, "p", sentenceOf(run.verdict), style.c_str());
+    addElementWithText(section, "p", std::string(sentenceOf(run.verdict)), style.c_str());
     if (const JSON& problem = run.report["problem"]; !problem.is_null()) {
         for (const std::string text : problem["texts"]) {
             addElementWithText(section, "p", text, "bad");

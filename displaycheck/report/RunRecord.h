@@ -12,6 +12,7 @@ struct RunRecord {
     std::string name;  ///< the file and what was assumed, for people
     Verdict verdict = Verdict::failed;
     nlohmann::ordered_json report;  ///< as docs/report.md describes it
+    std::string trace;              ///< the platform calls that were asked for, a line for each
     std::string text;               ///< the report for people; empty for a run that failed
 };
 

@@ -61,6 +61,55 @@ std::string counted(std::size_t count, std::string_view what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
+bool isAlarming(const SummaryRow& row) {
+    return row.expected == "NO" || row.verdict == nameOf(Verdict::failed);
+}
+
+/// A row as a paragraph, for where the columns don't fit.
+std::string paragraphOf(const SummaryRow& row, std::size_t columns, const Palette& palette) {
+    std::string text = row.verdict;
+    if (!row.states.empty()) text += ", states " + row.states;
+    if (!row.time.empty()) text += ", Continue: " + row.time;
+    if (row.expected != "-") text += ", as expected: " + row.expected;
+    return paragraph(row.name, columns, 0, 2) +
+           paragraph(text, columns, 4, 0, [&](std::string_view line) {
+               return isAlarming(row) ? palette.alarm(line) : std::string(line);
+           });
+}
+
+std::string tableOf(const std::vector<SummaryRow>& rows, std::size_t columns,
+                    const Palette& palette) {
+    constexpr std::size_t gap = 2;
+    constexpr std::size_t shortestName = 12;
+    constexpr std::array<std::string SummaryRow::*, 4> others = {
+        &SummaryRow::verdict, &SummaryRow::states, &SummaryRow::time, &SummaryRow::expected};
+    const auto widthOf = [&rows](std::string SummaryRow::*column) {
+        std::size_t width = displayWidth(headings.*column);
+        for (const SummaryRow& row : rows) width = std::max(width, displayWidth(row.*column));
+        return width;
+    };
+    std::size_t taken = 0;
+    for (const auto column : others) taken += gap + widthOf(column);
+    std::string text;
+    if (columns < taken + shortestName) {
+        for (const SummaryRow& row : rows) text += paragraphOf(row, columns, palette);
+        return text;
+    }
+    const std::size_t nameColumns = std::min(widthOf(&SummaryRow::name), columns - taken);
+    const auto lineOf = [&](const SummaryRow& row) {
+        std::string line = padded(shortened(row.name, nameColumns), nameColumns);
+        for (const auto column : others) {
+            line += std::string(gap, ' ') + padded(row.*column, widthOf(column));
+        }
+        return line.substr(0, line.find_last_not_of(' ') + 1);
+    };
+    text = palette.bold(lineOf(headings)) + "\n";
+    for (const SummaryRow& row : rows) {
+        text += (isAlarming(row) ? palette.alarm(lineOf(row)) : lineOf(row)) + "\n";
+    }
+    return text;
+}
+
 }  // namespace
 
 SummaryRow summaryRow(const RunRecord& run) {
@@ -116,40 +165,14 @@ std::vector<std::string> differenceTexts(const RunRecord& run) {
 std::string summary(const std::vector<RunRecord>& runs, std::size_t columns,
                     const Palette& palette) {
     const std::string folder = commonFolder(runs);
-    std::vector<SummaryRow> rows = {headings};
+    std::vector<SummaryRow> rows;
     for (const RunRecord& run : runs) {
         rows.push_back(summaryRow(run));
         rows.back().name.erase(0, folder.size());
     }
-    const auto widthOf = [&rows](std::string SummaryRow::*column) {
-        std::size_t width = 0;
-        for (const SummaryRow& row : rows) width = std::max(width, displayWidth(row.*column));
-        return width;
-    };
-    constexpr std::size_t gap = 2;
-    const std::array<std::string SummaryRow::*, 4> others = {
-        &SummaryRow::verdict, &SummaryRow::states, &SummaryRow::time, &SummaryRow::expected};
-    std::size_t taken = 0;
-    for (const auto column : others) taken += gap + widthOf(column);
-    constexpr std::size_t shortestName = 12;
-    const std::size_t left = columns > taken ? columns - taken : 0;
-    const std::size_t nameColumns =
-        std::clamp(widthOf(&SummaryRow::name), std::size_t{1}, std::max(left, shortestName));
-
-    std::string text;
-    if (!folder.empty()) text += fmt::format("In {}\n\n", folder);
-    for (std::size_t at = 0; at < rows.size(); ++at) {
-        std::string line = padded(shortened(rows[at].name, nameColumns), nameColumns);
-        for (const auto column : others) {
-            line += std::string(gap, ' ') + padded(rows[at].*column, widthOf(column));
-        }
-        line.erase(line.find_last_not_of(' ') + 1);
-        const bool isAlarming =
-            rows[at].expected == "NO" || rows[at].verdict == nameOf(Verdict::failed);
-        text += (at == 0 ? palette.bold(line) : isAlarming ? palette.alarm(line) : line) + "\n";
-    }
-    text += "\n";
-    for (const std::string& line : totals(runs)) text += line + "\n";
+    std::string text = folder.empty() ? "" : paragraph("In " + folder, columns) + "\n";
+    text += tableOf(rows, columns, palette) + "\n";
+    for (const std::string& line : totals(runs)) text += paragraph(line, columns);
     return text;
 }
 

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <string_view>
 
@@ -39,12 +41,31 @@ std::size_t columnsOf(int descriptor) {
     return size.ws_col;
 }
 
+/// Whether the locale's encoding is UTF-8; where none is set, it is taken for that.
+bool hasUTF8() {
+    for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        std::string locale(environment(variable));
+        if (locale.empty()) continue;
+        std::transform(locale.begin(), locale.end(), locale.begin(),
+                       [](unsigned char letter) { return std::tolower(letter); });
+        return locale.find("utf-8") != std::string::npos ||
+               locale.find("utf8") != std::string::npos;
+    }
+    return true;
+}
+
 }  // namespace
 
 Terminal::Terminal()
     : output(wantsColour(STDOUT_FILENO)),
       errors(wantsColour(STDERR_FILENO)),
       errorsLive(takesControls(STDERR_FILENO)),
-      columns(std::clamp(columnsOf(STDOUT_FILENO), narrowest, widest)) {}
+      columns(std::clamp(columnsOf(STDOUT_FILENO), narrowest, widest)),
+      takesFrames_(hasUTF8()) {}
+
+void Terminal::print(const std::string& text) const {
+    const std::string& shown = takesFrames_ ? text : withASCIIFrames(text);
+    std::fwrite(shown.data(), 1, shown.size(), stdout);
+}
 
 }  // namespace displaycheck

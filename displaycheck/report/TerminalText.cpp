@@ -6,6 +6,7 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <set>
 
@@ -285,6 +286,34 @@ std::vector<TerminalLine> wrapText(std::string_view text, std::size_t columns,
     filler.addWord(std::move(word));
     filler.endLine();
     return filler.takeLines();
+}
+
+std::string paragraph(std::string_view text, std::size_t columns, std::size_t indent,
+                      std::size_t further, const Paint& paint) {
+    std::string all;
+    std::size_t blanks = indent;
+    // All lines have the room of those that are indented most.
+    const std::size_t room = columns - indent - further;
+    for (const TerminalLine& line : wrapText(printable(text), room, {}, Palette(false))) {
+        all += std::string(blanks, ' ') + (paint ? paint(line.text) : line.text) + "\n";
+        blanks = indent + further;
+    }
+    return all;
+}
+
+std::string withASCIIFrames(std::string text) {
+    constexpr std::array<std::pair<std::string_view, char>, 22> drawn = {{
+        {"─", '-'}, {"│", '|'}, {"┌", '+'}, {"┐", '+'},  {"└", '+'}, {"┘", '+'},
+        {"├", '+'}, {"┤", '+'}, {"═", '='}, {"║", '#'},  {"╔", '#'}, {"╗", '#'},
+        {"╚", '#'}, {"╝", '#'}, {"╌", '.'}, {"╎", ':'},  {"✓", '+'}, {"✗", 'x'},
+        {"–", '-'}, {"…", '~'}, {"×", 'x'}, {"’", '\''},
+    }};
+    for (const auto& [from, to] : drawn) {
+        for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at)) {
+            text.replace(at, from.size(), 1, to);
+        }
+    }
+    return text;
 }
 
 }  // namespace displaycheck

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -60,5 +61,16 @@ std::string utf16Part(std::string_view text, TextRange range);
 /// without colours.
 std::vector<TerminalLine> wrapText(std::string_view text, std::size_t columns,
                                    const std::optional<TextRange>& link, const Palette& palette);
+
+/// How a line's text is painted, such as Palette::bold.
+using Paint = std::function<std::string(std::string_view)>;
+
+/// `printable` text on lines of at most `columns` that begin with `indent` blanks, those after the
+/// first with `further` more.
+std::string paragraph(std::string_view text, std::size_t columns, std::size_t indent = 0,
+                      std::size_t further = 0, const Paint& paint = {});
+
+/// The text with the frames and marks of this program drawn in ASCII.
+std::string withASCIIFrames(std::string text);
 
 }  // namespace displaycheck

@@ -12,74 +12,90 @@ namespace displaycheck {
 
 namespace {
 
-std::string section(std::string_view title, const Palette& palette) {
-    return "\n" + palette.bold(title) + "\n";
+std::string section(std::string_view name, const Palette& palette) {
+    return "\n" + palette.bold(name) + "\n";
 }
 
-std::string conclusion(const Report& report, const Palette& palette) {
-    if (report.runs == 0) return palette.alarm("No detection run finished.");
-    if (report.pane.warningShown()) {
-        return palette.yellow(
-            "Neither a supported monitor nor a camera was found: "
-            "the pane warns.");
+/// The file and the Mac's title, on one line if they fit.
+std::string title(const Report& report, std::size_t columns, const Palette& palette) {
+    const std::string file = printable(report.file);
+    const std::string mac = printable(report.mac);
+    if (mac.empty()) return palette.bold(file) + "\n";
+    if (displayWidth(file) + 2 + displayWidth(mac) <= columns) {
+        return palette.bold(file) + ": " + mac + "\n";
     }
-    return palette.green("A supported monitor or camera was found: the pane does not warn.");
+    const auto bold = [&palette](std::string_view line) { return palette.bold(line); };
+    return paragraph(file + ":", columns, 0, 0, bold) + paragraph(mac, columns, 2);
 }
 
-std::string problemLines(const Report& report, const Palette& palette) {
+std::string conclusion(const Report& report, std::size_t columns, const Palette& palette) {
+    const Verdict verdict = verdictOf(report);
+    return paragraph(sentenceOf(verdict), columns, 0, 0, [&](std::string_view line) {
+        return verdict == Verdict::warns         ? palette.yellow(line)
+               : verdict == Verdict::doesNotWarn ? palette.green(line)
+                                                 : palette.alarm(line);
+    });
+}
+
+std::string problemLines(const Report& report, std::size_t columns, const Palette& palette) {
+    const auto alarm = [&palette](std::string_view line) { return palette.alarm(line); };
     std::string text;
     for (const std::string& problem : problemsOf(report)) {
-        text += palette.alarm("!!! " + printable(problem)) + "\n";
+        text += paragraph("!!! " + problem, columns, 0, 4, alarm);
     }
     return text;
 }
 
-std::string differenceLines(const Report& report, const Palette& palette) {
+std::string differenceLines(const Report& report, std::size_t columns, const Palette& palette) {
     if (!report.differences) return "";
     if (report.differences->empty()) return palette.green("As its file expects.") + "\n";
+    const auto alarm = [&palette](std::string_view line) { return palette.alarm(line); };
     std::string text;
     for (const Difference& one : *report.differences) {
-        const std::string line = fmt::format("Not as its file expects: {}: found {}, expected {}",
-                                             one.what, one.found, one.expected);
-        text += palette.alarm(line) + "\n";
+        text += paragraph(fmt::format("Not as its file expects: {}: found {}, expected {}",
+                                      one.what, one.found, one.expected),
+                          columns, 0, 4, alarm);
     }
     return text;
 }
 
 /// Facts that the drawing of the pane can't show.
-std::string paneNotes(const PaneFacts& pane, const Palette& palette) {
+std::string paneNotes(const PaneFacts& pane, std::size_t columns, const Palette& palette) {
     std::string text = pane.nextEnabled ? "Continue is enabled." : "Continue is greyed.";
     text += pane.warningShown() ? " A warning is shown" : " No warning is shown";
     text += pane.clickRecognizers > 0
                 ? fmt::format("; its label takes clicks ({} recognizer{}).", pane.clickRecognizers,
                               pane.clickRecognizers == 1 ? "" : "s")
                 : ".";
+    const auto dim = [&palette](std::string_view line) { return palette.dim(line); };
+    std::string lines = paragraph(text, columns, 0, 0, dim);
     for (const std::string& address : pane.openedAddresses) {
-        text += "\nOpened in the browser: " + printable(address);
+        lines += paragraph("Opened in the browser: " + address, columns, 0, 2, dim);
     }
-    return palette.dim(text) + "\n";
+    return lines;
 }
 
-std::string cameraText(const CameraDictionary& cameras) {
+std::string cameraText(const CameraDictionary& cameras, std::size_t columns) {
     if (cameras.empty()) return "  none\n";
     std::string text;
     for (const auto& [location, camera] : cameras) {
-        text += fmt::format("  {}  {}, serial number {}\n", printable(location),
-                            camera.name.empty() ? "(no name)" : printable(camera.name),
-                            camera.kUSBSerialNumberString.empty()
-                                ? "none"
-                                : printable(camera.kUSBSerialNumberString));
+        text += paragraph(
+            fmt::format(
+                "{}  {}, serial number {}", location,
+                camera.name.empty() ? "(no name)" : camera.name,
+                camera.kUSBSerialNumberString.empty() ? "none" : camera.kUSBSerialNumberString),
+            columns, 2, 2);
     }
     return text;
 }
 
-std::string runText(const Report& report) {
+std::string runText(const Report& report, std::size_t columns) {
     std::string text =
-        fmt::format("  {} detection run{} finished", report.runs, report.runs == 1 ? "" : "s");
+        fmt::format("{} detection run{} finished", report.runs, report.runs == 1 ? "" : "s");
     if (report.elapsed) {
         text += fmt::format("; Continue was enabled after {}", secondsText(*report.elapsed));
     }
-    return text + "\n";
+    return paragraph(text, columns, 2);
 }
 
 std::string standardOutputText(const std::string& output) {
@@ -92,6 +108,8 @@ std::string standardOutputText(const std::string& output) {
     }
     return text;
 }
+
+}  // namespace
 
 std::string traceText(const std::vector<simulated_mac::TracedCall>& trace, const Palette& palette) {
     std::size_t threadColumns = 0;
@@ -112,8 +130,6 @@ std::string traceText(const std::vector<simulated_mac::TracedCall>& trace, const
     return text;
 }
 
-}  // namespace
-
 std::string timelineText(const simulated_mac::TimelineEntry& entry, std::size_t columns,
                          const Palette& palette) {
     const std::string time = fmt::format("{:>12}", secondsText(entry.time));
@@ -129,23 +145,23 @@ std::string timelineText(const simulated_mac::TimelineEntry& entry, std::size_t 
 
 std::string textReport(const Report& report, const TextReportOptions& options,
                        const Palette& palette) {
-    std::string text = palette.bold(printable(report.file));
-    if (!report.mac.empty()) text += ": " + printable(report.mac);
-    text += "\n" + conclusion(report, palette) + "\n" + problemLines(report, palette) +
-            differenceLines(report, palette) + "\n";
-    text += drawPane(report.pane, options.columns, palette);
-    text += paneNotes(report.pane, palette);
+    const std::size_t columns = options.columns;
+    std::string text = title(report, columns, palette);
+    text += conclusion(report, columns, palette) + problemLines(report, columns, palette) +
+            differenceLines(report, columns, palette) + "\n";
+    text += drawPane(report.pane, columns, palette);
+    text += paneNotes(report.pane, columns, palette);
 
     text += section("Displays", palette);
     if (report.displays.empty()) text += "  none\n";
     for (const DisplayFacts& display : report.displays) {
-        text += displayText(display, options.columns, palette);
+        text += displayText(display, columns, palette);
     }
-    text += section("Cameras", palette) + cameraText(report.cameras);
-    text += section("Detection", palette) + runText(report);
+    text += section("Cameras", palette) + cameraText(report.cameras, columns);
+    text += section("Detection", palette) + runText(report, columns);
     text += section("Timeline", palette);
     for (const auto& entry : report.timeline) {
-        text += timelineText(entry, options.columns, palette);
+        text += timelineText(entry, columns, palette);
     }
 
     if (options.log) {

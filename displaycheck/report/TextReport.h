@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "displaycheck/facts/Report.h"
 #include "displaycheck/report/TerminalText.h"
@@ -17,6 +18,9 @@ struct TextReportOptions {
 /// The report for people.
 std::string textReport(const Report& report, const TextReportOptions& options,
                        const Palette& palette);
+
+/// Platform calls, a line for each, whatever its length.
+std::string traceText(const std::vector<simulated_mac::TracedCall>& trace, const Palette& palette);
 
 /// One entry of a timeline, wrapped below itself, with a line break at its end.
 std::string timelineText(const simulated_mac::TimelineEntry& entry, std::size_t columns,

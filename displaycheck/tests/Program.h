@@ -74,6 +74,16 @@ inline std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
+/// The text with paragraphs on one line whose further lines are indented by so many blanks.
+inline std::string unwrapped(std::string text, std::size_t indent) {
+    const std::string lineBreak = "\n" + std::string(indent, ' ');
+    for (std::size_t at = text.find(lineBreak); at != std::string::npos;
+         at = text.find(lineBreak, at + 1)) {
+        if (text[at + lineBreak.size()] != ' ') text.replace(at, lineBreak.size(), " ");
+    }
+    return text;
+}
+
 /// One JSON object a line.
 inline std::vector<nlohmann::ordered_json> jsonLinesOf(const std::string& text) {
     std::vector<nlohmann::ordered_json> objects;

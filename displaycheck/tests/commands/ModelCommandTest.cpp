@@ -12,7 +12,7 @@ nlohmann::ordered_json objectOf(const std::string& name) {
 
 std::string blockOf(const std::string& name) {
     const Folder folder;
-    return run(folder, {"model", name}).output;
+    return unwrapped(run(folder, {"model", name}).output, 26);
 }
 
 TEST(ModelCommand, WritesAnObjectForEachName) {

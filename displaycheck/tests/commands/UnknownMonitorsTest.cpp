@@ -40,7 +40,7 @@ TEST_F(UnknownMonitors, ShowBothVerdictsAndBothReports) {
     const auto finished = run(folder, {"run", file});
     EXPECT_EQ(finished.status, 0);
     EXPECT_EQ(finished.errors, "");
-    const auto lines = linesOf(finished.output);
+    const auto lines = linesOf(unwrapped(finished.output, 2));
     ASSERT_GT(lines.size(), 4U);
     EXPECT_EQ(lines[0], file +
                             ": If it answers over DDC/CI, the pane does not warn; if it stays "
@@ -50,7 +50,8 @@ TEST_F(UnknownMonitors, ShowBothVerdictsAndBothReports) {
     ASSERT_NE(second, std::string::npos);
     const std::string answering = finished.output.substr(0, second);
     const std::string silent = finished.output.substr(second);
-    EXPECT_THAT(answering, HasSubstr("supported: its answer over DDC/CI, which is assumed, confirms it"));
+    EXPECT_THAT(answering,
+                HasSubstr("supported: its answer over DDC/CI, which is assumed, confirms it"));
     EXPECT_THAT(answering, HasSubstr("assumed: value 0x4000 after 1 try (status 0)"));
     EXPECT_THAT(silent, HasSubstr("assumed: no answer that counts after 5 tries"));
     EXPECT_THAT(silent, HasSubstr("the pane warns."));
@@ -59,7 +60,7 @@ TEST_F(UnknownMonitors, ShowBothVerdictsAndBothReports) {
 TEST_F(UnknownMonitors, ShowOneVerdictThatHoldsEitherWay) {
     const std::string file = write(listed);
     const auto finished = run(folder, {"run", file});
-    EXPECT_EQ(linesOf(finished.output).at(0),
+    EXPECT_EQ(linesOf(unwrapped(finished.output, 2)).at(0),
               file + ": Whether it answers over DDC/CI or not, the pane does not warn.");
     EXPECT_EQ(countOf(file + ": Desk\n", finished.output), 2U);
     EXPECT_THAT(finished.output, HasSubstr("\nIf it answers over DDC/CI:\n"));
@@ -69,7 +70,7 @@ TEST_F(UnknownMonitors, ShowOneVerdictThatHoldsEitherWay) {
 TEST_F(UnknownMonitors, ShowAReportThatHoldsEitherWayOnce) {
     const std::string file = write(unlisted);
     const auto finished = run(folder, {"run", "--trace", file});
-    const auto lines = linesOf(finished.output);
+    const auto lines = linesOf(unwrapped(finished.output, 2));
     EXPECT_EQ(lines.at(0), file + ": Whether it answers over DDC/CI or not, the pane warns.");
     EXPECT_EQ(lines.at(2), "Whether it answers over DDC/CI or not:");
     EXPECT_EQ(countOf(file + ": Desk\n", finished.output), 1U);
@@ -80,7 +81,7 @@ TEST_F(UnknownMonitors, AreAllAssumedTheSame) {
     const std::string file =
         write(recent + monitor("VORN K2725QX", "unknown", 3) + monitor("VORN J2725QV", "{}", 4));
     const auto finished = run(folder, {"run", file});
-    EXPECT_EQ(linesOf(finished.output).at(0),
+    EXPECT_EQ(linesOf(unwrapped(finished.output, 2)).at(0),
               file +
                   ": If they answer over DDC/CI, the pane does not warn; if they stay silent, the "
                   "pane warns.");
@@ -105,7 +106,8 @@ TEST_F(UnknownMonitors, GiveTwoObjects) {
 TEST_F(UnknownMonitors, HaveOneAssumptionPlayedWhereAsked) {
     const std::string file = write(recent);
     const auto silent = run(folder, {"run", "--assume", "silent", file});
-    EXPECT_EQ(linesOf(silent.output).at(0), file + ": If it stays silent, the pane warns.");
+    EXPECT_EQ(linesOf(unwrapped(silent.output, 2)).at(0),
+              file + ": If it stays silent, the pane warns.");
     EXPECT_EQ(countOf(file + ": Desk\n", silent.output), 1U);
     const auto answering = run(folder, {"run", "--json", "--assume", "answers", file});
     const auto reports = jsonLinesOf(answering.output);
