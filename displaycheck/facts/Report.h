@@ -55,6 +55,17 @@ struct Report {
     std::map<std::string, std::int64_t> references;  ///< that the plug-in holds, by kind
     std::vector<simulated_mac::TracedCall> trace;
     std::vector<std::string> misuses;
+    /// The last call that the Mac file made to fail, if its thread did nothing of note after it.
+    std::optional<simulated_mac::TracedCall> failedCall;
+    /// The threads that waited at the end of a run that got stuck.
+    std::vector<simulated_mac::Scheduler::Waiting> waiting;
+};
+
+/// Why a run did not end as runs do.
+struct Problem {
+    std::string text;
+    /// The call after which nothing went on; nothing if none was made to fail.
+    std::optional<simulated_mac::TracedCall> call;
 };
 
 /// The platform calls from which a report is derived: the Mac's trace must keep them.
@@ -64,7 +75,11 @@ std::set<std::string, std::less<>> callsOfReports();
 Report makeReport(std::string file, const simulated_mac::Mac& mac, vorn::MyInstallerPane& pane,
                   simulated_mac::Scheduler::Outcome outcome, std::string standardOutput);
 
-/// The problems of the run itself, whatever its verdict; empty if there were none.
+/// Nothing if the run came to its end with Continue enabled.
+std::optional<Problem> problemOf(const Report& report);
+
+/// The problems of the run itself, whatever its verdict, misuses of the platform among them; empty
+/// if there were none.
 std::vector<std::string> problemsOf(const Report& report);
 
 /// Virtual time in seconds with three decimals, such as "12.500 s".
