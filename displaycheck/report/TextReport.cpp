@@ -16,14 +16,27 @@ std::string section(std::string_view title, const Palette& palette) {
     return "\n" + palette.bold(title) + "\n";
 }
 
+bool isSupported(const DisplayFacts& display) {
+    const std::int32_t state = display.record->displayState;
+    return !display.why.builtIn &&
+           (state == displayInfo::supportedAndAnswering || state == displayInfo::supportedByList);
+}
+
+/// What was found, whatever the pane shows: its labels may be gone or its texts missing.
 std::string conclusion(const Report& report, const Palette& palette) {
     if (report.runs == 0) return palette.alarm("No detection run finished.");
-    if (report.pane.warningShown()) {
-        return palette.yellow(
-            "Neither a supported monitor nor a camera was found: "
-            "the pane warns.");
+    const bool monitor = std::any_of(report.displays.begin(), report.displays.end(), isSupported);
+    const bool camera = !report.cameras.empty();
+    const std::string found = monitor && camera ? "A supported monitor and a camera were found"
+                              : monitor         ? "A supported monitor was found"
+                              : camera          ? "A supported camera was found"
+                                       : "Neither a supported monitor nor a camera was found";
+    const bool warns = report.pane.warningShown();
+    if (warns == (monitor || camera)) {
+        return palette.alarm(found + ", but the pane " + (warns ? "warns." : "shows no warning."));
     }
-    return palette.green("A supported monitor or camera was found: the pane does not warn.");
+    const std::string text = found + ": the pane " + (warns ? "warns." : "does not warn.");
+    return warns ? palette.yellow(text) : palette.green(text);
 }
 
 std::string problemLines(const Report& report, const Palette& palette) {
@@ -65,7 +78,8 @@ std::string runText(const Report& report) {
     std::string text =
         fmt::format("  {} detection run{} finished", report.runs, report.runs == 1 ? "" : "s");
     if (report.elapsed) {
-        text += fmt::format("; Continue was enabled after {}", secondsText(*report.elapsed));
+        text += fmt::format("; Continue was {}enabled after {}", report.runs == 1 ? "" : "first ",
+                            secondsText(*report.elapsed));
     }
     return text + "\n";
 }
