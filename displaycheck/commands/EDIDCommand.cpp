@@ -55,16 +55,29 @@ void complain(std::string_view place, std::string_view what) {
     printError("{}: {}\n", printable(place), printable(what));
 }
 
-/// All bytes of a file or of standard input. If it can't be read, prints a message and returns
-/// nothing.
-std::optional<std::string> readAll(const std::string& name, const std::string& path) {
+void printJSON(const JSON& object) {
+    fmt::print("{}\n", object.dump(-1, ' ', false, JSON::error_handler_t::replace));
+}
+
+/// Says why a file as a whole gives no EDID.
+void refuseFile(const std::string& name, const std::string& fault, bool json) {
+    if (json) {
+        printJSON({{"error", fault}, {"file", name}, {"line", nullptr}, {"offset", nullptr}});
+    } else {
+        complain(name, fault);
+    }
+}
+
+/// All bytes of a file or of standard input. If it can't be read, says so and returns nothing.
+std::optional<std::string> readAll(const std::string& name, const std::string& path, bool json) {
     try {
         return path == "-" ? simulated_mac::readStandardInput(maxBytes)
                            : simulated_mac::readFile(path, maxBytes);
     } catch (const simulated_mac::TooLongFile&) {
-        complain(name, fmt::format("is too large; expected at most {} MiB", maxBytes >> 20));
+        refuseFile(name, fmt::format("is too large; expected at most {} MiB", maxBytes >> 20),
+                   json);
     } catch (const simulated_mac::UnreadableFile& error) {
-        complain(name, error.what());
+        refuseFile(name, error.what(), json);
     }
     return std::nullopt;
 }
@@ -123,10 +136,6 @@ JSON paneFields(const EDIDInfo& info) {
             {"serviceTag", orNull(info.serviceTag)},
             {"modelInfo", orNull(info.modelInfo)},
             {"plugNplayID", orNull(info.plugNplayID)}};
-}
-
-void printJSON(const JSON& object) {
-    fmt::print("{}\n", object.dump(-1, ' ', false, JSON::error_handler_t::replace));
 }
 
 std::string paneText(const std::string& place, const EDIDInfo& info) {
@@ -194,10 +203,12 @@ int showEDIDsIn(const std::string& name, const std::string& contents, bool json)
     }
     for (; refused != search.refused.end(); ++refused) refuse(name, *refused, json);
     if (search.found.empty() && search.refused.empty()) {
-        complain(name, fmt::format(
-                           "has no EDID; expected {} bytes or more that begin with {}, binary, as "
-                           "hex digits, or as base64",
-                           edidBlockSize, simulated_mac::hexText(edidHeader)));
+        refuseFile(
+            name,
+            fmt::format("has no EDID; expected {} bytes or more that begin with {}, binary, as hex "
+                        "digits, or as base64",
+                        edidBlockSize, simulated_mac::hexText(edidHeader)),
+            json);
         return badInput;
     }
     return search.refused.empty() ? done : badInput;
@@ -249,10 +260,11 @@ bool isBlank(std::string_view contents) {
 
 int showFile(const std::string& path, const EDIDOptions& options) {
     const std::string name = path == "-" ? "standard input" : path;
-    const auto contents = readAll(name, path);
+    const auto contents = readAll(name, path, options.json);
     if (!contents) return badInput;
     if (isBlank(*contents)) {
-        complain(name, "is empty; expected an EDID, binary or as a line of hex digits");
+        refuseFile(name, "is empty; expected an EDID, binary or as a line of hex digits",
+                   options.json);
         return badInput;
     }
     return options.verbatim ? showLinesIn(name, *contents, options.json)

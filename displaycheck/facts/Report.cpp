@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "simulated_mac/machine/CallText.h"
+
 namespace displaycheck {
 
 namespace {
@@ -28,6 +30,43 @@ PaneFacts paneFacts(const Mac& mac, const vorn::MyInstallerPane& pane) {
     facts.clickRecognizers = mac.window.warnings.clickRecognizers;
     facts.openedAddresses = mac.window.openedAddresses;
     return facts;
+}
+
+/// The last call that was made to fail, unless its thread made one of the noteworthy calls later:
+/// then it went on.
+std::optional<TracedCall> failureAtTheEnd(const simulated_mac::Trace& trace) {
+    const auto failure = trace.lastFailure();
+    if (!failure) return std::nullopt;
+    const auto calls = trace.calls();
+    const auto noteworthy = callsOfReports();
+    const auto later = calls.begin() + static_cast<std::ptrdiff_t>(failure->callsBefore);
+    const bool goesOn = std::any_of(later, calls.end(), [&](const TracedCall& call) {
+        return !call.failed && call.thread == failure->call.thread &&
+               noteworthy.contains(call.call);
+    });
+    return goesOn ? std::nullopt : std::optional(failure->call);
+}
+
+/// `thread "SerialQueue" waits in dispatch_sync_f since 5.000 s for what can't happen any more`
+std::string waitsText(const std::vector<Scheduler::Waiting>& waiting) {
+    std::vector<std::string> waits;
+    for (const auto& thread : waiting) {
+        waits.push_back(fmt::format("thread \"{}\" waits in {} since {}", thread.thread,
+                                    thread.call, secondsText(thread.since)));
+    }
+    const std::string who =
+        waits.empty() ? "threads wait" : fmt::format("{}", fmt::join(waits, ", "));
+    return who + " for what can't happen any more";
+}
+
+std::string causeText(const Report& report) {
+    if (!report.failedCall) return "";
+    const TracedCall& call = *report.failedCall;
+    const std::string result = resultText(call);
+    return fmt::format(
+        "; nothing went on after {}, which was made to fail at {} on thread \"{}\"{}", call.call,
+        secondsText(call.time), call.thread,
+        result.empty() ? "" : fmt::format(" (result {})", result));
 }
 
 }  // namespace
@@ -58,6 +97,8 @@ Report makeReport(std::string file, const Mac& mac, vorn::MyInstallerPane& pane,
         if (call.call != continueCall || call.argument("enabled") != true) continue;
         if (report.runs++ == 0) report.elapsed = call.time;
     }
+    report.failedCall = failureAtTheEnd(mac.trace);
+    if (outcome == Scheduler::Outcome::stuck) report.waiting = mac.scheduler.waiting();
     report.pane = paneFacts(mac, pane);
     report.cameras = infoDic.get();
     // What follows makes platform calls of its own.
@@ -86,42 +127,31 @@ std::string_view nameOf(Verdict verdict) {
     return "failed";
 }
 
-std::string_view sentenceOf(Verdict verdict) {
-    switch (verdict) {
-        case Verdict::warns:
-            return "Neither a supported monitor nor a camera was found: the pane warns.";
-        case Verdict::doesNotWarn:
-            return "A supported monitor or camera was found: the pane does not warn.";
-        case Verdict::noRun:
-            return "No detection run finished.";
-        case Verdict::failed:
-            break;
-    }
-    return "The run gave no report.";
-}
-
 Verdict verdictOf(const Report& report) {
     if (report.runs == 0) return Verdict::noRun;
     return report.pane.warningShown() ? Verdict::warns : Verdict::doesNotWarn;
 }
 
-std::vector<std::string> problemsOf(const Report& report) {
-    std::vector<std::string> problems;
+std::optional<Problem> problemOf(const Report& report) {
     switch (report.outcome) {
         case Scheduler::Outcome::stuck:
-            problems.emplace_back("the run got stuck: threads wait for what can't happen any more");
-            break;
+            return Problem{"the run got stuck: " + waitsText(report.waiting) + causeText(report),
+                           report.failedCall};
         case Scheduler::Outcome::outOfTime:
-            problems.push_back(
-                fmt::format("the run was still going on after {}", secondsText(report.end)));
-            break;
+            return Problem{
+                fmt::format("the run was still going on after {}", secondsText(report.end)), {}};
         case Scheduler::Outcome::waiting:  // not of a run that went on until all was quiet
         case Scheduler::Outcome::quiet:
-            if (!report.pane.nextEnabled) {
-                problems.emplace_back("all is quiet, but Continue was not enabled");
-            }
             break;
     }
+    if (report.pane.nextEnabled) return std::nullopt;
+    return Problem{"all is quiet, but Continue was not enabled" + causeText(report),
+                   report.failedCall};
+}
+
+std::vector<std::string> problemsOf(const Report& report) {
+    std::vector<std::string> problems;
+    if (const auto problem = problemOf(report)) problems.push_back(problem->text);
     for (const std::string& misuse : report.misuses) {
         problems.push_back("misuse of the platform: " + misuse);
     }

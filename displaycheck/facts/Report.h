@@ -53,8 +53,6 @@ enum class Verdict {
 
 /// "warns", "does not warn", "no run" or "failed".
 std::string_view nameOf(Verdict verdict);
-/// What it means, in a sentence.
-std::string_view sentenceOf(Verdict verdict);
 
 /// The facts of a finished run.
 struct Report {
@@ -78,6 +76,17 @@ struct Report {
     std::vector<std::string> misuses;
     /// Nothing for a Mac whose file expects nothing in particular.
     std::optional<std::vector<Difference>> differences;
+    /// The last call that the Mac file made to fail, if its thread did nothing of note after it.
+    std::optional<simulated_mac::TracedCall> failedCall;
+    /// The threads that waited at the end of a run that got stuck.
+    std::vector<simulated_mac::Scheduler::Waiting> waiting;
+};
+
+/// Why a run did not end as runs do.
+struct Problem {
+    std::string text;
+    /// The call after which nothing went on; nothing if none was made to fail.
+    std::optional<simulated_mac::TracedCall> call;
 };
 
 /// The platform calls from which a report is derived: the Mac's trace must keep them.
@@ -89,7 +98,11 @@ Report makeReport(std::string file, const simulated_mac::Mac& mac, vorn::MyInsta
 
 Verdict verdictOf(const Report& report);
 
-/// The problems of the run itself, whatever its verdict; empty if there were none.
+/// Nothing if the run came to its end with Continue enabled.
+std::optional<Problem> problemOf(const Report& report);
+
+/// The problems of the run itself, whatever its verdict, misuses of the platform among them; empty
+/// if there were none.
 std::vector<std::string> problemsOf(const Report& report);
 
 /// Virtual time in seconds with three decimals, such as "12.500 s".

@@ -91,8 +91,10 @@ std::vector<std::string> namesOf(const MatchedPieces& matched) {
 
 std::map<std::uint32_t, ServicePairing> pairServices(const vorn::MyInstallerPane& pane,
                                                      const DisplayList& displays) {
+    // Without a display, the pane may have failed before it made its controllers.
+    if (displays.empty() || !DDC->UseArm64) return {};
     const auto arm64 = arm64Util.get();
-    if (!DDC->UseArm64 || arm64 == nullptr || pane.getNSScreenCount() == 0) return {};
+    if (arm64 == nullptr || pane.getNSScreenCount() == 0) return {};
 
     const auto services = arm64->getIoregServicesForMatching();
     const auto matches = arm64->getServiceMatches(pane.getDisplayIDsArr());

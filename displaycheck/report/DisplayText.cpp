@@ -56,8 +56,8 @@ std::optional<std::uint32_t> answeredInItsPlace(const DisplayFacts& display) {
 /// Why the name is neither listed nor recent.
 std::string refusalOfName(const ModelFacts& model) {
     if (model.nearlyListed && model.nearlyListed->twinSuffix) {
-        return fmt::format("{}, and it is not of a recent model year",
-                           nearlyListedText(*model.nearlyListed));
+        return "the number behind its name keeps it off the model list, and it is not of a recent "
+               "model year";
     }
     return "not on the model list, and not of a recent model year";
 }
@@ -193,12 +193,12 @@ std::string answer(const DisplayFacts& display) {
 }
 
 /// The outcome of one try to read from the display.
-std::string outcome(const Try& attempt, std::uint32_t displayID) {
+std::string outcome(const Try& attempt, const DisplayFacts& display) {
     std::string text;
     for (const std::string& obstacle : attempt.obstacles) text += obstacle + "; ";
     text += attempt.request.empty() ? "nothing reached the monitor"
                                     : "sent " + simulated_mac::hexText(attempt.request, " ");
-    if (!attempt.request.empty() && attempt.reached != displayID) {
+    if (!attempt.request.empty() && attempt.reached != display.record->screenNumber) {
         text += fmt::format(" to the monitor of display {}", attempt.reached);
     }
     if (!attempt.reply.empty()) {
@@ -208,18 +208,19 @@ std::string outcome(const Try& attempt, std::uint32_t displayID) {
     }
     if (!attempt.faults.empty()) text += ": bad reply, " + joined(attempt.faults);
     if (attempt.good) text += ": good reply";
+    if (attempt.good && display.why.codeWithoutAnswer) text += ", made up for want of `vcp`";
     if (!attempt.transaction.empty()) text += "; " + attempt.transaction;
     return text;
 }
 
 /// The tries of a read; consecutive ones with the same outcome are combined.
-std::string tries(const Reading& reading, std::uint32_t displayID, std::size_t columns) {
+std::string tries(const DisplayFacts& display, std::size_t columns) {
     std::string text;
-    const auto& all = reading.tries;
+    const auto& all = display.why.reading->tries;
     for (std::size_t first = 0; first < all.size();) {
-        const std::string what = outcome(all[first], displayID);
+        const std::string what = outcome(all[first], display);
         std::size_t last = first;
-        while (last + 1 < all.size() && outcome(all[last + 1], displayID) == what) ++last;
+        while (last + 1 < all.size() && outcome(all[last + 1], display) == what) ++last;
         const bool one = last == first;
         const std::string label = one ? fmt::format("  try {}", first + 1)
                                       : fmt::format("  try {}-{}", first + 1, last + 1);
@@ -381,7 +382,7 @@ std::string displayText(const DisplayFacts& display, std::size_t columns, const 
         text += labelled(reason.question, reason.answer, columns);
         if (reason.question == serviceQuestion) text += services(*why.services, columns);
         if (reason.question == answerQuestion && why.reading) {
-            text += tries(*why.reading, display.record->screenNumber, columns);
+            text += tries(display, columns);
         }
     }
     return text;

@@ -29,8 +29,11 @@ std::string timeText(const JSON& seconds) {
 }
 
 void addVerdict(pugi::xml_node section, const RunRecord& run) {
+    const std::string conclusion = run.verdict == Verdict::failed
+                                       ? "The run gave no report."
+                                       : textOf(run.report["conclusion"]);
     const std::string style = std::string("verdict ") + styleOf(run.verdict);
-    addElementWithText(section, "p", std::string(sentenceOf(run.verdict)), style.c_str());
+    addElementWithText(section, "p", conclusion, style.c_str());
     if (const JSON& problem = run.report["problem"]; !problem.is_null()) {
         for (const std::string text : problem["texts"]) {
             addElementWithText(section, "p", text, "bad");

@@ -5,6 +5,7 @@
 
 #include "displaycheck/report/DisplayText.h"
 #include "displaycheck/report/TerminalText.h"
+#include "displaycheck/report/TextReport.h"
 #include "simulated_mac/description/HexText.h"
 #include "simulated_mac/machine/CallText.h"
 
@@ -134,16 +135,15 @@ JSON timelineArray(const std::vector<simulated_mac::TimelineEntry>& timeline) {
     return entries;
 }
 
+JSON callObject(const simulated_mac::TracedCall& call) {
+    return {{"at_s", seconds(call.time)}, {"thread", call.thread},
+            {"call", call.call},          {"arguments", argumentsText(call)},
+            {"result", resultText(call)}, {"failed", call.failed}};
+}
+
 JSON traceArray(const std::vector<simulated_mac::TracedCall>& trace) {
     JSON calls = JSON::array();
-    for (const auto& call : trace) {
-        calls.push_back({{"at_s", seconds(call.time)},
-                         {"thread", call.thread},
-                         {"call", call.call},
-                         {"arguments", argumentsText(call)},
-                         {"result", resultText(call)},
-                         {"failed", call.failed}});
-    }
+    for (const auto& call : trace) calls.push_back(callObject(call));
     return calls;
 }
 
@@ -153,7 +153,10 @@ void addAssumed(JSON& report, const std::optional<simulated_mac::Assumption>& as
 
 JSON problemObject(const Report& report) {
     const auto problems = problemsOf(report);
-    return problems.empty() ? JSON() : JSON({{"texts", problems}});
+    if (problems.empty()) return nullptr;
+    const auto problem = problemOf(report);
+    return {{"texts", problems},
+            {"call", problem && problem->call ? callObject(*problem->call) : JSON()}};
 }
 
 JSON expectationObject(const std::optional<std::vector<Difference>>& differences) {
@@ -187,6 +190,7 @@ JSON jsonReport(const Report& report, bool withTrace) {
     if (withTrace) whole["trace"] = traceArray(report.trace);
     addAssumed(whole, report.assumed);
     whole["verdict"] = nameOf(verdictOf(report));
+    whole["conclusion"] = conclusionText(report);
     whole["problem"] = problemObject(report);
     whole["expectation"] = expectationObject(report.differences);
     return whole;
@@ -198,7 +202,7 @@ JSON jsonReportOfFailure(const std::string& mac, const std::string& file,
     JSON whole = {{"mac", mac}, {"file", file}};
     addAssumed(whole, assumed);
     whole["verdict"] = nameOf(Verdict::failed);
-    whole["problem"] = {{"texts", {problem}}};
+    whole["problem"] = {{"texts", {problem}}, {"call", nullptr}};
     return whole;
 }
 

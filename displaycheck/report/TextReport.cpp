@@ -28,12 +28,38 @@ std::string title(const Report& report, std::size_t columns, const Palette& pale
     return paragraph(file + ":", columns, 0, 0, bold) + paragraph(mac, columns, 2);
 }
 
+bool isSupported(const DisplayFacts& display) {
+    const std::int32_t state = display.record->displayState;
+    return !display.why.builtIn &&
+           (state == displayInfo::supportedAndAnswering || state == displayInfo::supportedByList);
+}
+
+struct Finding {
+    std::string text;
+    bool isShown = false;  ///< the pane warns just where nothing was found
+};
+
+/// What was found, whatever the pane shows: its labels may be gone or its texts missing.
+Finding findingOf(const Report& report) {
+    const bool monitor = std::any_of(report.displays.begin(), report.displays.end(), isSupported);
+    const bool camera = !report.cameras.empty();
+    const std::string found = monitor && camera ? "A supported monitor and a camera were found"
+                              : monitor         ? "A supported monitor was found"
+                              : camera          ? "A supported camera was found"
+                                       : "Neither a supported monitor nor a camera was found";
+    const bool warns = report.pane.warningShown();
+    if (warns == (monitor || camera)) {
+        return {found + ", but the pane " + (warns ? "warns." : "shows no warning."), false};
+    }
+    return {found + ": the pane " + (warns ? "warns." : "does not warn."), true};
+}
+
 std::string conclusion(const Report& report, std::size_t columns, const Palette& palette) {
-    const Verdict verdict = verdictOf(report);
-    return paragraph(sentenceOf(verdict), columns, 0, 0, [&](std::string_view line) {
-        return verdict == Verdict::warns         ? palette.yellow(line)
-               : verdict == Verdict::doesNotWarn ? palette.green(line)
-                                                 : palette.alarm(line);
+    const bool isAlarming = report.runs == 0 || !findingOf(report).isShown;
+    return paragraph(conclusionText(report), columns, 0, 0, [&](std::string_view line) {
+        return isAlarming                   ? palette.alarm(line)
+               : report.pane.warningShown() ? palette.yellow(line)
+                                            : palette.green(line);
     });
 }
 
@@ -93,7 +119,8 @@ std::string runText(const Report& report, std::size_t columns) {
     std::string text =
         fmt::format("{} detection run{} finished", report.runs, report.runs == 1 ? "" : "s");
     if (report.elapsed) {
-        text += fmt::format("; Continue was enabled after {}", secondsText(*report.elapsed));
+        text += fmt::format("; Continue was {}enabled after {}", report.runs == 1 ? "" : "first ",
+                            secondsText(*report.elapsed));
     }
     return paragraph(text, columns, 2);
 }
@@ -110,6 +137,10 @@ std::string standardOutputText(const std::string& output) {
 }
 
 }  // namespace
+
+std::string conclusionText(const Report& report) {
+    return report.runs == 0 ? "No detection run finished." : findingOf(report).text;
+}
 
 std::string traceText(const std::vector<simulated_mac::TracedCall>& trace, const Palette& palette) {
     std::size_t threadColumns = 0;

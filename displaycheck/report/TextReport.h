@@ -19,6 +19,9 @@ struct TextReportOptions {
 std::string textReport(const Report& report, const TextReportOptions& options,
                        const Palette& palette);
 
+/// What was found and what the pane made of it, in a sentence.
+std::string conclusionText(const Report& report);
+
 /// Platform calls, a line for each, whatever its length.
 std::string traceText(const std::vector<simulated_mac::TracedCall>& trace, const Palette& palette);
 

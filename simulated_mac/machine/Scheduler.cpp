@@ -72,16 +72,26 @@ void Scheduler::sleep(Time duration) {
     yield(lock, task);
 }
 
-void Scheduler::wait(Semaphore& semaphore) {
+void Scheduler::wait(Semaphore& semaphore, std::string call) {
     Lock lock(*this);
     if (semaphore.value_ > 0) {
         --semaphore.value_;
     } else {
         auto& task = *static_cast<Task*>(currentTask);
         semaphore.waiting_.push_back(&task);
+        task.waits = {task.name, std::move(call), now_};
+        waiting_.push_back(&task);
         yield(lock, task);
+        std::erase(waiting_, &task);
     }
     orderAfter(&semaphore);
+}
+
+std::vector<Scheduler::Waiting> Scheduler::waiting() const {
+    const Lock lock(*this);
+    std::vector<Waiting> all;
+    for (const Task* const task : waiting_) all.push_back(*task->waits);
+    return all;
 }
 
 void Scheduler::signal(Semaphore& semaphore) {

@@ -62,6 +62,13 @@ class Scheduler {
         std::deque<Task*> waiting_;
     };
 
+    /// A thread that waits for a semaphore.
+    struct Waiting {
+        std::string thread;
+        std::string call;  ///< the platform call that waits
+        Time since{0};
+    };
+
     /// The calling thread becomes the Mac's main thread.
     explicit Scheduler(Options options);
     ~Scheduler();
@@ -76,8 +83,12 @@ class Scheduler {
 
     void startThread(std::string name, std::function<void()> body);
     void sleep(Time duration);
-    void wait(Semaphore& semaphore);
+    /// `call` says for waiting() in which platform call it waits.
+    void wait(Semaphore& semaphore, std::string call = "a semaphore");
     void signal(Semaphore& semaphore);
+
+    /// The threads that wait for semaphores, the longest wait first.
+    std::vector<Waiting> waiting() const;
 
     /// Has the main thread's run loop do something, now or at a later time.
     void onMain(std::function<void()> work);
@@ -95,6 +106,7 @@ class Scheduler {
         std::string name;
         std::condition_variable granted;
         bool running = false;
+        std::optional<Waiting> waits;
     };
     using Deadline = std::pair<Time, std::uint64_t>;
     using Wake = std::variant<Task*, HandedOverWork>;
@@ -128,6 +140,7 @@ class Scheduler {
     Time lastPlanned_{0};
     Task main_{"main"};
     std::deque<Task*> ready_;
+    std::vector<const Task*> waiting_;
     unsigned running_ = 1;
     std::size_t startedTasks_ = 0;
     std::map<Deadline, Wake> deadlines_;

@@ -51,12 +51,18 @@ bool Trace::keeps(std::string_view call) const {
 
 void Trace::add(TracedCall call) {
     const std::lock_guard lock(mutex_);
-    calls_.push_back(std::move(call));
+    if (call.failed) lastFailure_ = {call, calls_.size()};
+    if (keeps(call.call)) calls_.push_back(std::move(call));
 }
 
 std::vector<TracedCall> Trace::calls() const {
     const std::lock_guard lock(mutex_);
     return calls_;
+}
+
+std::optional<Trace::Failure> Trace::lastFailure() const {
+    const std::lock_guard lock(mutex_);
+    return lastFailure_;
 }
 
 std::map<std::string, std::uint64_t, std::less<>> Trace::uses() const {

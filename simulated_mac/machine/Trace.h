@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -34,9 +35,19 @@ class Trace {
     /// Counts one use of a call and does what is planned for it; the fault that is due, if any.
     std::optional<FaultDescription> use(std::string_view call);
     bool keeps(std::string_view call) const;
+    /// Notes a call that is kept or failed.
     void add(TracedCall call);
 
     std::vector<TracedCall> calls() const;
+
+    /// A call that a fault made fail.
+    struct Failure {
+        TracedCall call;
+        std::size_t callsBefore = 0;  ///< how many of calls() were noted before
+    };
+    /// The last one, whether calls() has it or not.
+    std::optional<Failure> lastFailure() const;
+
     /// How often each call was used.
     std::map<std::string, std::uint64_t, std::less<>> uses() const;
 
@@ -50,6 +61,7 @@ class Trace {
     std::map<std::string, std::uint64_t, std::less<>> uses_;
     std::multimap<std::pair<std::string, std::uint64_t>, std::function<void()>> planned_;
     std::vector<TracedCall> calls_;
+    std::optional<Failure> lastFailure_;
 };
 
 }  // namespace simulated_mac

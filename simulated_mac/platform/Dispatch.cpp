@@ -159,7 +159,7 @@ void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t 
     } else {
         other->submit(piece);
     }
-    scheduler.wait(done);
+    scheduler.wait(done, name);
 }
 
 void dispatch_once_f(dispatch_once_t* predicate, void* context, dispatch_function_t function) {
@@ -186,7 +186,7 @@ dispatch_semaphore_t dispatch_semaphore_create(intptr_t value) {
 intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore, dispatch_time_t) {
     constexpr auto name = "dispatch_semaphore_wait";
     PlatformCall call(name);
-    Mac::current()->scheduler.wait(semaphoreOf(semaphore, name));
+    Mac::current()->scheduler.wait(semaphoreOf(semaphore, name), name);
     return call.result<intptr_t>(0);
 }
 

@@ -19,7 +19,7 @@ PlatformCall::PlatformCall(Mac* mac, std::string_view name)
     const auto takes = mac->options.systemCallTakes;
     if (takes && leavesTheProcess(name)) mac->scheduler.sleep(*takes);
     fault_ = mac->trace.use(name);
-    isTraced_ = mac->trace.keeps(name);
+    isTraced_ = fault_ || mac->trace.keeps(name);
     if (!isTraced_) return;
     traced_.time = mac->scheduler.now();
     traced_.thread = mac->scheduler.threadName();

@@ -121,8 +121,13 @@ TEST(RunCommandLine, SaysWhenContinueStaysGreyed) {
     EXPECT_NE(finished.output.find("!!! all is quiet, but Continue was not enabled"),
               std::string::npos);
     EXPECT_NE(finished.output.find("╎ Continue ╎"), std::string::npos);
-    EXPECT_EQ(finished.errors,
-              "displaycheck: " + file + ": all is quiet, but Continue was not enabled\n");
+    EXPECT_EQ(
+        finished.errors,
+        "displaycheck: " + file +
+            ": all is quiet, but Continue was not enabled; nothing went on after IOMasterPort, "
+            "which was made to fail at 3.000 s on thread \"SerialQueue\" (result "
+            "0xe00002bc)\n");
+    EXPECT_EQ(run(folder, {"run", "--trace", file}).errors, finished.errors);
     const auto json = run(folder, {"run", "--json", file});
     EXPECT_EQ(json.status, 1);
     const auto report = jsonLinesOf(json.output).at(0);

@@ -232,20 +232,51 @@ TEST(EDIDCommand, NamesThePlaceInABinaryFileByItsOffset) {
     EXPECT_EQ(objects.at(1)["offset"], 128);
 }
 
+/// Inputs that give no EDID at all, by path.
+std::vector<std::string> uselessFiles(const Folder& folder) {
+    return {folder.write("empty", ""),
+            folder.write("blank", " \n\r\n"),
+            folder.write("marked", "\xEF\xBB\xBF\n"),
+            folder.write("prose", "My monitor is too dark.\n"),
+            folder.path("missing"),
+            folder.path("")};
+}
+
 TEST(EDIDCommand, NamesFilesItCannotUseAndGoesOn) {
     const Folder folder;
     const std::string good = folder.write("good.txt", hexText(anEDID()));
-    const std::string empty = folder.write("empty", "");
-    const std::string blank = folder.write("blank", " \n\r\n");
-    const std::string marked = folder.write("marked", "\xEF\xBB\xBF\n");
-    for (const std::string& bad : {empty, blank, marked, folder.path("missing"), folder.path("")}) {
-        for (const std::string mode : {"--json", "--verbatim"}) {
-            const auto finished = run(folder, {"edid", mode, bad, good});
-            EXPECT_EQ(finished.status, 2) << bad;
-            EXPECT_NE(finished.output.find("Vorn K2725QX"), std::string::npos);
-            EXPECT_EQ(finished.errors.rfind(bad + ": ", 0), 0u) << finished.errors;
-        }
+    for (const std::string& bad : uselessFiles(folder)) {
+        const auto finished = run(folder, {"edid", bad, good});
+        EXPECT_EQ(finished.status, 2) << bad;
+        EXPECT_NE(finished.output.find("Vorn K2725QX"), std::string::npos);
+        EXPECT_EQ(finished.errors.rfind(bad + ": ", 0), 0u) << finished.errors;
     }
+}
+
+TEST(EDIDCommand, HasAnObjectForEveryFile) {
+    const Folder folder;
+    const std::string good = folder.write("good.txt", hexText(anEDID()));
+    for (const std::string& bad : uselessFiles(folder)) {
+        const auto finished = run(folder, {"edid", "--json", bad, good});
+        EXPECT_EQ(finished.status, 2) << bad;
+        EXPECT_EQ(finished.errors, "");
+        const auto objects = jsonLinesOf(finished.output);
+        ASSERT_EQ(objects.size(), 2u) << bad;
+        EXPECT_EQ(keysOf(objects[0]),
+                  (std::vector<std::string>{"error", "file", "line", "offset"}));
+        EXPECT_EQ(objects[0]["file"], bad);
+        EXPECT_TRUE(objects[0]["line"].is_null());
+        EXPECT_TRUE(objects[0]["offset"].is_null());
+        EXPECT_EQ(objects[1]["file"], good);
+    }
+    const auto empty = run(folder, {"edid", "--json"}, "");
+    EXPECT_EQ(empty.status, 2);
+    EXPECT_EQ(empty.output,
+              R"({"error":"is empty; expected an EDID, binary or as a line of hex digits",)"
+              R"("file":"standard input","line":null,"offset":null})"
+              "\n");
+    EXPECT_EQ(jsonLinesOf(run(folder, {"edid", "--json", "/dev/zero"}).output).at(0)["error"],
+              "is too large; expected at most 64 MiB");
 }
 
 TEST(EDIDCommand, ReadsNoEndlessFile) {
@@ -313,6 +344,16 @@ TEST(EDIDCommandVerbatim, GoesOnBehindATextThatIsTooShort) {
     EXPECT_NE(human.output.find("VRN2725"), std::string::npos);
 
     EXPECT_EQ(run(folder, {"edid", "--verbatim"}, std::string(32, 'A')).status, 0);
+}
+
+TEST(EDIDCommandVerbatim, HasAnObjectForAFileItCannotUse) {
+    const Folder folder;
+    const std::string missing = folder.path("missing");
+    const auto json = run(folder, {"edid", "--verbatim", "--json", missing});
+    EXPECT_EQ(json.status, 2);
+    EXPECT_EQ(json.errors, "");
+    EXPECT_EQ(jsonLinesOf(json.output).at(0)["file"], missing);
+    EXPECT_EQ(run(folder, {"edid", "--verbatim", missing}).errors.rfind(missing + ": ", 0), 0u);
 }
 
 TEST(EDIDCommandVerbatim, ReadsWhatDoesNotBeginAsAnEDIDAndTellsPeople) {

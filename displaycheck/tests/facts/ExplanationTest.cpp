@@ -203,9 +203,13 @@ TEST(Explain, ATwinsNumberThatHidesAModelFromTheList) {
     ASSERT_TRUE(facts.why.model.nearlyListed);
     EXPECT_TRUE(facts.why.model.nearlyListed->twinSuffix);
     const std::string text = textOf(facts);
+    EXPECT_TRUE(
+        contains(text,
+                 "not supported: the number behind its name keeps it off the model list, and it "
+                 "is not of a recent model year"));
     EXPECT_TRUE(contains(text,
-                         "not supported: nearly listed as K2424HX; the trailing \" (1)\" prevents "
-                         "the match, and it is not of a recent model year"));
+                         "model list  no: nearly listed as K2424HX; the trailing \" (1)\" prevents "
+                         "the match"));
     EXPECT_TRUE(contains(text, "(the system puts it behind the names of monitors of one name)"));
     EXPECT_TRUE(contains(textOf(report.displays.at(2)), "the trailing \" (2)\" prevents"));
 }
@@ -337,6 +341,7 @@ TEST(Explain, AMonitorWhoseAnswerTheFileDoesNotGive) {
     EXPECT_EQ(facts.why.codeWithoutAnswer, 0xF1);
     EXPECT_FALSE(facts.why.answerAssumed);
     EXPECT_TRUE(contains(textOf(facts), std::string("no evidence: ") + fileHasNone));
+    EXPECT_TRUE(contains(textOf(facts), "good reply, made up for want of `vcp`"));
     EXPECT_FALSE(contains(textOf(facts), saysUnsupported));
     EXPECT_TRUE(contains(
         textOf(facts),

@@ -55,7 +55,7 @@ TEST_F(HTMLReport, HasAllThatARunShows) {
     parse(pageOf({twins}));
     EXPECT_THAT(textsOf("//h2"), Contains("Twins"));
     EXPECT_THAT(textsOf("//p[@class='verdict good']"),
-                Contains("A supported monitor or camera was found: the pane does not warn."));
+                Contains("A supported monitor was found: the pane does not warn."));
     EXPECT_THAT(textsOf("//p[@class='bad']"),
                 Contains("Not as its file expects: warning: found no, expected yes"));
     EXPECT_THAT(textsOf("//div[@class='heading']"), Contains("Checking for your Vorn devices"));

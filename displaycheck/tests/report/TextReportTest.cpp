@@ -23,15 +23,51 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
+std::string conclusionOf(const Report& report) {
+    return test::linesOf(textReport(report, {}, plain)).at(1);
+}
+
 TEST(TextReportTest, BeginsWithFileTitleAndConclusion) {
-    const auto lines = test::linesOf(textReport(finishedReport(), {}, plain));
+    Report report = finishedReport();
+    report.pane.lbWarnings = "Nothing was found.";
+    const auto lines = test::linesOf(textReport(report, {}, plain));
     EXPECT_EQ(lines.at(0), "mac.yaml: A Mac");
-    EXPECT_EQ(lines.at(1), "A supported monitor or camera was found: the pane does not warn.");
+    EXPECT_EQ(lines.at(1), "Neither a supported monitor nor a camera was found: the pane warns.");
+}
+
+TEST(TextReportTest, SaysWhatWasFound) {
+    Report report = finishedReport();
+    report.cameras["0x14200000"] = {1, "", "Camera"};
+    EXPECT_EQ(conclusionOf(report), "A supported camera was found: the pane does not warn.");
+    const auto record = std::make_shared<displayInfo>();
+    report.displays = {{record, {}}};
+    EXPECT_EQ(conclusionOf(report), "A supported camera was found: the pane does not warn.");
+    record->displayState = displayInfo::supportedByList;
+    EXPECT_EQ(conclusionOf(report),
+              "A supported monitor and a camera were found: the pane does not warn.");
+    report.cameras.clear();
+    EXPECT_EQ(conclusionOf(report), "A supported monitor was found: the pane does not warn.");
+}
+
+TEST(TextReportTest, SaysWhenThePaneDoesNotShowWhatWasFound) {
+    Report report = finishedReport();
+    EXPECT_EQ(conclusionOf(report),
+              "Neither a supported monitor nor a camera was found, but the pane shows no warning.");
+    report.cameras["0x14200000"] = {1, "", "Camera"};
+    report.pane.lbWarnings = "Nothing was found.";
+    EXPECT_EQ(conclusionOf(report), "A supported camera was found, but the pane warns.");
+    report.runs = 0;
+    EXPECT_EQ(conclusionOf(report), "No detection run finished.");
 }
 
 TEST(TextReportTest, SaysHowLongItTook) {
-    EXPECT_TRUE(contains(textReport(finishedReport(), {}, plain),
+    Report report = finishedReport();
+    EXPECT_TRUE(contains(textReport(report, {}, plain),
                          "  1 detection run finished; Continue was enabled after 2.500 s\n"));
+    report.runs = 2;
+    EXPECT_TRUE(
+        contains(textReport(report, {}, plain),
+                 "  2 detection runs finished; Continue was first enabled after 2.500 s\n"));
 }
 
 TEST(TextReportTest, IsLoudAboutProblems) {

@@ -366,6 +366,27 @@ TEST_F(SchedulerTest, ARunIsStuckWhenAThreadWaitsForWhatCannotHappen) {
     EXPECT_EQ(scheduler_.now(), Time(3s));
 }
 
+TEST_F(SchedulerTest, NamesTheThreadsThatWait) {
+    Scheduler::Semaphore never(0);
+    Scheduler::Semaphore late(0);
+    scheduler_.startThread("first", [&] {
+        scheduler_.sleep(2s);
+        scheduler_.wait(never, "call");
+    });
+    scheduler_.startThread("second", [&] { scheduler_.wait(late, "other"); });
+    EXPECT_EQ(scheduler_.runUntilQuiet(), Outcome::stuck);
+    const auto waiting = scheduler_.waiting();
+    ASSERT_EQ(waiting.size(), 2u);
+    EXPECT_EQ(waiting[0].thread, "second");
+    EXPECT_EQ(waiting[0].since, Time(0));
+    EXPECT_EQ(waiting[1].thread, "first");
+    EXPECT_EQ(waiting[1].call, "call");
+    EXPECT_EQ(waiting[1].since, Time(2s));
+    scheduler_.signal(late);
+    EXPECT_EQ(scheduler_.runUntilQuiet(), Outcome::stuck);
+    EXPECT_EQ(scheduler_.waiting().size(), 1u);
+}
+
 TEST_F(SchedulerTest, AStuckRunGoesOnOnceTheThreadIsSignalled) {
     Scheduler::Semaphore late(0);
     scheduler_.startThread("waiter", [&] { scheduler_.wait(late); });

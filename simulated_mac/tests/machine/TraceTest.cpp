@@ -150,6 +150,23 @@ TEST(TraceOfAMac, KeepsCallsInTheirOrder) {
     EXPECT_EQ(mac.trace.calls()[0].thread, "main");
 }
 
+TEST(TraceOfAMac, RemembersTheLastCallThatFailedAlsoWhereItIsNotKept) {
+    Mac mac(describe({{"CGDisplaySerialNumber", 2, true, {}}}));
+    mac.trace.keepOnly({"CGDisplayIsBuiltin"});
+    CGDisplaySerialNumber(7);
+    EXPECT_FALSE(mac.trace.lastFailure());
+    CGDisplayIsBuiltin(7);
+    CGDisplaySerialNumber(7);
+    CGDisplaySerialNumber(8);
+    CGDisplayIsBuiltin(7);
+    EXPECT_THAT(mac.trace.calls(), SizeIs(2));
+    const auto failure = mac.trace.lastFailure();
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->call.call, "CGDisplaySerialNumber");
+    EXPECT_EQ(failure->call.argument("display"), 8);
+    EXPECT_EQ(failure->callsBefore, 1u);
+}
+
 TEST(TraceOfAMac, ShowsArgumentsByName) {
     Mac mac(describe());
     mac.trace.keepAll();
