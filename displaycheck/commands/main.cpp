@@ -49,8 +49,8 @@ constexpr auto windowText =
     "output gets a timeline of these events, together with what the pane prints.";
 
 constexpr auto checkText =
-    "Prints \"FILE: ok\" for a valid file. For an invalid one, prints the line and column of\n"
-    "its first mistake, what is wrong there and what was expected.";
+    "Prints \"FILE: ok\" for a valid file. For an invalid one, prints a line for each mistake:\n"
+    "its line and column, what is wrong there and what was expected.";
 
 constexpr auto schemaText = "With the schema, editors complete and check Mac files as you type.";
 

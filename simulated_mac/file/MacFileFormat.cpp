@@ -41,10 +41,10 @@ void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t si
         for (const YAMLEntry& change : entry.value.entries) {
             std::uint16_t offset = 0;
             Number{}.read(reader, change.key, offset);
-            if (size == 0)
-                reader.fail(change.key, "the EDID has no bytes to patch; expected at least one");
-            if (offset >= size) {
-                reader.fail(
+            if (size == 0) {
+                reader.report(change.key, "the EDID has no bytes to patch; expected at least one");
+            } else if (offset >= size) {
+                reader.report(
                     change.key,
                     fmt::format("offset {} is past the end of the EDID; expected one below {}",
                                 offset, size));
@@ -99,9 +99,9 @@ void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) co
         reader.failFound(node, "none, hex digits or a mapping");
     }
     EDIDForms forms;
-    Mapping{}.read(reader, node, forms);
+    if (!reader.attempt([&] { Mapping{}.read(reader, node, forms); })) return;
     target = forms.file ? *forms.file : forms.hex ? *forms.hex : makeEDID(forms.made);
-    requirePatchInside(reader, node, target.size());
+    if (!reader.attempt([&] { requirePatchInside(reader, node, target.size()); })) return;
     for (const auto& [offset, byte] : forms.patch) target[offset] = byte;
 }
 
@@ -111,6 +111,7 @@ JSON EDIDBytes::schema(const Bytes& initial) const {
 }
 
 void RegistryRecord::read(YAMLReader& reader, const YAMLNode& node, Target& target) const {
+    reader.namesRegistry = true;
     try {
         target = std::make_shared<RecordedRegistry>(reader.fileContents(node));
     } catch (const RecordedRegistryError& error) {
@@ -127,6 +128,8 @@ void EntryOfRecord::read(YAMLReader& reader, const YAMLNode& node, std::string& 
     // An ID needs no quotes.
     target = YAMLReader::typeOf(node) == YAMLReader::Type::number ? node.text : reader.text(node);
     if (reader.registry == nullptr) {
+        // A registry that can't be read is a mistake of its own.
+        if (reader.namesRegistry) return;
         reader.fail(node, "no recorded registry; expected the key \"registry\" beside \"screens\"");
     }
     if (reader.registry->find(target).empty()) {
@@ -146,8 +149,8 @@ void ImageSize::read(YAMLReader& reader, const YAMLNode& node, EDIDFields& targe
         reader.fail(
             node, fmt::format("found a list of {}; expected [width, height] in cm", sides.size()));
     }
-    Number{}.read(reader, sides[0], target.widthCm);
-    Number{}.read(reader, sides[1], target.heightCm);
+    reader.attempt([&] { Number{}.read(reader, sides[0], target.widthCm); });
+    reader.attempt([&] { Number{}.read(reader, sides[1], target.heightCm); });
 }
 
 JSON ImageSize::schema(const EDIDFields& initial) const {
@@ -257,7 +260,7 @@ JSON InfoDictionary::schema(const ScreenDescription& initial) const {
 
 MacDescription readMac(YAMLReader& reader, const YAMLNode& node) {
     MacDescription mac;
-    Mapping{}.read(reader, node, mac);
+    if (!reader.attempt([&] { Mapping{}.read(reader, node, mac); })) return mac;
     // A recorded registry has the EDID of the Mac's own panel.
     if (mac.chip == Chip::intel && mac.registry == nullptr) addPanelEDIDs(node, mac.screens);
     return mac;

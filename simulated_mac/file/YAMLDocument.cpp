@@ -13,15 +13,6 @@
 namespace simulated_mac {
 namespace {
 
-TextPosition positionIn(std::string_view text, std::size_t offset) {
-    const std::string_view before = text.substr(0, std::min(offset, text.size()));
-    const std::size_t lineStart = before.rfind('\n') + 1;  // npos + 1 is 0
-    const auto startsCharacter = [](char byte) { return (byte & 0xC0) != 0x80; };
-    const std::string_view line = before.substr(lineStart);
-    return {1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')),
-            1 + static_cast<std::size_t>(std::count_if(line.begin(), line.end(), startsCharacter))};
-}
-
 /// Length of the UTF-8 sequence at the start of `text`; 0 when there is no valid one
 /// (Unicode 15, table 3-7: no overlong forms, no surrogates, nothing above U+10FFFF).
 std::size_t characterLength(std::string_view text) {
@@ -53,13 +44,12 @@ void requireCleanText(std::string_view text) {
         const auto byte = static_cast<unsigned char>(text[offset]);
         if (length == 0) {
             throw YAMLMistake(
-                positionIn(text, offset),
-                fmt::format("byte 0x{:02X} is not valid UTF-8; expected UTF-8 text", byte));
+                offset, fmt::format("byte 0x{:02X} is not valid UTF-8; expected UTF-8 text", byte));
         }
         const bool isControl = byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
         if (isControl || byte == 0x7F) {
             throw YAMLMistake(
-                positionIn(text, offset),
+                offset,
                 fmt::format("found control character 0x{:02X}; expected printable text", byte));
         }
         offset += length;
@@ -144,7 +134,7 @@ class TreeBuilder : public YAML::EventHandler {
     };
 
     [[noreturn]] void fail(std::size_t offset, const std::string& message) const {
-        throw YAMLMistake(positionIn(text_, offset), message);
+        throw YAMLMistake(offset, message);
     }
 
     std::size_t offsetOf(const YAML::Mark& mark) const {
@@ -289,42 +279,55 @@ class TreeBuilder : public YAML::EventHandler {
     bool sawDocument_ = false;
 };
 
-YAMLNode parse(const std::string& text) {
+YAMLNode parse(std::string_view text) {
     TreeBuilder builder(text);
-    std::istringstream stream(text);
+    std::istringstream stream{std::string(text)};
     try {
         YAML::Parser parser(stream);
         while (parser.HandleNextDocument(builder)) {
         }
     } catch (const YAML::Exception& error) {
         const auto offset = static_cast<std::size_t>(std::max(error.mark.pos, 0));
-        throw YAMLMistake(positionIn(text, offset), "not valid YAML: " + error.msg);
+        throw YAMLMistake(offset, "not valid YAML: " + error.msg);
     } catch (const YAMLMistake&) {
         throw;
     } catch (const std::exception& error) {
-        throw YAMLMistake({}, std::string("not valid YAML: ") + error.what());
+        throw YAMLMistake(0, std::string("not valid YAML: ") + error.what());
     }
     return builder.takeRoot();
 }
 
 }  // namespace
 
-YAMLDocument::YAMLDocument(std::string text) : text_(std::move(text)) {
-    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-    if (text_.starts_with(byteOrderMark)) text_.erase(0, byteOrderMark.size());
+TextPosition positionIn(std::string_view text, std::size_t offset) {
+    const std::string_view before = text.substr(0, std::min(offset, text.size()));
+    const std::size_t lineStart = before.rfind('\n') + 1;  // npos + 1 is 0
+    const auto startsCharacter = [](char byte) { return (byte & 0xC0) != 0x80; };
+    const std::string_view line = before.substr(lineStart);
+    return {1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')),
+            1 + static_cast<std::size_t>(std::count_if(line.begin(), line.end(), startsCharacter))};
+}
+
+std::vector<YAMLMistake> inOrder(std::vector<YAMLMistake> mistakes) {
+    std::stable_sort(mistakes.begin(), mistakes.end(),
+                     [](const auto& a, const auto& b) { return a.offset < b.offset; });
+    const auto isSame = [](const YAMLMistake& a, const YAMLMistake& b) {
+        return a.offset == b.offset && std::string_view(a.what()) == b.what();
+    };
+    mistakes.erase(std::unique(mistakes.begin(), mistakes.end(), isSame), mistakes.end());
+    return mistakes;
+}
+
+YAMLDocument::YAMLDocument(std::string_view text) : text_(text) {
     if (text_.size() > YAMLLimits::bytes) {
         throw YAMLMistake(
-            {}, fmt::format("the file is too long; expected at most {} bytes", YAMLLimits::bytes));
+            0, fmt::format("the file is too long; expected at most {} bytes", YAMLLimits::bytes));
     }
     requireCleanText(text_);
     root_ = parse(text_);
     if (root_.kind == YAMLNode::Kind::null) {
-        throw YAMLMistake({}, "the file is empty; expected a mapping of keys");
+        throw YAMLMistake(0, "the file is empty; expected a mapping of keys");
     }
-}
-
-TextPosition YAMLDocument::position(std::size_t offset) const {
-    return positionIn(text_, offset);
 }
 
 }  // namespace simulated_mac

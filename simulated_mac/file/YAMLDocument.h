@@ -15,14 +15,20 @@ struct TextPosition {
     std::size_t column = 1;
 };
 
-/// A mistake in a YAML text, with its position.
+/// Where the text's byte `offset` stands.
+TextPosition positionIn(std::string_view text, std::size_t offset);
+
+/// A mistake in a YAML text, with the byte at which it stands.
 class YAMLMistake : public std::runtime_error {
   public:
-    YAMLMistake(TextPosition where, const std::string& message)
-        : std::runtime_error(message), position(where) {}
+    YAMLMistake(std::size_t where, const std::string& message)
+        : std::runtime_error(message), offset(where) {}
 
-    TextPosition position;
+    std::size_t offset;
 };
+
+/// Mistakes in the order of the text, each once: an alias repeats those of its value.
+std::vector<YAMLMistake> inOrder(std::vector<YAMLMistake> mistakes);
 
 struct YAMLEntry;
 
@@ -54,17 +60,15 @@ struct YAMLLimits {
 /// One YAML document. Aliases are expanded; keys may occur twice in a mapping.
 class YAMLDocument {
   public:
-    /// Throws YAMLMistake when the text is empty, over a limit, not UTF-8, not YAML, holds several
-    /// documents or tags.
-    explicit YAMLDocument(std::string text);
+    /// The text, which has no byte-order mark, has to outlive the document. Throws YAMLMistake when
+    /// it is empty, over a limit, not UTF-8, not YAML, holds several documents or tags.
+    explicit YAMLDocument(std::string_view text);
 
     const YAMLNode& root() const { return root_; }
-    /// The text, without a byte-order mark; offsets count in it.
     std::string_view text() const { return text_; }
-    TextPosition position(std::size_t offset) const;
 
   private:
-    std::string text_;
+    std::string_view text_;
     YAMLNode root_;
 };
 

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "simulated_mac/description/ReadFile.h"
+#include "simulated_mac/file/NearestWord.h"
 
 namespace simulated_mac {
 namespace {
@@ -95,6 +96,11 @@ std::string shortened(const std::string& number) {
     return number.size() <= longestNumber ? number : number.substr(0, longestNumber) + "...";
 }
 
+bool isOneOf(const YAMLNode& node, const std::vector<std::string>& words) {
+    return node.kind == YAMLNode::Kind::scalar &&
+           std::find(words.begin(), words.end(), node.text) != words.end();
+}
+
 /// The value found, for a message.
 std::string describe(const YAMLNode& node) {
     switch (node.kind) {
@@ -115,59 +121,6 @@ std::string describe(const YAMLNode& node) {
 std::string limitText(std::uint64_t limit) {
     const bool isAllOnes = limit > 0xFF && (limit & (limit + 1)) == 0;
     return isAllOnes ? fmt::format("0x{:X}", limit) : std::to_string(limit);
-}
-
-/// Number of letters to add, drop, change or swap with a neighbour to turn one word into the other.
-std::size_t editDistance(std::string_view a, std::string_view b) {
-    std::vector<std::vector<std::size_t>> cost(a.size() + 1,
-                                               std::vector<std::size_t>(b.size() + 1));
-    for (std::size_t i = 0; i <= a.size(); ++i) {
-        for (std::size_t j = 0; j <= b.size(); ++j) {
-            if (i == 0 || j == 0) {
-                cost[i][j] = i + j;
-                continue;
-            }
-            const std::size_t change = a[i - 1] == b[j - 1] ? 0 : 1;
-            cost[i][j] =
-                std::min({cost[i - 1][j] + 1, cost[i][j - 1] + 1, cost[i - 1][j - 1] + change});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-                cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
-            }
-        }
-    }
-    return cost[a.size()][b.size()];
-}
-
-/// Without regard to case, '-' and '_'.
-std::string looseSpelling(std::string_view word) {
-    std::string loose;
-    for (const char character : word) {
-        if (character != '-' && character != '_') {
-            const bool isUpper = character >= 'A' && character <= 'Z';
-            loose += isUpper ? static_cast<char>(character | 0x20) : character;
-        }
-    }
-    return loose;
-}
-
-/// " (did you mean ...?)", or nothing if no word is close.
-std::string suggestion(std::string_view word, const std::vector<std::string>& known) {
-    constexpr std::size_t longestWord = 64;
-    if (word.size() > longestWord) return "";
-    const std::string loose = looseSpelling(word);
-    const std::string* nearest = nullptr;
-    std::size_t nearestDistance = std::numeric_limits<std::size_t>::max();
-    for (const std::string& candidate : known) {
-        const std::size_t distance = editDistance(loose, looseSpelling(candidate));
-        if (distance < nearestDistance) {
-            nearest = &candidate;
-            nearestDistance = distance;
-        }
-    }
-    if (nearest == nullptr || nearestDistance > std::max<std::size_t>(1, loose.size() / 3)) {
-        return "";
-    }
-    return fmt::format(" (did you mean {}?)", *nearest);
 }
 
 }  // namespace
@@ -203,12 +156,20 @@ std::string alternatives(const std::vector<std::string>& words) {
 YAMLReader::YAMLReader(const YAMLDocument& document, std::filesystem::path folder)
     : document_(document), folder_(std::move(folder)), fileBytesLeft_(mostFileBytes) {}
 
-void YAMLReader::failAt(std::size_t offset, const std::string& message) const {
-    throw YAMLMistake(document_.position(offset), message);
+void YAMLReader::fail(const YAMLNode& node, const std::string& message) const {
+    throw YAMLMistake(node.offset, message);
 }
 
-void YAMLReader::fail(const YAMLNode& node, const std::string& message) const {
-    failAt(node.offset, message);
+void YAMLReader::report(const YAMLNode& node, const std::string& message) {
+    keep(YAMLMistake(node.offset, message));
+}
+
+void YAMLReader::keep(const YAMLMistake& mistake) {
+    if (mistakes_.size() < mostMistakes) mistakes_.push_back(mistake);
+}
+
+std::vector<YAMLMistake> YAMLReader::mistakes() const {
+    return inOrder(mistakes_);
 }
 
 void YAMLReader::failFound(const YAMLNode& node, const std::string& expected) const {
@@ -351,9 +312,9 @@ Bytes YAMLReader::hexBytes(const YAMLNode& node) const {
         if (!digit) {
             std::size_t end = index + 1;
             while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
-            failAt(offsetInScalar(node, index),
-                   fmt::format("{} is not a hex digit; expected 0 to 9 or A to F",
-                               inQuotes(text.substr(index, end - index))));
+            throw YAMLMistake(offsetInScalar(node, index),
+                              fmt::format("{} is not a hex digit; expected 0 to 9 or A to F",
+                                          inQuotes(text.substr(index, end - index))));
         }
         return *digit;
     };
@@ -362,9 +323,9 @@ Bytes YAMLReader::hexBytes(const YAMLNode& node) const {
         if (isBlank(text[i])) continue;
         const unsigned high = digitAt(i);
         if (i + 1 == text.size() || isBlank(text[i + 1])) {
-            failAt(offsetInScalar(node, i),
-                   fmt::format("unpaired hex digit {}; expected two digits per byte",
-                               inQuotes(text.substr(i, 1))));
+            throw YAMLMistake(offsetInScalar(node, i),
+                              fmt::format("unpaired hex digit {}; expected two digits per byte",
+                                          inQuotes(text.substr(i, 1))));
         }
         ++i;
         bytes.push_back(static_cast<std::uint8_t>(high << 4 | digitAt(i)));
@@ -409,29 +370,40 @@ const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node) const {
     return node.entries;
 }
 
-const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node,
-                                                  const std::vector<std::string>& known) const {
+std::vector<NamedEntry> YAMLReader::mapping(const YAMLNode& node,
+                                            const std::vector<std::string>& known) {
     if (node.kind != YAMLNode::Kind::mapping) {
         failFound(node, "a mapping with any of the keys " + alternatives(known));
     }
-    std::map<std::string_view, const YAMLNode*> seen;
+    std::map<std::string, const YAMLNode*> seen;
+    std::vector<NamedEntry> named;
+    for (const YAMLEntry& entry : node.entries) {
+        if (!isOneOf(entry.key, known)) continue;
+        const auto [earlier, isNew] = seen.emplace(entry.key.text, &entry.key);
+        if (isNew) {
+            named.push_back({entry.key.text, &entry});
+        } else {
+            attempt([&] { failDuplicate(entry.key, *earlier->second); });
+        }
+    }
     for (const YAMLEntry& entry : node.entries) {
         const YAMLNode& key = entry.key;
-        if (key.kind != YAMLNode::Kind::scalar) {
-            failFound(key, "the key " + alternatives(known));
-        }
-        if (std::find(known.begin(), known.end(), key.text) == known.end()) {
+        if (isOneOf(key, known)) continue;
+        attempt([&] {
+            if (key.kind != YAMLNode::Kind::scalar) {
+                failFound(key, "the key " + alternatives(known));
+            }
+            const auto meant = nearestWord(key.text, known);
+            if (meant && seen.emplace(*meant, &key).second) named.push_back({*meant, &entry});
             fail(key, fmt::format("unknown key {}; expected {}{}", inQuotes(key.text),
                                   alternatives(known), suggestion(key.text, known)));
-        }
-        const auto [earlier, isNew] = seen.emplace(key.text, &key);
-        if (!isNew) failDuplicate(key, *earlier->second);
+        });
     }
-    return node.entries;
+    return named;
 }
 
 void YAMLReader::failDuplicate(const YAMLNode& key, const YAMLNode& earlier) const {
-    const std::size_t line = document_.position(earlier.offset).line;
+    const std::size_t line = positionIn(document_.text(), earlier.offset).line;
     fail(key, fmt::format("duplicate key {}; expected it only once (first on line {})",
                           inQuotes(key.text), line));
 }

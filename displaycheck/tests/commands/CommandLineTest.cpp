@@ -73,6 +73,21 @@ TEST(CheckCommand, ChecksEveryFile) {
     EXPECT_EQ(run(folder, {"check", first, last}).status, 0);
 }
 
+TEST(CheckCommand, ListsAllMistakesOfAFile) {
+    const Folder folder;
+    const std::string bad = folder.write("bad.yaml", "chip: x\nscreens: 5\nmodel: 1\n");
+    for (const char* const command : {"check", "run", "window"}) {
+        const auto finished = run(folder, {command, bad});
+        EXPECT_EQ(finished.status, 2);
+        EXPECT_EQ(finished.output, "");
+        const auto errors = linesOf(finished.errors);
+        ASSERT_EQ(errors.size(), 3u) << finished.errors;
+        for (std::size_t line = 0; line < 3; ++line) {
+            EXPECT_EQ(errors[line].rfind(bad + ":" + std::to_string(line + 1) + ":", 0), 0u);
+        }
+    }
+}
+
 TEST(RunCommandLine, RunsNothingWhenAFileIsBad) {
     const Folder folder;
     const std::string file = folder.write("good.yaml", good);

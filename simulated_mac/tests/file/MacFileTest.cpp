@@ -792,9 +792,9 @@ const std::vector<Mistake> mistakes = {
      "2:30: file \"missing.txt\" can't be read: No such file or directory; expected a readable "
      "file, named relative to this file's folder",
      false},
-    {"screens: [{monitor: {edid: {file: a, name: x}}}]\n",
-     "1:38: \"name\" conflicts with \"file\"; expected \"file\" alone or with patch"},
-    {"screens: [{monitor: {edid: {hex: 00, file: a}}}]\n",
+    {"screens: [{monitor: {edid: {file: mac.yaml, name: x}}}]\n",
+     "1:45: \"name\" conflicts with \"file\"; expected \"file\" alone or with patch"},
+    {"screens: [{monitor: {edid: {hex: 00, file: mac.yaml}}}]\n",
      "1:29: \"hex\" conflicts with \"file\"; expected \"file\" alone or with patch"},
     {"screens: [{monitor: {edid: {hex: 00, week: 1}}}]\n",
      "1:38: \"week\" conflicts with \"hex\"; expected \"hex\" alone or with patch"},
@@ -820,7 +820,7 @@ const std::vector<Mistake> mistakes = {
     {"screens: []\nevents:\n  - {at: 1, detach: 1, user: enters the pane}\n",
      "3:24: \"user\" conflicts with \"detach\"; expected exactly one of attach, detach, user or "
      "installer"},
-    {"screens: []\ntools: {ioreg: {prints: a, prints_file: b}}\n",
+    {"screens: []\ntools: {ioreg: {prints: a, prints_file: mac.yaml}}\n",
      "2:17: \"prints\" conflicts with \"prints_file\"; expected \"prints_file\" alone or with "
      "status or takes"},
     {"screens: []\ntools: {ioreg: []}\n", "2:16: too few entries; expected at least 1"},
@@ -864,6 +864,103 @@ TEST(MacFileMistake, InTheTextItselfIsReportedWithItsPlace) {
     }
     EXPECT_EQ(mistakeInText(std::string("mac: a\0b\n", 9)),
               "1:7: found control character 0x00; expected printable text");
+}
+
+/// The lines of what the reader says of a file with this text, each without "FILE:".
+std::vector<std::string> mistakesInText(const std::string& text) {
+    const TemporaryFolder folder;
+    const fs::path file = folder.write("mac.yaml", text);
+    std::vector<std::string> lines;
+    try {
+        readMacFile(file);
+    } catch (const MacFileError& error) {
+        std::istringstream stream(error.what());
+        for (std::string line; std::getline(stream, line);) {
+            EXPECT_TRUE(line.starts_with(file.string() + ":")) << line;
+            lines.push_back(line.substr(file.string().size() + 1));
+        }
+    }
+    return lines;
+}
+
+using Lines = std::vector<std::string>;
+
+TEST(MacFileMistakes, AreListedInTheOrderOfTheLines) {
+    EXPECT_EQ(
+        mistakesInText("events:\n"
+                       "  - {at: soon, detach: -1}\n"
+                       "  - {at: 1}\n"
+                       "screens:\n"
+                       "  - display_id: x\n"
+                       "    monitor: {vcp: {0x100: 1, 0x10: {current: y}}, answers: [good, 5]}\n"
+                       "  - 7\n"
+                       "chip: 5\n"),
+        (Lines{
+            "2:10: found the text \"soon\"; expected seconds as a decimal number from 0 to "
+            "1000000000",
+            "2:24: -1 is out of range; expected a whole number from 0 to 0xFFFFFFFF",
+            "3:5: no key says what happens; expected exactly one of attach, detach, user or "
+            "installer",
+            "5:17: found the text \"x\"; expected a whole number from 0 to 0xFFFFFFFF",
+            "6:21: 0x100 is out of range; expected a whole number from 0 to 255",
+            "6:47: found the text \"y\"; expected a whole number from 0 to 0xFFFF",
+            "6:68: found the number 5; expected good, silent, wrong_source, wrong_opcode, "
+            "wrong_code, wrong_length or bad_checksum",
+            "7:5: found the number 7; expected built-in or a mapping",
+            "8:7: found the number 5; expected intel or apple",
+        }));
+}
+
+TEST(MacFileMistakes, AreAlsoFoundBelowAMistypedKey) {
+    EXPECT_EQ(mistakesInText("screens: [{framebufer: {asleep: 1}}]\n"),
+              (Lines{"1:12: unknown key \"framebufer\"; expected built_in, name, display_id, "
+                     "vendor_number, model_number, serial_number, is_screen, appears_at, "
+                     "disappears_at, edid_listed, monitor, framebuffer, display_service or "
+                     "info_dictionary (did you mean framebuffer?)",
+                     "1:33: found the number 1; expected true or false"}));
+}
+
+TEST(MacFileMistakes, AreNoneBecauseOfAnotherMistake) {
+    // The key that is mistyped is not missing as well.
+    EXPECT_EQ(mistakesInText("screens: []\nfaults: [{cal: IOMasterPort}]\n").size(), 1U);
+    EXPECT_EQ(mistakesInText("screens: []\nevents: [{at: 1, atach: {}}]\n").size(), 1U);
+    // Nothing is said of the bytes of an EDID that can't be read.
+    EXPECT_EQ(mistakesInText("screens: [{monitor: {edid: {hex: 0g, patch: {0: 1}}}}]\n").size(),
+              1U);
+    EXPECT_EQ(mistakesInText("screens: [{monitor: {edid: {manufacturer: vrn, name: 1}}}]\n").size(),
+              2U);
+    // Nor of the entries of a registry that can't.
+    EXPECT_EQ(mistakesInText("registry: missing.txt\n"
+                             "screens: [{framebuffer: {entry: IOService:/x}}]\n")
+                  .size(),
+              1U);
+    // Two keys that conflict do so once.
+    EXPECT_EQ(mistakesInText("screens: [{monitor: {edid: {hex: 00, file: mac.yaml}}}]\n").size(),
+              1U);
+}
+
+TEST(MacFileMistakes, InAValueWithAliasesAreListedOnce) {
+    EXPECT_EQ(mistakesInText("screens: [&a {built_in: 5}, *a, *a]\n"),
+              (Lines{"1:25: found the number 5; expected true or false"}));
+}
+
+std::string screensWithMistakes(std::size_t count) {
+    std::string text = "screens:\n";
+    for (std::size_t i = 0; i < count; ++i) text += "  - {built_in: 5}\n";
+    return text;
+}
+
+TEST(MacFileMistakes, AreCountedWhereThereAreTooManyToList) {
+    EXPECT_EQ(mistakesInText(screensWithMistakes(20)).size(), 20U);
+    EXPECT_EQ(mistakesInText(screensWithMistakes(21)).back(), " and 1 more mistake");
+    const auto lines = mistakesInText(screensWithMistakes(32));
+    ASSERT_EQ(lines.size(), 21U);
+    EXPECT_EQ(lines[19], "21:16: found the number 5; expected true or false");
+    EXPECT_EQ(lines[20], " and 12 more mistakes");
+}
+
+TEST(HostileMacFile, MayNotHoldMistakesWithoutEnd) {
+    EXPECT_EQ(mistakesInText(screensWithMistakes(30'000)).back(), " and 980 more mistakes");
 }
 
 TEST(MacFileMistake, CountsCharactersNotBytes) {
