@@ -12,7 +12,8 @@ namespace displaycheck {
 struct MacFile {
     std::string path;
     simulated_mac::MacDescription description;
-    std::optional<std::string> error;  ///< "FILE:LINE:COLUMN: ..."
+    std::optional<std::string> error;  ///< lines "FILE:LINE:COLUMN: ..."
+    std::string warnings;              ///< lines likewise, of a description without error
 };
 
 std::vector<MacFile> readMacFiles(const std::vector<std::string>& paths);

@@ -50,7 +50,8 @@ constexpr auto windowText =
 
 constexpr auto checkText =
     "Prints \"FILE: ok\" for a valid file. For an invalid one, prints a line for each mistake:\n"
-    "its line and column, what is wrong there and what was expected.";
+    "its line and column, what is wrong there and what was expected. Warns of what has no effect\n"
+    "on the Mac, such as keys for the other kind of Mac.";
 
 constexpr auto schemaText = "With the schema, editors complete and check Mac files as you type.";
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/file/MacFileWarnings.h"
 
 /// A Mac file: YAML that describes a Mac (docs/mac-files.md).
 namespace simulated_mac {
@@ -19,7 +20,26 @@ class MacFileError : public std::runtime_error {
     static constexpr std::size_t mostLines = 20;
 };
 
+/// The text of a Mac file.
+struct MacFileText {
+    std::string name;  ///< FILE in messages
+    std::string contents;
+    std::filesystem::path folder;  ///< in which files that it names are looked up
+};
+
+struct CheckedMac {
+    MacDescription description;
+    /// What has no effect: lines as of MacFileError, with "warning: " before what is wrong.
+    std::string warnings;
+};
+
+/// Reads a Mac file's text and the files that it names. Throws MacFileError.
+CheckedMac readMacText(const MacFileText& text, const MakesCall& makesCall);
+
 /// Reads a Mac file and the files that it names. Throws MacFileError.
 MacDescription readMacFile(const std::filesystem::path& path);
+
+/// The error of a file that can't be read.
+MacFileError unreadableMacFile(const std::string& name, const std::string& why);
 
 }  // namespace simulated_mac

@@ -88,6 +88,23 @@ TEST(CheckCommand, ListsAllMistakesOfAFile) {
     }
 }
 
+TEST(CheckCommand, WarnsOfWhatHasNoEffect) {
+    const Folder folder;
+    const std::string file = folder.write(
+        "mac.yaml", good + "stray_proxies: []\nfaults: [{call: IOAVServiceReadI2C}]\n");
+    const auto finished = run(folder, {"check", file});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(finished.output, file + ": ok\n");
+    EXPECT_EQ(finished.errors,
+              file +
+                  ":3:1: warning: \"stray_proxies\" has no effect on an Intel Mac; expected it "
+                  "with \"chip: apple\"\n" +
+                  file +
+                  ":4:17: warning: nothing calls IOAVServiceReadI2C on this Mac, so the "
+                  "fault never strikes; expected a call that is made\n");
+    EXPECT_EQ(run(folder, {"run", file}).errors, "");
+}
+
 TEST(RunCommandLine, RunsNothingWhenAFileIsBad) {
     const Folder folder;
     const std::string file = folder.write("good.yaml", good);
