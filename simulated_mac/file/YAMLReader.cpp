@@ -96,6 +96,19 @@ std::string shortened(const std::string& number) {
     return number.size() <= longestNumber ? number : number.substr(0, longestNumber) + "...";
 }
 
+/// " (did you mean KEY: VALUE?)" for a text in which the colon or the blank behind a known key is
+/// missing; empty otherwise.
+std::string missingColon(const YAMLNode& node, const std::vector<std::string>& known) {
+    const std::size_t end = node.text.find_first_of(": ");
+    const std::size_t rest = node.text.find_first_not_of(": ", end);
+    const std::string word = node.text.substr(0, end);
+    if (node.kind != YAMLNode::Kind::scalar || end == std::string::npos ||
+        rest == std::string::npos || std::find(known.begin(), known.end(), word) == known.end()) {
+        return "";
+    }
+    return fmt::format(" (did you mean {}: {}?)", word, node.text.substr(rest));
+}
+
 bool isOneOf(const YAMLNode& node, const std::vector<std::string>& words) {
     return node.kind == YAMLNode::Kind::scalar &&
            std::find(words.begin(), words.end(), node.text) != words.end();
@@ -124,34 +137,6 @@ std::string limitText(std::uint64_t limit) {
 }
 
 }  // namespace
-
-std::string inQuotes(std::string_view text) {
-    constexpr std::size_t longestText = 60;
-    std::string result = "\"";
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool startsCharacter = (text[i] & 0xC0) != 0x80;
-        if (i >= longestText && startsCharacter) {
-            result += "...";
-            break;
-        }
-        if (text[i] == '"' || text[i] == '\\') result += '\\';
-        if (static_cast<unsigned char>(text[i]) < 0x20 || text[i] == 0x7F) {
-            result += text[i] == '\n' ? "\\n" : fmt::format("\\x{:02X}", text[i]);
-        } else {
-            result += text[i];
-        }
-    }
-    return result + '"';
-}
-
-std::string alternatives(const std::vector<std::string>& words) {
-    std::string result;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        if (i > 0) result += i + 1 == words.size() ? " or " : ", ";
-        result += words[i];
-    }
-    return result;
-}
 
 YAMLReader::YAMLReader(const YAMLDocument& document, std::filesystem::path folder)
     : document_(document), folder_(std::move(folder)), fileBytesLeft_(mostFileBytes) {}
@@ -373,7 +358,8 @@ const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node) const {
 std::vector<NamedEntry> YAMLReader::mapping(const YAMLNode& node,
                                             const std::vector<std::string>& known) {
     if (node.kind != YAMLNode::Kind::mapping) {
-        failFound(node, "a mapping with any of the keys " + alternatives(known));
+        failFound(node, "a mapping with any of the keys " + alternatives(known) +
+                            missingColon(node, known));
     }
     std::map<std::string, const YAMLNode*> seen;
     std::vector<NamedEntry> named;
@@ -395,8 +381,10 @@ std::vector<NamedEntry> YAMLReader::mapping(const YAMLNode& node,
             }
             const auto meant = nearestWord(key.text, known);
             if (meant && seen.emplace(*meant, &key).second) named.push_back({*meant, &entry});
+            const std::string likely = missingColon(key, known);
             fail(key, fmt::format("unknown key {}; expected {}{}", inQuotes(key.text),
-                                  alternatives(known), suggestion(key.text, known)));
+                                  alternatives(known),
+                                  likely.empty() ? suggestion(key.text, known) : likely));
         });
     }
     return named;

@@ -9,15 +9,10 @@
 #include <vector>
 
 #include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/file/MessageText.h"
 #include "simulated_mac/file/YAMLDocument.h"
 
 namespace simulated_mac {
-
-/// "ab", with control characters escaped and long texts cut.
-std::string inQuotes(std::string_view text);
-
-/// "a, b or c".
-std::string alternatives(const std::vector<std::string>& words);
 
 /// An entry of a mapping, by the known key that its own is or was meant to be.
 struct NamedEntry {

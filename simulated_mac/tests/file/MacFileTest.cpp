@@ -841,9 +841,6 @@ TEST(MacFileMistake, InTheTextItselfIsReportedWithItsPlace) {
          "2:1: a second YAML document starts here; expected only one"},
         {"screens: []\n...\nscreens: []\n",
          "3:1: not valid YAML: found text after the end of the document; expected none"},
-        {"screens: [\n", "2:1: not valid YAML: end of sequence flow not found"},
-        {"screens: []\nmac: b: c\n", "2:7: not valid YAML: illegal map value"},
-        {"screens: []\nmac: *x\n", "2:6: not valid YAML: the referenced anchor is not defined"},
         {"screens: []\nmac: 'it''s\n", "2:6: unterminated quoted text; expected a closing quote"},
         {"screens: []\nmac: \"a\\\"\n", "2:6: unterminated quoted text; expected a closing quote"},
         {"screens: []\nmac: !!str x\n", "2:6: found a YAML tag; expected a value without a tag"},
@@ -855,7 +852,7 @@ TEST(MacFileMistake, InTheTextItselfIsReportedWithItsPlace) {
         {"mac: \xED\xA0\x80\n", "1:6: byte 0xED is not valid UTF-8; expected UTF-8 text"},
         {"mac: \xC0\x80\n", "1:6: byte 0xC0 is not valid UTF-8; expected UTF-8 text"},
         {"mac: \xF4\x90\x80\x80\n", "1:6: byte 0xF4 is not valid UTF-8; expected UTF-8 text"},
-        {"\xFF\xFEs", "1:1: byte 0xFF is not valid UTF-8; expected UTF-8 text"},
+        {"\xFFs", "1:1: byte 0xFF is not valid UTF-8; expected UTF-8 text"},
         {"screens: []\nmac: \"a\x04\"\n",
          "2:8: found control character 0x04; expected printable text"},
     };
