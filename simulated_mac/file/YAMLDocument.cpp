@@ -10,6 +10,7 @@
 #include <sstream>
 #include <utility>
 
+#include "simulated_mac/file/MessageText.h"
 #include "simulated_mac/file/TextFile.h"
 #include "simulated_mac/file/YAMLSyntax.h"
 
@@ -30,6 +31,11 @@ class TreeBuilder : public YAML::EventHandler {
         }
         if (text_.substr(offsetOf(mark), 3) == "---") {
             fail(offsetOf(mark), "a second YAML document starts here; expected only one");
+        }
+        if (root_.kind == YAMLNode::Kind::scalar) {
+            fail(root_.offset, fmt::format("found the text {} in place of a key; expected \":\" "
+                                           "behind a key, or \"#\" before a comment",
+                                           inQuotes(root_.text)));
         }
         fail(offsetOf(mark),
              "not valid YAML: found text after the end of the document; expected none");

@@ -27,8 +27,11 @@ class Scanner {
             beginLine();
         } else if (isBlank(character)) {
             ++at_;
-        } else if (character == '#' && (at_ == 0 || isBlank(text_[at_ - 1]))) {
+        } else if (character == '#' && (beginsValue_ || isBlank(text_[at_ - 1]))) {
             at_ = std::min(text_.find('\n', at_), text_.size());
+        } else if (character == '&' && beginsValue_) {
+            // A value with an anchor begins behind it.
+            at_ = std::min(text_.find_first_of(" \t\r\n,]}", at_), text_.size());
         } else if (beginsValue_ && (character == '"' || character == '\'')) {
             passQuoted(character);
         } else if (beginsValue_ && (character == '|' || character == '>') && !isInFlow()) {

@@ -41,14 +41,18 @@ TEST(YAMLSyntax, NamesATabInTheIndentation) {
 }
 
 TEST(YAMLSyntax, NamesAColonThatNeedsQuotes) {
-    expectMessages({{"screens: []\nmac: Intel: a Mac\n",
-                     "2:11: found a second \":\" in a value; expected quotes around a text with a "
-                     "colon"},
-                    {"screens: [{name: a b: c}]\n",
-                     "1:21: found \":\" behind a value; expected \",\" or \"}\""},
-                    {"mac\nscreens: []\n",
-                     "2:8: found \":\" behind a text of several lines; expected \":\" behind each "
-                     "key, also on the line above"}});
+    expectMessages(
+        {{"screens: []\nmac: Intel: a Mac\n",
+          "2:11: found a second \":\" in a value; expected quotes around a text with a "
+          "colon"},
+         {"screens: [{name: a b: c}]\n",
+          "1:21: found \":\" behind a value; expected \",\" or \"}\""},
+         {"A Mac\n# alone\nscreens: []\n",
+          "1:1: found the text \"A Mac\" in place of a key; expected \":\" behind a key, "
+          "or \"#\" before a comment"},
+         {"mac\nscreens: []\n",
+          "2:8: found \":\" behind a text of several lines; expected \":\" behind each "
+          "key, also on the line above"}});
 }
 
 TEST(YAMLSyntax, NamesWrongIndentation) {
@@ -89,6 +93,9 @@ TEST(YAMLSyntax, NamesABracketThatIsNotClosed) {
          "2:14: \"{\" is never closed; expected \"}\" behind its last value"},
         {"screens: [built-in\nusb: [\"]\"] # ]\n",
          "1:10: \"[\" is never closed; expected \"]\" behind its last value"},
+        {"screens: [{monitor: &a {edid: none}]\n", "1:36: \"]\" closes no \"{\"; expected \"}\""},
+        {"screens:\n  - monitor: &a {edid: none\n",
+         "2:17: \"{\" is never closed; expected \"}\" behind its last value"},
         {"screens: [{name: \"a\" \"b\"}]\n",
          "1:22: found a text in quotes behind a value; expected \",\" or \"}\""},
         {"screens: [built-in}\n", "1:19: \"}\" closes no \"[\"; expected \"]\""},
