@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "displaycheck/commands/CompareCommand.h"
 #include "displaycheck/commands/EDIDCommand.h"
@@ -24,6 +25,8 @@
 #include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/file/MacFile.h"
 #include "simulated_mac/file/MacFileFormat.h"
+#include "simulated_mac/file/MessageText.h"
+#include "simulated_mac/file/NearestWord.h"
 
 namespace {
 
@@ -112,6 +115,9 @@ class CommandLine {
     int run(int argc, char** argv) {
         try {
             app_.parse(argc, argv);
+        } catch (const CLI::ExtrasError&) {
+            printError("displaycheck: {}\n", strangeArgument());
+            return badInput;
         } catch (const CLI::ParseError& error) {
             return app_.exit(error) == 0 ? done : badInput;
         }
@@ -129,6 +135,48 @@ class CommandLine {
         command->group("Commands");
         command->footer(explanation + "\n\n" + exitStatuses);
         return command;
+    }
+
+    /// What is wrong with the first argument that nothing takes.
+    std::string strangeArgument() {
+        if (const auto strange = app_.remaining(); !strange.empty()) {
+            return isOption(strange.front()) ? unknownOption(app_, strange.front(), "a command")
+                                             : unknownCommand(strange.front());
+        }
+        const std::string strange = app_.remaining(true).front();
+        const CLI::App& command = *app_.get_subcommands().front();
+        const std::string name = command.get_name();
+        if (isOption(strange)) {
+            return name + ": " +
+                   unknownOption(command, strange,
+                                 "one that \"displaycheck " + name + " --help\" lists");
+        }
+        return fmt::format("{}: unexpected argument {}; expected none behind the others", name,
+                           printable(strange));
+    }
+
+    static bool isOption(const std::string& argument) { return argument.rfind('-', 0) == 0; }
+
+    std::string unknownCommand(const std::string& name) const {
+        std::vector<std::string> known;
+        for (const CLI::App* const command : app_.get_subcommands({})) {
+            known.push_back(command->get_name());
+        }
+        return fmt::format("unknown command {}; expected {}{}", printable(name),
+                           simulated_mac::alternatives(known),
+                           simulated_mac::suggestion(name, known));
+    }
+
+    static std::string unknownOption(const CLI::App& command, const std::string& name,
+                                     const std::string& expected) {
+        std::vector<std::string> known;
+        for (const CLI::Option* const option : command.get_options()) {
+            for (const std::string& longName : option->get_lnames()) {
+                known.push_back("--" + longName);
+            }
+        }
+        return fmt::format("unknown option {}; expected {}{}", printable(name), expected,
+                           simulated_mac::suggestion(name.substr(0, name.find('=')), known));
     }
 
     static void addAssume(CLI::App* command, const std::string& explanation,

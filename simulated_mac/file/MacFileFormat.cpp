@@ -5,6 +5,7 @@
 #include "simulated_mac/description/EDID.h"
 #include "simulated_mac/description/RecordedRegistry.h"
 #include "simulated_mac/file/MacFileKeys.h"
+#include "simulated_mac/file/NearestWord.h"
 
 namespace simulated_mac {
 namespace {
@@ -87,22 +88,25 @@ void addPanelEDIDs(const YAMLNode& mac, std::vector<ScreenDescription>& screens)
 }  // namespace
 
 void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) const {
+    constexpr const char* forms = "none, hex digits or a mapping";
     if (YAMLReader::isWord(node, none)) {
         target.clear();
         return;
     }
     if (node.kind == YAMLNode::Kind::scalar) {
+        // No hex digits are like the word.
+        if (nearestWord(node.text, {none})) reader.failFound(node, forms, {none});
         target = reader.hexBytes(node);
         return;
     }
     if (node.kind != YAMLNode::Kind::mapping) {
-        reader.failFound(node, "none, hex digits or a mapping");
+        reader.failFound(node, forms);
     }
-    EDIDForms forms;
-    if (!reader.attempt([&] { Mapping{}.read(reader, node, forms); })) return;
-    target = forms.file ? *forms.file : forms.hex ? *forms.hex : makeEDID(forms.made);
+    EDIDForms edid;
+    if (!reader.attempt([&] { Mapping{}.read(reader, node, edid); })) return;
+    target = edid.file ? *edid.file : edid.hex ? *edid.hex : makeEDID(edid.made);
     if (!reader.attempt([&] { requirePatchInside(reader, node, target.size()); })) return;
-    for (const auto& [offset, byte] : forms.patch) target[offset] = byte;
+    for (const auto& [offset, byte] : edid.patch) target[offset] = byte;
 }
 
 JSON EDIDBytes::schema(const Bytes& initial) const {
@@ -179,7 +183,7 @@ void VCPAnswers::read(YAMLReader& reader, const YAMLNode& node, MonitorDescripti
     } else if (node.kind == YAMLNode::Kind::mapping) {
         ByNumber<VCPValue>{}.read(reader, node, target.vcp);
     } else {
-        reader.failFound(node, "unknown or a mapping");
+        reader.failFound(node, "unknown or a mapping", {unknown});
     }
 }
 
@@ -213,6 +217,8 @@ JSON AnswerKind::schema(const DDCAnswer& initial) const {
 void ProxyEDID::read(YAMLReader& reader, const YAMLNode& node, ProxyDescription& target) const {
     if (YAMLReader::isWord(node, empty)) {
         target.edidEmpty = true;
+    } else if (node.kind == YAMLNode::Kind::scalar && nearestWord(node.text, {empty})) {
+        reader.failFound(node, "empty, none, hex digits or a mapping", {empty});
     } else {
         EDIDBytes{}.read(reader, node, target.edid.emplace());
     }
@@ -234,7 +240,7 @@ void EDIDListing::read(YAMLReader& reader, const YAMLNode& node, ScreenDescripti
         target.edidListed = true;
         target.edidListedAt = listing.at;
     } else {
-        reader.failFound(node, "true, false, empty or {at: seconds}");
+        reader.failFound(node, "true, false, empty or {at: seconds}", {"true", "false", empty});
     }
 }
 
@@ -250,7 +256,7 @@ void InfoDictionary::read(YAMLReader& reader, const YAMLNode& node,
     } else if (node.kind == YAMLNode::Kind::mapping) {
         Properties{}.read(reader, node, target.infoDictionary);
     } else {
-        reader.failFound(node, "none or a mapping");
+        reader.failFound(node, "none or a mapping", {none});
     }
 }
 
@@ -271,7 +277,8 @@ std::string macFileSchema() {
                    {"title", "Mac file"},
                    {"description", "A Mac for the simulation to stand in for."}};
     schema.update(Mapping{}.schema(MacDescription()));
-    schema["definitions"] = {{"property", Properties::definition()}};
+    schema["definitions"] = {{"property", Properties::definition()},
+                             {"io_result", IOResult::definition()}};
     return schema.dump(2) + '\n';
 }
 

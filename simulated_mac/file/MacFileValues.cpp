@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "simulated_mac/file/IOResultNames.h"
+#include "simulated_mac/file/NearestWord.h"
+
 namespace simulated_mac {
 namespace {
 
@@ -93,6 +96,39 @@ std::string LimitedText::expected() const {
 JSON LimitedText::schema(const std::string&) const {
     return {{"type", "string"},
             {"pattern", fmt::format("^[{}-{}]{{{},{}}}$", first, last, min, max)}};
+}
+
+void IOResult::read(YAMLReader& reader, const YAMLNode& node, std::int32_t& target) const {
+    constexpr auto most = std::numeric_limits<std::uint32_t>::max();
+    std::uint32_t value = 0;
+    if (YAMLReader::typeOf(node) == YAMLReader::Type::text && nearestWord(node.text, names())) {
+        const std::size_t index =
+            reader.word(node, names(), "an I/O result by its name or as a number");
+        value = ioResultNames()[index].value;
+    } else {
+        value = static_cast<std::uint32_t>(reader.number(node, 0, most));
+    }
+    target = static_cast<std::int32_t>(value);
+}
+
+JSON IOResult::schema(std::int32_t) const {
+    return {{"anyOf", {{{"$ref", "#/definitions/io_result"}}}}};
+}
+
+JSON IOResult::definition() {
+    constexpr auto most = std::numeric_limits<std::uint32_t>::max();
+    const JSON number = {{"type", "integer"}, {"minimum", 0}, {"maximum", most}};
+    return {{"description", "An I/O result, as a number or by its name in the platform's headers."},
+            {"anyOf", {number, {{"enum", names()}}}}};
+}
+
+const std::vector<std::string>& IOResult::names() {
+    static const auto all = [] {
+        std::vector<std::string> result;
+        for (const IOResultName& one : ioResultNames()) result.push_back(one.name);
+        return result;
+    }();
+    return all;
 }
 
 void Properties::read(YAMLReader& reader, const YAMLNode& node, PropertyMap& target) const {

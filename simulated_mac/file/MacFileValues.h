@@ -105,17 +105,17 @@ struct Number {
     }
 };
 
-/// An I/O error as the platform's headers write it: a 32-bit pattern such as 0xE00002C0.
+/// An I/O error as the platform's headers write it: a 32-bit pattern such as 0xE00002C0, or its
+/// name.
 struct IOResult {
-    void read(YAMLReader& reader, const YAMLNode& node, std::int32_t& target) const {
-        constexpr auto most = std::numeric_limits<std::uint32_t>::max();
-        target =
-            static_cast<std::int32_t>(static_cast<std::uint32_t>(reader.number(node, 0, most)));
-    }
-    JSON schema(std::int32_t) const {
-        constexpr auto most = std::numeric_limits<std::uint32_t>::max();
-        return {{"type", "integer"}, {"minimum", 0}, {"maximum", most}};
-    }
+    void read(YAMLReader& reader, const YAMLNode& node, std::int32_t& target) const;
+    JSON schema(std::int32_t) const;
+
+    /// The definition "io_result" that `schema` refers to.
+    static JSON definition();
+
+  private:
+    static const std::vector<std::string>& names();
 };
 
 struct Seconds {
@@ -481,7 +481,7 @@ struct WordOrMapping {
         } else if (node.kind == YAMLNode::Kind::mapping) {
             Mapping{}.read(reader, node, target);
         } else {
-            reader.failFound(node, word + " or a mapping");
+            reader.failFound(node, word + " or a mapping", {word});
         }
     }
     JSON schema(const Structure& initial) const {

@@ -37,6 +37,11 @@ class TreeBuilder : public YAML::EventHandler {
                                            "behind a key, or \"#\" before a comment",
                                            inQuotes(root_.text)));
         }
+        const auto columnOf = [this](std::size_t at) { return positionIn(text_, at).column; };
+        if (columnOf(offsetOf(mark)) < columnOf(root_.offset)) {
+            fail(offsetOf(mark),
+                 "the line begins left of the first key; expected it in the same column");
+        }
         fail(offsetOf(mark),
              "not valid YAML: found text after the end of the document; expected none");
     }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 #include <locale>
 #include <map>
@@ -16,6 +17,7 @@
 #include <utility>
 
 #include "simulated_mac/description/ReadFile.h"
+#include "simulated_mac/file/MistypedNumber.h"
 #include "simulated_mac/file/NearestWord.h"
 
 namespace simulated_mac {
@@ -109,6 +111,18 @@ std::string missingColon(const YAMLNode& node, const std::vector<std::string>& k
     return fmt::format(" (did you mean {}: {}?)", word, node.text.substr(rest));
 }
 
+constexpr const char* withoutQuotes = " (without quotes)";
+
+std::string booleanSuggestion(const YAMLNode& node) {
+    if (node.quoted && (node.text == "true" || node.text == "false")) return withoutQuotes;
+    const auto isOneOf = [&node](std::initializer_list<std::string_view> words) {
+        return std::find(words.begin(), words.end(), node.text) != words.end();
+    };
+    if (isOneOf({"yes", "Yes", "YES", "on", "On", "ON", "1"})) return " (did you mean true?)";
+    if (isOneOf({"no", "No", "NO", "off", "Off", "OFF", "0"})) return " (did you mean false?)";
+    return suggestion(node.text, {"true", "false"});
+}
+
 bool isOneOf(const YAMLNode& node, const std::vector<std::string>& words) {
     return node.kind == YAMLNode::Kind::scalar &&
            std::find(words.begin(), words.end(), node.text) != words.end();
@@ -157,8 +171,11 @@ std::vector<YAMLMistake> YAMLReader::mistakes() const {
     return inOrder(mistakes_);
 }
 
-void YAMLReader::failFound(const YAMLNode& node, const std::string& expected) const {
-    fail(node, fmt::format("found {}; expected {}", describe(node), expected));
+void YAMLReader::failFound(const YAMLNode& node, const std::string& expected,
+                           const std::vector<std::string>& words) const {
+    const bool isScalar = node.kind == YAMLNode::Kind::scalar;
+    fail(node, fmt::format("found {}; expected {}{}", describe(node), expected,
+                           isScalar ? suggestion(node.text, words) : ""));
 }
 
 void YAMLReader::failOutOfRange(const YAMLNode& node, const std::string& expected) const {
@@ -194,11 +211,17 @@ std::string YAMLReader::text(const YAMLNode& node) const {
 
 bool YAMLReader::boolean(const YAMLNode& node) const {
     if (isPlain(node) && (node.text == "true" || node.text == "false")) return node.text == "true";
-    failFound(node, "true or false");
+    const bool isScalar = node.kind == YAMLNode::Kind::scalar;
+    failFound(node, std::string("true or false") + (isScalar ? booleanSuggestion(node) : ""));
 }
 
 std::uint64_t YAMLReader::magnitude(const YAMLNode& node, const std::string& expected) const {
-    if (!isPlain(node) || !isInteger(node.text)) failFound(node, expected);
+    if (!isPlain(node) || !isInteger(node.text)) {
+        const bool needsNoQuotes = node.quoted && isInteger(node.text);
+        failFound(node, expected + (needsNoQuotes  ? withoutQuotes
+                                    : isText(node) ? numberSuggestion(node.text)
+                                                   : ""));
+    }
     std::string_view digits = withoutSign(node.text);
     const bool isHex = isHexInteger(digits);
     if (node.text.starts_with('+') || (!isHex && digits.size() > 1 && digits.front() == '0')) {
@@ -324,8 +347,7 @@ std::size_t YAMLReader::word(const YAMLNode& node, const std::vector<std::string
     if (node.kind == YAMLNode::Kind::scalar && found != words.end()) {
         return static_cast<std::size_t>(found - words.begin());
     }
-    const bool isScalar = node.kind == YAMLNode::Kind::scalar;
-    failFound(node, expected + (isScalar ? suggestion(node.text, words) : ""));
+    failFound(node, expected, words);
 }
 
 std::string YAMLReader::fileContents(const YAMLNode& node) {

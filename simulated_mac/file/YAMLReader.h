@@ -47,8 +47,9 @@ class YAMLReader {
     std::vector<YAMLMistake> mistakes() const;
 
     [[noreturn]] void fail(const YAMLNode& node, const std::string& message) const;
-    /// "found the number 7, expected `expected`".
-    [[noreturn]] void failFound(const YAMLNode& node, const std::string& expected) const;
+    /// "found the number 7, expected `expected`", with the one of `words` that a text is close to.
+    [[noreturn]] void failFound(const YAMLNode& node, const std::string& expected,
+                                const std::vector<std::string>& words = {}) const;
 
     /// Text; unquoted scalars that YAML reads as numbers or booleans are rejected.
     std::string text(const YAMLNode& node) const;

@@ -48,6 +48,35 @@ TEST(CommandLine, RefusesWrongUsage) {
     }
 }
 
+TEST(CommandLine, SaysWhatAMistypedWordMayMean) {
+    const Folder folder;
+    const auto errorsOf = [&folder](const std::vector<std::string>& arguments) {
+        const auto finished = run(folder, arguments);
+        EXPECT_EQ(finished.status, 2);
+        return finished.errors;
+    };
+    EXPECT_EQ(
+        errorsOf({"rnu", "x.yaml"}),
+        "displaycheck: unknown command rnu; expected run, window, check, schema, edid, model, "
+        "import or compare (did you mean run?)\n");
+    EXPECT_EQ(errorsOf({"xyzzy"}),
+              "displaycheck: unknown command xyzzy; expected run, window, check, schema, edid, "
+              "model, import or compare\n");
+    EXPECT_EQ(errorsOf({"run", "--jsno", "x.yaml"}),
+              "displaycheck: run: unknown option --jsno; expected one that \"displaycheck run "
+              "--help\" lists (did you mean --json?)\n");
+    EXPECT_EQ(errorsOf({"window", "x.yaml", "--screenshots=x.png"}),
+              "displaycheck: window: unknown option --screenshots=x.png; expected one that "
+              "\"displaycheck window --help\" lists (did you mean --screenshot?)\n");
+    EXPECT_EQ(errorsOf({"--verson"}),
+              "displaycheck: unknown option --verson; expected a command (did you mean "
+              "--version?)\n");
+    EXPECT_EQ(errorsOf({"--json", "run", "x.yaml"}),
+              "displaycheck: unknown option --json; expected a command\n");
+    EXPECT_EQ(errorsOf({"schema", "x"}),
+              "displaycheck: schema: unexpected argument x; expected none behind the others\n");
+}
+
 TEST(CommandLine, PrintsTheSchema) {
     const Folder folder;
     const auto finished = run(folder, {"schema"});

@@ -175,7 +175,7 @@ screens:
       properties: {Transport: null}
       product_attributes: {ProductName: Other}
       proxies:
-        - {entry: "0x100000102", location: Odd, name_readable: false, opens: false, copy_edid_result: 0xE00002F0,
+        - {entry: "0x100000102", location: Odd, name_readable: false, opens: false, copy_edid_result: kIOReturnNotFound,
            edid: 00 01}
         - {location: null, edid: none}
         - {edid: empty}
@@ -656,7 +656,7 @@ const std::vector<Mistake> mistakes = {
     {"screens: [5]\n", "1:11: found the number 5; expected built-in or a mapping"},
     {"screens:\n  -\n  - built-in\n", "2:3: found no value; expected built-in or a mapping"},
     {"screens: [{monitor: {vcp: unknwon}}]\n",
-     "1:27: found the text \"unknwon\"; expected unknown or a mapping"},
+     "1:27: found the text \"unknwon\"; expected unknown or a mapping (did you mean unknown?)"},
     {"screens: [{monitor: {vcp: 0x4000}}]\n",
      "1:27: found the number 0x4000; expected unknown or a mapping"},
     {"screens: [{monitor: {edid: none, vcp: unknown, answers: [silent]}}]\n",
@@ -666,7 +666,27 @@ const std::vector<Mistake> mistakes = {
      "1:22: \"settles_after_clean\" conflicts with \"vcp: unknown\"; expected \"vcp: unknown\" "
      "alone "
      "or with edid"},
-    {"screens: [{framebuffer: non}]\n", "1:25: found the text \"non\"; expected none or a mapping"},
+    {"screens: [{framebuffer: non}]\n",
+     "1:25: found the text \"non\"; expected none or a mapping (did you mean none?)"},
+    {"screens: [build-in]\n",
+     "1:11: found the text \"build-in\"; expected built-in or a mapping (did you mean built-in?)"},
+    {"screens: [{monitor: {edid: None}}]\n",
+     "1:28: found the text \"None\"; expected none, hex digits or a mapping (did you mean none?)"},
+    {"chip: apple\nscreens: [{display_service: {proxies: [{edid: emtpy}]}}]\n",
+     "2:47: found the text \"emtpy\"; expected empty, none, hex digits or a mapping (did you mean "
+     "empty?)"},
+    {"screens: [{info_dictionary: nnone}]\n",
+     "1:29: found the text \"nnone\"; expected none or a mapping (did you mean none?)"},
+    {"screens: [{edid_listed: fasle}]\n",
+     "1:25: found the text \"fasle\"; expected true, false, empty or {at: seconds} (did you mean "
+     "false?)"},
+    {"screens: []\nevents: [{at: 1, user: click the warning}]\n",
+     "2:24: found the text \"click the warning\"; expected enters the pane or clicks the warning "
+     "(did you mean clicks the warning?)"},
+    {"screens: []\nfaults: [{call: IOMasterPort, result: kIOReturnNodevice}]\n",
+     "2:39: found the text \"kIOReturnNodevice\"; expected an I/O result by its name or as a "
+     "number "
+     "(did you mean kIOReturnNoDevice?)"},
     {"screens: []\nmodel: 2790\n",
      "2:8: found the number 2790; expected text (quote it: \"2790\")"},
     {"screens: []\nmodel: 0012\n",
@@ -682,10 +702,14 @@ const std::vector<Mistake> mistakes = {
     {"screens: []\nstrings: {a: 5}\n", "2:14: found the number 5; expected text (quote it: \"5\")"},
     {"screens: []\nstrings: {5: a}\n", "2:11: found the number 5; expected text (quote it: \"5\")",
      false},
-    {"screens: [{built_in: yes}]\n", "1:22: found the text \"yes\"; expected true or false"},
-    {"screens: [{built_in: True}]\n", "1:22: found the boolean True; expected true or false",
-     false},
-    {"screens: [{built_in: \"true\"}]\n", "1:22: found the text \"true\"; expected true or false"},
+    {"screens: [{built_in: yes}]\n",
+     "1:22: found the text \"yes\"; expected true or false (did you mean true?)"},
+    {"screens: [{built_in: no}]\n",
+     "1:22: found the text \"no\"; expected true or false (did you mean false?)"},
+    {"screens: [{built_in: True}]\n",
+     "1:22: found the boolean True; expected true or false (did you mean true?)", false},
+    {"screens: [{built_in: \"true\"}]\n",
+     "1:22: found the text \"true\"; expected true or false (without quotes)"},
     {"screens: [{edid_listed: maybe}]\n",
      "1:25: found the text \"maybe\"; expected true, false, empty or {at: seconds}"},
     {"screens: []\nchip: inteel\n",
@@ -722,11 +746,16 @@ const std::vector<Mistake> mistakes = {
      "1:24: found the number 0o17; expected a whole number from 0 to 0xFFFFFFFF, in decimal "
      "without leading zeros or in hexadecimal with a leading 0x"},
     {"screens: [{display_id: 0x1G}]\n",
-     "1:24: found the text \"0x1G\"; expected a whole number from 0 to 0xFFFFFFFF"},
+     "1:24: found the text \"0x1G\"; expected a whole number from 0 to 0xFFFFFFFF (\"G\" is not a "
+     "hex "
+     "digit)"},
+    {"screens: [{display_id: 1Ah}]\n",
+     "1:24: found the text \"1Ah\"; expected a whole number from 0 to 0xFFFFFFFF (did you mean "
+     "0x1A?)"},
     {"screens: [{display_id: 1.5}]\n",
      "1:24: found the number 1.5; expected a whole number from 0 to 0xFFFFFFFF"},
     {"screens: [{display_id: \"12\"}]\n",
-     "1:24: found the text \"12\"; expected a whole number from 0 to 0xFFFFFFFF"},
+     "1:24: found the text \"12\"; expected a whole number from 0 to 0xFFFFFFFF (without quotes)"},
     {"screens: []\nusb: [{product_id: 0x10000}]\n",
      "2:20: 0x10000 is out of range; expected a whole number from 0 to 0xFFFF"},
     {"screens: []\nusb:\n  - properties: {a: -9223372036854775809}\n",
@@ -914,7 +943,7 @@ TEST(MacFileMistakes, AreAlsoFoundBelowAMistypedKey) {
                      "vendor_number, model_number, serial_number, is_screen, appears_at, "
                      "disappears_at, edid_listed, monitor, framebuffer, display_service or "
                      "info_dictionary (did you mean framebuffer?)",
-                     "1:33: found the number 1; expected true or false"}));
+                     "1:33: found the number 1; expected true or false (did you mean true?)"}));
 }
 
 TEST(MacFileMistakes, AreNoneBecauseOfAnotherMistake) {

@@ -63,6 +63,8 @@ TEST(YAMLSyntax, NamesWrongIndentation) {
         {"screens:\n  - built-in\n - built-in\n", "3:2: " + message},
         {"screens: []\n  usb: []\n", "2:3: " + message},
         {"screens: []\nmac: |\n  a\n b\n", "4:2: " + message},
+        {" chip: intel\nscreens: []\n",
+         "2:1: the line begins left of the first key; expected it in the same column"},
         {"screens: []\n- x\n", "2:1: found a list entry among keys; expected a key"},
         {"screens:\n  - built-in\n  usb: []\n",
          "3:3: found a key among list entries; expected an entry, or more or fewer blanks"},
