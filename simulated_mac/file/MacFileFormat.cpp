@@ -41,7 +41,7 @@ void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t si
         if (!YAMLReader::isWord(entry.key, "patch")) continue;
         for (const YAMLEntry& change : entry.value.entries) {
             std::uint16_t offset = 0;
-            Number{}.read(reader, change.key, offset);
+            NumberKey{}.read(reader, change.key, offset);
             if (size == 0) {
                 reader.report(change.key, "the EDID has no bytes to patch; expected at least one");
             } else if (offset >= size) {

@@ -105,6 +105,16 @@ struct Number {
     }
 };
 
+/// A number that is a key: JSON has keys in quotes only.
+struct NumberKey {
+    template <std::integral Target>
+    void read(YAMLReader& reader, const YAMLNode& node, Target& target) const {
+        YAMLNode number = node;
+        number.quoted = false;
+        Number{}.read(reader, number, target);
+    }
+};
+
 /// An I/O error as the platform's headers write it: a 32-bit pattern such as 0xE00002C0, or its
 /// name.
 struct IOResult {
@@ -268,7 +278,7 @@ struct ByNumber {
             reader.attempt([&] { kind.read(reader, entry.value, value); });
             reader.attempt([&] {
                 Key key = 0;
-                Number{}.read(reader, entry.key, key);
+                NumberKey{}.read(reader, entry.key, key);
                 const auto [earlier, isNew] = seen.emplace(key, &entry.key);
                 if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
                 target[key] = value;

@@ -577,6 +577,16 @@ TEST(MacFile, TakesAliases) {
     EXPECT_EQ(mac.model, "Other");
 }
 
+TEST(MacFile, TakesNumbersInQuotesAsKeys) {
+    const auto mac = read(
+        R"({"screens": [{"monitor": {"vcp": {"0xF1": 16384, "16": {"current": 1}},
+                                     "edid": {"hex": "00 00", "patch": {"0x1": 255}}}}]})");
+    const MonitorDescription& monitor = mac.screens.at(0).monitor;
+    EXPECT_EQ(monitor.vcp.at(0xF1).current, 0x4000);
+    EXPECT_EQ(monitor.vcp.at(0x10).current, 1);
+    EXPECT_EQ(monitor.edid, (Bytes{0, 0xFF}));
+}
+
 TEST(MacFile, TakesAByteOrderMarkAndOtherLineEnds) {
     EXPECT_EQ(read("\xEF\xBB\xBFscreens: []\r\nmodel: \xC3\xA9\r\n").model, "\xC3\xA9");
 }
@@ -647,6 +657,13 @@ const std::vector<Mistake> mistakes = {
      "4:3: duplicate key \"a\"; expected it only once (first on line 3)", false},
     {"screens: [{monitor: {vcp: {0x10: 1, 16: 2}}}]\n",
      "1:37: duplicate key \"16\"; expected it only once (first on line 1)", false},
+    {"screens: [{monitor: {vcp: {0x10: 1, \"16\": 2}}}]\n",
+     "1:37: duplicate key \"16\"; expected it only once (first on line 1)", false},
+    {"screens: [{monitor: {vcp: {\"0xG1\": 1}}}]\n",
+     "1:28: found the text \"0xG1\"; expected a whole number from 0 to 255 (\"G\" is not a hex "
+     "digit)"},
+    {"screens: [{monitor: {edid: {patch: {\"1\": 256}}}}]\n",
+     "1:42: 256 is out of range; expected a whole number from 0 to 255"},
     {"screens: []\n? [a]\n: b\n", "2:3: found a list; expected the key KEYS", false},
     // Types.
     {"[1]\n", "1:1: found a list; expected a mapping with any of the keys KEYS"},
