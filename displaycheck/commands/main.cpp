@@ -41,6 +41,7 @@ constexpr auto runText =
     "Runs the pane on the Mac that each FILE describes until the file's last event and the\n"
     "pane's last step are over, and reports what the user sees and why. The clock is\n"
     "virtual, so waits take no time. All files are checked before the first one runs.\n"
+    "A folder stands for all *.yaml in it and below, \"-\" for standard input.\n"
     "\n"
     "A Mac with monitors of which nobody knows whether they answer over DDC/CI\n"
     "(\"vcp: unknown\") is run twice: once all of them answer, once all are silent.";
@@ -54,7 +55,8 @@ constexpr auto windowText =
 constexpr auto checkText =
     "Prints \"FILE: ok\" for a valid file. For an invalid one, prints a line for each mistake:\n"
     "its line and column, what is wrong there and what was expected. Warns of what has no effect\n"
-    "on the Mac, such as keys for the other kind of Mac.";
+    "on the Mac, such as keys for the other kind of Mac. A folder stands for all *.yaml in it\n"
+    "and below, \"-\" for standard input.";
 
 constexpr auto schemaText = "With the schema, editors complete and check Mac files as you type.";
 
@@ -80,6 +82,8 @@ constexpr auto compareText =
     "the dumps, for what the pane reads: framebuffers, I2C interfaces, displays, AV\n"
     "service proxies and USB devices, by path, class, property and order, and what\n"
     "system_profiler prints. The exit status is 1 where they differ.";
+
+constexpr auto macFilesText = "Mac files (YAML), folders of them, or \"-\"";
 
 constexpr auto exitStatuses =
     "Exit status:\n"
@@ -198,7 +202,7 @@ class CommandLine {
     void addRun() {
         auto* const command =
             addCommand("run", "Run the pane on Macs and report what it showed", runText);
-        command->add_option("FILE", run_.files, "Mac files (YAML)")->type_name("")->required();
+        command->add_option("FILE", run_.files, macFilesText)->type_name("")->required();
         command->add_flag("--json", run_.json, "Print one JSON object per line for each FILE");
         command->add_flag("--log", run_.log,
                           "Include the system log and the pane's standard\n"
@@ -236,7 +240,7 @@ class CommandLine {
     void addCheck() {
         auto* const command =
             addCommand("check", "Check Mac files without running them", checkText);
-        command->add_option("FILE", checked_, "Mac files (YAML)")->type_name("")->required();
+        command->add_option("FILE", checked_, macFilesText)->type_name("")->required();
         command->callback([this] { status_ = checkMacFiles(checked_); });
     }
 
