@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 using simulated_mac::MacFileText;
 
-MacFileText textOf(const std::string& path) {
+MacFileText readText(const std::string& path) {
     constexpr auto mostBytes = simulated_mac::YAMLLimits::bytes;
     const bool isInput = path == "-";
     const std::string name = isInput ? "standard input" : path;
@@ -72,7 +72,7 @@ std::vector<MacFile> readFolder(const std::string& folder) {
 MacFile readMacFile(const std::string& path) {
     MacFile file{path, {}, std::nullopt, ""};
     try {
-        const MacFileText text = textOf(path);
+        const MacFileText text = readText(path);
         file.path = text.name;
         auto checked = simulated_mac::readMacText(text, paneMakesCall);
         file.description = std::move(checked.description);

@@ -6,10 +6,10 @@ namespace displaycheck {
 
 namespace {
 
-using Calls = std::set<std::string_view>;
+using CallNames = std::set<std::string_view>;
 
-const Calls& callsOnIntelMacs() {
-    static const Calls calls = {
+const CallNames& callsOnIntelMacs() {
+    static const CallNames calls = {
         "CGDisplayIOServicePort",        "CGDisplayModelNumber",         "CGDisplayVendorNumber",
         "IODisplayCreateInfoDictionary", "IOFBCopyI2CInterfaceForBus",   "IOFBGetI2CInterfaceCount",
         "IOI2CInterfaceClose",           "IOI2CInterfaceOpen",           "IOI2CSendRequest",
@@ -19,8 +19,8 @@ const Calls& callsOnIntelMacs() {
     return calls;
 }
 
-const Calls& callsOnAppleSilicon() {
-    static const Calls calls = {
+const CallNames& callsOnAppleSilicon() {
+    static const CallNames calls = {
         "CoreDisplay_DisplayCreateInfoDictionary",
         "IOAVServiceCopyEDID",
         "IOAVServiceCreateWithService",
@@ -36,8 +36,8 @@ const Calls& callsOnAppleSilicon() {
 }
 
 /// Only the inventory for diagnostics makes them, or nothing at all.
-const Calls& otherCalls() {
-    static const Calls calls = {
+const CallNames& otherCalls() {
+    static const CallNames calls = {
         "CFDictionaryCreateMutable",
         "CFNumberCreate",
         "IOObjectRetain",

@@ -17,7 +17,7 @@ UnreadableFile unreadable() {
     return UnreadableFile("can't be read: " + std::generic_category().message(errno));
 }
 
-std::string_view kindOf(int file) {
+std::string_view kindOfFile(int file) {
     struct stat status = {};
     if (fstat(file, &status) != 0) return "nothing known";
     if (S_ISFIFO(status.st_mode)) return "a pipe";
@@ -28,7 +28,7 @@ std::string_view kindOf(int file) {
 void awaitData(int file, const WaitNotice& onWait) {
     constexpr int moment = 1000;  // milliseconds
     pollfd awaited = {file, POLLIN, 0};
-    if (onWait && poll(&awaited, 1, moment) == 0) onWait(kindOf(file));
+    if (onWait && poll(&awaited, 1, moment) == 0) onWait(kindOfFile(file));
     while (poll(&awaited, 1, -1) == -1 && errno == EINTR) {
     }
 }

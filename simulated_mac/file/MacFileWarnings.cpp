@@ -15,7 +15,7 @@
 namespace simulated_mac {
 namespace {
 
-const YAMLEntry* entryOf(const YAMLNode& mapping, std::string_view key) {
+const YAMLEntry* entryIn(const YAMLNode& mapping, std::string_view key) {
     for (const YAMLEntry& entry : mapping.entries) {
         if (YAMLReader::isWord(entry.key, key)) return &entry;
     }
@@ -23,22 +23,22 @@ const YAMLEntry* entryOf(const YAMLNode& mapping, std::string_view key) {
 }
 
 /// A list or mapping without anything, for a key that is not there.
-const YAMLNode& valueOf(const YAMLNode& mapping, std::string_view key) {
+const YAMLNode& valueIn(const YAMLNode& mapping, std::string_view key) {
     static const YAMLNode nothing;
-    const YAMLEntry* const entry = entryOf(mapping, key);
+    const YAMLEntry* const entry = entryIn(mapping, key);
     return entry != nullptr ? entry->value : nothing;
 }
 
 constexpr std::string_view locationKey = "locationID";
 
-std::optional<std::uint32_t> numberOf(const PropertyValue& value) {
+std::optional<std::uint32_t> numberIn(const PropertyValue& value) {
     const auto* const number = std::get_if<std::int64_t>(&value.value);
     return number != nullptr ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
 }
 
 std::optional<std::uint32_t> locationOf(const USBDeviceDescription& device) {
     for (const auto& [key, value] : device.properties) {
-        if (key == locationKey) return numberOf(value);
+        if (key == locationKey) return numberIn(value);
     }
     return device.locationID;
 }
@@ -50,16 +50,16 @@ class Inspection {
 
     std::vector<YAMLMistake> warnings() {
         inspectMac();
-        const YAMLNode& screens = valueOf(root_, "screens");
+        const YAMLNode& screens = valueIn(root_, "screens");
         for (std::size_t i = 0; i < mac_.screens.size(); ++i) {
             inspectScreen(screens.items[i], mac_.screens[i]);
         }
         inspectDisplayIDs(screens);
-        const YAMLNode& events = valueOf(root_, "events");
+        const YAMLNode& events = valueIn(root_, "events");
         for (std::size_t i = 0; i < mac_.events.size(); ++i) {
             inspectEvent(events.items[i], mac_.events[i]);
         }
-        const YAMLNode& faults = valueOf(root_, "faults");
+        const YAMLNode& faults = valueIn(root_, "faults");
         for (std::size_t i = 0; i < mac_.faults.size(); ++i) {
             inspectCall(faults.items[i], mac_.faults[i].call, "the fault never strikes");
         }
@@ -75,7 +75,7 @@ class Inspection {
 
     /// `why` goes on from "has no effect".
     void warnOfKey(const YAMLNode& mapping, std::string_view key, const std::string& why) {
-        const YAMLEntry* const entry = entryOf(mapping, key);
+        const YAMLEntry* const entry = entryIn(mapping, key);
         if (entry != nullptr) warn(entry->key, fmt::format("\"{}\" has no effect {}", key, why));
     }
 
@@ -98,7 +98,7 @@ class Inspection {
     }
 
     void inspectMac() {
-        const YAMLNode& graphics = valueOf(root_, "graphics");
+        const YAMLNode& graphics = valueIn(root_, "graphics");
         warnOfOtherKind(root_, {"stray_interfaces"}, {"stray_proxies"});
         warnOfOtherKind(graphics, {"driver", "transaction_types", "framebuffers"}, {});
         if (mac_.registry == nullptr) return;
@@ -110,7 +110,7 @@ class Inspection {
 
     void inspectScreen(const YAMLNode& node, const ScreenDescription& screen) {
         warnOfOtherKind(node, {"framebuffer"}, {"display_service", "info_dictionary"});
-        if (!isIntel()) inspectDisplayService(valueOf(node, "display_service"), screen);
+        if (!isIntel()) inspectDisplayService(valueIn(node, "display_service"), screen);
         if (screen.edidListed == true && !screen.listedEDIDEmpty && screen.monitor.edid.empty()) {
             warnOfKey(node, "edid_listed",
                       "on a screen whose monitor has no EDID; expected it with an EDID");
@@ -142,7 +142,7 @@ class Inspection {
             if (!id) continue;
             const auto [first, isNew] = seen.emplace(*id, i);
             if (isNew) continue;
-            warn(valueOf(screens.items[i], "display_id"),
+            warn(valueIn(screens.items[i], "display_id"),
                  fmt::format("screen {} has the display ID 0x{:X} too, and answers for both; "
                              "expected an ID of its own",
                              first->second + 1, *id));
@@ -152,22 +152,22 @@ class Inspection {
     /// `use` has the key "call".
     void inspectCall(const YAMLNode& use, const std::string& call, const std::string& effect) {
         if (makesCall_(mac_, call)) return;
-        warn(valueOf(use, "call"), fmt::format("nothing calls {} on this Mac, so {}; expected a "
+        warn(valueIn(use, "call"), fmt::format("nothing calls {} on this Mac, so {}; expected a "
                                                "call that is made",
                                                call, effect));
     }
 
     void inspectEvent(const YAMLNode& node, const EventDescription& event) {
         if (event.atCall) {
-            inspectCall(valueOf(node, "at_call"), event.atCall->call, "the event never happens");
+            inspectCall(valueIn(node, "at_call"), event.atCall->call, "the event never happens");
         }
         if (event.detach && !mayBeThere(*event.detach, event)) {
-            warn(valueOf(node, "detach"),
+            warn(valueIn(node, "detach"),
                  fmt::format("no USB device is at 0x{:X} then; expected the location_id of one",
                              *event.detach));
         }
         if (event.user == EventDescription::User::clicksWarning && isAfterRelease(event)) {
-            warn(valueOf(node, "user"),
+            warn(valueIn(node, "user"),
                  "the pane's view is released before, so nothing takes the click; expected it "
                  "earlier");
         }
@@ -203,7 +203,7 @@ class Inspection {
         for (const RecordedEntry& entry : mac_.registry->entries()) {
             if (!entry.mentions("\"locationID\" = ")) continue;
             const auto value = entry.value(locationKey);
-            const auto location = value ? numberOf(*value) : std::nullopt;
+            const auto location = value ? numberIn(*value) : std::nullopt;
             if (location) recordedLocations_->insert(*location);
         }
         return *recordedLocations_;

@@ -10,13 +10,13 @@
 namespace simulated_mac {
 namespace {
 
-bool isDigit(char character) {
+bool isDecimalDigit(char character) {
     return character >= '0' && character <= '9';
 }
 
 bool isHexDigit(char character) {
     const char lower = static_cast<char>(character | 0x20);
-    return isDigit(character) || (lower >= 'a' && lower <= 'f');
+    return isDecimalDigit(character) || (lower >= 'a' && lower <= 'f');
 }
 
 /// Without what people put between digits.
@@ -49,13 +49,14 @@ std::string numberSuggestion(std::string_view text) {
     constexpr std::size_t longest = 24;
     const std::string whole = joined(text);
     if (whole.empty() || whole.size() > longest) return "";
-    if (std::all_of(whole.begin(), whole.end(), isDigit)) {
+    if (std::all_of(whole.begin(), whole.end(), isDecimalDigit)) {
         return fmt::format(" (did you mean {}?)", whole);
     }
     std::string digits(withoutSigns(whole));
     if (digits.empty()) return "";
     const bool isMarked = digits.size() != whole.size();
-    if (isMarked || isDigit(digits.front())) std::replace(digits.begin(), digits.end(), 'O', '0');
+    if (isMarked || isDecimalDigit(digits.front()))
+        std::replace(digits.begin(), digits.end(), 'O', '0');
     const auto stranger = std::find_if_not(digits.begin(), digits.end(), isHexDigit);
     if (stranger == digits.end()) {
         return fmt::format(" (did you mean 0x{}?)", digits);

@@ -123,7 +123,7 @@ std::string booleanSuggestion(const YAMLNode& node) {
     return suggestion(node.text, {"true", "false"});
 }
 
-bool isOneOf(const YAMLNode& node, const std::vector<std::string>& words) {
+bool isAmong(const YAMLNode& node, const std::vector<std::string>& words) {
     return node.kind == YAMLNode::Kind::scalar &&
            std::find(words.begin(), words.end(), node.text) != words.end();
 }
@@ -386,17 +386,17 @@ std::vector<NamedEntry> YAMLReader::mapping(const YAMLNode& node,
     std::map<std::string, const YAMLNode*> seen;
     std::vector<NamedEntry> named;
     for (const YAMLEntry& entry : node.entries) {
-        if (!isOneOf(entry.key, known)) continue;
+        if (!isAmong(entry.key, known)) continue;
         const auto [earlier, isNew] = seen.emplace(entry.key.text, &entry.key);
         if (isNew) {
             named.push_back({entry.key.text, &entry});
         } else {
-            attempt([&] { failDuplicate(entry.key, *earlier->second); });
+            attempt([&, &first = *earlier->second] { failDuplicate(entry.key, first); });
         }
     }
     for (const YAMLEntry& entry : node.entries) {
         const YAMLNode& key = entry.key;
-        if (isOneOf(key, known)) continue;
+        if (isAmong(key, known)) continue;
         attempt([&] {
             if (key.kind != YAMLNode::Kind::scalar) {
                 failFound(key, "the key " + alternatives(known));

@@ -7,7 +7,7 @@
 namespace simulated_mac {
 namespace {
 
-bool isBlank(char character) {
+bool isYAMLBlank(char character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
@@ -25,9 +25,9 @@ class Scanner {
         if (character == '\n') {
             ++at_;
             beginLine();
-        } else if (isBlank(character)) {
+        } else if (isYAMLBlank(character)) {
             ++at_;
-        } else if (character == '#' && (beginsValue_ || isBlank(text_[at_ - 1]))) {
+        } else if (character == '#' && (beginsValue_ || isYAMLBlank(text_[at_ - 1]))) {
             at_ = std::min(text_.find('\n', at_), text_.size());
         } else if (character == '&' && beginsValue_) {
             // A value with an anchor begins behind it.
@@ -56,7 +56,8 @@ class Scanner {
 
     void passCharacter(char character) {
         const std::size_t next = ++at_;
-        const bool endsWord = next == text_.size() || isBlank(text_[next]) || isInvisibleAt(next);
+        const bool endsWord =
+            next == text_.size() || isYAMLBlank(text_[next]) || isInvisibleAt(next);
         if ((character == '[' || character == '{') && (beginsValue_ || isInFlow())) {
             scan_.openBrackets.push_back(next - 1);
             beginsValue_ = true;
@@ -109,7 +110,7 @@ class Scanner {
             if (at_ == text_.size()) return;
             const std::size_t next = at_ + 1;
             const std::size_t content = next + indentationOf(next);
-            const bool isEmpty = content == text_.size() || isBlank(text_[content]);
+            const bool isEmpty = content == text_.size() || isYAMLBlank(text_[content]);
             if (!isEmpty && content - next <= indentation) return;
             at_ = next;
         }
