@@ -55,7 +55,7 @@ void compareProfiles(const SystemProfile& mac, const SystemProfile& dump,
 }  // namespace
 
 int compareWithDumps(const std::string& macFile, const std::vector<std::string>& dumps) {
-    const MacFile file = readMacFiles({macFile}).front();
+    const MacFile file = readMacFile(macFile);
     if (file.error) {
         printError("{}\n", *file.error);
         return badInput;

@@ -79,7 +79,7 @@ void sayAssumption(const MacFile& file, simulated_mac::Assumption assumption) {
 }  // namespace
 
 int showWindow(const WindowOptions& options) {
-    const MacFile file = readMacFiles({options.file}).front();
+    const MacFile file = readMacFile(options.file);
     if (file.error) {
         printError("{}\n", *file.error);
         return badInput;

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "displaycheck/commands/CompareCommand.h"
 #include "displaycheck/commands/EDIDCommand.h"
@@ -27,6 +28,8 @@
 #include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/file/MacFile.h"
 #include "simulated_mac/file/MacFileFormat.h"
+#include "simulated_mac/file/MessageText.h"
+#include "simulated_mac/file/NearestWord.h"
 
 namespace {
 
@@ -41,6 +44,7 @@ constexpr auto runText =
     "Runs the pane on the Mac that each FILE describes until the file's last event and the\n"
     "pane's last step are over, and reports what the user sees and why. The clock is\n"
     "virtual, so waits take no time. All files are checked before the first one runs.\n"
+    "A folder stands for all *.yaml in it and below, \"-\" for standard input.\n"
     "\n"
     "A Mac with monitors of which nobody knows whether they answer over DDC/CI\n"
     "(\"vcp: unknown\") is run twice: once all of them answer, once all are silent.";
@@ -58,8 +62,10 @@ constexpr auto windowText =
     "output gets a timeline of these events, together with what the pane prints.";
 
 constexpr auto checkText =
-    "Prints \"FILE: ok\" for a valid file. For an invalid one, prints the line and column of\n"
-    "its first mistake, what is wrong there and what was expected.";
+    "Prints \"FILE: ok\" for a valid file. For an invalid one, prints a line for each mistake:\n"
+    "its line and column, what is wrong there and what was expected. Warns of what has no effect\n"
+    "on the Mac, such as keys for the other kind of Mac. A folder stands for all *.yaml in it\n"
+    "and below, \"-\" for standard input.";
 
 constexpr auto schemaText = "With the schema, editors complete and check Mac files as you type.";
 
@@ -86,6 +92,8 @@ constexpr auto compareText =
     "the dumps, for what the pane reads: framebuffers, I2C interfaces, displays, AV\n"
     "service proxies and USB devices, by path, class, property and order, and what\n"
     "system_profiler prints. The exit status is 1 where they differ.";
+
+constexpr auto macFilesText = "Mac files (YAML), folders of them, or \"-\"";
 
 constexpr auto exitStatuses =
     "Exit status:\n"
@@ -123,6 +131,9 @@ class CommandLine {
     int run(int argc, char** argv) {
         try {
             app_.parse(argc, argv);
+        } catch (const CLI::ExtrasError&) {
+            printError("displaycheck: {}\n", strangeArgument());
+            return badInput;
         } catch (const CLI::ParseError& error) {
             return app_.exit(error) == 0 ? done : badInput;
         }
@@ -140,6 +151,48 @@ class CommandLine {
         command->group("Commands");
         command->footer(explanation + "\n\n" + exitStatuses);
         return command;
+    }
+
+    /// What is wrong with the first argument that nothing takes.
+    std::string strangeArgument() {
+        if (const auto strange = app_.remaining(); !strange.empty()) {
+            return isOption(strange.front()) ? unknownOption(app_, strange.front(), "a command")
+                                             : unknownCommand(strange.front());
+        }
+        const std::string strange = app_.remaining(true).front();
+        const CLI::App& command = *app_.get_subcommands().front();
+        const std::string name = command.get_name();
+        if (isOption(strange)) {
+            return name + ": " +
+                   unknownOption(command, strange,
+                                 "one that \"displaycheck " + name + " --help\" lists");
+        }
+        return fmt::format("{}: unexpected argument {}; expected none behind the others", name,
+                           printable(strange));
+    }
+
+    static bool isOption(const std::string& argument) { return argument.rfind('-', 0) == 0; }
+
+    std::string unknownCommand(const std::string& name) const {
+        std::vector<std::string> known;
+        for (const CLI::App* const command : app_.get_subcommands({})) {
+            known.push_back(command->get_name());
+        }
+        return fmt::format("unknown command {}; expected {}{}", printable(name),
+                           simulated_mac::alternatives(known),
+                           simulated_mac::suggestion(name, known));
+    }
+
+    static std::string unknownOption(const CLI::App& command, const std::string& name,
+                                     const std::string& expected) {
+        std::vector<std::string> known;
+        for (const CLI::Option* const option : command.get_options()) {
+            for (const std::string& longName : option->get_lnames()) {
+                known.push_back("--" + longName);
+            }
+        }
+        return fmt::format("unknown option {}; expected {}{}", printable(name), expected,
+                           simulated_mac::suggestion(name.substr(0, name.find('=')), known));
     }
 
     static void addAssume(CLI::App* command, const std::string& explanation,
@@ -167,7 +220,7 @@ class CommandLine {
     void addRun() {
         auto* const command =
             addCommand("run", "Run the pane on Macs and report what it showed", runText);
-        command->add_option("FILE", run_.files, "Mac files (YAML)")->type_name("")->required();
+        command->add_option("FILE", run_.files, macFilesText)->type_name("")->required();
         command->add_flag("--json", run_.json, "Print one JSON object per line for each FILE");
         command->add_flag("--details", run_.details,
                           "Print whole reports on more than three FILEs\ntoo, not a summary");
@@ -227,7 +280,7 @@ class CommandLine {
     void addCheck() {
         auto* const command =
             addCommand("check", "Check Mac files without running them", checkText);
-        command->add_option("FILE", checked_, "Mac files (YAML)")->type_name("")->required();
+        command->add_option("FILE", checked_, macFilesText)->type_name("")->required();
         command->callback([this] { status_ = checkMacFiles(checked_); });
     }
 

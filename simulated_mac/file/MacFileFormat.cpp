@@ -8,6 +8,7 @@
 #include "simulated_mac/description/EDID.h"
 #include "simulated_mac/description/RecordedRegistry.h"
 #include "simulated_mac/file/MacFileKeys.h"
+#include "simulated_mac/file/NearestWord.h"
 
 namespace simulated_mac {
 namespace {
@@ -46,11 +47,11 @@ void requirePatchInside(YAMLReader& reader, const YAMLNode& node, std::size_t si
         if (!YAMLReader::isWord(entry.key, "patch")) continue;
         for (const YAMLEntry& change : entry.value.entries) {
             std::uint16_t offset = 0;
-            Number{}.read(reader, change.key, offset);
-            if (size == 0)
-                reader.fail(change.key, "the EDID has no bytes to patch; expected at least one");
-            if (offset >= size) {
-                reader.fail(
+            NumberKey{}.read(reader, change.key, offset);
+            if (size == 0) {
+                reader.report(change.key, "the EDID has no bytes to patch; expected at least one");
+            } else if (offset >= size) {
+                reader.report(
                     change.key,
                     fmt::format("offset {} is past the end of the EDID; expected one below {}",
                                 offset, size));
@@ -113,22 +114,25 @@ JSON TimeOfContinue::schema(const ContinueExpectation&) const {
 }
 
 void EDIDBytes::read(YAMLReader& reader, const YAMLNode& node, Bytes& target) const {
+    constexpr const char* forms = "none, hex digits or a mapping";
     if (YAMLReader::isWord(node, none)) {
         target.clear();
         return;
     }
     if (node.kind == YAMLNode::Kind::scalar) {
+        // No hex digits are like the word.
+        if (nearestWord(node.text, {none})) reader.failFound(node, forms, {none});
         target = reader.hexBytes(node);
         return;
     }
     if (node.kind != YAMLNode::Kind::mapping) {
-        reader.failFound(node, "none, hex digits or a mapping");
+        reader.failFound(node, forms);
     }
-    EDIDForms forms;
-    Mapping{}.read(reader, node, forms);
-    target = forms.file ? *forms.file : forms.hex ? *forms.hex : makeEDID(forms.made);
-    requirePatchInside(reader, node, target.size());
-    for (const auto& [offset, byte] : forms.patch) target[offset] = byte;
+    EDIDForms edid;
+    if (!reader.attempt([&] { Mapping{}.read(reader, node, edid); })) return;
+    target = edid.file ? *edid.file : edid.hex ? *edid.hex : makeEDID(edid.made);
+    if (!reader.attempt([&] { requirePatchInside(reader, node, target.size()); })) return;
+    for (const auto& [offset, byte] : edid.patch) target[offset] = byte;
 }
 
 JSON EDIDBytes::schema(const Bytes& initial) const {
@@ -137,6 +141,7 @@ JSON EDIDBytes::schema(const Bytes& initial) const {
 }
 
 void RegistryRecord::read(YAMLReader& reader, const YAMLNode& node, Target& target) const {
+    reader.namesRegistry = true;
     try {
         target = std::make_shared<RecordedRegistry>(reader.fileContents(node));
     } catch (const RecordedRegistryError& error) {
@@ -153,6 +158,8 @@ void EntryOfRecord::read(YAMLReader& reader, const YAMLNode& node, std::string& 
     // An ID needs no quotes.
     target = YAMLReader::typeOf(node) == YAMLReader::Type::number ? node.text : reader.text(node);
     if (reader.registry == nullptr) {
+        // A registry that can't be read is a mistake of its own.
+        if (reader.namesRegistry) return;
         reader.fail(node, "no recorded registry; expected the key \"registry\" beside \"screens\"");
     }
     if (reader.registry->find(target).empty()) {
@@ -172,8 +179,8 @@ void ImageSize::read(YAMLReader& reader, const YAMLNode& node, EDIDFields& targe
         reader.fail(
             node, fmt::format("found a list of {}; expected [width, height] in cm", sides.size()));
     }
-    Number{}.read(reader, sides[0], target.widthCm);
-    Number{}.read(reader, sides[1], target.heightCm);
+    reader.attempt([&] { Number{}.read(reader, sides[0], target.widthCm); });
+    reader.attempt([&] { Number{}.read(reader, sides[1], target.heightCm); });
 }
 
 JSON ImageSize::schema(const EDIDFields& initial) const {
@@ -202,7 +209,7 @@ void VCPAnswers::read(YAMLReader& reader, const YAMLNode& node, MonitorDescripti
     } else if (node.kind == YAMLNode::Kind::mapping) {
         ByNumber<VCPValue>{}.read(reader, node, target.vcp);
     } else {
-        reader.failFound(node, "unknown or a mapping");
+        reader.failFound(node, "unknown or a mapping", {unknown});
     }
 }
 
@@ -236,6 +243,8 @@ JSON AnswerKind::schema(const DDCAnswer& initial) const {
 void ProxyEDID::read(YAMLReader& reader, const YAMLNode& node, ProxyDescription& target) const {
     if (YAMLReader::isWord(node, empty)) {
         target.edidEmpty = true;
+    } else if (node.kind == YAMLNode::Kind::scalar && nearestWord(node.text, {empty})) {
+        reader.failFound(node, "empty, none, hex digits or a mapping", {empty});
     } else {
         EDIDBytes{}.read(reader, node, target.edid.emplace());
     }
@@ -257,7 +266,7 @@ void EDIDListing::read(YAMLReader& reader, const YAMLNode& node, ScreenDescripti
         target.edidListed = true;
         target.edidListedAt = listing.at;
     } else {
-        reader.failFound(node, "true, false, empty or {at: seconds}");
+        reader.failFound(node, "true, false, empty or {at: seconds}", {"true", "false", empty});
     }
 }
 
@@ -273,7 +282,7 @@ void InfoDictionary::read(YAMLReader& reader, const YAMLNode& node,
     } else if (node.kind == YAMLNode::Kind::mapping) {
         Properties{}.read(reader, node, target.infoDictionary);
     } else {
-        reader.failFound(node, "none or a mapping");
+        reader.failFound(node, "none or a mapping", {none});
     }
 }
 
@@ -283,7 +292,7 @@ JSON InfoDictionary::schema(const ScreenDescription& initial) const {
 
 MacDescription readMac(YAMLReader& reader, const YAMLNode& node) {
     MacDescription mac;
-    Mapping{}.read(reader, node, mac);
+    if (!reader.attempt([&] { Mapping{}.read(reader, node, mac); })) return mac;
     // A recorded registry has the EDID of the Mac's own panel.
     if (mac.chip == Chip::intel && mac.registry == nullptr) addPanelEDIDs(node, mac.screens);
     return mac;
@@ -294,7 +303,8 @@ std::string macFileSchema() {
                    {"title", "Mac file"},
                    {"description", "A Mac for the simulation to stand in for."}};
     schema.update(Mapping{}.schema(MacDescription()));
-    schema["definitions"] = {{"property", Properties::definition()}};
+    schema["definitions"] = {{"property", Properties::definition()},
+                             {"io_result", IOResult::definition()}};
     return schema.dump(2) + '\n';
 }
 

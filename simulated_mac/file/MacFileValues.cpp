@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "simulated_mac/file/IOResultNames.h"
+#include "simulated_mac/file/NearestWord.h"
+
 namespace simulated_mac {
 namespace {
 
@@ -17,7 +20,9 @@ PropertyValue readProperty(YAMLReader& reader, const YAMLNode& node);
 
 PropertyList readPropertyList(YAMLReader& reader, const YAMLNode& node) {
     PropertyList list;
-    for (const YAMLNode& item : node.items) list.push_back(readProperty(reader, item));
+    for (const YAMLNode& item : node.items) {
+        reader.attempt([&] { list.push_back(readProperty(reader, item)); });
+    }
     return list;
 }
 
@@ -27,10 +32,14 @@ PropertyMap readPropertyMap(YAMLReader& reader, const YAMLNode& node, const Read
     PropertyMap map;
     std::map<std::string, const YAMLNode*> seen;
     for (const YAMLEntry& entry : reader.mapping(node)) {
-        const std::string key = reader.text(entry.key);
-        const auto [earlier, isNew] = seen.emplace(key, &entry.key);
-        if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
-        map.emplace_back(key, readEntry(reader, entry.value));
+        PropertyValue value;
+        reader.attempt([&] { value = readEntry(reader, entry.value); });
+        reader.attempt([&] {
+            const std::string key = reader.text(entry.key);
+            const auto [earlier, isNew] = seen.emplace(key, &entry.key);
+            if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
+            map.emplace_back(key, value);
+        });
     }
     return map;
 }
@@ -65,14 +74,15 @@ PropertyValue readPropertyOrNull(YAMLReader& reader, const YAMLNode& node) {
 }  // namespace
 
 void LimitedText::read(YAMLReader& reader, const YAMLNode& node, std::string& target) const {
-    target = reader.text(node);
+    const std::string text = reader.text(node);
     const auto isAllowed = [this](char character) {
         return character >= first && character <= last;
     };
-    if (target.size() < min || target.size() > max ||
-        !std::all_of(target.begin(), target.end(), isAllowed)) {
+    if (text.size() < min || text.size() > max ||
+        !std::all_of(text.begin(), text.end(), isAllowed)) {
         reader.failFound(node, expected());
     }
+    target = text;
 }
 
 std::string LimitedText::expected() const {
@@ -86,6 +96,39 @@ std::string LimitedText::expected() const {
 JSON LimitedText::schema(const std::string&) const {
     return {{"type", "string"},
             {"pattern", fmt::format("^[{}-{}]{{{},{}}}$", first, last, min, max)}};
+}
+
+void IOResult::read(YAMLReader& reader, const YAMLNode& node, std::int32_t& target) const {
+    constexpr auto most = std::numeric_limits<std::uint32_t>::max();
+    std::uint32_t value = 0;
+    if (YAMLReader::typeOf(node) == YAMLReader::Type::text && nearestWord(node.text, names())) {
+        const std::size_t index =
+            reader.word(node, names(), "an I/O result by its name or as a number");
+        value = ioResultNames()[index].value;
+    } else {
+        value = static_cast<std::uint32_t>(reader.number(node, 0, most));
+    }
+    target = static_cast<std::int32_t>(value);
+}
+
+JSON IOResult::schema(std::int32_t) const {
+    return {{"anyOf", {{{"$ref", "#/definitions/io_result"}}}}};
+}
+
+JSON IOResult::definition() {
+    constexpr auto most = std::numeric_limits<std::uint32_t>::max();
+    const JSON number = {{"type", "integer"}, {"minimum", 0}, {"maximum", most}};
+    return {{"description", "An I/O result, as a number or by its name in the platform's headers."},
+            {"anyOf", {number, {{"enum", names()}}}}};
+}
+
+const std::vector<std::string>& IOResult::names() {
+    static const auto all = [] {
+        std::vector<std::string> result;
+        for (const IOResultName& one : ioResultNames()) result.push_back(one.name);
+        return result;
+    }();
+    return all;
 }
 
 void Properties::read(YAMLReader& reader, const YAMLNode& node, PropertyMap& target) const {
@@ -127,37 +170,33 @@ JSON Properties::definition() {
 }
 
 const YAMLEntry* ReadingVisitor::find(const std::string& key) const {
-    for (const YAMLEntry& entry : mapping_.entries)
-        if (entry.key.text == key) return &entry;
+    for (const auto& [name, entry] : entries_)
+        if (name == key) return entry;
     return nullptr;
 }
 
-void ReadingVisitor::exactlyOne(const std::string& what,
-                                const std::vector<std::string>& keys) const {
+void ReadingVisitor::exactlyOne(const std::string& what, const std::vector<std::string>& keys) {
     std::vector<const YAMLEntry*> present;
-    for (const YAMLEntry& entry : mapping_.entries) {
-        if (std::find(keys.begin(), keys.end(), entry.key.text) != keys.end()) {
-            present.push_back(&entry);
-        }
+    for (const auto& [name, entry] : entries_) {
+        if (std::find(keys.begin(), keys.end(), name) != keys.end()) present.push_back(entry);
     }
     const std::string expected = "expected exactly one of " + alternatives(keys);
     if (present.empty()) {
-        reader_.fail(mapping_, fmt::format("no key says {}; {}", what, expected));
+        reader_.report(mapping_, fmt::format("no key says {}; {}", what, expected));
     }
-    if (present.size() > 1) {
-        reader_.fail(present[1]->key,
-                     fmt::format("{} conflicts with {}; {}", inQuotes(present[1]->key.text),
-                                 inQuotes(present[0]->key.text), expected));
+    for (std::size_t other = 1; other < present.size(); ++other) {
+        reader_.report(present[other]->key,
+                       fmt::format("{} conflicts with {}; {}", inQuotes(present[other]->key.text),
+                                   inQuotes(present[0]->key.text), expected));
     }
 }
 
-void ReadingVisitor::onlyWith(const std::string& key,
-                              const std::vector<std::string>& companions) const {
+void ReadingVisitor::onlyWith(const std::string& key, const std::vector<std::string>& companions) {
     if (find(key) != nullptr) refuseOthers(key, key, companions);
 }
 
 void ReadingVisitor::onlyWith(const std::string& key, const std::string& word,
-                              const std::vector<std::string>& companions) const {
+                              const std::vector<std::string>& companions) {
     const YAMLEntry* const entry = find(key);
     if (entry != nullptr && YAMLReader::isWord(entry->value, word)) {
         refuseOthers(key, key + ": " + word, companions);
@@ -165,15 +204,19 @@ void ReadingVisitor::onlyWith(const std::string& key, const std::string& word,
 }
 
 void ReadingVisitor::refuseOthers(const std::string& key, const std::string& shown,
-                                  const std::vector<std::string>& companions) const {
-    for (const YAMLEntry& entry : mapping_.entries) {
-        const std::string& other = entry.key.text;
-        if (other != key &&
-            std::find(companions.begin(), companions.end(), other) == companions.end()) {
-            reader_.fail(entry.key,
-                         fmt::format("{0} conflicts with {1}; expected {1} alone or with {2}",
-                                     inQuotes(other), inQuotes(shown), alternatives(companions)));
+                                  const std::vector<std::string>& companions) {
+    // What another key refused says so already.
+    if (refused_.contains(key)) return;
+    for (const auto& [other, entry] : entries_) {
+        if (other == key ||
+            std::find(companions.begin(), companions.end(), other) != companions.end()) {
+            continue;
         }
+        refused_.insert(other);
+        reader_.report(
+            entry->key,
+            fmt::format("{0} conflicts with {1}; expected {1} alone or with {2}",
+                        inQuotes(entry->key.text), inQuotes(shown), alternatives(companions)));
     }
 }
 

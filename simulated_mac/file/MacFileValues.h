@@ -7,6 +7,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -104,17 +105,27 @@ struct Number {
     }
 };
 
-/// An I/O error as the platform's headers write it: a 32-bit pattern such as 0xE00002C0.
+/// A number that is a key: JSON has keys in quotes only.
+struct NumberKey {
+    template <std::integral Target>
+    void read(YAMLReader& reader, const YAMLNode& node, Target& target) const {
+        YAMLNode number = node;
+        number.quoted = false;
+        Number{}.read(reader, number, target);
+    }
+};
+
+/// An I/O error as the platform's headers write it: a 32-bit pattern such as 0xE00002C0, or its
+/// name.
 struct IOResult {
-    void read(YAMLReader& reader, const YAMLNode& node, std::int32_t& target) const {
-        constexpr auto most = std::numeric_limits<std::uint32_t>::max();
-        target =
-            static_cast<std::int32_t>(static_cast<std::uint32_t>(reader.number(node, 0, most)));
-    }
-    JSON schema(std::int32_t) const {
-        constexpr auto most = std::numeric_limits<std::uint32_t>::max();
-        return {{"type", "integer"}, {"minimum", 0}, {"maximum", most}};
-    }
+    void read(YAMLReader& reader, const YAMLNode& node, std::int32_t& target) const;
+    JSON schema(std::int32_t) const;
+
+    /// The definition "io_result" that `schema` refers to.
+    static JSON definition();
+
+  private:
+    static const std::vector<std::string>& names();
 };
 
 struct Seconds {
@@ -218,7 +229,8 @@ struct ListOf {
             if (target.size() == max) {
                 reader.fail(item, "too many entries; expected at most " + std::to_string(max));
             }
-            kind.read(reader, item, target.emplace_back());
+            Target& entry = target.emplace_back();
+            reader.attempt([&] { kind.read(reader, item, entry); });
         }
         if (target.size() < min) {
             reader.fail(node, "too few entries; expected at least " + std::to_string(min));
@@ -262,11 +274,15 @@ struct ByNumber {
     void read(YAMLReader& reader, const YAMLNode& node, std::map<Key, Target>& target) const {
         std::map<Key, const YAMLNode*> seen;
         for (const YAMLEntry& entry : reader.mapping(node)) {
-            Key key = 0;
-            Number{}.read(reader, entry.key, key);
-            const auto [earlier, isNew] = seen.emplace(key, &entry.key);
-            if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
-            kind.read(reader, entry.value, target[key]);
+            Target value{};
+            reader.attempt([&] { kind.read(reader, entry.value, value); });
+            reader.attempt([&] {
+                Key key = 0;
+                NumberKey{}.read(reader, entry.key, key);
+                const auto [earlier, isNew] = seen.emplace(key, &entry.key);
+                if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
+                target[key] = value;
+            });
         }
     }
     template <std::integral Key, class Target>
@@ -288,10 +304,14 @@ struct ByText {
               std::map<std::string, Target>& target) const {
         std::map<std::string, const YAMLNode*> seen;
         for (const YAMLEntry& entry : reader.mapping(node)) {
-            const std::string key = reader.text(entry.key);
-            const auto [earlier, isNew] = seen.emplace(key, &entry.key);
-            if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
-            readValue(reader, entry.value, kind, target[key]);
+            Target value{};
+            reader.attempt([&] { readValue(reader, entry.value, kind, value); });
+            reader.attempt([&] {
+                const std::string key = reader.text(entry.key);
+                const auto [earlier, isNew] = seen.emplace(key, &entry.key);
+                if (!isNew) reader.failDuplicate(entry.key, *earlier->second);
+                target[key] = value;
+            });
         }
     }
     template <class Target>
@@ -309,8 +329,9 @@ struct ByWord {
     template <class Target>
     void read(YAMLReader& reader, const YAMLNode& node,
               std::map<std::string, Target>& target) const {
-        for (const YAMLEntry& entry : reader.mapping(node, words)) {
-            kind.read(reader, entry.value, target[entry.key.text]);
+        for (const auto& [word, entry] : reader.mapping(node, words)) {
+            Target& value = target[word];
+            reader.attempt([&, entry = entry] { kind.read(reader, entry->value, value); });
         }
     }
     template <class Target>
@@ -361,35 +382,38 @@ struct KeyVisitor {
     void onlyWith(const std::string&, const std::string&, const std::vector<std::string>&) {}
 };
 
-/// Reads the values of a mapping, whose keys are known to be right.
+/// Reads the values of a mapping, each by itself: a mistake in one leaves the others to be read.
 class ReadingVisitor {
   public:
-    ReadingVisitor(YAMLReader& reader, const YAMLNode& mapping)
-        : reader_(reader), mapping_(mapping) {}
+    ReadingVisitor(YAMLReader& reader, const YAMLNode& mapping,
+                   const std::vector<std::string>& known)
+        : reader_(reader), mapping_(mapping), entries_(reader.mapping(mapping, known)) {}
 
     template <class Target, class Kind>
     void operator()(const char* key, Target& target, const Kind& kind, const char*,
                     Presence presence = Presence::optional) {
-        if (const YAMLEntry* entry = find(key)) {
-            readValue(reader_, entry->value, kind, target);
+        if (const YAMLEntry* const entry = find(key)) {
+            reader_.attempt([&] { readValue(reader_, entry->value, kind, target); });
         } else if (presence == Presence::required) {
-            reader_.fail(mapping_,
-                         "missing key \"" + std::string(key) + "\"; expected it in this mapping");
+            reader_.report(mapping_,
+                           "missing key \"" + std::string(key) + "\"; expected it in this mapping");
         }
     }
-    void exactlyOne(const std::string& what, const std::vector<std::string>& keys) const;
-    void onlyWith(const std::string& key, const std::vector<std::string>& companions) const;
+    void exactlyOne(const std::string& what, const std::vector<std::string>& keys);
+    void onlyWith(const std::string& key, const std::vector<std::string>& companions);
     void onlyWith(const std::string& key, const std::string& word,
-                  const std::vector<std::string>& companions) const;
+                  const std::vector<std::string>& companions);
 
   private:
     const YAMLEntry* find(const std::string& key) const;
     /// `shown` is what stands in the message for `key`.
     void refuseOthers(const std::string& key, const std::string& shown,
-                      const std::vector<std::string>& companions) const;
+                      const std::vector<std::string>& companions);
 
     YAMLReader& reader_;
     const YAMLNode& mapping_;
+    std::vector<NamedEntry> entries_;
+    std::set<std::string> refused_;  ///< keys that conflict with others
 };
 
 /// Builds the schema of a mapping; the members' initial values are the defaults.
@@ -442,8 +466,7 @@ struct Mapping {
     void read(YAMLReader& reader, const YAMLNode& node, Target& target) const {
         KeyVisitor known;
         fields(known, target);
-        reader.mapping(node, known.keys);
-        ReadingVisitor visitor(reader, node);
+        ReadingVisitor visitor(reader, node, known.keys);
         fields(visitor, target);
     }
     template <class Target>
@@ -468,7 +491,7 @@ struct WordOrMapping {
         } else if (node.kind == YAMLNode::Kind::mapping) {
             Mapping{}.read(reader, node, target);
         } else {
-            reader.failFound(node, word + " or a mapping");
+            reader.failFound(node, word + " or a mapping", {word});
         }
     }
     JSON schema(const Structure& initial) const {

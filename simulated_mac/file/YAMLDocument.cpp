@@ -10,61 +10,12 @@
 #include <sstream>
 #include <utility>
 
+#include "simulated_mac/file/MessageText.h"
+#include "simulated_mac/file/TextFile.h"
+#include "simulated_mac/file/YAMLSyntax.h"
+
 namespace simulated_mac {
 namespace {
-
-TextPosition positionIn(std::string_view text, std::size_t offset) {
-    const std::string_view before = text.substr(0, std::min(offset, text.size()));
-    const std::size_t lineStart = before.rfind('\n') + 1;  // npos + 1 is 0
-    const auto startsCharacter = [](char byte) { return (byte & 0xC0) != 0x80; };
-    const std::string_view line = before.substr(lineStart);
-    return {1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')),
-            1 + static_cast<std::size_t>(std::count_if(line.begin(), line.end(), startsCharacter))};
-}
-
-/// Length of the UTF-8 sequence at the start of `text`; 0 when there is no valid one
-/// (Unicode 15, table 3-7: no overlong forms, no surrogates, nothing above U+10FFFF).
-std::size_t characterLength(std::string_view text) {
-    const auto byte = [text](std::size_t index) {
-        return index < text.size() ? static_cast<unsigned char>(text[index]) : 0U;
-    };
-    const auto continues = [&byte](std::size_t index, unsigned low = 0x80, unsigned high = 0xBF) {
-        return byte(index) >= low && byte(index) <= high;
-    };
-    const unsigned first = byte(0);
-    if (first < 0x80) return 1;
-    if (first >= 0xC2 && first <= 0xDF) return continues(1) ? 2 : 0;
-    if (first >= 0xE0 && first <= 0xEF) {
-        const unsigned low = first == 0xE0 ? 0xA0 : 0x80;
-        const unsigned high = first == 0xED ? 0x9F : 0xBF;
-        return continues(1, low, high) && continues(2) ? 3 : 0;
-    }
-    if (first >= 0xF0 && first <= 0xF4) {
-        const unsigned low = first == 0xF0 ? 0x90 : 0x80;
-        const unsigned high = first == 0xF4 ? 0x8F : 0xBF;
-        return continues(1, low, high) && continues(2) && continues(3) ? 4 : 0;
-    }
-    return 0;
-}
-
-void requireCleanText(std::string_view text) {
-    for (std::size_t offset = 0; offset < text.size();) {
-        const std::size_t length = characterLength(text.substr(offset));
-        const auto byte = static_cast<unsigned char>(text[offset]);
-        if (length == 0) {
-            throw YAMLMistake(
-                positionIn(text, offset),
-                fmt::format("byte 0x{:02X} is not valid UTF-8; expected UTF-8 text", byte));
-        }
-        const bool isControl = byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
-        if (isControl || byte == 0x7F) {
-            throw YAMLMistake(
-                positionIn(text, offset),
-                fmt::format("found control character 0x{:02X}; expected printable text", byte));
-        }
-        offset += length;
-    }
-}
 
 /// Builds the tree from the parser's events.
 class TreeBuilder : public YAML::EventHandler {
@@ -80,6 +31,16 @@ class TreeBuilder : public YAML::EventHandler {
         }
         if (text_.substr(offsetOf(mark), 3) == "---") {
             fail(offsetOf(mark), "a second YAML document starts here; expected only one");
+        }
+        if (root_.kind == YAMLNode::Kind::scalar) {
+            fail(root_.offset, fmt::format("found the text {} in place of a key; expected \":\" "
+                                           "behind a key, or \"#\" before a comment",
+                                           inQuotes(root_.text)));
+        }
+        const auto columnOf = [this](std::size_t at) { return positionIn(text_, at).column; };
+        if (columnOf(offsetOf(mark)) < columnOf(root_.offset)) {
+            fail(offsetOf(mark),
+                 "the line begins left of the first key; expected it in the same column");
         }
         fail(offsetOf(mark),
              "not valid YAML: found text after the end of the document; expected none");
@@ -144,7 +105,7 @@ class TreeBuilder : public YAML::EventHandler {
     };
 
     [[noreturn]] void fail(std::size_t offset, const std::string& message) const {
-        throw YAMLMistake(positionIn(text_, offset), message);
+        throw YAMLMistake(offset, message);
     }
 
     std::size_t offsetOf(const YAML::Mark& mark) const {
@@ -289,42 +250,37 @@ class TreeBuilder : public YAML::EventHandler {
     bool sawDocument_ = false;
 };
 
-YAMLNode parse(const std::string& text) {
+YAMLNode parse(std::string_view text) {
     TreeBuilder builder(text);
-    std::istringstream stream(text);
+    std::istringstream stream{std::string(text)};
     try {
         YAML::Parser parser(stream);
         while (parser.HandleNextDocument(builder)) {
         }
     } catch (const YAML::Exception& error) {
         const auto offset = static_cast<std::size_t>(std::max(error.mark.pos, 0));
-        throw YAMLMistake(positionIn(text, offset), "not valid YAML: " + error.msg);
+        throw syntaxMistake(text, std::min(offset, text.size()), error.msg);
     } catch (const YAMLMistake&) {
         throw;
     } catch (const std::exception& error) {
-        throw YAMLMistake({}, std::string("not valid YAML: ") + error.what());
+        throw YAMLMistake(0, std::string("not valid YAML: ") + error.what());
     }
+    requireVisibleBeginnings(text);
     return builder.takeRoot();
 }
 
 }  // namespace
 
-YAMLDocument::YAMLDocument(std::string text) : text_(std::move(text)) {
-    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-    if (text_.starts_with(byteOrderMark)) text_.erase(0, byteOrderMark.size());
+YAMLDocument::YAMLDocument(std::string_view text) : text_(text) {
     if (text_.size() > YAMLLimits::bytes) {
         throw YAMLMistake(
-            {}, fmt::format("the file is too long; expected at most {} bytes", YAMLLimits::bytes));
+            0, fmt::format("the file is too long; expected at most {} bytes", YAMLLimits::bytes));
     }
-    requireCleanText(text_);
+    requireYAMLText(text_);
     root_ = parse(text_);
     if (root_.kind == YAMLNode::Kind::null) {
-        throw YAMLMistake({}, "the file is empty; expected a mapping of keys");
+        throw YAMLMistake(0, "the file is empty; expected a mapping of keys");
     }
-}
-
-TextPosition YAMLDocument::position(std::size_t offset) const {
-    return positionIn(text_, offset);
 }
 
 }  // namespace simulated_mac

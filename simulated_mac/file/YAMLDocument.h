@@ -1,28 +1,14 @@
 #pragma once
 
 #include <cstddef>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "simulated_mac/file/YAMLMistake.h"
+
 /// A YAML text as a tree whose values know their positions in the text.
 namespace simulated_mac {
-
-/// Lines and characters (not bytes) count from 1.
-struct TextPosition {
-    std::size_t line = 1;
-    std::size_t column = 1;
-};
-
-/// A mistake in a YAML text, with its position.
-class YAMLMistake : public std::runtime_error {
-  public:
-    YAMLMistake(TextPosition where, const std::string& message)
-        : std::runtime_error(message), position(where) {}
-
-    TextPosition position;
-};
 
 struct YAMLEntry;
 
@@ -54,17 +40,15 @@ struct YAMLLimits {
 /// One YAML document. Aliases are expanded; keys may occur twice in a mapping.
 class YAMLDocument {
   public:
-    /// Throws YAMLMistake when the text is empty, over a limit, not UTF-8, not YAML, holds several
-    /// documents or tags.
-    explicit YAMLDocument(std::string text);
+    /// The text, which has no byte-order mark, has to outlive the document. Throws YAMLMistake when
+    /// it is empty, over a limit, not UTF-8, not YAML, holds several documents or tags.
+    explicit YAMLDocument(std::string_view text);
 
     const YAMLNode& root() const { return root_; }
-    /// The text, without a byte-order mark; offsets count in it.
     std::string_view text() const { return text_; }
-    TextPosition position(std::size_t offset) const;
 
   private:
-    std::string text_;
+    std::string_view text_;
     YAMLNode root_;
 };
 

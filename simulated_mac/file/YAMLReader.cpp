@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 #include <locale>
 #include <map>
@@ -16,6 +17,8 @@
 #include <utility>
 
 #include "simulated_mac/description/ReadFile.h"
+#include "simulated_mac/file/MistypedNumber.h"
+#include "simulated_mac/file/NearestWord.h"
 
 namespace simulated_mac {
 namespace {
@@ -95,6 +98,36 @@ std::string shortened(const std::string& number) {
     return number.size() <= longestNumber ? number : number.substr(0, longestNumber) + "...";
 }
 
+/// " (did you mean KEY: VALUE?)" for a text in which the colon or the blank behind a known key is
+/// missing; empty otherwise.
+std::string missingColon(const YAMLNode& node, const std::vector<std::string>& known) {
+    const std::size_t end = node.text.find_first_of(": ");
+    const std::size_t rest = node.text.find_first_not_of(": ", end);
+    const std::string word = node.text.substr(0, end);
+    if (node.kind != YAMLNode::Kind::scalar || end == std::string::npos ||
+        rest == std::string::npos || std::find(known.begin(), known.end(), word) == known.end()) {
+        return "";
+    }
+    return fmt::format(" (did you mean {}: {}?)", word, node.text.substr(rest));
+}
+
+constexpr const char* withoutQuotes = " (without quotes)";
+
+std::string booleanSuggestion(const YAMLNode& node) {
+    if (node.quoted && (node.text == "true" || node.text == "false")) return withoutQuotes;
+    const auto isOneOf = [&node](std::initializer_list<std::string_view> words) {
+        return std::find(words.begin(), words.end(), node.text) != words.end();
+    };
+    if (isOneOf({"yes", "Yes", "YES", "on", "On", "ON", "1"})) return " (did you mean true?)";
+    if (isOneOf({"no", "No", "NO", "off", "Off", "OFF", "0"})) return " (did you mean false?)";
+    return suggestion(node.text, {"true", "false"});
+}
+
+bool isAmong(const YAMLNode& node, const std::vector<std::string>& words) {
+    return node.kind == YAMLNode::Kind::scalar &&
+           std::find(words.begin(), words.end(), node.text) != words.end();
+}
+
 /// The value found, for a message.
 std::string describe(const YAMLNode& node) {
     switch (node.kind) {
@@ -117,102 +150,32 @@ std::string limitText(std::uint64_t limit) {
     return isAllOnes ? fmt::format("0x{:X}", limit) : std::to_string(limit);
 }
 
-/// Number of letters to add, drop, change or swap with a neighbour to turn one word into the other.
-std::size_t editDistance(std::string_view a, std::string_view b) {
-    std::vector<std::vector<std::size_t>> cost(a.size() + 1,
-                                               std::vector<std::size_t>(b.size() + 1));
-    for (std::size_t i = 0; i <= a.size(); ++i) {
-        for (std::size_t j = 0; j <= b.size(); ++j) {
-            if (i == 0 || j == 0) {
-                cost[i][j] = i + j;
-                continue;
-            }
-            const std::size_t change = a[i - 1] == b[j - 1] ? 0 : 1;
-            cost[i][j] =
-                std::min({cost[i - 1][j] + 1, cost[i][j - 1] + 1, cost[i - 1][j - 1] + change});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-                cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
-            }
-        }
-    }
-    return cost[a.size()][b.size()];
-}
-
-/// Without regard to case, '-' and '_'.
-std::string looseSpelling(std::string_view word) {
-    std::string loose;
-    for (const char character : word) {
-        if (character != '-' && character != '_') {
-            const bool isUpper = character >= 'A' && character <= 'Z';
-            loose += isUpper ? static_cast<char>(character | 0x20) : character;
-        }
-    }
-    return loose;
-}
-
-/// " (did you mean ...?)", or nothing if no word is close.
-std::string suggestion(std::string_view word, const std::vector<std::string>& known) {
-    constexpr std::size_t longestWord = 64;
-    if (word.size() > longestWord) return "";
-    const std::string loose = looseSpelling(word);
-    const std::string* nearest = nullptr;
-    std::size_t nearestDistance = std::numeric_limits<std::size_t>::max();
-    for (const std::string& candidate : known) {
-        const std::size_t distance = editDistance(loose, looseSpelling(candidate));
-        if (distance < nearestDistance) {
-            nearest = &candidate;
-            nearestDistance = distance;
-        }
-    }
-    if (nearest == nullptr || nearestDistance > std::max<std::size_t>(1, loose.size() / 3)) {
-        return "";
-    }
-    return fmt::format(" (did you mean {}?)", *nearest);
-}
-
 }  // namespace
-
-std::string inQuotes(std::string_view text) {
-    constexpr std::size_t longestText = 60;
-    std::string result = "\"";
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool startsCharacter = (text[i] & 0xC0) != 0x80;
-        if (i >= longestText && startsCharacter) {
-            result += "...";
-            break;
-        }
-        if (text[i] == '"' || text[i] == '\\') result += '\\';
-        if (static_cast<unsigned char>(text[i]) < 0x20 || text[i] == 0x7F) {
-            result += text[i] == '\n' ? "\\n" : fmt::format("\\x{:02X}", text[i]);
-        } else {
-            result += text[i];
-        }
-    }
-    return result + '"';
-}
-
-std::string alternatives(const std::vector<std::string>& words) {
-    std::string result;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        if (i > 0) result += i + 1 == words.size() ? " or " : ", ";
-        result += words[i];
-    }
-    return result;
-}
 
 YAMLReader::YAMLReader(const YAMLDocument& document, std::filesystem::path folder)
     : document_(document), folder_(std::move(folder)), fileBytesLeft_(mostFileBytes) {}
 
-void YAMLReader::failAt(std::size_t offset, const std::string& message) const {
-    throw YAMLMistake(document_.position(offset), message);
-}
-
 void YAMLReader::fail(const YAMLNode& node, const std::string& message) const {
-    failAt(node.offset, message);
+    throw YAMLMistake(node.offset, message);
 }
 
-void YAMLReader::failFound(const YAMLNode& node, const std::string& expected) const {
-    fail(node, fmt::format("found {}; expected {}", describe(node), expected));
+void YAMLReader::report(const YAMLNode& node, const std::string& message) {
+    keep(YAMLMistake(node.offset, message));
+}
+
+void YAMLReader::keep(const YAMLMistake& mistake) {
+    if (mistakes_.size() < mostMistakes) mistakes_.push_back(mistake);
+}
+
+std::vector<YAMLMistake> YAMLReader::mistakes() const {
+    return inOrder(mistakes_);
+}
+
+void YAMLReader::failFound(const YAMLNode& node, const std::string& expected,
+                           const std::vector<std::string>& words) const {
+    const bool isScalar = node.kind == YAMLNode::Kind::scalar;
+    fail(node, fmt::format("found {}; expected {}{}", describe(node), expected,
+                           isScalar ? suggestion(node.text, words) : ""));
 }
 
 void YAMLReader::failOutOfRange(const YAMLNode& node, const std::string& expected) const {
@@ -248,11 +211,17 @@ std::string YAMLReader::text(const YAMLNode& node) const {
 
 bool YAMLReader::boolean(const YAMLNode& node) const {
     if (isPlain(node) && (node.text == "true" || node.text == "false")) return node.text == "true";
-    failFound(node, "true or false");
+    const bool isScalar = node.kind == YAMLNode::Kind::scalar;
+    failFound(node, std::string("true or false") + (isScalar ? booleanSuggestion(node) : ""));
 }
 
 std::uint64_t YAMLReader::magnitude(const YAMLNode& node, const std::string& expected) const {
-    if (!isPlain(node) || !isInteger(node.text)) failFound(node, expected);
+    if (!isPlain(node) || !isInteger(node.text)) {
+        const bool needsNoQuotes = node.quoted && isInteger(node.text);
+        failFound(node, expected + (needsNoQuotes  ? withoutQuotes
+                                    : isText(node) ? numberSuggestion(node.text)
+                                                   : ""));
+    }
     std::string_view digits = withoutSign(node.text);
     const bool isHex = isHexInteger(digits);
     if (node.text.starts_with('+') || (!isHex && digits.size() > 1 && digits.front() == '0')) {
@@ -351,9 +320,9 @@ Bytes YAMLReader::hexBytes(const YAMLNode& node) const {
         if (!digit) {
             std::size_t end = index + 1;
             while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
-            failAt(offsetInScalar(node, index),
-                   fmt::format("{} is not a hex digit; expected 0 to 9 or A to F",
-                               inQuotes(text.substr(index, end - index))));
+            throw YAMLMistake(offsetInScalar(node, index),
+                              fmt::format("{} is not a hex digit; expected 0 to 9 or A to F",
+                                          inQuotes(text.substr(index, end - index))));
         }
         return *digit;
     };
@@ -362,9 +331,9 @@ Bytes YAMLReader::hexBytes(const YAMLNode& node) const {
         if (isBlank(text[i])) continue;
         const unsigned high = digitAt(i);
         if (i + 1 == text.size() || isBlank(text[i + 1])) {
-            failAt(offsetInScalar(node, i),
-                   fmt::format("unpaired hex digit {}; expected two digits per byte",
-                               inQuotes(text.substr(i, 1))));
+            throw YAMLMistake(offsetInScalar(node, i),
+                              fmt::format("unpaired hex digit {}; expected two digits per byte",
+                                          inQuotes(text.substr(i, 1))));
         }
         ++i;
         bytes.push_back(static_cast<std::uint8_t>(high << 4 | digitAt(i)));
@@ -378,8 +347,7 @@ std::size_t YAMLReader::word(const YAMLNode& node, const std::vector<std::string
     if (node.kind == YAMLNode::Kind::scalar && found != words.end()) {
         return static_cast<std::size_t>(found - words.begin());
     }
-    const bool isScalar = node.kind == YAMLNode::Kind::scalar;
-    failFound(node, expected + (isScalar ? suggestion(node.text, words) : ""));
+    failFound(node, expected, words);
 }
 
 std::string YAMLReader::fileContents(const YAMLNode& node) {
@@ -409,29 +377,43 @@ const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node) const {
     return node.entries;
 }
 
-const std::vector<YAMLEntry>& YAMLReader::mapping(const YAMLNode& node,
-                                                  const std::vector<std::string>& known) const {
+std::vector<NamedEntry> YAMLReader::mapping(const YAMLNode& node,
+                                            const std::vector<std::string>& known) {
     if (node.kind != YAMLNode::Kind::mapping) {
-        failFound(node, "a mapping with any of the keys " + alternatives(known));
+        failFound(node, "a mapping with any of the keys " + alternatives(known) +
+                            missingColon(node, known));
     }
-    std::map<std::string_view, const YAMLNode*> seen;
+    std::map<std::string, const YAMLNode*> seen;
+    std::vector<NamedEntry> named;
+    for (const YAMLEntry& entry : node.entries) {
+        if (!isAmong(entry.key, known)) continue;
+        const auto [earlier, isNew] = seen.emplace(entry.key.text, &entry.key);
+        if (isNew) {
+            named.push_back({entry.key.text, &entry});
+        } else {
+            attempt([&, &first = *earlier->second] { failDuplicate(entry.key, first); });
+        }
+    }
     for (const YAMLEntry& entry : node.entries) {
         const YAMLNode& key = entry.key;
-        if (key.kind != YAMLNode::Kind::scalar) {
-            failFound(key, "the key " + alternatives(known));
-        }
-        if (std::find(known.begin(), known.end(), key.text) == known.end()) {
+        if (isAmong(key, known)) continue;
+        attempt([&] {
+            if (key.kind != YAMLNode::Kind::scalar) {
+                failFound(key, "the key " + alternatives(known));
+            }
+            const auto meant = nearestWord(key.text, known);
+            if (meant && seen.emplace(*meant, &key).second) named.push_back({*meant, &entry});
+            const std::string likely = missingColon(key, known);
             fail(key, fmt::format("unknown key {}; expected {}{}", inQuotes(key.text),
-                                  alternatives(known), suggestion(key.text, known)));
-        }
-        const auto [earlier, isNew] = seen.emplace(key.text, &key);
-        if (!isNew) failDuplicate(key, *earlier->second);
+                                  alternatives(known),
+                                  likely.empty() ? suggestion(key.text, known) : likely));
+        });
     }
-    return node.entries;
+    return named;
 }
 
 void YAMLReader::failDuplicate(const YAMLNode& key, const YAMLNode& earlier) const {
-    const std::size_t line = document_.position(earlier.offset).line;
+    const std::size_t line = positionIn(document_.text(), earlier.offset).line;
     fail(key, fmt::format("duplicate key {}; expected it only once (first on line {})",
                           inQuotes(key.text), line));
 }

@@ -9,26 +9,47 @@
 #include <vector>
 
 #include "simulated_mac/description/MacDescription.h"
+#include "simulated_mac/file/MessageText.h"
 #include "simulated_mac/file/YAMLDocument.h"
 
 namespace simulated_mac {
 
-/// "ab", with control characters escaped and long texts cut.
-std::string inQuotes(std::string_view text);
+/// An entry of a mapping, by the known key that its own is or was meant to be.
+struct NamedEntry {
+    std::string name;
+    const YAMLEntry* entry;
+};
 
-/// "a, b or c".
-std::string alternatives(const std::vector<std::string>& words);
-
-/// Typed access to the values of a YAML document. A value of another type is reported as a
-/// YAMLMistake at its position, with what was found and what was expected.
+/// Typed access to the values of a YAML document. A value of another type is a YAMLMistake, with
+/// what was found and what was expected. It is thrown up to the next `attempt`, which keeps it and
+/// lets the reading go on behind it; what was read counts only if `mistakes` is empty in the end.
 class YAMLReader {
   public:
     /// Files that the document names are looked up from `folder`.
     YAMLReader(const YAMLDocument& document, std::filesystem::path folder);
 
+    /// Runs `read` and keeps the mistake that ends it. False if there are any in what it read, or
+    /// so many already that it wasn't run.
+    template <class Read>
+    bool attempt(const Read& read) {
+        const std::size_t before = mistakes_.size();
+        if (before == mostMistakes) return false;
+        try {
+            read();
+        } catch (const YAMLMistake& mistake) {
+            keep(mistake);
+        }
+        return mistakes_.size() == before;
+    }
+    /// Keeps a mistake that doesn't end the reading.
+    void report(const YAMLNode& node, const std::string& message);
+    /// What was kept, in the order of the text, each mistake once.
+    std::vector<YAMLMistake> mistakes() const;
+
     [[noreturn]] void fail(const YAMLNode& node, const std::string& message) const;
-    /// "found the number 7, expected `expected`".
-    [[noreturn]] void failFound(const YAMLNode& node, const std::string& expected) const;
+    /// "found the number 7, expected `expected`", with the one of `words` that a text is close to.
+    [[noreturn]] void failFound(const YAMLNode& node, const std::string& expected,
+                                const std::vector<std::string>& words = {}) const;
 
     /// Text; unquoted scalars that YAML reads as numbers or booleans are rejected.
     std::string text(const YAMLNode& node) const;
@@ -53,10 +74,10 @@ class YAMLReader {
 
     const std::vector<YAMLNode>& list(const YAMLNode& node) const;
     const std::vector<YAMLEntry>& mapping(const YAMLNode& node) const;
-    /// As `mapping`, for one whose keys are `known` words; checks that all are and that none occurs
-    /// twice.
-    const std::vector<YAMLEntry>& mapping(const YAMLNode& node,
-                                          const std::vector<std::string>& known) const;
+    /// As `mapping`, for one whose keys are `known` words. Reports those that are not or occur
+    /// twice. A mistyped key stands for the known one that it is close to, so that its value is
+    /// checked.
+    std::vector<NamedEntry> mapping(const YAMLNode& node, const std::vector<std::string>& known);
     /// Reports that a key means the same as an earlier one.
     [[noreturn]] void failDuplicate(const YAMLNode& key, const YAMLNode& earlier) const;
 
@@ -68,17 +89,21 @@ class YAMLReader {
 
     /// The registry that the document has named so far; entries of it are named by other values.
     std::shared_ptr<const RecordedRegistry> registry;
+    bool namesRegistry = false;  ///< also if it can't be read
 
   private:
+    static constexpr std::size_t mostMistakes = 1000;
+
+    void keep(const YAMLMistake& mistake);
     std::uint64_t magnitude(const YAMLNode& node, const std::string& expected) const;
     double decimal(const YAMLNode& node, const std::string& expected) const;
     [[noreturn]] void failOutOfRange(const YAMLNode& node, const std::string& expected) const;
-    [[noreturn]] void failAt(std::size_t offset, const std::string& message) const;
     std::size_t offsetInScalar(const YAMLNode& node, std::size_t index) const;
 
     const YAMLDocument& document_;
     std::filesystem::path folder_;
     std::size_t fileBytesLeft_;  ///< of all files that the document names
+    std::vector<YAMLMistake> mistakes_;
 };
 
 }  // namespace simulated_mac

@@ -48,6 +48,35 @@ TEST(CommandLine, RefusesWrongUsage) {
     }
 }
 
+TEST(CommandLine, SaysWhatAMistypedWordMayMean) {
+    const Folder folder;
+    const auto errorsOf = [&folder](const std::vector<std::string>& arguments) {
+        const auto finished = run(folder, arguments);
+        EXPECT_EQ(finished.status, 2);
+        return finished.errors;
+    };
+    EXPECT_EQ(
+        errorsOf({"rnu", "x.yaml"}),
+        "displaycheck: unknown command rnu; expected run, window, check, schema, edid, model, "
+        "import or compare (did you mean run?)\n");
+    EXPECT_EQ(errorsOf({"xyzzy"}),
+              "displaycheck: unknown command xyzzy; expected run, window, check, schema, edid, "
+              "model, import or compare\n");
+    EXPECT_EQ(errorsOf({"run", "--jsno", "x.yaml"}),
+              "displaycheck: run: unknown option --jsno; expected one that \"displaycheck run "
+              "--help\" lists (did you mean --json?)\n");
+    EXPECT_EQ(errorsOf({"window", "x.yaml", "--screenshots=x.png"}),
+              "displaycheck: window: unknown option --screenshots=x.png; expected one that "
+              "\"displaycheck window --help\" lists (did you mean --screenshot?)\n");
+    EXPECT_EQ(errorsOf({"--verson"}),
+              "displaycheck: unknown option --verson; expected a command (did you mean "
+              "--version?)\n");
+    EXPECT_EQ(errorsOf({"--json", "run", "x.yaml"}),
+              "displaycheck: unknown option --json; expected a command\n");
+    EXPECT_EQ(errorsOf({"schema", "x"}),
+              "displaycheck: schema: unexpected argument x; expected none behind the others\n");
+}
+
 TEST(CommandLine, PrintsTheSchema) {
     const Folder folder;
     const auto finished = run(folder, {"schema"});
@@ -71,6 +100,38 @@ TEST(CheckCommand, ChecksEveryFile) {
     EXPECT_EQ(errors[1].rfind(missing + ":", 0), 0u) << errors[1];
 
     EXPECT_EQ(run(folder, {"check", first, last}).status, 0);
+}
+
+TEST(CheckCommand, ListsAllMistakesOfAFile) {
+    const Folder folder;
+    const std::string bad = folder.write("bad.yaml", "chip: x\nscreens: 5\nmodel: 1\n");
+    for (const char* const command : {"check", "run", "window"}) {
+        const auto finished = run(folder, {command, bad});
+        EXPECT_EQ(finished.status, 2);
+        EXPECT_EQ(finished.output, "");
+        const auto errors = linesOf(finished.errors);
+        ASSERT_EQ(errors.size(), 3u) << finished.errors;
+        for (std::size_t line = 0; line < 3; ++line) {
+            EXPECT_EQ(errors[line].rfind(bad + ":" + std::to_string(line + 1) + ":", 0), 0u);
+        }
+    }
+}
+
+TEST(CheckCommand, WarnsOfWhatHasNoEffect) {
+    const Folder folder;
+    const std::string file = folder.write(
+        "mac.yaml", good + "stray_proxies: []\nfaults: [{call: IOAVServiceReadI2C}]\n");
+    const auto finished = run(folder, {"check", file});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(finished.output, file + ": ok\n");
+    EXPECT_EQ(finished.errors,
+              file +
+                  ":3:1: warning: \"stray_proxies\" has no effect on an Intel Mac; expected it "
+                  "with \"chip: apple\"\n" +
+                  file +
+                  ":4:17: warning: nothing calls IOAVServiceReadI2C on this Mac, so the "
+                  "fault never strikes; expected a call that is made\n");
+    EXPECT_EQ(run(folder, {"run", file}).errors, "");
 }
 
 TEST(RunCommandLine, RunsNothingWhenAFileIsBad) {
