@@ -40,6 +40,9 @@
 - (void)goBack:(id)sender;
 - (void)paneChangedItsButtons;
 
+/// Whether the user can't go on.
+- (BOOL)continueIsGreyed;
+
 /// Shows a line at the window's foot.
 - (void)showNote:(NSString*)note;
 

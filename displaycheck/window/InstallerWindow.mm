@@ -39,6 +39,7 @@ NSString* text(NSString* key) {
                       defer:NO];
     if (self == nil) return nil;
     sharedWindow = self;
+    [self setReleasedWhenClosed:NO];
     section = [loaded retain];
     steps = [[NSArray alloc] initWithObjects:text(@"Introduction"), [section title],
                                              text(@"Installation"), text(@"Summary"), nil];
@@ -110,6 +111,10 @@ NSString* text(NSString* key) {
     InstallerPane* pane = step == section_ ? [section firstPane] : nil;
     [[face continueButton] setEnabled:pane == nil || [pane nextEnabled]];
     [[face backButton] setEnabled:step > introduction && (pane == nil || [pane previousEnabled])];
+}
+
+- (BOOL)continueIsGreyed {
+    return ![[face continueButton] isEnabled];
 }
 
 - (void)showNote:(NSString*)note {

@@ -16,6 +16,8 @@ int main(int argc, char* argv[]) {
                    stderr);
         return displaycheck::badInput;
     }
+    // What the pane prints appears as it happens, in a pipe too.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     int status = displaycheck::unfinished;
     try {
         status = displaycheck::showWindow(std::vector<std::string>(argv + 1, argv + argc));

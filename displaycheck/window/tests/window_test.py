@@ -1,6 +1,6 @@
 """The pane in its window: on a screen of its own, with a real pointer.
 
-Usage: window_test.py DISPLAYCHECK EXAMPLES STRING_TABLES
+Usage: window_test.py DISPLAYCHECK EXAMPLES STRING_TABLES [TEST...]
 """
 
 import os
@@ -151,10 +151,12 @@ class Window:
     """The program with its window open."""
 
     def __init__(self, name, speed):
+        """`name` is an example's, or the path of a Mac file."""
         self.lines = []
         self.program = subprocess.Popen(
-            [displaycheck, "window", "--lang", "en", "--speed", str(speed), example(name)],
-            env=environment(), stdout=subprocess.PIPE, text=True)
+            [displaycheck, "window", "--lang", "en", "--speed", str(speed),
+             name if isinstance(name, pathlib.Path) else example(name)],
+            env=environment(), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         self.reader = threading.Thread(target=lambda: self.lines.extend(self.program.stdout))
         self.reader.start()
         self.left, self.upper = self.wait("the window", self.place)
@@ -167,6 +169,12 @@ class Window:
         self.program.wait()
         self.reader.join()
         self.program.stdout.close()
+        self.program.stderr.close()
+
+    def end(self):
+        """Ends the program as closing the window does; its exit status and what it complains of."""
+        self.program.terminate()
+        return self.program.wait(PATIENCE), self.program.stderr.read()
 
     def place(self):
         answer = self.xdotool("search", "--onlyvisible", "--name", "Vorn Display Manager",
@@ -319,5 +327,39 @@ class LiveWindow(unittest.TestCase):
             self.assertEqual(window.program.wait(PATIENCE), 0)
 
 
+class ExitStatus(unittest.TestCase):
+    """1 when the user can't go on, although nothing is left to wait for."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.mac = pathlib.Path(folder.name) / "mac.yaml"
+        self.complaint = (f"displaycheck: {self.mac}: all is quiet, but Continue was not "
+                          "enabled\n")
+
+    def describe(self, faults):
+        self.mac.write_text(f"screens: [built-in]\nfaults: {faults}\n")
+
+    def test_when_continue_stays_greyed_in_a_picture(self):
+        self.describe("[{call: IOMasterPort}]")
+        path = self.mac.with_name("window.png")
+        run = subprocess.run([displaycheck, "window", "--screenshot", path, self.mac],
+                             env=environment(), capture_output=True, text=True, timeout=PATIENCE)
+        self.assertEqual((run.returncode, run.stderr), (1, self.complaint))
+        self.assertTrue(picture.is_greyed(picture.read(path), picture.CONTINUE))
+
+    def test_when_continue_stays_greyed_until_the_window_is_closed(self):
+        self.describe("[{call: IOMasterPort}]")
+        with Window(self.mac, speed=100) as window:
+            window.wait("the failure", lambda: window.printed("IOMasterPort() returned"))
+            self.assertEqual(window.end(), (1, self.complaint))
+
+    def test_closing_a_window_that_still_looks_for_devices_is_no_failure(self):
+        self.describe("[]")
+        with Window(self.mac, speed=0.1) as window:
+            window.wait_for_greyed_continue()
+            self.assertEqual(window.end(), (0, ""))
+
+
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1] + sys.argv[4:])
