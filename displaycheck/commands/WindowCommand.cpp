@@ -104,7 +104,8 @@ int showWindow(const WindowOptions& options) {
     }
     execl(program.c_str(), program.c_str(), options.file.c_str(), language.c_str(),
           options.screenshot.c_str(), fmt::format("{}", options.speed).c_str(),
-          std::string(nameOf(options.assume)).c_str(), static_cast<char*>(nullptr));
+          std::string(nameOf(options.assume)).c_str(), options.dark ? "dark" : "light",
+          static_cast<char*>(nullptr));
     return complain(unfinished, fmt::format("{}: {}", program, std::strerror(errno)));
 }
 

@@ -174,8 +174,9 @@ class CommandLine {
             ->type_name("LANGUAGE");
         command
             ->add_option("--screenshot", window_.screenshot,
-                         "Skip to the end, write the window's contents\nto this PNG file and exit")
+                         "Skip to the end, write the window\nto this PNG file and exit")
             ->type_name("PNG");
+        command->add_flag("--dark", window_.dark, "Use the Mac's dark appearance");
         command->add_option("--speed", window_.speed, "Run the Mac's clock this many times faster")
             ->type_name("FACTOR")
             ->check(CLI::Range(0.1, 100.0, "0.1 to 100"));

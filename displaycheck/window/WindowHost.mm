@@ -14,6 +14,7 @@
 
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/host/AssumedMac.h"
+#import "displaycheck/window/Appearance.h"
 #import "displaycheck/window/ClickRecognizers.h"
 #import "displaycheck/window/InstallerWindow.h"
 #import "displaycheck/window/SimulatedAppKit.h"
@@ -41,6 +42,7 @@ struct Arguments {
     std::string screenshot;
     double speed;
     simulated_mac::Assumption assumption;
+    bool dark;
 };
 
 /// Fonts with the characters of a language, regular and bold; the user's, if one is set.
@@ -72,6 +74,7 @@ void setUpGNUstep(const Arguments& arguments) {
         "-GSSuppressAppIcon",
         "YES",
     };
+    for (std::string& word : defaultsOfSystemColours()) words.push_back(std::move(word));
     std::vector<char*> pointers;
     for (std::string& word : words) pointers.push_back(word.data());
     [NSProcessInfo initializeWithArguments:pointers.data()
@@ -128,6 +131,7 @@ void setUpGNUstep(const Arguments& arguments) {
         fprintf(stderr, "displaycheck: %s: the plug-in can't be loaded\n", [path UTF8String]);
         return nil;
     }
+    takeSystemLook();
     simulateAppKit(bundle);
     InstallerSection* section = [[[bundle principalClass] alloc] initWithBundle:bundle];
     NSString* nib = [bundle objectForInfoDictionaryKey:@"NSMainNibFile"];
@@ -220,6 +224,7 @@ int statusOf(Outcome outcome, InstallerWindow* window, const std::string& file) 
 
 int show(const Arguments& arguments) {
     Mac mac(assumedMac(simulated_mac::readMacFile(arguments.file), arguments.assumption));
+    [InstallerWindow takeIcon];
     [NSApplication sharedApplication];
     WindowHost* host = [[WindowHost alloc] initWithMac:&mac speed:arguments.speed];
     InstallerSection* section = nil;
@@ -244,8 +249,13 @@ int show(const Arguments& arguments) {
 namespace displaycheck {
 
 int showWindow(const std::vector<std::string>& words) {
-    const Arguments arguments{words[0], words[1], words[2], strtod(words[3].c_str(), nullptr),
-                              simulated_mac::assumptionNamed(words[4]).value()};
+    const Arguments arguments{words[0],
+                              words[1],
+                              words[2],
+                              strtod(words[3].c_str(), nullptr),
+                              simulated_mac::assumptionNamed(words[4]).value(),
+                              words[5] == "dark"};
+    selectAppearance(arguments.dark);
     setUpGNUstep(arguments);
     takeLog();
     @autoreleasepool {

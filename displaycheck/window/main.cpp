@@ -11,7 +11,7 @@
 // can't catch C++ exceptions in Objective-C++.
 
 int main(int argc, char* argv[]) {
-    if (argc != 6) {
+    if (argc != 7) {
         std::fputs("displaycheck-window: not to be run directly; use displaycheck window\n",
                    stderr);
         return displaycheck::badInput;
