@@ -307,7 +307,7 @@ std::vector<std::string> Mac::environment(char* const inherited[]) const {
         }
     }
     variables.push_back("PATH=" + Installation::tools().string() + ":" + path);
-    variables.push_back("SIMULATED_MAC_SOCKET=" + toolServer_->socketPath());
+    variables.push_back("SIMULATED_MAC_SOCKET=" + toolServer_->address());
     return variables;
 }
 

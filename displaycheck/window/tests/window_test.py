@@ -6,6 +6,7 @@ Usage: window_test.py DISPLAYCHECK EXAMPLES STRING_TABLES [TEST...]
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import shutil
@@ -237,13 +238,13 @@ class Look(unittest.TestCase):
 class Window:
     """The program with its window open."""
 
-    def __init__(self, name, speed):
+    def __init__(self, name, speed, **variables):
         """`name` is an example's, or the path of a Mac file."""
         self.lines = []
         self.program = subprocess.Popen(
             [displaycheck, "window", "--lang", "en", "--speed", str(speed),
              name if isinstance(name, pathlib.Path) else example(name)],
-            env=environment(), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+            env=environment(**variables), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         self.reader = threading.Thread(target=lambda: self.lines.extend(self.program.stdout))
         self.reader.start()
         self.left, self.upper = self.wait("the window", self.place)
@@ -258,9 +259,9 @@ class Window:
         self.program.stdout.close()
         self.program.stderr.close()
 
-    def end(self):
+    def end(self, number=signal.SIGTERM):
         """Ends the program as closing the window does; its exit status and what it complains of."""
-        self.program.terminate()
+        self.program.send_signal(number)
         return self.program.wait(PATIENCE), self.program.stderr.read()
 
     def place(self):
@@ -448,6 +449,46 @@ class ExitStatus(unittest.TestCase):
         with Window(self.mac, speed=0.1) as window:
             window.wait_for_greyed_continue()
             self.assertEqual(window.end(), (0, ""))
+
+
+class Signals(unittest.TestCase):
+    """They leave nothing in the temporary folder."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def left(self):
+        return sorted(path.name for path in self.folder.iterdir())
+
+    def test_that_close_the_window(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(number), Window("intel-nothing-connected", speed=1,
+                                              TMPDIR=str(self.folder)) as window:
+                window.wait_for_greyed_continue()
+                self.assertEqual(window.end(number), (0, ""))
+                self.assertEqual(self.left(), [])
+
+    def test_that_kill_the_window(self):
+        with Window("intel-nothing-connected", speed=1, TMPDIR=str(self.folder)) as window:
+            window.wait_for_greyed_continue()
+            self.assertEqual(window.end(signal.SIGKILL)[0], -signal.SIGKILL)
+        self.assertEqual(self.left(), [])
+
+    def test_that_come_while_the_picture_is_taken(self):
+        for number in (signal.SIGTERM, signal.SIGINT):
+            with tempfile.TemporaryDirectory() as pictures:
+                program = subprocess.Popen(
+                    [displaycheck, "window", "--screenshot", pathlib.Path(pictures) / "window.png",
+                     example("intel-nothing-connected")],
+                    env=environment(TMPDIR=str(self.folder)), stdout=subprocess.PIPE, text=True)
+                self.assertIn("enters the pane", program.stdout.readline())
+                program.send_signal(number)
+                program.communicate(timeout=PATIENCE)
+                # It may have come to its end before.
+                self.assertIn(program.returncode, (0, -number))
+                self.assertEqual(self.left(), [])
 
 
 if __name__ == "__main__":
