@@ -62,6 +62,7 @@ struct Terminal {
 simulated_mac::Mac::Options macOptions(const RunOptions& options, const ChildEnd& end) {
     simulated_mac::Mac::Options macOptions;
     macOptions.scheduler.realtime = options.realtime;
+    macOptions.language = options.language;
     macOptions.onCrash = [&end](const std::string& why) { end.fail("crashed: " + why); };
     return macOptions;
 }

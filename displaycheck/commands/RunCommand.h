@@ -14,6 +14,7 @@ struct RunOptions {
     bool log = false;
     bool trace = false;
     bool realtime = false;
+    std::string language;  ///< one of the pane's; empty for English
     /// What to assume of unknown monitors; nothing to play both.
     std::optional<simulated_mac::Assumption> assume;
 };

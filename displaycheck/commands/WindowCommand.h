@@ -8,7 +8,7 @@ namespace displaycheck {
 
 struct WindowOptions {
     std::string file;
-    std::string language;    ///< such as "de" or "pt-BR"; empty for the locale's
+    std::string language;    ///< one of the pane's; empty for the locale's
     std::string screenshot;  ///< PNG file to write before exiting; empty for none
     simulated_mac::Assumption assume = simulated_mac::Assumption::answers;  ///< of unknown monitors
     bool dark = false;  ///< the Mac's dark appearance

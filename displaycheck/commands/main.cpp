@@ -15,6 +15,7 @@
 #include "displaycheck/commands/EDIDCommand.h"
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/ImportCommand.h"
+#include "displaycheck/commands/Languages.h"
 #include "displaycheck/commands/MacFiles.h"
 #include "displaycheck/commands/ModelCommand.h"
 #include "displaycheck/commands/RunCommand.h"
@@ -146,6 +147,18 @@ class CommandLine {
             });
     }
 
+    static void addLanguage(CLI::App* command, const std::string& explanation,
+                            std::string& language) {
+        command
+            ->add_option_function<std::string>(
+                "--lang", [&language](const std::string& name) { language = *languageNamed(name); },
+                explanation)
+            ->type_name("LANGUAGE")
+            ->check([](const std::string& name) {
+                return languageNamed(name) ? std::string() : unknownLanguage(name);
+            });
+    }
+
     void addRun() {
         auto* const command =
             addCommand("run", "Run the pane on Macs and report what it showed", runText);
@@ -161,6 +174,8 @@ class CommandLine {
                           "Run in real time, with progress on standard error");
         addAssume(command, "Play only this of Macs with unknown monitors\n(default: both)",
                   [this](Assumption assumption) { run_.assume = assumption; });
+        addLanguage(command, "Language of the pane, such as de or pt-BR\n(default: English)",
+                    run_.language);
         command->callback([this] { status_ = runMacFiles(run_); });
     }
 
@@ -168,10 +183,8 @@ class CommandLine {
         auto* const command =
             addCommand("window", "Show the pane in an installer window", windowText);
         command->add_option("FILE", window_.file, "Mac file (YAML)")->type_name("")->required();
-        command
-            ->add_option("--lang", window_.language,
-                         "Language of the pane, such as de or pt-BR\n(default: the locale's)")
-            ->type_name("LANGUAGE");
+        addLanguage(command, "Language of the pane, such as de or pt-BR\n(default: the locale's)",
+                    window_.language);
         command
             ->add_option("--screenshot", window_.screenshot,
                          "Skip to the end, write the window\nto this PNG file and exit")

@@ -71,7 +71,8 @@ Mac::Mac(MacDescription what, Options how)
     if (!switchedOn.compare_exchange_strong(none, this)) {
         throw std::logic_error("a Mac is switched on already");
     }
-    strings_ = readStringsFile(Installation::resource("en.lproj/Localizable.strings"));
+    const std::string language = options.language.empty() ? "en" : options.language;
+    strings_ = readStringsFile(Installation::resource(language + ".lproj/Localizable.strings"));
     hardware_ = buildHardwareTree(registry, description, displays_);
     for (const USBDeviceDescription& device : description.usb) {
         addUSBDevice(registry, hardware_.usbController, device);
