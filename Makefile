@@ -12,7 +12,7 @@ needed_packages := cmake ninja-build g++ pkg-config libyaml-cpp-dev nlohmann-jso
                    python3 python3-jsonschema python3-yaml original-awk
 # Extra packages for the window and its tests.
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
-                   fonts-noto-cjk xvfb xdotool python3-pil
+                   fonts-noto-cjk fontconfig xvfb xauth xdotool python3-pil
 
 .PHONY: help run test keys check window mac torture fuzz coverage mutants bench packages \
         window-packages build tests tidy clean

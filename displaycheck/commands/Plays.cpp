@@ -34,6 +34,7 @@ constexpr auto limit = 60s;
 simulated_mac::Mac::Options macOptions(const PlayOptions& options, const ChildEnd& end) {
     simulated_mac::Mac::Options macOptions;
     macOptions.scheduler.realtime = options.realtime;
+    macOptions.language = options.language;
     macOptions.onCrash = [&end](const std::string& why) { end.fail("crashed: " + why); };
     return macOptions;
 }

@@ -28,13 +28,14 @@ struct Play {
 };
 
 struct PlayOptions {
-    bool log = false;       ///< in the report for people
+    bool log = false;  ///< in the report for people
     /// The platform calls that JSON and the trace have, as a pattern of their names; nothing for
     /// none.
     std::optional<std::string> trace;
     bool traceApart = false;  ///< the report for people leaves them out
-    bool realtime = false;  ///< shows its progress on standard error
-    std::size_t jobs = 1;   ///< how many runs at a time
+    bool realtime = false;    ///< shows its progress on standard error
+    std::string language;     ///< of the pane; empty for English
+    std::size_t jobs = 1;     ///< how many runs at a time
 };
 
 /// Plays each in a process of its own. `take` gets their records in the order of the plays, each as

@@ -43,6 +43,7 @@ PlayOptions playOptions(const RunOptions& options) {
     playing.traceApart = !options.traceFile.empty();
     if (playing.traceApart && !playing.trace) playing.trace = "*";
     playing.realtime = options.realtime;
+    playing.language = options.language;
     // The progress of one run alone can be followed.
     playing.jobs = options.realtime ? 1 : jobsFor(options.jobs);
     return playing;

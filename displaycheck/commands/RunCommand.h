@@ -21,6 +21,7 @@ struct RunOptions {
     std::optional<std::string> trace;
     std::string traceFile;  ///< where to write them instead; empty for the report
     bool realtime = false;
+    std::string language;  ///< one of the pane's; empty for English
     /// What to assume of unknown monitors; nothing to play both.
     std::optional<simulated_mac::Assumption> assume;
 };

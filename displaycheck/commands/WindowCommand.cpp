@@ -1,19 +1,16 @@
 #include "displaycheck/commands/WindowCommand.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <set>
-#include <string_view>
 
 #include "displaycheck/commands/ExitStatus.h"
+#include "displaycheck/commands/Languages.h"
 #include "displaycheck/commands/MacFiles.h"
 #include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/TerminalText.h"
@@ -28,34 +25,6 @@ namespace Installation = simulated_mac::Installation;
 bool isSet(const char* variable) {
     const char* const value = std::getenv(variable);
     return value != nullptr && *value != '\0';
-}
-
-/// The languages of the pane's string tables.
-std::set<std::string> languages() {
-    std::set<std::string> known;
-    for (const auto& entry : std::filesystem::directory_iterator(Installation::resource(""))) {
-        if (entry.path().extension() == ".lproj") known.insert(entry.path().stem());
-    }
-    return known;
-}
-
-/// The known language that a locale such as "pt_BR.UTF-8" asks for, or English.
-std::string languageOf(std::string_view locale, const std::set<std::string>& known) {
-    std::string name(locale.substr(0, locale.find_first_of(".@")));
-    std::replace(name.begin(), name.end(), '_', '-');
-    if (name == "zh-CN" || name == "zh-SG") return "zh-Hans";
-    if (name == "zh-TW" || name == "zh-HK") return "zh-Hant";
-    if (known.contains(name)) return name;
-    const std::string language = name.substr(0, name.find('-'));
-    return known.contains(language) ? language : "en";
-}
-
-std::string languageOfUser(const std::set<std::string>& known) {
-    for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-        const char* const locale = std::getenv(variable);
-        if (locale != nullptr && *locale != '\0') return languageOf(locale, known);
-    }
-    return "en";
 }
 
 int complain(int status, const std::string& message) {
@@ -84,13 +53,7 @@ int showWindow(const WindowOptions& options) {
         printError("{}\n", *file.error);
         return badInput;
     }
-    const auto known = languages();
-    if (!options.language.empty() && !known.contains(options.language)) {
-        return complain(badInput, fmt::format("--lang: unknown language {}; expected one of {}",
-                                              printable(options.language), fmt::join(known, ", ")));
-    }
-    const std::string language =
-        options.language.empty() ? languageOfUser(known) : options.language;
+    const std::string language = options.language.empty() ? languageOfUser() : options.language;
     sayAssumption(file, options.assume);
     const std::string program = Installation::window();
     if (!std::filesystem::exists(program)) {
@@ -104,7 +67,8 @@ int showWindow(const WindowOptions& options) {
     }
     execl(program.c_str(), program.c_str(), options.file.c_str(), language.c_str(),
           options.screenshot.c_str(), fmt::format("{}", options.speed).c_str(),
-          std::string(nameOf(options.assume)).c_str(), static_cast<char*>(nullptr));
+          std::string(nameOf(options.assume)).c_str(), options.dark ? "dark" : "light",
+          static_cast<char*>(nullptr));
     return complain(unfinished, fmt::format("{}: {}", program, std::strerror(errno)));
 }
 

@@ -17,6 +17,7 @@
 #include "displaycheck/commands/EDIDCommand.h"
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/ImportCommand.h"
+#include "displaycheck/commands/Languages.h"
 #include "displaycheck/commands/MacFiles.h"
 #include "displaycheck/commands/ModelCommand.h"
 #include "displaycheck/commands/RunCommand.h"
@@ -217,6 +218,18 @@ class CommandLine {
             ->check(CLI::Range(1, 1000, "1 to 1000"));
     }
 
+    static void addLanguage(CLI::App* command, const std::string& explanation,
+                            std::string& language) {
+        command
+            ->add_option_function<std::string>(
+                "--lang", [&language](const std::string& name) { language = *languageNamed(name); },
+                explanation)
+            ->type_name("LANGUAGE")
+            ->check([](const std::string& name) {
+                return languageNamed(name) ? std::string() : unknownLanguage(name);
+            });
+    }
+
     void addRun() {
         auto* const command =
             addCommand("run", "Run the pane on Macs and report what it showed", runText);
@@ -242,6 +255,8 @@ class CommandLine {
                           "Run in real time, with progress on standard error");
         addAssume(command, "Play only this of Macs with unknown monitors\n(default: both)",
                   [this](Assumption assumption) { run_.assume = assumption; });
+        addLanguage(command, "Language of the pane, such as de or pt-BR\n(default: English)",
+                    run_.language);
         command->callback([this, command] {
             // The value of a flag that has none is "true".
             if (command->count("--trace") > 0) run_.trace = trace_ == "true" ? "*" : trace_;
@@ -261,14 +276,13 @@ class CommandLine {
         auto* const command =
             addCommand("window", "Show the pane in an installer window", windowText);
         command->add_option("FILE", window_.file, "Mac file (YAML)")->type_name("")->required();
-        command
-            ->add_option("--lang", window_.language,
-                         "Language of the pane, such as de or pt-BR\n(default: the locale's)")
-            ->type_name("LANGUAGE");
+        addLanguage(command, "Language of the pane, such as de or pt-BR\n(default: the locale's)",
+                    window_.language);
         command
             ->add_option("--screenshot", window_.screenshot,
-                         "Skip to the end, write the window's contents\nto this PNG file and exit")
+                         "Skip to the end, write the window\nto this PNG file and exit")
             ->type_name("PNG");
+        command->add_flag("--dark", window_.dark, "Use the Mac's dark appearance");
         command->add_option("--speed", window_.speed, "Run the Mac's clock this many times faster")
             ->type_name("FACTOR")
             ->check(CLI::Range(0.1, 100.0, "0.1 to 100"));

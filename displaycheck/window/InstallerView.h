@@ -10,6 +10,7 @@
     NSString* title;
     NSView* content;
     NSString* note;
+    NSString* noteHeading;
     NSButton* continueButton;
     NSButton* backButton;
 }
@@ -25,7 +26,7 @@
 /// Shows a step: its title above the box, and in the box its content, if any.
 - (void)showStep:(NSUInteger)index title:(NSString*)text content:(NSView*)view;
 
-/// Shows a line at the foot.
-- (void)showNote:(NSString*)text;
+/// Shows a note below the steps, in as many lines as it takes.
+- (void)showNote:(NSString*)text below:(NSString*)heading;
 
 @end

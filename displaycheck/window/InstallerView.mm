@@ -1,6 +1,11 @@
 #import "displaycheck/window/InstallerView.h"
 
+#import "displaycheck/window/Appearance.h"
 #import "displaycheck/window/InstallerButton.h"
+#import "displaycheck/window/LineBreaks.h"
+
+using displaycheck::appearance;
+using displaycheck::colourOf;
 
 namespace {
 
@@ -14,14 +19,10 @@ constexpr CGFloat buttonWidth = 112;
 constexpr CGFloat buttonHeight = 24;
 constexpr CGFloat stepHeight = 26;
 
-NSColor* grey(CGFloat white) {
-    return [NSColor colorWithCalibratedWhite:white alpha:1];
-}
-
-NSDictionary* look(NSFont* font, NSColor* colour) {
+NSDictionary* look(NSFont* font, unsigned colour) {
     NSMutableParagraphStyle* style = [[[NSMutableParagraphStyle alloc] init] autorelease];
     [style setLineBreakMode:NSLineBreakByTruncatingTail];
-    return [NSDictionary dictionaryWithObjectsAndKeys:font, NSFontAttributeName, colour,
+    return [NSDictionary dictionaryWithObjectsAndKeys:font, NSFontAttributeName, colourOf(colour),
                                                       NSForegroundColorAttributeName, style,
                                                       NSParagraphStyleAttributeName, nil];
 }
@@ -40,6 +41,7 @@ NSDictionary* look(NSFont* font, NSColor* colour) {
     steps = [titles retain];
     title = @"";
     note = @"";
+    noteHeading = @"";
     const CGFloat right = NSMaxX(box) - buttonWidth;
     continueButton = [[InstallerButton alloc]
         initWithFrame:NSMakeRect(right, margin, buttonWidth, buttonHeight)];
@@ -72,44 +74,58 @@ NSDictionary* look(NSFont* font, NSColor* colour) {
     [self setNeedsDisplay:YES];
 }
 
-- (void)showNote:(NSString*)text {
+- (void)showNote:(NSString*)text below:(NSString*)heading {
     [note autorelease];
+    [noteHeading autorelease];
     note = [text copy];
+    noteHeading = [heading copy];
     [self setNeedsDisplay:YES];
 }
 
 - (void)drawRect:(NSRect)dirty {
     (void)dirty;
-    [grey(0.96) set];
+    [colourOf(appearance().window) set];
     NSRectFill([self bounds]);
     [self drawSteps];
+    [self drawNote];
     [title drawInRect:NSMakeRect(NSMinX(box), NSMaxY(box) + 10, NSWidth(box), 22)
-        withAttributes:look([NSFont boldSystemFontOfSize:14], grey(0.1))];
-    [[NSColor whiteColor] set];
+        withAttributes:look([NSFont boldSystemFontOfSize:14], appearance().label)];
+    [colourOf(appearance().box) set];
     NSRectFill(box);
-    [grey(0.8) set];
+    [colourOf(appearance().line) set];
     NSFrameRect(NSInsetRect(box, -1, -1));
-    [note drawInRect:NSMakeRect(margin, 6, width - 2 * margin, 14)
-        withAttributes:look([NSFont systemFontOfSize:9], grey(0.45))];
 }
 
 /// The steps at the left, each after its dot; the dot of the current step is blue.
 - (void)drawSteps {
-    [grey(0.91) set];
+    [colourOf(appearance().sideBar) set];
     NSRectFill(NSMakeRect(0, 0, sideWidth, height));
     CGFloat top = NSMaxY(box) - 4;
     for (NSUInteger index = 0; index < [steps count]; ++index) {
         const bool current = index == step;
         const bool reached = index <= step;
-        NSColor* blue = [NSColor colorWithCalibratedRed:0.04 green:0.48 blue:1 alpha:1];
-        [(current ? blue : grey(reached ? 0.55 : 0.76)) set];
+        const unsigned doneDot = reached ? appearance().secondaryLabel : appearance().dot;
+        [colourOf(current ? appearance().blue : doneDot) set];
         [[NSBezierPath bezierPathWithOvalInRect:NSMakeRect(margin, top - 14, 8, 8)] fill];
         NSFont* font = current ? [NSFont boldSystemFontOfSize:12] : [NSFont systemFontOfSize:12];
         [[steps objectAtIndex:index]
                 drawInRect:NSMakeRect(margin + 16, top - 19, sideWidth - margin - 24, 18)
-            withAttributes:look(font, grey(reached ? 0.15 : 0.5))];
+            withAttributes:look(font, reached ? appearance().label : appearance().secondaryLabel)];
         top -= stepHeight;
     }
+}
+
+/// The note at the foot, below the steps.
+- (void)drawNote {
+    NSAttributedString* text = [[[NSAttributedString alloc]
+        initWithString:note
+            attributes:look([NSFont systemFontOfSize:11], appearance().label)] autorelease];
+    const CGFloat lineWidth = sideWidth - 2 * margin;
+    NSAttributedString* lines = displaycheck::inLines(text, lineWidth);
+    const CGFloat linesHeight = [lines size].height;
+    [lines drawInRect:NSMakeRect(margin, margin, lineWidth, linesHeight)];
+    [noteHeading drawAtPoint:NSMakePoint(margin, margin + linesHeight + 3)
+              withAttributes:look([NSFont boldSystemFontOfSize:11], appearance().label)];
 }
 
 @end

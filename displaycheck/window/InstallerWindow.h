@@ -21,6 +21,9 @@
     InstallerView* face;
 }
 
+/// Gives the application its icon. Its first window already asks for that.
++ (void)takeIcon;
+
 /// The one window; nil before it was made.
 + (InstallerWindow*)shared;
 
@@ -40,10 +43,13 @@
 - (void)goBack:(id)sender;
 - (void)paneChangedItsButtons;
 
-/// Shows a line at the window's foot.
-- (void)showNote:(NSString*)note;
+/// Whether the user can't go on.
+- (BOOL)continueIsGreyed;
 
-/// Writes the window's contents to a PNG file; NO if that fails.
+/// Says below the steps which address was opened.
+- (void)showOpenedAddress:(NSString*)address;
+
+/// Writes the window with its title bar to a PNG file; NO if that fails.
 - (BOOL)writePNGTo:(NSString*)path;
 
 @end

@@ -1,7 +1,10 @@
 #import "displaycheck/window/InstallerWindow.h"
 
+#import <objc/runtime.h>
+
 #import "displaycheck/window/ClickRecognizers.h"
 #import "displaycheck/window/InstallerView.h"
+#import "displaycheck/window/WindowPicture.h"
 #include "simulated_mac/machine/Installation.h"
 #include "simulated_mac/machine/Mac.h"
 #include "simulated_mac/platform/Running.h"
@@ -16,16 +19,32 @@ InstallerWindow* sharedWindow = nil;
 /// Places among the steps: before the section, the section, after it.
 enum Step : NSUInteger { introduction, section_, installation, summary };
 
-/// A text of the window's own string table.
-NSString* text(NSString* key) {
+/// The window's own texts and its icon.
+NSBundle* resources() {
     NSString* path =
         [NSString stringWithUTF8String:simulated_mac::Installation::windowResources().c_str()];
-    return [[NSBundle bundleWithPath:path] localizedStringForKey:key value:nil table:@"Window"];
+    return [NSBundle bundleWithPath:path];
+}
+
+NSString* text(NSString* key) {
+    return [resources() localizedStringForKey:key value:nil table:@"Window"];
+}
+
+/// The application's icon.
+NSImage* icon(id, SEL) {
+    static NSImage* const image = [[NSImage alloc]
+        initWithContentsOfFile:[resources() pathForResource:@"Icon" ofType:@"png"]];
+    return image;
 }
 
 }  // namespace
 
 @implementation InstallerWindow
+
++ (void)takeIcon {
+    Method method = class_getInstanceMethod([NSApplication class], @selector(applicationIconImage));
+    method_setImplementation(method, reinterpret_cast<IMP>(icon));
+}
 
 + (InstallerWindow*)shared {
     return sharedWindow;
@@ -39,6 +58,7 @@ NSString* text(NSString* key) {
                       defer:NO];
     if (self == nil) return nil;
     sharedWindow = self;
+    [self setReleasedWhenClosed:NO];
     section = [loaded retain];
     steps = [[NSArray alloc] initWithObjects:text(@"Introduction"), [section title],
                                              text(@"Installation"), text(@"Summary"), nil];
@@ -97,7 +117,7 @@ NSString* text(NSString* key) {
     [face showStep:step
              title:enters ? [pane title] : [steps objectAtIndex:step]
            content:enters ? [pane contentView] : nil];
-    [face showNote:@""];
+    [face showNote:@"" below:@""];
     Mac::current()->journal.note("user", enters   ? "enters the pane"
                                          : leaves ? "leaves the pane"
                                                   : "goes on");
@@ -112,8 +132,12 @@ NSString* text(NSString* key) {
     [[face backButton] setEnabled:step > introduction && (pane == nil || [pane previousEnabled])];
 }
 
-- (void)showNote:(NSString*)note {
-    [face showNote:note];
+- (BOOL)continueIsGreyed {
+    return ![[face continueButton] isEnabled];
+}
+
+- (void)showOpenedAddress:(NSString*)address {
+    [face showNote:address below:text(@"Opened")];
 }
 
 - (void)clickWarning {
@@ -139,13 +163,7 @@ NSString* text(NSString* key) {
 }
 
 - (BOOL)writePNGTo:(NSString*)path {
-    [face lockFocus];
-    NSBitmapImageRep* picture =
-        [[[NSBitmapImageRep alloc] initWithFocusedViewRect:[face bounds]] autorelease];
-    [face unlockFocus];
-    NSData* data = [picture representationUsingType:NSPNGFileType
-                                         properties:[NSDictionary dictionary]];
-    return [data writeToFile:path atomically:YES];
+    return [displaycheck::pictureOf(self) writeToFile:path atomically:YES];
 }
 
 @end

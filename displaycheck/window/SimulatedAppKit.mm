@@ -8,6 +8,7 @@
 #include <chrono>
 
 #import "displaycheck/window/InstallerWindow.h"
+#import "displaycheck/window/LineBreaks.h"
 #include "simulated_mac/machine/Mac.h"
 #include "simulated_mac/platform/PlatformCall.h"
 #include "simulated_mac/platform/Running.h"
@@ -148,10 +149,31 @@ void setStringValue(id self, SEL selector, NSString* text) {
     reinterpret_cast<void (*)(id, SEL, NSString*)>(realSetText)(self, selector, text);
 }
 
+/// The text with the field's own font and colour wherever it says nothing else; GNUstep would take
+/// its default font, and black.
+NSAttributedString* inLookOf(NSTextField* field, NSAttributedString* text) {
+    NSMutableAttributedString* complete = [[[NSMutableAttributedString alloc]
+        initWithString:[text string]
+            attributes:[NSDictionary dictionaryWithObjectsAndKeys:[field font], NSFontAttributeName,
+                                                                  [field textColor],
+                                                                  NSForegroundColorAttributeName,
+                                                                  nil]] autorelease];
+    NSRange range = NSMakeRange(0, 0);
+    for (NSUInteger at = 0; at < [text length]; at = NSMaxRange(range)) {
+        NSDictionary* own = [text attributesAtIndex:at effectiveRange:&range];
+        [complete addAttributes:own range:range];
+    }
+    return complete;
+}
+
+CGFloat textWidthOf(NSTextField* field) {
+    return NSWidth([[field cell] titleRectForBounds:[field bounds]]);
+}
+
 void setAttributedStringValue(id self, SEL selector, NSAttributedString* text) {
     raiseIfAsked("NSTextField.setAttributedStringValue", self);
-    reinterpret_cast<void (*)(id, SEL, NSAttributedString*)>(realSetAttributed)(self, selector,
-                                                                                text);
+    reinterpret_cast<void (*)(id, SEL, NSAttributedString*)>(realSetAttributed)(
+        self, selector, displaycheck::inLines(inLookOf(self, text), textWidthOf(self)));
 }
 
 void addGestureRecognizer(id self, SEL selector, NSGestureRecognizer* recognizer) {
@@ -176,7 +198,7 @@ BOOL openURL(id, SEL, NSURL* address) {
     Mac* mac = Mac::current();
     mac->window.openedAddresses.emplace_back(text);
     mac->journal.note("pane", std::string("opens ") + text);
-    [[InstallerWindow shared] showNote:[NSString stringWithFormat:@"Opened %s", text]];
+    [[InstallerWindow shared] showOpenedAddress:[address absoluteString]];
     openOnDesktop(text);
     return YES;
 }

@@ -14,6 +14,7 @@
 
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/host/AssumedMac.h"
+#import "displaycheck/window/Appearance.h"
 #import "displaycheck/window/ClickRecognizers.h"
 #import "displaycheck/window/InstallerWindow.h"
 #import "displaycheck/window/SimulatedAppKit.h"
@@ -23,6 +24,7 @@
 
 using namespace displaycheck;
 using simulated_mac::Mac;
+using Outcome = simulated_mac::Scheduler::Outcome;
 
 namespace {
 
@@ -40,6 +42,7 @@ struct Arguments {
     std::string screenshot;
     double speed;
     simulated_mac::Assumption assumption;
+    bool dark;
 };
 
 /// Fonts with the characters of a language, regular and bold; the user's, if one is set.
@@ -71,6 +74,7 @@ void setUpGNUstep(const Arguments& arguments) {
         "-GSSuppressAppIcon",
         "YES",
     };
+    for (std::string& word : defaultsOfSystemColours()) words.push_back(std::move(word));
     std::vector<char*> pointers;
     for (std::string& word : words) pointers.push_back(word.data());
     [NSProcessInfo initializeWithArguments:pointers.data()
@@ -86,10 +90,15 @@ void setUpGNUstep(const Arguments& arguments) {
     Mac* mac;
     std::chrono::steady_clock::time_point start;
     double speed;
+    Outcome outcome;
 }
 - (instancetype)initWithMac:(Mac*)switchedOn speed:(double)times;
 - (InstallerSection*)loadSection;
+/// Lets the Mac's clock catch up with the wall clock.
 - (void)play;
+/// Lets it run until nothing is left to do.
+- (void)playToTheEnd;
+- (Outcome)outcome;
 @end
 
 @implementation WindowHost
@@ -100,6 +109,7 @@ void setUpGNUstep(const Arguments& arguments) {
     mac = switchedOn;
     start = std::chrono::steady_clock::now();
     speed = times;
+    outcome = Outcome::waiting;
     mac->onUser([](simulated_mac::EventDescription::User action) {
         using User = simulated_mac::EventDescription::User;
         if (action == User::entersPane) [[InstallerWindow shared] enterPane];
@@ -109,7 +119,6 @@ void setUpGNUstep(const Arguments& arguments) {
     mac->journal.onNote([](const simulated_mac::TimelineEntry& entry) {
         printf("%10.3f s  %-4s  %s\n", std::chrono::duration<double>(entry.time).count(),
                entry.source.c_str(), entry.what.c_str());
-        fflush(stdout);
     });
     return self;
 }
@@ -122,6 +131,7 @@ void setUpGNUstep(const Arguments& arguments) {
         fprintf(stderr, "displaycheck: %s: the plug-in can't be loaded\n", [path UTF8String]);
         return nil;
     }
+    takeSystemLook();
     simulateAppKit(bundle);
     InstallerSection* section = [[[bundle principalClass] alloc] initWithBundle:bundle];
     NSString* nib = [bundle objectForInfoDictionaryKey:@"NSMainNibFile"];
@@ -140,7 +150,16 @@ void setUpGNUstep(const Arguments& arguments) {
 - (void)play {
     if (askedToEnd != 0) return [[InstallerWindow shared] close];
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
-    mac->scheduler.runUntil(std::chrono::duration_cast<simulated_mac::Time>(passed * speed));
+    outcome =
+        mac->scheduler.runUntil(std::chrono::duration_cast<simulated_mac::Time>(passed * speed));
+}
+
+- (void)playToTheEnd {
+    outcome = mac->scheduler.runUntilQuiet();
+}
+
+- (Outcome)outcome {
+    return outcome;
 }
 
 @end
@@ -163,8 +182,49 @@ void leaveToTheirOwners(InstallerPane* pane) {
     }
 }
 
+/// Lets the run come to its end and writes what the window shows then. False, with a message, if it
+/// can't be written.
+bool takePicture(WindowHost* host, Mac& mac, InstallerWindow* window, const std::string& path) {
+    setSignals(SIG_DFL);
+    mac.scheduler.onMain([window] { [window enterPane]; });
+    [host playToTheEnd];
+    [window display];
+    if ([window writePNGTo:[NSString stringWithUTF8String:path.c_str()]]) return true;
+    fprintf(stderr, "displaycheck: %s: can't be written\n", path.c_str());
+    return false;
+}
+
+/// Until the window is closed.
+void runInRealTime(WindowHost* host, InstallerWindow* window) {
+    setSignals([](int) { askedToEnd = 1; });
+    [window enterPane];
+    NSTimer* timer = [NSTimer scheduledTimerWithTimeInterval:0.02
+                                                      target:host
+                                                    selector:@selector(play)
+                                                    userInfo:nil
+                                                     repeats:YES];
+    // Time passes while a button is held down, too.
+    [[NSRunLoop currentRunLoop] addTimer:timer forMode:NSEventTrackingRunLoopMode];
+    [NSApp run];
+}
+
+/// The exit status. A user who closes the window while the pane still looks for devices has seen no
+/// failure.
+int statusOf(Outcome outcome, InstallerWindow* window, const std::string& file) {
+    const char* problem = nullptr;
+    if (outcome == Outcome::stuck || outcome == Outcome::outOfTime) {
+        problem = "the run did not finish";
+    } else if (outcome == Outcome::quiet && [window continueIsGreyed]) {
+        problem = "all is quiet, but Continue was not enabled";
+    }
+    if (problem == nullptr) return done;
+    fprintf(stderr, "displaycheck: %s: %s\n", file.c_str(), problem);
+    return unfinished;
+}
+
 int show(const Arguments& arguments) {
     Mac mac(assumedMac(simulated_mac::readMacFile(arguments.file), arguments.assumption));
+    [InstallerWindow takeIcon];
     [NSApplication sharedApplication];
     WindowHost* host = [[WindowHost alloc] initWithMac:&mac speed:arguments.speed];
     InstallerSection* section = nil;
@@ -176,31 +236,12 @@ int show(const Arguments& arguments) {
     InstallerWindow* window = [[InstallerWindow alloc] initWithSection:section];
     [window center];
     [window makeKeyAndOrderFront:nil];
-    if (!arguments.screenshot.empty()) {
-        setSignals(SIG_DFL);
-        mac.scheduler.onMain([window] { [window enterPane]; });
-        const auto outcome = mac.scheduler.runUntilQuiet();
-        [window display];
-        NSString* path = [NSString stringWithUTF8String:arguments.screenshot.c_str()];
-        if (![window writePNGTo:path]) {
-            fprintf(stderr, "displaycheck: %s: can't be written\n", arguments.screenshot.c_str());
-            return unfinished;
-        }
-        if (outcome == simulated_mac::Scheduler::Outcome::quiet) return done;
-        fprintf(stderr, "displaycheck: %s: the run did not finish\n", arguments.file.c_str());
+    if (arguments.screenshot.empty()) {
+        runInRealTime(host, window);
+    } else if (!takePicture(host, mac, window, arguments.screenshot)) {
         return unfinished;
     }
-    setSignals([](int) { askedToEnd = 1; });
-    [window enterPane];
-    NSTimer* timer = [NSTimer scheduledTimerWithTimeInterval:0.02
-                                                      target:host
-                                                    selector:@selector(play)
-                                                    userInfo:nil
-                                                     repeats:YES];
-    // Time passes while a button is held down, too.
-    [[NSRunLoop currentRunLoop] addTimer:timer forMode:NSEventTrackingRunLoopMode];
-    [NSApp run];
-    return done;
+    return statusOf([host outcome], window, arguments.file);
 }
 
 }  // namespace
@@ -208,8 +249,13 @@ int show(const Arguments& arguments) {
 namespace displaycheck {
 
 int showWindow(const std::vector<std::string>& words) {
-    const Arguments arguments{words[0], words[1], words[2], strtod(words[3].c_str(), nullptr),
-                              simulated_mac::assumptionNamed(words[4]).value()};
+    const Arguments arguments{words[0],
+                              words[1],
+                              words[2],
+                              strtod(words[3].c_str(), nullptr),
+                              simulated_mac::assumptionNamed(words[4]).value(),
+                              words[5] == "dark"};
+    selectAppearance(arguments.dark);
     setUpGNUstep(arguments);
     takeLog();
     @autoreleasepool {

@@ -11,11 +11,13 @@
 // can't catch C++ exceptions in Objective-C++.
 
 int main(int argc, char* argv[]) {
-    if (argc != 6) {
+    if (argc != 7) {
         std::fputs("displaycheck-window: not to be run directly; use displaycheck window\n",
                    stderr);
         return displaycheck::badInput;
     }
+    // What the pane prints appears as it happens, in a pipe too.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     int status = displaycheck::unfinished;
     try {
         status = displaycheck::showWindow(std::vector<std::string>(argv + 1, argv + argc));

@@ -71,7 +71,8 @@ Mac::Mac(MacDescription what, Options how)
     if (!switchedOn.compare_exchange_strong(none, this)) {
         throw std::logic_error("a Mac is switched on already");
     }
-    strings_ = readStringsFile(Installation::resource("en.lproj/Localizable.strings"));
+    const std::string language = options.language.empty() ? "en" : options.language;
+    strings_ = readStringsFile(Installation::resource(language + ".lproj/Localizable.strings"));
     hardware_ = buildHardwareTree(registry, description, displays_);
     for (const USBDeviceDescription& device : description.usb) {
         addUSBDevice(registry, hardware_.usbController, device);
@@ -307,7 +308,7 @@ std::vector<std::string> Mac::environment(char* const inherited[]) const {
         }
     }
     variables.push_back("PATH=" + Installation::tools().string() + ":" + path);
-    variables.push_back("SIMULATED_MAC_SOCKET=" + toolServer_->socketPath());
+    variables.push_back("SIMULATED_MAC_SOCKET=" + toolServer_->address());
     return variables;
 }
 

@@ -31,6 +31,8 @@ class Mac {
   public:
     struct Options {
         Scheduler::Options scheduler;
+        /// The user's language, of which the pane has a string table; empty for English.
+        std::string language;
         /// The duration of every platform call on the Mac's clock; not set: none. If calls take
         /// time, other threads get their turn at each call and not only during waits.
         std::optional<Time> systemCallTakes;

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,19 +13,16 @@
 #include <filesystem>
 #include <system_error>
 
+#include "simulated_mac/tools/LocalSocket.h"
+
 namespace simulated_mac {
 
 namespace {
 
+constexpr auto purpose = "the socket of the Mac's tools";
+
 [[noreturn]] void failed(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
-}
-
-std::string makeFolder() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "simulated-mac-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) failed("a folder for the Mac's tools");
-    return pattern;
 }
 
 /// Not inherited by processes that this one starts.
@@ -34,16 +30,37 @@ void keep(int descriptor) {
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
 
-sockaddr_un addressOf(const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        errno = ENAMETOOLONG;
-        failed("the socket of the Mac's tools");
+#ifdef __linux__
+
+/// Gives a socket a name that the system makes up. It is no file, so nothing is left of it, however
+/// this process ends.
+std::string bindToFreeName(int listener) {
+    LocalSocket name;
+    name.address.sun_family = AF_UNIX;
+    if (bind(listener, name.pointer(), sizeof name.address.sun_family) != 0) failed(purpose);
+    name.size = sizeof name.address;
+    if (getsockname(listener, reinterpret_cast<sockaddr*>(&name.address), &name.size) != 0) {
+        failed(purpose);
     }
-    std::memcpy(address.sun_path, path.data(), path.size());
-    return address;
+    const std::size_t length = name.size - offsetof(sockaddr_un, sun_path);
+    return "@" + std::string(name.address.sun_path + 1, length - 1);
 }
+
+/// Whether a process of the same user asks. A socket that is no file has no permissions.
+bool isOurs(int connection) {
+    ucred other{};
+    socklen_t size = sizeof other;
+    return getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &other, &size) == 0 &&
+           other.uid == geteuid();
+}
+
+#else
+
+bool isOurs(int) {
+    return true;
+}
+
+#endif
 
 std::string readAll(int connection) {
     std::string text;
@@ -83,15 +100,29 @@ std::vector<std::string> wordsOf(const std::string& message) {
 
 }  // namespace
 
-ToolServer::ToolServer(Answer answer)
-    : answer_(std::move(answer)), folder_(makeFolder()), path_(folder_ + "/socket") {
-    const sockaddr_un address = addressOf(path_);
-    listener_ = socket(AF_UNIX, SOCK_STREAM, 0);
-    if (listener_ == -1 || fcntl(listener_, F_SETFL, O_NONBLOCK) == -1 ||
-        bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listener_, 8) != 0 || pipe(stop_.data()) != 0) {
-        failed("the socket of the Mac's tools");
+class ToolServer::Folder {
+  public:
+    Folder() : path_((std::filesystem::temp_directory_path() / "simulated-mac-XXXXXX").string()) {
+        if (mkdtemp(path_.data()) == nullptr) failed("a folder for the Mac's tools");
     }
+    ~Folder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+    const std::string& path() const { return path_; }
+
+  private:
+    std::string path_;
+};
+
+ToolServer::ToolServer(Answer answer) : answer_(std::move(answer)) {
+    listener_ = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (listener_ == -1 || fcntl(listener_, F_SETFL, O_NONBLOCK) == -1) failed(purpose);
+    listen();
+    if (pipe(stop_.data()) != 0) failed(purpose);
     for (const int descriptor : {listener_, stop_[0], stop_[1]}) keep(descriptor);
     thread_ = std::thread([this] { serve(); });
 }
@@ -101,8 +132,19 @@ ToolServer::~ToolServer() {
     thread_.join();
     close(stop_[0]);
     close(listener_);
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+}
+
+void ToolServer::listen() {
+#ifdef __linux__
+    address_ = bindToFreeName(listener_);
+#else
+    folder_ = std::make_unique<Folder>();
+    address_ = folder_->path() + "/socket";
+    const auto place = localSocket(address_);
+    if (!place) errno = ENAMETOOLONG;
+    if (!place || bind(listener_, place->pointer(), place->size) != 0) failed(purpose);
+#endif
+    if (::listen(listener_, 8) != 0) failed(purpose);
 }
 
 void ToolServer::serve() {
@@ -115,7 +157,7 @@ void ToolServer::serve() {
             keep(connection);
             // Some systems hand the listener's own mode down.
             fcntl(connection, F_SETFL, 0);
-            answer(connection);
+            if (isOurs(connection)) answer(connection);
             close(connection);
         } else if (errno != EINTR && errno != ECONNABORTED && errno != EAGAIN) {
             return;

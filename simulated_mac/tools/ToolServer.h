@@ -2,6 +2,7 @@
 
 #include <array>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,15 +24,20 @@ class ToolServer {
     ToolServer(const ToolServer&) = delete;
     ToolServer& operator=(const ToolServer&) = delete;
 
-    const std::string& socketPath() const { return path_; }
+    /// Where the tools reach it (LocalSocket.h).
+    const std::string& address() const { return address_; }
 
   private:
+    /// A folder for a socket that is a file, removed with it.
+    class Folder;
+
+    void listen();
     void serve();
     void answer(int connection);
 
     const Answer answer_;
-    std::string folder_;
-    std::string path_;
+    std::string address_;
+    std::unique_ptr<Folder> folder_;  ///< none where the socket is no file
     int listener_ = -1;
     std::array<int, 2> stop_{-1, -1};  ///< a pipe: serve() ends when its second end is closed
     std::thread thread_;

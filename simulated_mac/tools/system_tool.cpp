@@ -2,7 +2,6 @@
 // its output and exit status come from the running Mac.
 
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -10,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include "simulated_mac/tools/LocalSocket.h"
 
 namespace {
 
@@ -35,14 +36,12 @@ bool writeAll(int descriptor, const char* bytes, std::size_t size) {
 int main(int argumentCount, char* arguments[]) {
     const char* const slash = std::strrchr(arguments[0], '/');
     const char* const tool = slash != nullptr ? slash + 1 : arguments[0];
-    const char* const path = std::getenv("SIMULATED_MAC_SOCKET");
-    if (path == nullptr) return fail(tool, "no simulated Mac runs here");
+    const char* const address = std::getenv("SIMULATED_MAC_SOCKET");
+    const auto place = simulated_mac::localSocket(address != nullptr ? address : "");
+    if (address == nullptr || !place) return fail(tool, "no simulated Mac runs here");
 
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
     const int mac = socket(AF_UNIX, SOCK_STREAM, 0);
-    if (connect(mac, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (connect(mac, place->pointer(), place->size) != 0) {
         return fail(tool, "the simulated Mac doesn't answer");
     }
 

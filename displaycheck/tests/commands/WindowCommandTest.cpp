@@ -14,16 +14,6 @@ using testing::HasSubstr;
 
 const std::string good = "screens: [built-in]\n";
 
-TEST(WindowCommand, NamesTheLanguagesThatThereAre) {
-    const Folder folder;
-    const auto finished = run(folder, {"window", "--lang", "xx", folder.write("mac.yaml", good)});
-    EXPECT_EQ(finished.status, 2);
-    EXPECT_THAT(finished.errors,
-                HasSubstr("displaycheck: --lang: unknown language xx; expected one of "));
-    EXPECT_THAT(finished.errors, HasSubstr(", de, "));
-    EXPECT_THAT(finished.errors, HasSubstr("pt-BR"));
-}
-
 TEST(WindowCommand, NamesTheMistakeInAMacFile) {
     const Folder folder;
     const auto finished = run(folder, {"window", folder.write("mac.yaml", "screens: 5\n")});

@@ -3,22 +3,28 @@ of the controls. Another version of a font gives the same, a missing word doesn'
 
 from PIL import Image
 
+# The bar above the window in a picture that the program made; on the screen there is none.
+TITLE_BAR = 28
+
 # Places in the window, in pixels from its upper left corner: left, upper, right, lower.
-BOX = (213, 50, 631, 380)
+TITLE = (213, 50, 631, 110)
+WARNING = (213, 110, 631, 380)
 HEADING = (213, 12, 631, 44)
-STEPS = (0, 40, 196, 160)
-FOOT = (0, 416, 380, 436)
+NOTE = (2, 300, 194, 436)
 CONTINUE = (519, 397, 631, 421)
 GO_BACK = (395, 397, 507, 421)
 
 # Blanks between words are at least as wide, gaps between letters narrower; lines are as far apart.
 WORD_GAP = 3
 LINE_GAP = 2
+# How far a pixel's colour is from the background's where it is part of a letter. Bold letters blur into
+# the blanks between words.
+INK = 45
+BOLD_INK = 105
 
 
-def is_ink(pixel):
-    red, green, blue = pixel
-    return min(red, green, blue) < 210
+def distance(one, other):
+    return max(abs(a - b) for a, b in zip(one, other))
 
 
 def is_link(pixel):
@@ -39,26 +45,27 @@ def runs(flags, gap):
     return [tuple(run) for run in found]
 
 
-def word_places(picture, place):
+def word_places(picture, place, ink=INK):
     """For each line of text, for each word its left, upper, right and lower edges."""
     area = picture.convert("RGB").crop(place)
     width, height = area.size
     pixels = area.load()
-    rows = [any(is_ink(pixels[x, y]) for x in range(1, width - 1)) for y in range(1, height - 1)]
+    background = pixels[2, 2]
+    is_ink = lambda x, y: distance(pixels[x, y], background) > ink
+    rows = [any(is_ink(x, y) for x in range(1, width - 1)) for y in range(1, height - 1)]
     lines = []
     for upper, lower in runs(rows, LINE_GAP):
-        columns = [any(is_ink(pixels[x, y + 1]) for y in range(upper, lower))
-                   for x in range(1, width - 1)]
+        columns = [any(is_ink(x, y + 1) for y in range(upper, lower)) for x in range(1, width - 1)]
         lines.append([(place[0] + left + 1, place[1] + upper + 1, place[0] + right + 1,
                        place[1] + lower + 1) for left, right in runs(columns, WORD_GAP)])
     return lines
 
 
-def words(picture, place):
+def words(picture, place, ink=INK):
     """For each line of text, for each word whether it is a link."""
     image = picture.convert("RGB")
     return [[any(is_link(pixel) for pixel in image.crop(word).getdata()) for word in line]
-            for line in word_places(picture, place)]
+            for line in word_places(picture, place, ink)]
 
 
 def is_blue(picture, place):
@@ -71,7 +78,7 @@ def is_blue(picture, place):
 def is_greyed(picture, place):
     left, upper, right, lower = place
     pixel = picture.convert("RGB").getpixel((left + 10, (upper + lower) // 2))
-    return pixel[0] == pixel[1] == pixel[2] == 240
+    return pixel in ((240, 240, 240), (61, 61, 61))
 
 
 def current_step(picture):
@@ -86,8 +93,9 @@ def current_step(picture):
 
 def facts(picture):
     return {
-        "box": words(picture, BOX),
-        "heading": [len(line) for line in words(picture, HEADING)],
+        "heading": [len(line) for line in words(picture, HEADING, BOLD_INK)],
+        "title": [len(line) for line in words(picture, TITLE, BOLD_INK)],
+        "warning": words(picture, WARNING),
         "step": current_step(picture),
         "continue is blue": is_blue(picture, CONTINUE),
         "continue is greyed": is_greyed(picture, CONTINUE),
@@ -95,5 +103,33 @@ def facts(picture):
     }
 
 
+def luminance(pixel):
+    """As the contrast of texts goes by."""
+    linear = [c / 255 / 12.92 if c <= 10 else ((c / 255 + 0.055) / 1.055) ** 2.4 for c in pixel]
+    return 0.2126 * linear[0] + 0.7152 * linear[1] + 0.0722 * linear[2]
+
+
+def contrast(picture, place):
+    """Of the text there with its background: 1 to 21."""
+    area = picture.convert("RGB").crop(place)
+    background = area.getpixel((2, 2))
+    ink = max((pixel for _, pixel in area.getcolors(100000)),
+              key=lambda pixel: distance(pixel, background))
+    dark, bright = sorted(map(luminance, (ink, background)))
+    return (bright + 0.05) / (dark + 0.05)
+
+
+def underlines(picture, word):
+    """The colours of a word's pixel rows that are of one colour."""
+    left, upper, right, lower = word
+    image = picture.convert("RGB")
+    rows = [{image.getpixel((x, y)) for x in range(left + 1, right - 1)}
+            for y in range((upper + lower) // 2, lower)]
+    return [colours.pop() for colours in rows if len(colours) == 1]
+
+
 def read(path):
-    return Image.open(path)
+    """The title bar and the window of a picture that the program made."""
+    whole = Image.open(path).convert("RGB")
+    return (whole.crop((0, 0, whole.width, TITLE_BAR)),
+            whole.crop((0, TITLE_BAR, whole.width, whole.height)))
