@@ -24,7 +24,7 @@ bool contains(const std::string& text, const std::string& part) {
 }
 
 std::string conclusionOf(const Report& report) {
-    return test::linesOf(textReport(report, {}, plain)).at(1);
+    return conclusionText(report);
 }
 
 TEST(TextReportTest, BeginsWithFileTitleAndConclusion) {
