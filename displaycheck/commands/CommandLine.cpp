@@ -87,6 +87,8 @@ CommandLine::CommandLine() : app_(description, "displaycheck") {
     app_.set_version_flag("--version", "displaycheck " DISPLAYCHECK_VERSION,
                           "Print the version and exit");
     app_.set_help_flag("-h,--help", "Print this help and exit");
+    // Behind one command, the name of another is an argument.
+    app_.require_subcommand(0, 1);
     app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app_.get_formatter()->label("Positionals", "Arguments");
     app_.get_formatter()->label("REQUIRED", "");
@@ -314,7 +316,7 @@ int CommandLine::showHelp(const std::string& command) {
     const auto ofProgram = [this] {
         return app_.get_formatter()->make_help(&app_, "displaycheck", CLI::AppFormatMode::Normal);
     };
-    fmt::print("{}", command.empty() ? ofProgram() : (*named)->help());
+    fmt::print("{}", command.empty() ? ofProgram() : (*named)->help("displaycheck"));
     return done;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <vector>
 
 #include "displaycheck/report/TerminalText.h"
 
@@ -102,6 +103,16 @@ constexpr std::array texts = {
              "2  wrong usage\n"},
 };
 
+std::vector<std::string_view> linesIn(std::string_view text) {
+    std::vector<std::string_view> lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        lines.push_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
+
 }  // namespace
 
 const HelpText& helpOf(std::string_view command) {
@@ -113,11 +124,13 @@ const HelpText& helpOf(std::string_view command) {
 }
 
 std::string footerOf(const HelpText& help) {
-    std::string text = paragraph(help.explanation, columns) + "\nExit status:\n";
-    for (std::string_view rest = help.statuses; !rest.empty();) {
-        const std::size_t end = rest.find('\n');
-        text += paragraph(rest.substr(0, end), columns, 2, 3);
-        rest.remove_prefix(end + 1);
+    std::string text;
+    for (const std::string_view one : linesIn(help.explanation)) {
+        text += paragraph(one, columns) + "\n";
+    }
+    text += "Exit status:\n";
+    for (const std::string_view one : linesIn(help.statuses)) {
+        text += paragraph(one, columns, 2, 3);
     }
     text.pop_back();
     return text;

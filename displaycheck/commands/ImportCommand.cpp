@@ -120,6 +120,7 @@ int importDumps(const ImportOptions& options) {
         fmt::print("Wrote {}", printable(output.macFile.string()));
         if (!imported.registry.empty()) fmt::print(" and {}", printable(output.registry.string()));
         fmt::print(".\n");
+        // Not wrapped: they hold paths of the registry, which are copied.
         for (const std::string& note : imported.notes) fmt::print("  {}\n", printable(note));
     } catch (const DumpError& error) {
         printError("displaycheck: {}\n", printable(error.what()));

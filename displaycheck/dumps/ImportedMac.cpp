@@ -118,7 +118,7 @@ class Importer {
         apple_ = isAppleSilicon(registry);
         note("Registry: {} entries from {}.", registry.entries().size(), record_.registryPlace);
         if (registry.maskedValues() > 0) {
-            note("Asterisks in {} values of it stand for zeros.", registry.maskedValues());
+            note("Asterisks stand for zeros in {} of its values.", registry.maskedValues());
         }
         noteGaps(registry);
         write("chip: {}", apple_ ? "apple" : "intel");

@@ -118,7 +118,7 @@ TEST_F(Import, SaysWhatItTookFromWhereAndWhatStaysUnknown) {
         (std::vector<std::string>{
             "Wrote " + folder.path("mac.yaml") + " and " + folder.path("mac.registry.txt") + ".",
             "  Registry: 25 entries from " + dumpPath("intel") + ".",
-            "  Asterisks in 2 values of it stand for zeros.",
+            "  Asterisks stand for zeros in 2 of its values.",
             "  Screen 1: the built-in panel at IOService:/AppleACPIPlatformExpert/PCI0@0/"
             "AppleACPIPCI/IGPU@2/AppleIntelFramebuffer@0.",
             "  Screen 2: an external monitor at IOService:/AppleACPIPlatformExpert/PCI0@0/"
