@@ -24,7 +24,7 @@ struct CommandWords {
 };
 
 /// On one line, without what shells would read as syntax.
-std::string plain(std::string text) {
+std::string plainWords(std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');
     const auto isSyntax = [](char letter) {
         return std::string_view("'\"`$[]\\:").find(letter) != std::string_view::npos;
@@ -36,11 +36,11 @@ std::string plain(std::string text) {
 std::vector<CommandWords> commandsOf(const CLI::App& app) {
     std::vector<CommandWords> commands;
     for (const CLI::App* const command : app.get_subcommands({})) {
-        CommandWords words{command->get_name(), plain(command->get_description()), {}};
+        CommandWords words{command->get_name(), plainWords(command->get_description()), {}};
         for (const CLI::Option* const option : command->get_options()) {
             for (const std::string& name : option->get_lnames()) {
-                words.options.push_back(
-                    {name, plain(option->get_description()), option->get_items_expected_min() > 0});
+                words.options.push_back({name, plainWords(option->get_description()),
+                                         option->get_items_expected_min() > 0});
             }
         }
         commands.push_back(std::move(words));
@@ -49,21 +49,21 @@ std::vector<CommandWords> commandsOf(const CLI::App& app) {
 }
 
 template <class Thing, class Text>
-std::string joined(const std::vector<Thing>& things, Text text) {
+std::string joinedWords(const std::vector<Thing>& things, Text text) {
     std::string all;
     for (const Thing& thing : things) all += (all.empty() ? "" : " ") + text(thing);
     return all;
 }
 
 std::string namesOf(const std::vector<CommandWords>& commands) {
-    return joined(commands, [](const CommandWords& command) { return command.name; });
+    return joinedWords(commands, [](const CommandWords& command) { return command.name; });
 }
 
 std::string forBash(const std::vector<CommandWords>& commands) {
     std::string cases;
     for (const CommandWords& command : commands) {
-        const std::string words =
-            joined(command.options, [](const OptionWords& option) { return "--" + option.name; });
+        const std::string words = joinedWords(
+            command.options, [](const OptionWords& option) { return "--" + option.name; });
         cases += fmt::format("        {}) words='{}' ;;\n", command.name, words);
     }
     return fmt::format(

@@ -11,9 +11,9 @@ namespace displaycheck {
 
 namespace {
 
-constexpr std::size_t columns = 80;
+constexpr std::size_t helpColumns = 80;
 
-constexpr std::array texts = {
+constexpr std::array helpTexts = {
     HelpText{
         "run", "Run the pane on Macs and report what it showed",
         "Runs the pane on the Mac that each FILE describes until the file's last event and the "
@@ -103,7 +103,7 @@ constexpr std::array texts = {
              "2  wrong usage\n"},
 };
 
-std::vector<std::string_view> linesIn(std::string_view text) {
+std::vector<std::string_view> linesOfHelp(std::string_view text) {
     std::vector<std::string_view> lines;
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
@@ -116,21 +116,21 @@ std::vector<std::string_view> linesIn(std::string_view text) {
 }  // namespace
 
 const HelpText& helpOf(std::string_view command) {
-    const auto found = std::find_if(texts.begin(), texts.end(), [command](const HelpText& text) {
-        return text.command == command;
-    });
-    if (found == texts.end()) throw std::logic_error("a command without help");
+    const auto found =
+        std::find_if(helpTexts.begin(), helpTexts.end(),
+                     [command](const HelpText& text) { return text.command == command; });
+    if (found == helpTexts.end()) throw std::logic_error("a command without help");
     return *found;
 }
 
 std::string footerOf(const HelpText& help) {
     std::string text;
-    for (const std::string_view one : linesIn(help.explanation)) {
-        text += paragraph(one, columns) + "\n";
+    for (const std::string_view one : linesOfHelp(help.explanation)) {
+        text += paragraph(one, helpColumns) + "\n";
     }
     text += "Exit status:\n";
-    for (const std::string_view one : linesIn(help.statuses)) {
-        text += paragraph(one, columns, 2, 3);
+    for (const std::string_view one : linesOfHelp(help.statuses)) {
+        text += paragraph(one, helpColumns, 2, 3);
     }
     text.pop_back();
     return text;

@@ -55,11 +55,11 @@ std::string jsonLine(const ModelFacts& facts) {
 }
 
 std::string textBlock(const ModelFacts& facts, std::size_t columns) {
-    constexpr std::size_t labelColumns = 24;
+    constexpr std::size_t labelWidth = 24;
     const auto row = [&](std::string_view label, const std::string& text) {
-        const std::size_t before = 2 + labelColumns;
+        const std::size_t before = 2 + labelWidth;
         // The label stands in the place of the first line's blanks.
-        return "  " + padded(label, labelColumns) + paragraph(text, columns, before).substr(before);
+        return "  " + padded(label, labelWidth) + paragraph(text, columns, before).substr(before);
     };
     return printable(facts.name) + "\n" + row("supported model", modelListText(facts)) +
            row("special display chip", specialChipText(facts)) +

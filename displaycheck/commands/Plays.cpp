@@ -29,7 +29,7 @@ using namespace std::chrono_literals;
 using JSON = nlohmann::ordered_json;
 
 // Runs take milliseconds of real time; one that takes this long will never end.
-constexpr auto limit = 60s;
+constexpr auto longestRun = 60s;
 
 simulated_mac::Mac::Options macOptions(const PlayOptions& options, const ChildEnd& end) {
     simulated_mac::Mac::Options macOptions;
@@ -130,7 +130,7 @@ void playAll(const std::vector<Play>& plays, const PlayOptions& options, const T
     std::size_t taken = 0;
     std::size_t over = 0;
     // In real time a run lasts as long as its file says, and the user is watching.
-    const std::chrono::milliseconds most = options.realtime ? 24h * 365 : limit;
+    const std::chrono::milliseconds most = options.realtime ? 24h * 365 : longestRun;
     runInChildren(bodies, options.jobs, most, [&](std::size_t index, const ChildResult& result) {
         records[index] = recordOf(plays[index], result);
         progress(++over);

@@ -24,7 +24,7 @@ std::string valueText(Number value) {
     return fmt::format("{}", value);
 }
 
-std::string timeText(const std::optional<double>& time) {
+std::string continueText(const std::optional<double>& time) {
     return time ? fmt::format("{:.6g} s", *time) : "never";
 }
 
@@ -44,7 +44,8 @@ class Comparison {
         const bool isSame = expected.after && found
                                 ? std::abs(*expected.after - *found) <= microsecond
                                 : expected.after.has_value() == found.has_value();
-        if (!isSame) add("Continue enabled after", timeText(expected.after), timeText(found));
+        if (!isSame)
+            add("Continue enabled after", continueText(expected.after), continueText(found));
     }
 
     void compareDisplays(const std::vector<DisplayExpectation>& expected,

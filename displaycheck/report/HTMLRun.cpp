@@ -14,24 +14,24 @@ using JSON = nlohmann::ordered_json;
 
 constexpr std::size_t longestMacFile = 1 << 20;
 
-std::string textOf(const JSON& value) {
+std::string stringOf(const JSON& value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-std::string joined(const JSON& texts) {
+std::string joinedTexts(const JSON& texts) {
     std::string all;
     for (const std::string text : texts) all += (all.empty() ? "" : "; ") + text;
     return all;
 }
 
-std::string timeText(const JSON& seconds) {
+std::string secondsOf(const JSON& seconds) {
     return fmt::format("{:.3f} s", seconds.get<double>());
 }
 
 void addVerdict(pugi::xml_node section, const RunRecord& run) {
     const std::string conclusion = run.verdict == Verdict::failed
                                        ? "The run gave no report."
-                                       : textOf(run.report["conclusion"]);
+                                       : stringOf(run.report["conclusion"]);
     const std::string style = std::string("verdict ") + styleOf(run.verdict);
     addElementWithText(section, "p", conclusion, style.c_str());
     if (const JSON& problem = run.report["problem"]; !problem.is_null()) {
@@ -48,12 +48,12 @@ void addPane(pugi::xml_node section, const JSON& pane) {
     pugi::xml_node window = addElement(section, "div", "installer");
     window.append_attribute("role") = "img";
     window.append_attribute("aria-label") = "The pane in the installer";
-    addElementWithText(window, "div", textOf(pane["title"]), "bar");
+    addElementWithText(window, "div", stringOf(pane["title"]), "bar");
     pugi::xml_node inside = addElement(window, "div", "pane");
     inside.append_attribute("dir") = "auto";
-    addRawText(addElement(inside, "div", "heading"), textOf(pane["lb_title"]));
+    addRawText(addElement(inside, "div", "heading"), stringOf(pane["lb_title"]));
     pugi::xml_node warnings = addElement(inside, "div", "warnings");
-    const std::string text = textOf(pane["lb_warnings"]);
+    const std::string text = stringOf(pane["lb_warnings"]);
     if (const JSON& link = pane["link"]; link.is_null()) {
         addRawText(warnings, text);
     } else {
@@ -78,15 +78,15 @@ void addServices(pugi::xml_node parent, const JSON& services) {
     pugi::xml_node rows = addTable(parent, {"framebuffer", "location", "points", "for", "outcome"});
     for (const JSON& service : services) {
         pugi::xml_node row = addElement(rows, "tr");
-        addElementWithText(row, "td", textOf(service["framebuffer"]), "number");
+        addElementWithText(row, "td", stringOf(service["framebuffer"]), "number");
         addElementWithText(row, "td",
-                           service["location"].is_null() ? "none" : textOf(service["location"]));
-        addElementWithText(row, "td", service["score"].is_null() ? "–" : textOf(service["score"]),
+                           service["location"].is_null() ? "none" : stringOf(service["location"]));
+        addElementWithText(row, "td", service["score"].is_null() ? "–" : stringOf(service["score"]),
                            "number");
-        addElementWithText(row, "td", joined(service["matched"]));
+        addElementWithText(row, "td", joinedTexts(service["matched"]));
         const bool opened = service["opened"];
         addElementWithText(row, "td",
-                           textOf(service["fate"]) + (opened ? "" : ", could not be opened"));
+                           stringOf(service["fate"]) + (opened ? "" : ", could not be opened"));
     }
 }
 
@@ -97,12 +97,12 @@ void addTries(pugi::xml_node parent, const JSON& reading) {
     for (const JSON& attempt : reading["tries"]) {
         pugi::xml_node row = addElement(rows, "tr");
         addElementWithText(row, "td", std::to_string(++number), "number");
-        addElementWithText(row, "td", timeText(attempt["at_s"]), "number");
-        addElementWithText(row, "td", textOf(attempt["request"]), "bytes");
-        addElementWithText(row, "td", textOf(attempt["reply"]), "bytes");
-        std::string outcome = attempt["good"] ? "good reply" : joined(attempt["faults"]);
+        addElementWithText(row, "td", secondsOf(attempt["at_s"]), "number");
+        addElementWithText(row, "td", stringOf(attempt["request"]), "bytes");
+        addElementWithText(row, "td", stringOf(attempt["reply"]), "bytes");
+        std::string outcome = attempt["good"] ? "good reply" : joinedTexts(attempt["faults"]);
         for (const std::string& more :
-             {joined(attempt["obstacles"]), textOf(attempt["transaction"])}) {
+             {joinedTexts(attempt["obstacles"]), stringOf(attempt["transaction"])}) {
             if (!more.empty()) outcome += (outcome.empty() ? "" : "; ") + more;
         }
         if (outcome.empty()) outcome = "nothing came back";
@@ -120,17 +120,17 @@ const char* styleOfState(int state) {
 void addDisplay(pugi::xml_node parent, const JSON& display) {
     pugi::xml_node card = addElement(parent, "div", "display");
     const bool hasName = !display["name"].is_null();
-    addElementWithText(card, "h4", hasName ? textOf(display["name"]) : "(no name)");
+    addElementWithText(card, "h4", hasName ? stringOf(display["name"]) : "(no name)");
     const int state = display["displayState"];
-    addElementWithText(card, "p", textOf(display["summary"]), styleOfState(state));
+    addElementWithText(card, "p", stringOf(display["summary"]), styleOfState(state));
     pugi::xml_node list = addElement(card, "dl");
     const auto add = [&list](const std::string& label, const std::string& text) {
         addElementWithText(list, "dt", label);
         addElementWithText(list, "dd", text);
     };
-    add("display ID", fmt::format("{}, displayState {}", textOf(display["screenNumber"]), state));
+    add("display ID", fmt::format("{}, displayState {}", stringOf(display["screenNumber"]), state));
     for (const JSON& reason : display["reasons"]) {
-        add(textOf(reason["question"]), textOf(reason["answer"]));
+        add(stringOf(reason["question"]), stringOf(reason["answer"]));
     }
     if (!display["services"].is_null()) addServices(card, display["services"]);
     if (!display["reading"].is_null()) addTries(card, display["reading"]);
@@ -140,10 +140,10 @@ void addCameras(pugi::xml_node section, const JSON& cameras) {
     addElementWithText(section, "h3", "Cameras");
     if (cameras.empty()) addElementWithText(section, "p", "none", "dim");
     for (const auto& [location, camera] : cameras.items()) {
-        const std::string serial = textOf(camera["kUSBSerialNumberString"]);
+        const std::string serial = stringOf(camera["kUSBSerialNumberString"]);
         addElementWithText(section, "p",
-                           fmt::format("{}: {}, serial number {}", location, textOf(camera["name"]),
-                                       serial.empty() ? "none" : serial));
+                           fmt::format("{}: {}, serial number {}", location,
+                                       stringOf(camera["name"]), serial.empty() ? "none" : serial));
     }
 }
 
@@ -152,9 +152,9 @@ void addTimeline(pugi::xml_node section, const JSON& timeline) {
     pugi::xml_node rows = addTable(section, {"at", "by", "what"});
     for (const JSON& entry : timeline) {
         pugi::xml_node row = addElement(rows, "tr");
-        addElementWithText(row, "td", timeText(entry["at_s"]), "number");
-        addElementWithText(row, "td", textOf(entry["source"]), "dim");
-        addElementWithText(row, "td", textOf(entry["what"]));
+        addElementWithText(row, "td", secondsOf(entry["at_s"]), "number");
+        addElementWithText(row, "td", stringOf(entry["source"]), "dim");
+        addElementWithText(row, "td", stringOf(entry["what"]));
     }
 }
 
@@ -183,7 +183,7 @@ std::string macFileText(const std::string& path) {
     }
 }
 
-std::string lines(const JSON& texts) {
+std::string linesIn(const JSON& texts) {
     std::string all;
     for (const std::string text : texts) all += text + "\n";
     return all;
@@ -208,7 +208,7 @@ void addRun(pugi::xml_node parent, const RunRecord& run, const std::string& id) 
     const JSON& report = run.report;
     pugi::xml_node section = addElement(parent, "section");
     section.append_attribute("id") = id.c_str();
-    const std::string title = textOf(report["mac"]);
+    const std::string title = stringOf(report["mac"]);
     addElementWithText(section, "h2", title.empty() ? run.name : title);
     if (!title.empty()) addElementWithText(section, "p", run.name, "dim");
     addVerdict(section, run);
@@ -219,10 +219,10 @@ void addRun(pugi::xml_node parent, const RunRecord& run, const std::string& id) 
         for (const JSON& display : report["displays"]) addDisplay(section, display);
         addCameras(section, report["cameras"]);
         addTimeline(section, report["timeline"]);
-        addFolded(section, "System log", lines(report["system_log"]));
-        addFolded(section, "Standard output", textOf(report["stdout"]));
+        addFolded(section, "System log", linesIn(report["system_log"]));
+        addFolded(section, "Standard output", stringOf(report["stdout"]));
     }
-    addFolded(section, "Mac file", macFileText(textOf(report["file"])));
+    addFolded(section, "Mac file", macFileText(stringOf(report["file"])));
 }
 
 }  // namespace displaycheck

@@ -11,7 +11,7 @@ namespace {
 
 using JSON = nlohmann::ordered_json;
 
-const SummaryRow headings = {"Mac", "verdict", "states", "Continue", "expected"};
+const SummaryRow summaryHeadings = {"Mac", "verdict", "states", "Continue", "expected"};
 
 std::string statesOf(const JSON& report) {
     if (!report.contains("displays")) return "";
@@ -84,7 +84,7 @@ std::string tableOf(const std::vector<SummaryRow>& rows, std::size_t columns,
     constexpr std::array<std::string SummaryRow::*, 4> others = {
         &SummaryRow::verdict, &SummaryRow::states, &SummaryRow::time, &SummaryRow::expected};
     const auto widthOf = [&rows](std::string SummaryRow::*column) {
-        std::size_t width = displayWidth(headings.*column);
+        std::size_t width = displayWidth(summaryHeadings.*column);
         for (const SummaryRow& row : rows) width = std::max(width, displayWidth(row.*column));
         return width;
     };
@@ -103,7 +103,7 @@ std::string tableOf(const std::vector<SummaryRow>& rows, std::size_t columns,
         }
         return line.substr(0, line.find_last_not_of(' ') + 1);
     };
-    text = palette.bold(lineOf(headings)) + "\n";
+    text = palette.bold(lineOf(summaryHeadings)) + "\n";
     for (const SummaryRow& row : rows) {
         text += (isAlarming(row) ? palette.alarm(lineOf(row)) : lineOf(row)) + "\n";
     }

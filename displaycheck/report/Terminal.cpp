@@ -31,7 +31,7 @@ bool wantsColour(int descriptor) {
     return takesControls(descriptor) && environment("NO_COLOR").empty();
 }
 
-std::size_t columnsOf(int descriptor) {
+std::size_t columnsAt(int descriptor) {
     const std::string_view told = environment("COLUMNS");
     std::size_t columns = 0;
     const auto [end, error] = std::from_chars(told.data(), told.data() + told.size(), columns);
@@ -60,7 +60,7 @@ Terminal::Terminal()
     : output(wantsColour(STDOUT_FILENO)),
       errors(wantsColour(STDERR_FILENO)),
       errorsLive(takesControls(STDERR_FILENO)),
-      columns(std::clamp(columnsOf(STDOUT_FILENO), narrowest, widest)),
+      columns(std::clamp(columnsAt(STDOUT_FILENO), narrowest, widest)),
       takesFrames_(hasUTF8()) {}
 
 void Terminal::print(const std::string& text) const {
