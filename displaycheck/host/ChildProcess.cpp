@@ -36,7 +36,7 @@ constexpr char failed = 127;
     try {
         body(end);
     } catch (const std::exception& error) {
-        end.fail(error.what());
+        end.fail(std::string("failed: ") + error.what());
     }
     end.fail("ended without a report");
 }

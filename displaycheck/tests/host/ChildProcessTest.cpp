@@ -58,7 +58,7 @@ TEST(RunInChild, ReportsAnEarlyExit) {
 TEST(RunInChild, ReportsAnException) {
     const auto result =
         runInChild([](const ChildEnd&) { throw std::runtime_error("no room"); }, 30s);
-    EXPECT_EQ(result.failure, "no room");
+    EXPECT_EQ(result.failure, "failed: no room");
 }
 
 TEST(RunInChildren, GivesEachOnesResultAsItEnds) {
