@@ -147,10 +147,8 @@ std::size_t jobsFor(const std::optional<std::size_t>& asked) {
 
 ExitStatus complain(const RunRecord& run) {
     ExitStatus status = done;
-    if (const auto& problem = run.report["problem"]; !problem.is_null()) {
-        for (const std::string text : problem["texts"]) {
-            printError("displaycheck: {}: {}\n", run.name, printable(text));
-        }
+    for (const std::string& text : problemTexts(run)) {
+        printError("displaycheck: {}: {}\n", run.name, printable(text));
         status = unfinished;
     }
     for (const std::string& text : differenceTexts(run)) {

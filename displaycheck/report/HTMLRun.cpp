@@ -34,10 +34,8 @@ void addVerdict(pugi::xml_node section, const RunRecord& run) {
                                        : stringOf(run.report["conclusion"]);
     const std::string style = std::string("verdict ") + styleOf(run.verdict);
     addElementWithText(section, "p", conclusion, style.c_str());
-    if (const JSON& problem = run.report["problem"]; !problem.is_null()) {
-        for (const std::string text : problem["texts"]) {
-            addElementWithText(section, "p", text, "bad");
-        }
+    for (const std::string& problem : problemTexts(run)) {
+        addElementWithText(section, "p", problem, "bad");
     }
     for (const std::string& difference : differenceTexts(run)) {
         addElementWithText(section, "p", "Not as its file expects: " + difference, "bad");

@@ -42,7 +42,7 @@ JSON paneObject(const PaneFacts& pane) {
             {"opened_addresses", pane.openedAddresses}};
 }
 
-/// A thing that takes a byte string, in hex: "51 82 01".
+/// In hex, such as "51 82 01".
 std::string bytesText(const simulated_mac::Bytes& bytes) {
     return simulated_mac::hexText(bytes, " ");
 }

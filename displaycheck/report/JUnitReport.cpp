@@ -26,12 +26,6 @@ void addOutcome(pugi::xml_node testCase, const char* kind, const std::vector<std
     outcome.text() = joinedLines(lines).c_str();
 }
 
-std::vector<std::string> problemsOf(const RunRecord& run) {
-    const auto& problem = run.report["problem"];
-    return problem.is_null() ? std::vector<std::string>()
-                             : problem["texts"].get<std::vector<std::string>>();
-}
-
 void addTestCase(pugi::xml_node suite, const RunRecord& run) {
     pugi::xml_node testCase = suite.append_child("testcase");
     testCase.append_attribute("name") = run.name.c_str();
@@ -40,7 +34,7 @@ void addTestCase(pugi::xml_node suite, const RunRecord& run) {
         testCase.append_attribute("time") =
             fmt::format("{:.6f}", run.report["elapsed_s"].get<double>()).c_str();
     }
-    const auto problems = problemsOf(run);
+    const auto problems = problemTexts(run);
     addOutcome(testCase, "error", problems);
     // A test case has one outcome.
     if (problems.empty()) addOutcome(testCase, "failure", differenceTexts(run));
@@ -58,7 +52,7 @@ std::string junitReport(const std::vector<RunRecord>& runs) {
     std::size_t failures = 0;
     std::size_t errors = 0;
     for (const RunRecord& run : runs) {
-        if (!problemsOf(run).empty()) {
+        if (!problemTexts(run).empty()) {
             ++errors;
         } else if (!differenceTexts(run).empty()) {
             ++failures;

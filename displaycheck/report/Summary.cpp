@@ -151,6 +151,12 @@ std::vector<std::string> totals(const std::vector<RunRecord>& runs) {
     return lines;
 }
 
+std::vector<std::string> problemTexts(const RunRecord& run) {
+    const JSON& problem = run.report["problem"];
+    return problem.is_null() ? std::vector<std::string>()
+                             : problem["texts"].get<std::vector<std::string>>();
+}
+
 std::vector<std::string> differenceTexts(const RunRecord& run) {
     std::vector<std::string> texts;
     if (!isMet(run.report)) return texts;

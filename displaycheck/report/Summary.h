@@ -28,6 +28,9 @@ std::vector<std::string> totals(const std::vector<RunRecord>& runs);
 std::string summary(const std::vector<RunRecord>& runs, std::size_t columns,
                     const Palette& palette);
 
+/// What is wrong with the run itself.
+std::vector<std::string> problemTexts(const RunRecord& run);
+
 /// Where a run shows something else than its file expects, such as "warning: found yes, expected
 /// no".
 std::vector<std::string> differenceTexts(const RunRecord& run);
