@@ -9,7 +9,7 @@
 #include <map>
 #include <mutex>
 #include <span>
-#include <unordered_map>
+#include <vector>
 
 #include "simulated_mac/machine/Mac.h"
 #include "simulated_mac/machine/RunLoop.h"
@@ -74,11 +74,12 @@ const CFPointer& defaultMode() {
     return mode;
 }
 
-/// Blocks that CFAllocatorAllocate handed out, and by which call.
+/// What CFAllocatorAllocate handed out. There are never more than a few at a time.
 struct Blocks {
     std::mutex mutex;
-    std::unordered_map<void*, const char*> calls;
+    std::vector<void*> held;
 };
+constexpr auto allocateName = "CFAllocatorAllocate";
 Blocks& blocks() {
     static auto& all = *new Blocks;
     return all;
@@ -90,14 +91,14 @@ const CFAllocatorRef kCFAllocatorDefault = nullptr;
 const CFRunLoopMode kCFRunLoopDefaultMode = reinterpret_cast<CFStringRef>(defaultMode().get());
 
 void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags) {
-    constexpr auto name = "CFAllocatorAllocate";
-    FallibleCall call(name, [&] { return NamedValues{{"size", size}}; });
+    FallibleCall call(allocateName, [&] { return NamedValues{{"size", size}}; });
     if (call.fails() || size <= 0) return call.pointer<void*>(nullptr);
     void* const block = std::malloc(static_cast<std::size_t>(size));
     if (block != nullptr) {
         const std::lock_guard lock(blocks().mutex);
-        blocks().calls[block] = name;
-        if (Mac* const mac = Mac::current()) mac->ledger.handedOut(Reference::allocation, name);
+        blocks().held.push_back(block);
+        if (Mac* const mac = Mac::current())
+            mac->ledger.handedOut(Reference::allocation, allocateName);
     }
     return call.pointer(block);
 }
@@ -107,12 +108,12 @@ void CFAllocatorDeallocate(CFAllocatorRef, void* block) {
     const PlatformCall call(name);
     {
         const std::lock_guard lock(blocks().mutex);
-        const auto known = blocks().calls.find(block);
-        if (known == blocks().calls.end()) crash(name, "ptr is no memory of CFAllocatorAllocate");
-        if (Mac* const mac = Mac::current()) {
-            mac->ledger.givenBack(Reference::allocation, known->second);
+        if (std::erase(blocks().held, block) == 0) {
+            crash(name, "ptr is no memory of CFAllocatorAllocate");
         }
-        blocks().calls.erase(known);
+        if (Mac* const mac = Mac::current()) {
+            mac->ledger.givenBack(Reference::allocation, allocateName);
+        }
     }
     std::free(block);
 }
