@@ -1,6 +1,7 @@
 #include "plugin/WhiteList.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "plugin/Platform/Text.h"
 #include "plugin/Utilities/RunCommand.h"
@@ -8,6 +9,20 @@
 using namespace vorn;
 
 WhiteList* whiteList = nullptr;
+
+namespace {
+
+/// The names of a list in the order that a binary search needs.
+template <class Names>
+constexpr Names sorted(Names names) {
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+constexpr auto supported = sorted(WhiteList::supportedDisplaysNeedsUpdate);
+constexpr auto withSpecialChip = sorted(WhiteList::rtkChipList);
+
+}  // namespace
 
 WhiteList::WhiteList() {
     if (runCmd == nullptr) runCmd = new RunCommand;
@@ -23,16 +38,16 @@ bool WhiteList::availableDisplay(const std::optional<std::string>& name) const {
     constexpr std::string_view brand = "VORN ";
 
     if (!name) return false;
-    std::string model = uppercaseText(*name);
-    const auto first = model.find(brand);
-    if (first != std::string::npos) {
-        const auto begin = first + brand.size();
-        model = model.substr(begin, model.find(brand, begin) - begin);
+    const std::string upperCase = uppercaseText(*name);
+    std::string_view model = upperCase;
+    if (const auto first = model.find(brand); first != model.npos) {
+        model.remove_prefix(first + brand.size());
+        model = model.substr(0, model.find(brand));
     }
-    const auto& supported = supportedDisplaysNeedsUpdate;
-    return std::find(supported.begin(), supported.end(), model) != supported.end();
+    return std::binary_search(supported.begin(), supported.end(), model);
 }
 
 bool WhiteList::isRTKChipDisplay(const std::optional<std::string>& name) const {
-    return name && std::find(rtkChipList.begin(), rtkChipList.end(), *name) != rtkChipList.end();
+    return name && std::binary_search(withSpecialChip.begin(), withSpecialChip.end(),
+                                      std::string_view(*name));
 }
