@@ -26,15 +26,20 @@ void MyInstallerPane::parseMonitorEDIDWithScreenNumber(const std::vector<Display
         Cocoa::sleepThread(1s);
         EDIDs = readEDIDs(matches);
     }
+    std::vector<std::pair<MonitorKey, displayInfo*>> candidates;
     for (const auto& display : displays) {
-        if (CGDisplayIsBuiltin(display->screenNumber) ||
-            display->displayState == displayInfo::notSupported) {
-            continue;
+        if (!CGDisplayIsBuiltin(display->screenNumber) &&
+            display->displayState != displayInfo::notSupported) {
+            candidates.emplace_back(keyOf(*display), display.get());
         }
-        // The last fit wins.
-        for (const std::string& EDID : EDIDs) {
-            const auto info = decodeEDID(EDID);
-            if (!info || !fits(*info, *display)) continue;
+    }
+    // Of several EDIDs that fit a display, the last one wins.
+    for (const std::string& EDID : EDIDs) {
+        const auto info = decodeEDID(EDID);
+        if (!info) continue;
+        const MonitorKey key = keyOf(*info);
+        for (const auto& [displayKey, display] : candidates) {
+            if (!fits(key, displayKey)) continue;
             display->EDIDString = EDID;
             display->serviceTag = info->serviceTag;
             display->modelInfo = info->modelInfo;

@@ -26,7 +26,7 @@ void explainPairing(Explanation& why, const Mac& mac, const displayInfo& display
     if (screen == nullptr) return;
     const std::string EDID = simulated_mac::hexText(screen->screen.monitor.edid);
     why.unpaired = vorn::decodeEDID(EDID);
-    why.unpairedFits = why.unpaired && vorn::fits(*why.unpaired, display);
+    why.unpairedFits = why.unpaired && vorn::fits(vorn::keyOf(*why.unpaired), vorn::keyOf(display));
 }
 
 /// Whether the file says what comes back for a VCP code: it lists the code, or gives the reply's

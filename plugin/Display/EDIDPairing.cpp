@@ -16,12 +16,17 @@ std::optional<EDIDInfo> decodeEDID(const std::string& EDID) {
     }
 }
 
-bool fits(const EDIDInfo& info, const displayInfo& display) {
-    const std::string modelName = info.modelName.value_or("");
-    const std::string name = display.name.value_or("");
-    if (modelName.empty()) return false;
-    return uppercaseText(name).find(uppercaseText(modelName)) != std::string::npos &&
-           display.serialNumber == info.serialNumber;
+MonitorKey keyOf(const EDIDInfo& info) {
+    return {uppercaseText(info.modelName.value_or("")), info.serialNumber};
+}
+
+MonitorKey keyOf(const displayInfo& display) {
+    return {uppercaseText(display.name.value_or("")), display.serialNumber};
+}
+
+bool fits(const MonitorKey& EDID, const MonitorKey& display) {
+    return !EDID.name.empty() && display.serialNumber == EDID.serialNumber &&
+           display.name.find(EDID.name) != std::string::npos;
 }
 
 bool isFromMaker(const displayInfo& display) {
