@@ -10,7 +10,8 @@ namespace {
 
 void checkName(benchmark::State& state, const std::string& name) {
     const WhiteList list;
-    for (auto iteration : state) benchmark::DoNotOptimize(list.availableDisplay(name));
+    const std::optional<std::string> display = name;
+    for (auto iteration : state) benchmark::DoNotOptimize(list.availableDisplay(display));
 }
 BENCHMARK_CAPTURE(checkName, first, "VORN " + std::string(ProductData::supportedDisplays.front()))
     ->Name("name looked up, first of the list");
@@ -20,10 +21,9 @@ BENCHMARK_CAPTURE(checkName, none, std::string("VORN K1912A"))
     ->Name("name looked up, not on the list");
 
 void normalise(benchmark::State& state) {
-    const std::string name(static_cast<std::size_t>(state.range(0)), 'k');
-    for (auto iteration : state) {
-        benchmark::DoNotOptimize(regularMonitorName("Vorn " + name + " (2)"));
-    }
+    const std::string model(static_cast<std::size_t>(state.range(0)), 'k');
+    const std::string name = "Vorn " + model + " (2)";
+    for (auto iteration : state) benchmark::DoNotOptimize(regularMonitorName(name));
     state.SetComplexityN(state.range(0));
 }
 BENCHMARK(normalise)
