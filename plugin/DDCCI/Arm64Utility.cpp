@@ -6,6 +6,7 @@
 #include <array>
 #include <map>
 #include <set>
+#include <string_view>
 
 #include "plugin/Cocoa/SystemLog.h"
 #include "plugin/Platform/CFRef.h"
@@ -20,12 +21,12 @@ Guarded<std::shared_ptr<Arm64Utility>>& arm64Util = *new Guarded<std::shared_ptr
 
 namespace {
 
-constexpr auto proxyName = "DCPAVServiceProxy";
-constexpr std::array framebufferNames = {"AppleCLCD2", "IOMobileFramebufferShim"};
+bool isFramebuffer(std::string_view name) {
+    return name == "AppleCLCD2" || name == "IOMobileFramebufferShim";
+}
 
-bool isFramebuffer(const std::string& name) {
-    return std::find(framebufferNames.begin(), framebufferNames.end(), name) !=
-           framebufferNames.end();
+bool isProxy(std::string_view name) {
+    return name == "DCPAVServiceProxy";
 }
 
 std::int64_t limited(std::int64_t value, std::int64_t largest) {
@@ -34,8 +35,11 @@ std::int64_t limited(std::int64_t value, std::int64_t largest) {
 
 /// Two numbers, each limited to a byte, as four upper-case hex digits.
 std::string hexBytes(std::int64_t first, std::int64_t second) {
-    return formatText("%02X%02X", static_cast<unsigned>(limited(first, 255)),
-                      static_cast<unsigned>(limited(second, 255)));
+    std::string digits;
+    for (const std::int64_t number : {first, second}) {
+        appendHex(digits, static_cast<std::uint8_t>(limited(number, 255)));
+    }
+    return digits;
 }
 
 /// Reads the platform's "model" property. It takes no part in any decision.
@@ -80,10 +84,11 @@ std::vector<IOregService> Arm64Utility::getIoregServicesForMatching() const {
 bool Arm64Utility::ioregIterateToNextObjectOfInterest(io_iterator_t iterator, std::string* name,
                                                       io_service_t* service) const {
     *service = IO_OBJECT_NULL;
+    io_name_t buffer = {};
     while (IOObject entry{IOIteratorNext(iterator)}) {
-        io_name_t entryName = {};
-        if (IORegistryEntryGetName(entry.get(), entryName) != kIOReturnSuccess) return false;
-        if (isFramebuffer(entryName) || entryName == std::string_view(proxyName)) {
+        if (IORegistryEntryGetName(entry.get(), buffer) != kIOReturnSuccess) return false;
+        const std::string_view entryName = buffer;
+        if (isFramebuffer(entryName) || isProxy(entryName)) {
             *name = entryName;
             *service = entry.release();
             return true;
@@ -229,6 +234,6 @@ std::optional<std::string> Arm64Utility::readEDID(IOAVServiceRef service) const 
     CFDataGetBytes(edid.get(), CFRange{0, std::min(blockSize, CFDataGetLength(edid.get()))},
                    block.data());
     std::string text;
-    for (const std::uint8_t byte : block) text += formatText("%02X", byte);
+    for (const std::uint8_t byte : block) appendHex(text, byte);
     return text;
 }

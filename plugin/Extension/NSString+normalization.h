@@ -6,6 +6,6 @@
 /// bracketed rest.
 std::string regularMonitorName(const std::string& displayName);
 
-/// Cuts `str`, an upper-cased and trimmed form of `displayName`, before its first bracket. A
+/// Cuts `name`, an upper-cased and trimmed form of `displayName`, before its first bracket. A
 /// bracket that stands first stays; a full-width one never does.
-std::string getRealModelNameWithStr(const std::string& displayName, const std::string& str);
+std::string getRealModelNameWithStr(const std::string& displayName, std::string name);

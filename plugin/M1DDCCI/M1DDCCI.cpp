@@ -116,7 +116,10 @@ std::int32_t M1DDCCI::cleanDDCCIWithAVService(IOAVServiceRef service, bool isFor
 
 void M1DDCCI::printReplyBytes(const std::uint8_t* reply, std::uint8_t VCPCmd) {
     std::string text;
-    for (const std::uint8_t byte : std::span(reply, replySize)) text += formatText(" %02X", byte);
+    for (const std::uint8_t byte : std::span(reply, replySize)) {
+        text += ' ';
+        appendHex(text, byte);
+    }
     Cocoa::log(formatText("Get VCP: 0x%02X, Reply Data: %s", VCPCmd, text.c_str()));
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 namespace vorn {
 
@@ -26,6 +27,16 @@ std::string mapCase(const std::string& text, Mapping mapping) {
     if (!copy) return text;
     mapping(copy.get(), nullptr);
     return makeText(copy.get());
+}
+
+/// The text with the ASCII letters from `first` on, 26 of them, in their other case.
+std::string changeCase(std::string text, char first) {
+    constexpr char caseBit = 'a' ^ 'A';
+    for (char& letter : text) {
+        const bool changes = letter >= first && letter < first + 26;
+        letter = static_cast<char>(letter ^ (changes ? caseBit : 0));
+    }
+    return text;
 }
 
 }  // namespace
@@ -58,13 +69,33 @@ std::string makeText(CFStringRef string) {
     return text;
 }
 
-std::u16string utf16Units(const std::string& text) {
+bool isASCII(std::string_view text) {
+    constexpr std::uint64_t highBits = 0x8080'8080'8080'8080;
+    std::uint64_t bits = 0;
+    for (std::uint64_t word = 0; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+        std::memcpy(&word, text.data(), sizeof word);
+        bits |= word;
+    }
+    for (const char character : text) bits |= static_cast<unsigned char>(character);
+    return (bits & highBits) == 0;
+}
+
+bool isUTF8(std::string_view text) {
+    return isASCII(text) || makeCFString(text);
+}
+
+std::u16string utf16Units(std::string_view text) {
+    if (isASCII(text)) return {text.begin(), text.end()};
     const auto string = makeCFString(text);
     if (!string) return {};
     std::u16string units(static_cast<std::size_t>(CFStringGetLength(string.get())), u'\0');
     CFStringGetCharacters(string.get(), CFRange{0, static_cast<CFIndex>(units.size())},
                           reinterpret_cast<UniChar*>(units.data()));
     return units;
+}
+
+std::size_t unitCount(std::string_view text) {
+    return isASCII(text) ? text.size() : utf16Units(text).size();
 }
 
 std::string textOfUnit(char16_t unit) {
@@ -83,15 +114,22 @@ std::string textOfUnit(char16_t unit) {
     return text;
 }
 
-std::string uppercaseText(const std::string& text) {
-    return mapCase(text, CFStringUppercase);
+std::string uppercaseText(std::string text) {
+    if (!isASCII(text)) return mapCase(text, CFStringUppercase);
+    return changeCase(std::move(text), 'a');
 }
 
-std::string lowercaseText(const std::string& text) {
-    return mapCase(text, CFStringLowercase);
+std::string lowercaseText(std::string text) {
+    if (!isASCII(text)) return mapCase(text, CFStringLowercase);
+    return changeCase(std::move(text), 'A');
 }
 
-std::string trimWhitespace(const std::string& text) {
+std::string trimWhitespace(std::string text) {
+    if (isASCII(text)) {
+        text.erase(text.find_last_not_of(" \t") + 1);
+        text.erase(0, text.find_first_not_of(" \t"));
+        return text;
+    }
     const auto string = makeCFString(text);
     if (!string) return text;
     const CFCharacterSetRef blanks = CFCharacterSetGetPredefined(kCFCharacterSetWhitespace);
@@ -109,15 +147,24 @@ std::string trimWhitespace(const std::string& text) {
 }
 
 std::string replaceAll(std::string text, std::string_view what, std::string_view with) {
-    for (auto at = text.find(what); at != std::string::npos;
-         at = text.find(what, at + with.size())) {
-        text.replace(at, what.size(), with);
+    auto at = text.find(what);
+    if (at == std::string::npos) return text;
+    std::string replaced;
+    std::size_t done = 0;
+    for (; at != std::string::npos; at = text.find(what, done)) {
+        replaced.append(text, done, at - done).append(with);
+        done = at + what.size();
     }
-    return text;
+    return replaced.append(text, done);
 }
 
 std::string textOrNull(const std::optional<std::string>& text) {
     return text.value_or("(null)");
+}
+
+void appendHex(std::string& text, std::uint8_t byte) {
+    constexpr auto digits = "0123456789ABCDEF";
+    text.append({digits[byte >> 4], digits[byte & 0xF]});
 }
 
 std::string formatText(const char* format, ...) {

@@ -1,6 +1,5 @@
 #include "plugin/Utilities/EDIDUtils.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -32,19 +31,21 @@ constexpr std::uint8_t serialNumberTag = 0xFF;
 using Block = std::array<std::uint8_t, blockSize>;
 
 /// EDID bytes 15 down to 12, read from the hex text itself.
-std::uint32_t serialNumberOf(const std::string& hexText) {
-    const std::u16string units = utf16Units(hexText);
+template <class Units>
+std::uint32_t serialNumberIn(const Units& units) {
     if (units.size() < 32) {
         throw std::out_of_range(
             formatText("an EDID text of %zu characters is too short to hold a serial number "
                        "(at least 32 are needed)",
                        units.size()));
     }
-    std::string digits;
-    for (const std::size_t position : {30u, 28u, 26u, 24u}) {
-        digits += textOfUnit(units[position]) + textOfUnit(units[position + 1]);
+    std::array<char, 9> digits{};
+    std::size_t count = 0;
+    for (const std::size_t position : {30u, 31u, 28u, 29u, 26u, 27u, 24u, 25u}) {
+        // The number ends at anything but a digit.
+        digits[count++] = units[position] < 0x80 ? static_cast<char>(units[position]) : '?';
     }
-    return static_cast<std::uint32_t>(std::strtoull(digits.c_str(), nullptr, 16));
+    return static_cast<std::uint32_t>(std::strtoull(digits.data(), nullptr, 16));
 }
 
 /// The name comes from the first name descriptor, the service tag from a serial-number descriptor
@@ -54,11 +55,11 @@ void readDescriptors(const Block& edid, EDIDInfo& info) {
         const std::uint8_t tag = edid[slot + tagOffset];
         if (tag != monitorNameTag && tag != serialNumberTag) continue;
         if (info.modelName) return;
-        const std::string text = DDC->EDIDString(&edid[slot + textOffset]);
+        std::string text = DDC->EDIDString(&edid[slot + textOffset]);
         if (tag == monitorNameTag) {
-            info.modelName = replaceAll(uppercaseText(text), "VORN ", "Vorn ");
+            info.modelName = replaceAll(uppercaseText(std::move(text)), "VORN ", "Vorn ");
         } else {
-            info.serviceTag = text;
+            info.serviceTag = std::move(text);
         }
     }
 }
@@ -67,10 +68,11 @@ void readDescriptors(const Block& edid, EDIDInfo& info) {
 
 EDIDInfo EDIDUtils::generateEDIDInfo(const std::string& hexText) const {
     EDIDInfo info;
-    info.serialNumber = serialNumberOf(hexText);
+    info.serialNumber =
+        isASCII(hexText) ? serialNumberIn(hexText) : serialNumberIn(utf16Units(hexText));
 
-    auto data = strUtil->dataFromHexString(hexText);
-    data.resize(std::max(data.size(), blockSize));
+    Block data{};
+    strUtil->readHexString(hexText, data);
     Block edid{};
     customMemcpy(edid.data(), data.data(), edid.size());
     readDescriptors(edid, info);
@@ -79,8 +81,9 @@ EDIDInfo EDIDUtils::generateEDIDInfo(const std::string& hexText) const {
     customMemcpy(identity.data(), &data[identityOffset], identity.size());
     std::optional<std::string> bareName;
     if (info.modelName) bareName = replaceAll(*info.modelName, "Vorn ", "");
-    info.modelInfo = strUtil->ParseModelInfo(identity.data()) + "." + textOrNull(bareName) + "." +
-                     textOrNull(info.serviceTag);
+    info.modelInfo = strUtil->ParseModelInfo(identity.data());
+    info.modelInfo->append(".").append(textOrNull(bareName));
+    info.modelInfo->append(".").append(textOrNull(info.serviceTag));
     info.plugNplayID = strUtil->ParseManufacturer(identity.data());
     return info;
 }

@@ -85,6 +85,6 @@ std::optional<std::string> RunCommand::runCommand(const std::string& commandLine
     const std::string output = child > 0 ? readToEnd(ends[0]) : std::string();
     close(ends[0]);
     if (child > 0) reap(child);
-    if (!makeCFString(output)) return std::nullopt;
+    if (!isUTF8(output)) return std::nullopt;
     return output;
 }

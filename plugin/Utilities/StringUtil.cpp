@@ -1,6 +1,9 @@
 #include "plugin/Utilities/StringUtil.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <string_view>
 
 #include "plugin/Platform/Text.h"
 
@@ -15,6 +18,53 @@ constexpr auto appleSiliconEDIDs =
     "afktool -r all registry | grep -E '\"RegisterSetName\"=\"EDID Block 0\"' | "
     "awk 'BEGIN{RS=\"|\"};{print $3}'";
 
+/// A text between brackets, without further opening ones; of each character the low 8 bits.
+std::string textOf(std::string_view ASCII) {
+    std::string text(ASCII);
+    std::erase(text, '<');
+    return text;
+}
+std::string textOf(std::u16string_view units) {
+    std::string text;
+    for (const char16_t unit : units) {
+        if (unit != u'<') text += textOfUnit(unit & 0xFF);
+    }
+    return text;
+}
+
+template <class Unit>
+std::vector<std::string> textsBetweenBrackets(std::basic_string_view<Unit> output) {
+    std::vector<std::string> texts;
+    for (auto end = output.find(Unit('>')); end != output.npos; end = output.find(Unit('>'))) {
+        const auto piece = output.substr(0, end);
+        texts.push_back(textOf(piece.substr(std::min(piece.find(Unit('<')), piece.size()))));
+        output.remove_prefix(end + 1);
+    }
+    return texts;
+}
+
+constexpr std::uint16_t noDigit = 0x1000;
+
+/// The values of the characters that are hex digits, noDigit for all others.
+constexpr auto digitValues = [] {
+    std::array<std::uint16_t, 256> values{};
+    values.fill(noDigit);
+    for (std::uint16_t value = 0; value < 16; ++value) {
+        values[static_cast<unsigned char>("0123456789ABCDEF"[value])] = value;
+        values[static_cast<unsigned char>("0123456789abcdef"[value])] = value;
+    }
+    return values;
+}();
+
+std::uint8_t byteOf(char first, char second) {
+    const unsigned value = digitValues[static_cast<unsigned char>(first)] * 16u +
+                           digitValues[static_cast<unsigned char>(second)];
+    if (value < noDigit) [[likely]]
+        return static_cast<std::uint8_t>(value);
+    const std::array<char, 3> pair = {first, second, '\0'};
+    return static_cast<std::uint8_t>(std::strtoul(pair.data(), nullptr, 16));
+}
+
 }  // namespace
 
 std::vector<std::string> StringUtil::getEDIDString(bool appleSilicon) const {
@@ -23,32 +73,25 @@ std::vector<std::string> StringUtil::getEDIDString(bool appleSilicon) const {
 }
 
 std::vector<std::string> StringUtil::EDIDTextsIn(const std::string& output) const {
-    std::vector<std::string> texts;
-    std::string current;
-    bool inside = false;
-    for (const char16_t unit : utf16Units(output)) {
-        if (unit == u'<') {
-            inside = true;
-        } else if (unit == u'>') {
-            texts.push_back(std::move(current));
-            current.clear();
-            inside = false;
-        } else if (inside) {
-            current += textOfUnit(unit & 0xFF);
-        }
-    }
-    return texts;
+    if (isASCII(output)) return textsBetweenBrackets(std::string_view(output));
+    const std::u16string units = utf16Units(output);
+    return textsBetweenBrackets(std::u16string_view(units));
 }
 
 std::vector<std::uint8_t> StringUtil::dataFromHexString(const std::string& text) const {
-    const std::size_t characters = utf16Units(text).size();
-    std::vector<std::uint8_t> data;
-    data.reserve(characters / 2 + 1);
-    for (std::size_t at = 0; at < characters; at += 2) {
-        data.push_back(
-            static_cast<std::uint8_t>(std::strtoul(text.substr(at, 2).c_str(), nullptr, 16)));
-    }
+    std::vector<std::uint8_t> data((unitCount(text) + 1) / 2);
+    readHexString(text, data);
     return data;
+}
+
+void StringUtil::readHexString(const std::string& text, std::span<std::uint8_t> data) const {
+    const std::size_t count = std::min((unitCount(text) + 1) / 2, data.size());
+    // The text has a byte for each character at least, and a zero behind the last.
+    const char* pair = text.c_str();
+    for (std::uint8_t& byte : data.first(count)) {
+        byte = byteOf(pair[0], pair[1]);
+        pair += 2;
+    }
 }
 
 std::string StringUtil::parseManufacturerID(const std::uint8_t* bytes) const {
@@ -60,10 +103,15 @@ std::string StringUtil::parseManufacturerID(const std::uint8_t* bytes) const {
 }
 
 std::string StringUtil::ParseManufacturer(const std::uint8_t* block) const {
-    return parseManufacturerID(block) + formatText("%02X%02X", block[3], block[2]);
+    std::string text = parseManufacturerID(block);
+    for (const std::size_t at : {3u, 2u}) appendHex(text, block[at]);
+    return text;
 }
 
 std::string StringUtil::ParseModelInfo(const std::uint8_t* block) const {
-    return parseManufacturerID(block) +
-           formatText("%02X.%02X%02X%02X%02X", block[3], block[7], block[6], block[5], block[4]);
+    std::string text = parseManufacturerID(block);
+    appendHex(text, block[3]);
+    text += '.';
+    for (const std::size_t at : {7u, 6u, 5u, 4u}) appendHex(text, block[at]);
+    return text;
 }

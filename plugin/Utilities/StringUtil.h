@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,9 @@ class StringUtil {
     /// Bytes of a hex text, two characters per byte. Nothing is rejected: a pair that is not a hex
     /// number reads as 0, an odd last digit as a byte of its own.
     std::vector<std::uint8_t> dataFromHexString(const std::string& text) const;
+
+    /// The same bytes, as many as `data` has room for; beyond the text's end it stays as it is.
+    void readHexString(const std::string& text, std::span<std::uint8_t> data) const;
 
     /// Three PnP letters of the 2 manufacturer bytes; a letter of value 0 reads "@".
     std::string parseManufacturerID(const std::uint8_t* bytes) const;

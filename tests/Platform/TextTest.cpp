@@ -117,9 +117,71 @@ TEST_F(PlatformText, BlanksAndTabsAreTrimmedAtBothEndsOnly) {
 TEST(PlatformTextOfBlanksAlone, IsTrimmedToTheEmptyPartAfterThem) {
     test::Mac mac(test::macWith({}));
     mac.trace.keepOnly({"CFStringCreateWithSubstring"});
-    EXPECT_EQ(trimWhitespace("   "), "");
+    EXPECT_EQ(trimWhitespace("  \u3000"), "");
     ASSERT_THAT(mac.trace.calls(), SizeIs(1));
     EXPECT_THAT(argumentsText(mac.trace.calls()[0]), EndsWith("location 3, length 0"));
+}
+
+/// What the platform makes of a text, by the calls that other text than ASCII takes.
+std::string mappedByThePlatform(const std::string& text,
+                                void (*mapping)(CFMutableStringRef, CFLocaleRef)) {
+    const CFRef<CFMutableStringRef> copy(
+        CFStringCreateMutableCopy(kCFAllocatorDefault, 0, makeCFString(text).get()));
+    mapping(copy.get(), nullptr);
+    return makeText(copy.get());
+}
+
+TEST_F(PlatformText, InASCIIIsWhatThePlatformMakesOfIt) {
+    const CFCharacterSetRef blanks = CFCharacterSetGetPredefined(kCFCharacterSetWhitespace);
+    for (int code = 0; code < 0x80; ++code) {
+        const auto character = static_cast<char>(code);
+        const std::string text = {'a', character, 'B'};
+        EXPECT_EQ(uppercaseText(text), mappedByThePlatform(text, CFStringUppercase));
+        EXPECT_EQ(lowercaseText(text), mappedByThePlatform(text, CFStringLowercase));
+        EXPECT_EQ(utf16Units(text), (std::u16string{u'a', static_cast<char16_t>(character), u'B'}));
+        const std::string alone(1, character);
+        EXPECT_EQ(trimWhitespace(alone).empty(),
+                  CFCharacterSetIsCharacterMember(blanks, static_cast<UniChar>(character)) != 0);
+    }
+}
+
+TEST(PlatformTextInASCII, TakesNoCallOfThePlatform) {
+    test::Mac mac(test::macWith({}));
+    mac.trace.keepAll();
+    EXPECT_EQ(trimWhitespace(uppercaseText(" k2790z ") + lowercaseText("A")), "K2790Z a");
+    EXPECT_EQ(unitCount("K2790Z"), 6u);
+    EXPECT_EQ(utf16Units("K2790Z"), u"K2790Z");
+    EXPECT_TRUE(isUTF8("K2790Z"));
+    EXPECT_THAT(mac.trace.calls(), IsEmpty());
+}
+
+TEST_F(PlatformText, IsASCIIIfNoByteHasTheHighBitWhereverItStands) {
+    EXPECT_TRUE(isASCII(""));
+    EXPECT_TRUE(isASCII(std::string("\0\x7F", 2)));
+    for (std::size_t length = 1; length < 20; ++length) {
+        for (std::size_t at = 0; at < length; ++at) {
+            std::string text(length, 'a');
+            EXPECT_TRUE(isASCII(text));
+            text[at] = '\x80';
+            EXPECT_FALSE(isASCII(text)) << length << " " << at;
+        }
+    }
+}
+
+TEST_F(PlatformText, IsUTF8WhereThePlatformMakesAStringOfIt) {
+    EXPECT_TRUE(isUTF8("\xC3\xA9"));
+    EXPECT_TRUE(isUTF8("a\xA9"));
+    EXPECT_FALSE(isUTF8("a\xFF"));
+    EXPECT_EQ(unitCount("\xC3\xA9\xF0\x9F\x98\x80"), 3u);
+    EXPECT_EQ(unitCount("a\xFF"), 0u);
+}
+
+TEST_F(PlatformText, TakesABytesTwoHexDigits) {
+    std::string text = "x";
+    for (const unsigned byte : {0x00u, 0x0Au, 0xF1u, 0xFFu}) {
+        appendHex(text, static_cast<std::uint8_t>(byte));
+    }
+    EXPECT_EQ(text, "x000AF1FF");
 }
 
 TEST_F(PlatformText, BlanksBeyondASCIIAreTrimmedToo) {
@@ -159,15 +221,15 @@ TEST_F(PlatformText, ThatCannotBeFormattedIsEmpty) {
 
 TEST(PlatformTextWithoutMemory, KeepsItsCaseWhenNoStringCanBeMade) {
     const test::Mac mac(macWhereFails("CFStringCreateWithBytes"));
-    EXPECT_EQ(uppercaseText("a"), "a");
-    EXPECT_EQ(trimWhitespace(" a "), " a ");
-    EXPECT_EQ(utf16Units("a"), u"");
+    EXPECT_EQ(uppercaseText("a\u00E9"), "a\u00E9");
+    EXPECT_EQ(trimWhitespace(" \u00E9 "), " \u00E9 ");
+    EXPECT_EQ(utf16Units("\u00E9"), u"");
 }
 
 TEST(PlatformTextWithoutMemory, KeepsItsCaseWhenNoCopyCanBeMade) {
     const test::Mac mac(macWhereFails("CFStringCreateMutableCopy"));
-    EXPECT_EQ(uppercaseText("a"), "a");
-    EXPECT_EQ(lowercaseText("A"), "A");
+    EXPECT_EQ(uppercaseText("a\u00E9"), "a\u00E9");
+    EXPECT_EQ(lowercaseText("A\u00E9"), "A\u00E9");
     EXPECT_THAT(mac.ledger.heldByCall(), IsEmpty());
 }
 

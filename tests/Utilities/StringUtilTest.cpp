@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "simulated_mac/machine/CallText.h"
 #include "tests/support/PaneOnMac.h"
 
@@ -96,6 +98,10 @@ TEST(EDIDTexts, ACharacterWhoseLowBitsAreABracketIsNone) {
     EXPECT_THAT(textsIn("<a\xC4\xBC\xC4\xBE>"), ElementsAre("a<>"));
 }
 
+TEST(EDIDTexts, InATextBeyondASCIIHaveTheSameBrackets) {
+    EXPECT_THAT(textsIn("\xC3\xA9>cd<0\xC3\xA9<1><><2"), ElementsAre("", "0\xC3\xA9\x31", ""));
+}
+
 TEST(EDIDTexts, LinesOfOtherPropertiesAreNotRead) {
     const Mac mac(macWhereToolPrints(
         "ioreg", "\"a\" = <01>\n\"IODisplayEDID\" = <02>\n\"IODisplayPrefs\" = <03>\n"));
@@ -159,6 +165,29 @@ TEST(EDIDTexts, EachFetchRunsOnePipelineAndLogsNothing) {
               "grep -E '\"RegisterSetName\"=\"EDID Block 0\"' | "
               "awk 'BEGIN{RS=\"|\"};{print $3}'\"");
     EXPECT_THAT(mac.journal.systemLog(), IsEmpty());
+}
+
+TEST(HexText, EveryPairOfCharactersReadsAsTheLibraryReadsIt) {
+    const Mac mac(test::macWith({}));
+    const StringUtil util;
+    for (int first = 0; first < 0x80; ++first) {
+        for (int second = 0; second < 0x80; ++second) {
+            const std::string pair = {static_cast<char>(first), static_cast<char>(second)};
+            const auto value = std::strtoul(pair.c_str(), nullptr, 16);
+            EXPECT_THAT(util.dataFromHexString(pair),
+                        ElementsAre(static_cast<std::uint8_t>(value)));
+        }
+    }
+}
+
+TEST(HexText, FillsWhatThereIsRoomForAndNoMore) {
+    const Mac mac(test::macWith({}));
+    const StringUtil util;
+    Bytes bytes = {9, 9, 9};
+    util.readHexString("0102030405", bytes);
+    EXPECT_THAT(bytes, ElementsAre(1, 2, 3));
+    util.readHexString("0a0", bytes);
+    EXPECT_THAT(bytes, ElementsAre(0x0A, 0, 3));
 }
 
 TEST(HexText, TwoDigitsAreAByte) {
