@@ -19,21 +19,21 @@ PlatformCall::PlatformCall(Mac* mac, std::string_view name)
     const auto takes = mac->options.systemCallTakes;
     if (takes && leavesTheProcess(name)) mac->scheduler.sleep(*takes);
     fault_ = mac->trace.use(name);
-    isTraced_ = fault_ || mac->trace.keeps(name);
-    if (!isTraced_) return;
-    traced_.time = mac->scheduler.now();
-    traced_.thread = mac->scheduler.threadName();
-    traced_.call = name;
-    traced_.failed = fault_.has_value();
+    if (!fault_ && !mac->trace.keeps(name)) return;
+    traced_.emplace();
+    traced_->time = mac->scheduler.now();
+    traced_->thread = mac->scheduler.threadName();
+    traced_->call = name;
+    traced_->failed = fault_.has_value();
 }
 
 PlatformCall::~PlatformCall() {
-    if (!isTraced_) return;
-    if (Mac* const mac = Mac::current()) mac->trace.add(std::move(traced_));
+    if (!traced_) return;
+    if (Mac* const mac = Mac::current()) mac->trace.add(*std::move(traced_));
 }
 
 IOReturn PlatformCall::ioResult(IOReturn result) {
-    if (isTraced_) traced_.result = Hex{static_cast<std::uint32_t>(result)};
+    if (traced_) traced_->result = Hex{static_cast<std::uint32_t>(result)};
     return result;
 }
 

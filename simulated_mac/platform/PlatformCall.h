@@ -19,7 +19,7 @@ class PlatformCall {
     /// `arguments` is called for its NamedValues only if the call is traced.
     template <class Arguments>
     PlatformCall(std::string_view name, const Arguments& arguments) : PlatformCall(name) {
-        if (isTraced_) traced_.arguments = arguments();
+        if (traced_) traced_->arguments = arguments();
     }
     PlatformCall(const PlatformCall&) = delete;
     PlatformCall& operator=(const PlatformCall&) = delete;
@@ -36,7 +36,7 @@ class PlatformCall {
     T pointer(T value);
     /// Notes the text that an object to be handed out holds.
     void text(const std::string& result) {
-        if (isTraced_) traced_.result = result;
+        if (traced_) traced_->result = result;
     }
 
   protected:
@@ -48,8 +48,7 @@ class PlatformCall {
     const Running platform_{Code::platform};
     const HiddenFromRaceDetection hidden_;
     std::optional<FaultDescription> fault_;
-    bool isTraced_ = false;
-    TracedCall traced_;
+    std::optional<TracedCall> traced_;  ///< nothing for a call that is not traced
 };
 
 /// A call that the Mac file can make fail.
@@ -67,19 +66,19 @@ class FallibleCall : public PlatformCall {
 
 template <class Further>
 IOReturn PlatformCall::ioResult(IOReturn result, const Further& further) {
-    if (isTraced_) traced_.furtherResults = further();
+    if (traced_) traced_->furtherResults = further();
     return ioResult(result);
 }
 
 template <class T>
 T PlatformCall::result(T value) {
-    if (isTraced_) traced_.result = CallValue(value);
+    if (traced_) traced_->result = CallValue(value);
     return value;
 }
 
 template <class T>
 T PlatformCall::pointer(T value) {
-    if (isTraced_) traced_.result = Pointer{value == nullptr};
+    if (traced_) traced_->result = Pointer{value == nullptr};
     return value;
 }
 
