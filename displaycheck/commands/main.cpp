@@ -28,11 +28,13 @@ void keepStandardStreamsApart() {
     }
 }
 
-/// One pool of memory for all threads: of the Mac's threads only one runs at a time, and a pool for
-/// each takes time to set up.
-void shareMemory() {
+void arrangeMemory() {
 #ifdef __GLIBC__
+    // One pool for all threads: of the Mac's threads only one runs at a time, and a pool for each
+    // takes time to set up.
     mallopt(M_ARENA_MAX, 1);
+    // What is larger, such as a recorded registry, goes back to the system as soon as it is freed.
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
 #endif
 }
 
@@ -51,7 +53,7 @@ int finishOutput(int status) {
 
 int main(int argc, char** argv) {
     keepStandardStreamsApart();
-    shareMemory();
+    arrangeMemory();
     try {
         return finishOutput(CommandLine().run(argc, argv));
     } catch (const std::system_error& error) {
