@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
 #include "displaycheck/commands/CompareCommand.h"
 #include "displaycheck/commands/Completions.h"
@@ -31,7 +32,20 @@ constexpr auto description =
     "Runs the installer's display-check pane on simulated Macs,\n"
     "and reports what it showed and why.\n";
 
+constexpr auto footer =
+    "\"displaycheck help COMMAND\" describes a command.\n"
+    "Try: displaycheck run examples/*.yaml\n";
+
 constexpr auto macFilesText = "Mac files (YAML), folders of them, or \"-\"";
+
+/// Makes what follows the options only where help is asked for: breaking its lines takes longer
+/// than many a command.
+class HelpFormatter : public CLI::Formatter {
+  public:
+    std::string make_footer(const CLI::App* app) const override {
+        return app->get_parent() == nullptr ? footer : footerOf(helpOf(app->get_name())) + "\n";
+    }
+};
 
 bool isOption(const std::string& argument) {
     return argument.rfind('-', 0) == 0;
@@ -87,14 +101,12 @@ CommandLine::CommandLine() : app_(description, "displaycheck") {
     app_.set_version_flag("--version", "displaycheck " DISPLAYCHECK_VERSION,
                           "Print the version and exit");
     app_.set_help_flag("-h,--help", "Print this help and exit");
+    app_.formatter(std::make_shared<HelpFormatter>());
     // Behind one command, the name of another is an argument.
     app_.require_subcommand(0, 1);
     app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app_.get_formatter()->label("Positionals", "Arguments");
     app_.get_formatter()->label("REQUIRED", "");
-    app_.footer(
-        "\"displaycheck help COMMAND\" describes a command.\n"
-        "Try: displaycheck run examples/*.yaml");
     addRun();
     addSweep();
     addWindow();
@@ -125,10 +137,8 @@ int CommandLine::run(int argc, char** argv) {
 }
 
 CLI::App* CommandLine::addCommand(const std::string& name) {
-    const HelpText& help = helpOf(name);
-    CLI::App* const command = app_.add_subcommand(name, std::string(help.summary));
+    CLI::App* const command = app_.add_subcommand(name, std::string(helpOf(name).summary));
     command->group("Commands");
-    command->footer(footerOf(help));
     return command;
 }
 

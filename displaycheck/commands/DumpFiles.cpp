@@ -45,9 +45,9 @@ auto wealthOf(const SystemProfile& profile) {
 class Reader {
   public:
     void read(const std::string& path) {
-        for (const DumpFile& file : filesOf(path)) {
-            const bool isRegistry = readRegistry(path, file);
+        for (DumpFile& file : filesOf(path)) {
             const bool isProfile = readProfile(file);
+            const bool isRegistry = readRegistry(path, file);
             // The EDIDs of a registry are its displays' own.
             const bool hasEDIDs = !isRegistry && readEDIDs(path, file);
             if (isRegistry || isProfile || hasEDIDs) continue;
@@ -75,11 +75,12 @@ class Reader {
         }
     }
 
-    bool readRegistry(const std::string& path, const DumpFile& file) {
+    /// Takes the contents of a file that is one.
+    bool readRegistry(const std::string& path, DumpFile& file) {
         std::optional<std::string> text;
         try {
             text = registryTextOf(file.contents);
-            if (!text && looksLikeRegistry(file.contents)) text = file.contents;
+            if (!text && looksLikeRegistry(file.contents)) text = std::move(file.contents);
             if (!text) return false;
             auto registry = std::make_unique<RecordedRegistry>(std::move(*text));
             // Of several the one that tells most counts: an archive can hold parts beside the

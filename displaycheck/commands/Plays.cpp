@@ -74,10 +74,11 @@ std::string packed(const Report& report, const PlayOptions& options, const Termi
     const bool hasTrace = options.trace.has_value();
     const TextReportOptions textOptions{options.log, hasTrace && !options.traceApart,
                                         terminal.columns};
-    return jsonText({{"verdict", verdictOf(report)},
-                     {"report", jsonReport(report, hasTrace)},
-                     {"trace", hasTrace ? traceText(report.trace, Palette(false)) : ""},
-                     {"text", textReport(report, textOptions, terminal.output)}});
+    return jsonText(
+        {{"verdict", verdictOf(report)},
+         {"report", jsonReport(report, hasTrace)},
+         {"trace", hasTrace ? traceText(report.trace, Palette(false)) : ""},
+         {"text", options.text ? textReport(report, textOptions, terminal.output) : ""}});
 }
 
 /// The body of a run's child process, which ends as soon as the Mac is destroyed.

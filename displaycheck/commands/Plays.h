@@ -28,7 +28,8 @@ struct Play {
 };
 
 struct PlayOptions {
-    bool log = false;  ///< in the report for people
+    bool text = false;  ///< makes the report for people
+    bool log = false;   ///< is in it
     /// The platform calls that JSON and the trace have, as a pattern of their names; nothing for
     /// none.
     std::optional<std::string> trace;

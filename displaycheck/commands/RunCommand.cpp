@@ -36,8 +36,9 @@ std::vector<Play> playsOf(const MacFile& file, const RunOptions& options) {
     return plays;
 }
 
-PlayOptions playOptions(const RunOptions& options) {
+PlayOptions playOptions(const RunOptions& options, bool printsText) {
     PlayOptions playing;
+    playing.text = printsText;
     playing.log = options.log;
     playing.trace = options.trace;
     playing.traceApart = !options.traceFile.empty();
@@ -107,6 +108,7 @@ class RunOutput {
     }
 
     bool isSummary() const { return isSummary_; }
+    bool printsText() const { return !options_.json && !isSummary_; }
     int status() const { return status_; }
 
     void take(const RunRecord& run) {
@@ -116,7 +118,7 @@ class RunOutput {
         ofFile_.push_back(run);
         const std::vector<Play>& plays = files_[file_];
         if (ofFile_.size() < plays.size()) return;
-        if (!options_.json && !isSummary_) printReports(plays);
+        if (printsText()) printReports(plays);
         ofFile_.clear();
         ++file_;
     }
@@ -180,7 +182,7 @@ int runMacFiles(const RunOptions& options) {
     RunOutput output(options, files, terminal);
     {
         const RunCount count(output.isSummary() && terminal.errorsLive, all.size());
-        const PlayOptions playing = playOptions(options);
+        const PlayOptions playing = playOptions(options, output.printsText());
         playAll(
             all, playing, terminal,
             [&](const RunRecord& run) {

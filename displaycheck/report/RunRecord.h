@@ -13,7 +13,7 @@ struct RunRecord {
     Verdict verdict = Verdict::failed;
     nlohmann::ordered_json report;  ///< as docs/report.md describes it
     std::string trace;              ///< the platform calls that were asked for, a line for each
-    std::string text;               ///< the report for people; empty for a run that failed
+    std::string text;  ///< the report for people, if it was asked for; empty for a run that failed
 };
 
 }  // namespace displaycheck

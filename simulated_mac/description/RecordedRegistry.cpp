@@ -209,6 +209,10 @@ bool RecordedRegistry::hasPath(std::size_t index, std::string_view path) const {
         const RecordedEntry& entry = entries_[index];
         if (!isInPaths(entry)) continue;
         isTop = false;
+        // Most names differ in length, which is seen without reading them.
+        const std::size_t length =
+            entry.name.size() + (entry.location.empty() ? 0 : entry.location.size() + 1);
+        if (length >= path.size() || path[path.size() - length - 1] != '/') return false;
         if (!entry.location.empty() && !(takeEnd(entry.location) && takeEnd("@"))) return false;
         if (!takeEnd(entry.name) || !takeEnd("/")) return false;
     }

@@ -1,6 +1,7 @@
 #include "simulated_mac/hardware/EntryProperties.h"
 
 #include <algorithm>
+#include <mutex>
 
 #include "simulated_mac/description/RecordedValue.h"
 
@@ -15,22 +16,25 @@ auto find(CFObject::Dictionary& values, const std::string& key) {
 
 }  // namespace
 
-EntryProperties::EntryProperties(const RecordedEntry& entry)
-    : recorded_(std::make_shared<Recorded>(entry)) {}
-
 const CFObject::Dictionary& EntryProperties::all() const {
     if (recorded_ == nullptr) return values_;
-    std::call_once(recorded_->read, [this] {
-        for (const RecordedProperty& property : recorded_->entry.properties()) {
-            if (const auto value = parseRecordedValue(property.text)) {
-                values_.emplace_back(property.key, makeCF(*value));
-            }
+    // The first question can come from any thread. One lock does for the entries of all Macs, of
+    // which there are too many for one each.
+    static std::mutex reading;
+    const std::lock_guard lock(reading);
+    if (isRead_) return values_;
+    for (const RecordedProperty& property : recorded_->properties()) {
+        if (const auto value = parseRecordedValue(property.text)) {
+            values_.emplace_back(property.key, makeCF(*value));
         }
-    });
+    }
+    isRead_ = true;
     return values_;
 }
 
 CFPointer EntryProperties::get(const std::string& key) const {
+    // Most entries don't have it, which the recorded text shows sooner than values made of it.
+    if (areAsRecorded() && !recorded_->mentions(key)) return nullptr;
     all();
     const auto known = find(values_, key);
     return known != values_.end() ? known->second : nullptr;
@@ -38,7 +42,7 @@ CFPointer EntryProperties::get(const std::string& key) const {
 
 void EntryProperties::set(const std::string& key, CFPointer value) {
     all();
-    if (recorded_ != nullptr) recorded_->changed.push_back(key);
+    if (recorded_ != nullptr) changed_.push_back(key);
     const auto known = find(values_, key);
     if (known == values_.end()) {
         if (value != nullptr) values_.emplace_back(key, std::move(value));
@@ -50,13 +54,12 @@ void EntryProperties::set(const std::string& key, CFPointer value) {
 }
 
 bool EntryProperties::areAsRecorded() const {
-    return recorded_ != nullptr && recorded_->changed.empty();
+    return recorded_ != nullptr && changed_.empty();
 }
 
 bool EntryProperties::isAsRecorded(const std::string& key) const {
-    if (recorded_ == nullptr) return false;
-    const auto& changed = recorded_->changed;
-    return std::find(changed.begin(), changed.end(), key) == changed.end();
+    return recorded_ != nullptr &&
+           std::find(changed_.begin(), changed_.end(), key) == changed_.end();
 }
 
 }  // namespace simulated_mac

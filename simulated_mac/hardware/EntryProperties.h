@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -16,7 +14,7 @@ class EntryProperties {
   public:
     EntryProperties() = default;
     /// `entry` outlives the properties.
-    explicit EntryProperties(const RecordedEntry& entry);
+    explicit EntryProperties(const RecordedEntry& entry) : recorded_(&entry) {}
     /// A copy is no recorded entry's any more.
     EntryProperties(const EntryProperties& other) : values_(other.all()) {}
     EntryProperties(EntryProperties&&) = default;
@@ -33,16 +31,9 @@ class EntryProperties {
     bool isAsRecorded(const std::string& key) const;
 
   private:
-    struct Recorded {
-        explicit Recorded(const RecordedEntry& what) : entry(what) {}
-
-        const RecordedEntry& entry;
-        std::once_flag read;
-        std::vector<std::string> changed;  ///< keys
-    };
-
-    // The first question can come from any thread.
-    std::shared_ptr<Recorded> recorded_;
+    const RecordedEntry* recorded_ = nullptr;
+    std::vector<std::string> changed_;  ///< keys; of a recorded entry
+    mutable bool isRead_ = false;       ///< the values are those of the record
     mutable CFObject::Dictionary values_;
 };
 

@@ -28,7 +28,7 @@ HardwareTree buildHardwareTree(Registry& registry, const MacDescription& descrip
                                            : buildAppleTree(registry, description, displays);
 }
 
-RegistryEntry makeEntry(std::string name, std::string location, std::vector<std::string> classes) {
+RegistryEntry makeEntry(std::string name, std::string location, ClassNames classes) {
     RegistryEntry entry;
     entry.name = std::move(name);
     entry.location = std::move(location);
@@ -64,14 +64,16 @@ Entry addPlatform(Registry& registry, const MacDescription& description,
 void addOtherEntries(Registry& registry, const Entry& parent, std::uint32_t first,
                      std::uint32_t count) {
     constexpr std::uint32_t perDevice = 16;
+    const ClassNames ofDevices = {"AppleARMIODevice", "IOService"};
+    const ClassNames ofEndpoints = {"IOService"};
 
     Entry device;
     for (std::uint32_t index = first; index < first + count; ++index) {
         if (device == nullptr || index % perDevice == 0) {
-            device = registry.add(parent, makeEntry("device", fmt::format("{:X}", index),
-                                                    {"AppleARMIODevice", "IOService"}));
+            device =
+                registry.add(parent, makeEntry("device", fmt::format("{:X}", index), ofDevices));
         } else {
-            registry.add(device, makeEntry("IOServiceEndpoint", "", {"IOService"}));
+            registry.add(device, makeEntry("IOServiceEndpoint", "", ofEndpoints));
         }
     }
 }
@@ -84,7 +86,7 @@ Entry addUSBController(Registry& registry, const Entry& parent) {
 namespace {
 
 /// One node of a device; its class comes first.
-RegistryEntry makeUSBNode(const USBDeviceDescription& device, std::vector<std::string> classes) {
+RegistryEntry makeUSBNode(const USBDeviceDescription& device, ClassNames classes) {
     PropertyMap properties;
     const auto number = [&](const char* key, auto value) {
         if (value) properties.emplace_back(key, PropertyValue{std::int64_t{*value}});

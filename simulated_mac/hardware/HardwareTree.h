@@ -63,7 +63,7 @@ PropertyMap coreDisplayDictionary(const Display& display);
 
 // Common parts of both kinds of tree.
 
-RegistryEntry makeEntry(std::string name, std::string location, std::vector<std::string> classes);
+RegistryEntry makeEntry(std::string name, std::string location, ClassNames classes);
 void overrideProperties(PropertyMap& properties, const PropertyMap& overrides);
 void setProperties(RegistryEntry& entry, const PropertyMap& properties);
 Registry::Entry addPlatform(Registry& registry, const MacDescription& description,

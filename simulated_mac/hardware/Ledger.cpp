@@ -1,30 +1,8 @@
 #include "simulated_mac/hardware/Ledger.h"
 
 #include <algorithm>
-#include <array>
 
 namespace simulated_mac {
-
-namespace {
-
-constexpr std::array kinds = {
-    Reference::allocation,
-    Reference::string,
-    Reference::data,
-    Reference::number,
-    Reference::dictionary,
-    Reference::otherObject,
-    Reference::avService,
-    Reference::registryEntry,
-    Reference::iterator,
-    Reference::i2cConnection,
-    Reference::notificationPort,
-    Reference::machPort,
-    Reference::dispatchQueue,
-    Reference::dispatchSemaphore,
-};
-
-}  // namespace
 
 std::string_view nameOf(Reference kind) {
     switch (kind) {
@@ -62,7 +40,7 @@ std::string_view nameOf(Reference kind) {
 
 void Ledger::handedOut(Reference kind, std::string_view call) {
     const std::lock_guard lock(mutex_);
-    auto& held = held_[kind];
+    auto& held = held_[static_cast<std::size_t>(kind)];
     const auto known = std::find_if(held.begin(), held.end(),
                                     [call](const Held& entry) { return entry.call == call; });
     if (known != held.end()) {
@@ -74,7 +52,7 @@ void Ledger::handedOut(Reference kind, std::string_view call) {
 
 void Ledger::givenBack(Reference kind, std::string_view call) {
     const std::lock_guard lock(mutex_);
-    auto& held = held_[kind];
+    auto& held = held_[static_cast<std::size_t>(kind)];
     const auto known = std::find_if(held.begin(), held.end(),
                                     [call](const Held& entry) { return entry.call == call; });
     // References from an earlier Mac are not in this one's ledger.
@@ -83,10 +61,10 @@ void Ledger::givenBack(Reference kind, std::string_view call) {
 
 std::map<std::string, std::int64_t> Ledger::held() const {
     std::map<std::string, std::int64_t> counts;
-    for (const Reference kind : kinds) counts[std::string(nameOf(kind))] = 0;
     const std::lock_guard lock(mutex_);
-    for (const auto& [kind, entries] : held_) {
-        for (const Held& entry : entries) counts[std::string(nameOf(kind))] += entry.count;
+    for (std::size_t kind = 0; kind < held_.size(); ++kind) {
+        auto& count = counts[std::string(nameOf(static_cast<Reference>(kind)))];
+        for (const Held& held : held_[kind]) count += held.count;
     }
     return counts;
 }
@@ -94,10 +72,11 @@ std::map<std::string, std::int64_t> Ledger::held() const {
 std::map<std::pair<std::string, std::string>, std::int64_t> Ledger::heldByCall() const {
     std::map<std::pair<std::string, std::string>, std::int64_t> counts;
     const std::lock_guard lock(mutex_);
-    for (const auto& [kind, entries] : held_) {
-        for (const Held& entry : entries) {
-            if (entry.count == 0) continue;
-            counts[{std::string(nameOf(kind)), std::string(entry.call)}] += entry.count;
+    for (std::size_t kind = 0; kind < held_.size(); ++kind) {
+        for (const Held& held : held_[kind]) {
+            if (held.count == 0) continue;
+            const std::string name(nameOf(static_cast<Reference>(kind)));
+            counts[{name, std::string(held.call)}] += held.count;
         }
     }
     return counts;

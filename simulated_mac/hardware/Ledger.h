@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -25,7 +27,7 @@ enum class Reference {
     notificationPort,
     machPort,
     dispatchQueue,
-    dispatchSemaphore,
+    dispatchSemaphore,  // the last: Ledger counts them
 };
 
 /// The name of a kind in reports, such as "CFString" or "io_iterator_t".
@@ -45,13 +47,16 @@ class Ledger {
     std::map<std::pair<std::string, std::string>, std::int64_t> heldByCall() const;
 
   private:
+    static constexpr std::size_t kindCount =
+        static_cast<std::size_t>(Reference::dispatchSemaphore) + 1;
+
     struct Held {
         std::string_view call;
         std::int64_t count;
     };
 
     mutable std::mutex mutex_;
-    std::map<Reference, std::vector<Held>> held_;
+    std::array<std::vector<Held>, kindCount> held_;  ///< by kind
 };
 
 }  // namespace simulated_mac

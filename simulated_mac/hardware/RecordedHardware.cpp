@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <map>
 #include <string>
 #include <unordered_set>
 
@@ -68,7 +69,7 @@ class Builder {
             RegistryEntry entry;
             entry.name = one.name;
             entry.location = one.location;
-            entry.classes = classesOf(entries_.size());
+            entry.classes = sharedClassesOf(entries_.size());
             entry.id = one.id.value_or(0);
             entry.properties = EntryProperties(one);
             entry.recorded = &one;
@@ -81,6 +82,13 @@ class Builder {
 
     Entry parentOf(const RecordedEntry& entry) const {
         return entry.parent != RecordedEntry::none ? entries_[entry.parent] : registry_.root();
+    }
+
+    /// Entries with the same classes share them.
+    ClassNames sharedClassesOf(std::size_t index) {
+        const auto [known, isNew] = classNames_.try_emplace(classesOf(index));
+        if (isNew) known->second = known->first;
+        return known->second;
     }
 
     std::vector<std::string> classesOf(std::size_t index) const {
@@ -267,6 +275,7 @@ class Builder {
     const RecordedRegistry& record_;
     const MacDescription& description_;
     std::vector<Entry> entries_;  ///< one for each recorded
+    std::map<std::vector<std::string>, ClassNames> classNames_;
     std::vector<std::unique_ptr<Framebuffer>> framebuffers_;
     std::unordered_set<const RegistryEntry*> taken_;  ///< by displays
 };

@@ -8,10 +8,20 @@ namespace {
 
 constexpr std::size_t firstHandle = 0x1003;
 
+/// The first entry of a subtree that is found, a parent before its children; nothing without one.
+template <class IsFound>
+Registry::Entry findFrom(const Registry::Entry& entry, const IsFound& isFound) {
+    if (isFound(entry)) return entry;
+    for (const Registry::Entry& child : entry->children) {
+        if (Registry::Entry found = findFrom(child, isFound)) return found;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
-bool RegistryEntry::isA(const std::string& className) const {
-    return std::find(classes.begin(), classes.end(), className) != classes.end();
+bool ClassNames::contains(const std::string& name) const {
+    return names_ != nullptr && std::find(names_->begin(), names_->end(), name) != names_->end();
 }
 
 bool Match::fits(const RegistryEntry& entry) const {
@@ -67,27 +77,32 @@ void Registry::remove(const Entry& entry) {
 std::vector<Registry::Entry> Registry::walk(const Entry& from) const {
     const std::lock_guard lock(mutex_);
     std::vector<Entry> entries;
-    collect(from, entries);
+    findFrom(from, [&](const Entry& entry) {
+        entries.push_back(entry);
+        return false;
+    });
     return entries;
 }
 
 std::vector<Registry::Entry> Registry::matching(const Match& match) const {
     const std::lock_guard lock(mutex_);
-    return matchingLocked(match);
-}
-
-std::vector<Registry::Entry> Registry::matchingLocked(const Match& match) const {
     std::vector<Entry> entries;
-    collect(root_, entries);
-    entries.erase(std::remove_if(entries.begin(), entries.end(),
-                                 [&](const Entry& entry) { return !match.fits(*entry); }),
-                  entries.end());
+    findFrom(root_, [&](const Entry& entry) {
+        if (match.fits(*entry)) entries.push_back(entry);
+        return false;
+    });
     return entries;
 }
 
-void Registry::collect(const Entry& entry, std::vector<Entry>& into) const {
-    into.push_back(entry);
-    for (const Entry& child : entry->children) collect(child, into);
+Registry::Entry Registry::firstMatching(const Match& match) const {
+    const std::lock_guard lock(mutex_);
+    return findFrom(root_, [&](const Entry& entry) { return match.fits(*entry); });
+}
+
+Registry::Entry Registry::find(const Entry& from,
+                               const std::function<bool(const RegistryEntry&)>& isFound) const {
+    const std::lock_guard lock(mutex_);
+    return findFrom(from, [&](const Entry& entry) { return isFound(*entry); });
 }
 
 std::string Registry::pathOf(const Entry& entry) const {
@@ -114,8 +129,12 @@ void Registry::setProperty(const Entry& entry, const std::string& key, CFPointer
 }
 
 io_object_t Registry::handOut(const Entry& entry, const char* call) {
-    if (entry == nullptr) return IO_OBJECT_NULL;
     const std::lock_guard lock(mutex_);
+    return handOutLocked(entry, call);
+}
+
+io_object_t Registry::handOutLocked(const Entry& entry, const char* call) {
+    if (entry == nullptr) return IO_OBJECT_NULL;
     entry->references.push_back(call);
     ledger_.handedOut(Reference::registryEntry, call);
     return handleLocked(entry);
@@ -135,21 +154,25 @@ io_object_t Registry::handleLocked(const Entry& entry) {
     return entry->handle;
 }
 
+std::pair<const io_iterator_t, Registry::Iterator>& Registry::addIteratorLocked(const char* call) {
+    auto& added = *iterators_.try_emplace(nextIterator_).first;
+    nextIterator_ += 2;
+    added.second.references.push_back(call);
+    ledger_.handedOut(Reference::iterator, call);
+    return added;
+}
+
 io_iterator_t Registry::handOutIterator(std::vector<Entry> entries, const char* call) {
     const std::lock_guard lock(mutex_);
-    const io_iterator_t handle = nextIterator_;
-    nextIterator_ += 2;
-    Iterator& iterator = iterators_[handle];
+    auto& [handle, iterator] = addIteratorLocked(call);
     iterator.entries.assign(entries.begin(), entries.end());
-    iterator.references.push_back(call);
-    ledger_.handedOut(Reference::iterator, call);
     return handle;
 }
 
-io_iterator_t Registry::handOutWalk(std::vector<Entry> entries, const char* call) {
-    const io_iterator_t handle = handOutIterator(std::move(entries), call);
+io_iterator_t Registry::handOutWalk(const Entry& from, bool recursively, const char* call) {
     const std::lock_guard lock(mutex_);
-    iterators_[handle].changesBefore = changes_;
+    auto& [handle, iterator] = addIteratorLocked(call);
+    iterator.walk = Walk{changes_, recursively, {{from.get(), 0}}};
     return handle;
 }
 
@@ -165,22 +188,32 @@ io_iterator_t Registry::handOutNotification(const Match& match,
 
 Registry::Entry Registry::entryOf(io_object_t handle) const {
     const std::lock_guard lock(mutex_);
-    return entryOfLocked(handle);
+    const Entry* const entry = entryOfLocked(handle);
+    return entry != nullptr ? *entry : nullptr;
 }
 
-Registry::Entry Registry::entryOfLocked(io_object_t handle) const {
+const Registry::Entry* Registry::entryOfLocked(io_object_t handle) const {
     const std::size_t index = (static_cast<std::size_t>(handle) - firstHandle) / 2;
     if (handle % 2 == 0 || index >= handedOut_.size()) return nullptr;
     const Entry& entry = handedOut_[index];
-    return entry->references.empty() && !entry->keptBySystem ? nullptr : entry;
+    return entry->references.empty() && !entry->keptBySystem ? nullptr : &entry;
 }
 
-Registry::Entry Registry::next(io_iterator_t handle) {
+Registry::Entry Registry::next(io_iterator_t iterator) {
     const std::lock_guard lock(mutex_);
+    return nextLocked(iterator);
+}
+
+io_object_t Registry::handOutNext(io_iterator_t iterator, const char* call) {
+    const std::lock_guard lock(mutex_);
+    return handOutLocked(nextLocked(iterator), call);
+}
+
+Registry::Entry Registry::nextLocked(io_iterator_t handle) {
     const auto found = iterators_.find(handle);
     if (found == iterators_.end()) return nullptr;
     Iterator& iterator = found->second;
-    if (iterator.changesBefore.value_or(changes_) != changes_) return nullptr;
+    if (iterator.walk) return nextOf(*iterator.walk);
     if (iterator.entries.empty()) {
         iterator.armed = true;
         return nullptr;
@@ -190,11 +223,25 @@ Registry::Entry Registry::next(io_iterator_t handle) {
     return entry;
 }
 
+Registry::Entry Registry::nextOf(Walk& walk) const {
+    // Entries on the way may be gone.
+    if (walk.changesBefore != changes_) return nullptr;
+    while (!walk.levels.empty()) {
+        Walk::Level& level = walk.levels.back();
+        if (level.nextChild < level.parent->children.size()) {
+            const Entry& entry = level.parent->children[level.nextChild++];
+            if (walk.recursively) walk.levels.push_back({entry.get(), 0});
+            return entry;
+        }
+        walk.levels.pop_back();
+    }
+    return nullptr;
+}
+
 bool Registry::retain(io_object_t handle, const char* call) {
     const std::lock_guard lock(mutex_);
-    if (const Entry entry = entryOfLocked(handle)) {
-        entry->references.push_back(call);
-        ledger_.handedOut(Reference::registryEntry, call);
+    if (const Entry* const entry = entryOfLocked(handle)) {
+        handOutLocked(*entry, call);
         return true;
     }
     const auto iterator = iterators_.find(handle);
@@ -206,10 +253,11 @@ bool Registry::retain(io_object_t handle, const char* call) {
 
 bool Registry::release(io_object_t handle) {
     const std::lock_guard lock(mutex_);
-    const Entry entry = entryOfLocked(handle);
-    if (entry != nullptr && !entry->references.empty()) {
-        ledger_.givenBack(Reference::registryEntry, entry->references.back());
-        entry->references.pop_back();
+    const Entry* const entry = entryOfLocked(handle);
+    if (entry != nullptr && !(*entry)->references.empty()) {
+        auto& references = (*entry)->references;
+        ledger_.givenBack(Reference::registryEntry, references.back());
+        references.pop_back();
         return true;
     }
     const auto iterator = iterators_.find(handle);

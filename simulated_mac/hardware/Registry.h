@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -19,11 +20,27 @@
 
 namespace simulated_mac {
 
+/// The class of an entry and the classes that this one derives from. Copies share them.
+class ClassNames {
+  public:
+    ClassNames() = default;
+    ClassNames(std::vector<std::string> names)
+        : names_(std::make_shared<const std::vector<std::string>>(std::move(names))) {}
+    ClassNames(std::initializer_list<std::string> names)
+        : ClassNames(std::vector<std::string>(names)) {}
+
+    const std::string& front() const { return names_->front(); }
+    bool contains(const std::string& name) const;
+
+  private:
+    std::shared_ptr<const std::vector<std::string>> names_;
+};
+
 /// One entry of the I/O registry.
 struct RegistryEntry {
     std::string name;
-    std::string location;              ///< the part after "@" in a path; may be empty
-    std::vector<std::string> classes;  ///< its class and the classes that this one derives from
+    std::string location;  ///< the part after "@" in a path; may be empty
+    ClassNames classes;
     EntryProperties properties;
     const RecordedEntry* recorded = nullptr;  ///< what it stands for, in a recorded registry
     std::weak_ptr<RegistryEntry> parent;
@@ -41,7 +58,7 @@ struct RegistryEntry {
 
     void set(const std::string& key, CFPointer value) { properties.set(key, std::move(value)); }
     CFPointer get(const std::string& key) const { return properties.get(key); }
-    bool isA(const std::string& className) const;
+    bool isA(const std::string& className) const { return classes.contains(className); }
 };
 
 /// What a matching dictionary asks for.
@@ -71,6 +88,10 @@ class Registry {
     /// All entries below and including `from`, depth first, a parent before its children.
     std::vector<Entry> walk(const Entry& from) const;
     std::vector<Entry> matching(const Match& match) const;
+    /// The first of them; nothing if none matches.
+    Entry firstMatching(const Match& match) const;
+    /// Shows entries as walk() has them to `isFound` until that says so. Returns the last one then.
+    Entry find(const Entry& from, const std::function<bool(const RegistryEntry&)>& isFound) const;
     std::string pathOf(const Entry& entry) const;
     /// Calls `look`, during which the tree doesn't change.
     void inspect(const std::function<void()>& look) const;
@@ -83,12 +104,15 @@ class Registry {
     io_object_t handleOf(const Entry& entry);
     /// An iterator over its own copy, unaffected by changes of the registry.
     io_iterator_t handOutIterator(std::vector<Entry> entries, const char* call);
-    /// One that walks the tree itself: it ends as soon as an entry comes or goes.
-    io_iterator_t handOutWalk(std::vector<Entry> entries, const char* call);
+    /// One that walks the tree itself, over what stands below an entry: all, or its children alone.
+    /// It ends as soon as an entry comes or goes.
+    io_iterator_t handOutWalk(const Entry& from, bool recursively, const char* call);
     /// Nothing for a handle without references, or of an iterator.
     Entry entryOf(io_object_t handle) const;
     /// The iterator's next entry, or nothing at its end and for any other handle.
     Entry next(io_iterator_t iterator);
+    /// The handle of that entry.
+    io_object_t handOutNext(io_iterator_t iterator, const char* call);
     /// False for a handle without references.
     bool retain(io_object_t handle, const char* call);
     bool release(io_object_t handle);
@@ -99,19 +123,32 @@ class Registry {
                                       std::function<void(io_iterator_t)> deliver, const char* call);
 
   private:
+    /// Where a walk is in the tree.
+    struct Walk {
+        struct Level {
+            const RegistryEntry* parent;
+            std::size_t nextChild;
+        };
+
+        std::uint64_t changesBefore;  ///< how often the tree had changed when it began
+        bool recursively;
+        std::vector<Level> levels;
+    };
     struct Iterator {
         std::deque<Entry> entries;
         Match match;
         std::function<void(io_iterator_t)> deliver;  ///< empty if nothing is notified
         bool armed = false;
-        /// Of a walk: how often the tree had changed when it began.
-        std::optional<std::uint64_t> changesBefore;
+        std::optional<Walk> walk;  ///< in place of the entries
         std::vector<const char*> references;
     };
 
-    void collect(const Entry& entry, std::vector<Entry>& into) const;
-    std::vector<Entry> matchingLocked(const Match& match) const;
-    Entry entryOfLocked(io_object_t handle) const;
+    io_object_t handOutLocked(const Entry& entry, const char* call);
+    std::pair<const io_iterator_t, Iterator>& addIteratorLocked(const char* call);
+    Entry nextLocked(io_iterator_t iterator);
+    Entry nextOf(Walk& walk) const;
+    /// nullptr for a handle without references, or of an iterator.
+    const Entry* entryOfLocked(io_object_t handle) const;
     io_object_t handleLocked(const Entry& entry);
 
     Ledger& ledger_;

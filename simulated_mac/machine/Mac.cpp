@@ -82,7 +82,9 @@ Mac::Mac(MacDescription what, Options how)
     scheduleDisplayServices();
     scheduleDepartures();
     toolServer_ = std::make_unique<ToolServer>(
-        [this](const std::vector<std::string>& commandLine) { return runTool(commandLine); });
+        [this](const std::vector<std::string>& commandLine, const Print& print) {
+            return runTool(commandLine, print);
+        });
 }
 
 Mac::~Mac() {
@@ -247,13 +249,22 @@ void Mac::play(const EventDescription& event) {
 }
 
 ToolOutput Mac::runTool(const std::vector<std::string>& commandLine) {
-    ToolOutput output = systemTools_.run(commandLine);
-    journal.note(
-        "mac",
-        fmt::format(
-            "{} prints {} bytes{}", fmt::join(commandLine, " "), output.text.size(),
-            output.status != 0 ? fmt::format(" and ends with status {}", output.status) : ""));
+    ToolOutput output;
+    output.status =
+        runTool(commandLine, [&output](std::string_view piece) { output.text += piece; });
     return output;
+}
+
+int Mac::runTool(const std::vector<std::string>& commandLine, const Print& print) {
+    std::size_t bytes = 0;
+    const int status = systemTools_.run(commandLine, [&](std::string_view piece) {
+        bytes += piece.size();
+        print(piece);
+    });
+    journal.note("mac",
+                 fmt::format("{} prints {} bytes{}", fmt::join(commandLine, " "), bytes,
+                             status != 0 ? fmt::format(" and ends with status {}", status) : ""));
+    return status;
 }
 
 Time Mac::durationOf(const std::string& shellCommand) const {

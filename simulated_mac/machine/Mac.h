@@ -86,6 +86,8 @@ class Mac {
 
     /// Runs a command line of the Mac's tools, the tool first.
     ToolOutput runTool(const std::vector<std::string>& commandLine);
+    /// The same without keeping what it prints. Returns its exit status.
+    int runTool(const std::vector<std::string>& commandLine, const Print& print);
 
     /// How long a shell's command line takes on the Mac's clock: as long as the tool that it begins
     /// with.

@@ -1,5 +1,7 @@
 #include "simulated_mac/machine/Trace.h"
 
+#include <algorithm>
+
 namespace simulated_mac {
 
 Trace::Trace(std::vector<FaultDescription> faults)
@@ -10,8 +12,8 @@ void Trace::keepAll() {
     keeps_ = true;
 }
 
-void Trace::keepOnly(std::set<std::string, std::less<>> calls) {
-    kept_ = std::move(calls);
+void Trace::keepOnly(const std::set<std::string, std::less<>>& calls) {
+    kept_.assign(calls.begin(), calls.end());
     keeps_ = true;
 }
 
@@ -46,7 +48,9 @@ std::optional<FaultDescription> Trace::use(std::string_view call) {
 }
 
 bool Trace::keeps(std::string_view call) const {
-    return keeps_ && (keepsAll_ || kept_.find(call) != kept_.end());
+    if (!keeps_) return false;
+    // They are few, and most differ in length already.
+    return keepsAll_ || std::find(kept_.begin(), kept_.end(), call) != kept_.end();
 }
 
 void Trace::add(TracedCall call) {

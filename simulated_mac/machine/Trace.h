@@ -24,7 +24,7 @@ class Trace {
 
     /// Keeps every call, or those with these names only.
     void keepAll();
-    void keepOnly(std::set<std::string, std::less<>> calls);
+    void keepOnly(const std::set<std::string, std::less<>>& calls);
 
     /// Counts the uses of every call from now on, for uses().
     void countUses();
@@ -57,7 +57,7 @@ class Trace {
     std::atomic<bool> keeps_ = false;
     mutable std::mutex mutex_;
     bool keepsAll_ = false;
-    std::set<std::string, std::less<>> kept_;
+    std::vector<std::string> kept_;
     std::map<std::string, std::uint64_t, std::less<>> uses_;
     std::multimap<std::pair<std::string, std::uint64_t>, std::function<void()>> planned_;
     std::vector<TracedCall> calls_;

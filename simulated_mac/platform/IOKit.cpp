@@ -111,9 +111,7 @@ io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) 
     if (matching == nullptr) return call.result(IO_OBJECT_NULL);
     const Match match = consume(matching, name);
     if (call.fails()) return call.result(IO_OBJECT_NULL);
-    const auto entries = registry().matching(match);
-    return call.result(entries.empty() ? IO_OBJECT_NULL
-                                       : registry().handOut(entries.front(), name));
+    return call.result(registry().handOut(registry().firstMatching(match), name));
 }
 
 kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching,
@@ -169,7 +167,7 @@ io_object_t IOIteratorNext(io_iterator_t iterator) {
     constexpr auto name = "IOIteratorNext";
     FallibleCall call(name, [&] { return NamedValues{{"iterator", Hex{iterator}}}; });
     if (call.fails()) return call.result(IO_OBJECT_NULL);
-    return call.result(registry().handOut(registry().next(iterator), name));
+    return call.result(registry().handOutNext(iterator, name));
 }
 
 kern_return_t IOObjectRetain(io_object_t object) {
@@ -204,11 +202,7 @@ kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_
     if (call.fails()) return call.error();
     const auto from = registry().entryOf(entry);
     if (from == nullptr || !isServicePlane(plane, name)) return call.ioResult(badArgument);
-    auto entries =
-        options == kIORegistryIterateRecursively ? registry().walk(from) : from->children;
-    // The walk is over what stands below the entry.
-    if (options == kIORegistryIterateRecursively) entries.erase(entries.begin());
-    *iterator = registry().handOutWalk(std::move(entries), name);
+    *iterator = registry().handOutWalk(from, options == kIORegistryIterateRecursively, name);
     return call.ioResult(kIOReturnSuccess);
 }
 
@@ -290,10 +284,10 @@ CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t handle, const io_n
         return call.pointer<CFTypeRef>(nullptr);
     }
     // Below the entry, itself first; nothing here searches towards the parents.
-    for (const auto& found : registry().walk(entry)) {
-        const CFPointer value = found->readable ? found->get(wanted) : nullptr;
-        if (value != nullptr) return call.pointer(handOut(value, name));
-        if (options != kIORegistryIterateRecursively) break;
-    }
-    return call.pointer<CFTypeRef>(nullptr);
+    CFPointer value;
+    registry().find(entry, [&](const RegistryEntry& found) {
+        if (found.readable) value = found.get(wanted);
+        return value != nullptr || options != kIORegistryIterateRecursively;
+    });
+    return call.pointer(handOut(value, name));
 }

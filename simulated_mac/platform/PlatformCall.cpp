@@ -29,7 +29,7 @@ PlatformCall::PlatformCall(Mac* mac, std::string_view name)
 
 PlatformCall::~PlatformCall() {
     if (!traced_) return;
-    if (Mac* const mac = Mac::current()) mac->trace.add(std::move(*traced_));
+    if (Mac* const mac = Mac::current()) mac->trace.add(*std::move(traced_));
 }
 
 IOReturn PlatformCall::ioResult(IOReturn result) {

@@ -48,7 +48,7 @@ class PlatformCall {
     const Running platform_{Code::platform};
     const HiddenFromRaceDetection hidden_;
     std::optional<FaultDescription> fault_;
-    std::optional<TracedCall> traced_;  ///< where the trace keeps it
+    std::optional<TracedCall> traced_;  ///< nothing for a call that is not traced
 };
 
 /// A call that the Mac file can make fail.

@@ -18,6 +18,12 @@ constexpr char16_t capitalSigma = u'Σ';
 constexpr char16_t sigma = u'σ';
 constexpr char16_t finalSigma = u'ς';
 
+/// Not icu::Locale::getRoot(), which makes twenty others as well.
+const icu::Locale& rootLocale() {
+    static const icu::Locale root("");
+    return root;
+}
+
 std::u16string fromICU(const icu::UnicodeString& text) {
     return {text.getBuffer(), static_cast<std::size_t>(text.length())};
 }
@@ -141,7 +147,7 @@ EncodedText encodeUTF8(std::u16string_view text, std::size_t room) {
 }
 
 std::u16string uppercase(const std::u16string& text) {
-    return fromICU(toICU(text).toUpper(icu::Locale::getRoot()));
+    return fromICU(toICU(text).toUpper(rootLocale()));
 }
 
 std::u16string lowercase(const std::u16string& text) {
@@ -151,7 +157,7 @@ std::u16string lowercase(const std::u16string& text) {
     while (done < text.size()) {
         const std::size_t next = std::min(text.find(capitalSigma, done), text.size());
         const auto piece = std::u16string_view(text).substr(done, next - done);
-        lower += fromICU(toICU(piece).toLower(icu::Locale::getRoot()));
+        lower += fromICU(toICU(piece).toLower(rootLocale()));
         if (next < text.size()) {
             lower += endsWord(original, static_cast<int32_t>(next)) ? finalSigma : sigma;
         }

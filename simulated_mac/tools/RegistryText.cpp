@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <initializer_list>
 #include <set>
 #include <string_view>
 
@@ -14,15 +15,50 @@ namespace {
 
 using Entry = Registry::Entry;
 
+/// Shows the keys of an entry's properties and their values as text to `take`. In hexadecimal,
+/// numbers are 0x2A for 42, and no data is printed as texts.
+template <class Take>
+void showProperties(const RegistryEntry& entry, bool hexadecimal, const Take& take) {
+    const auto takeValue = [&](std::string_view key, const CFObject& value) {
+        take(key, printRecordedValue(propertyValueOf(value), hexadecimal));
+    };
+    const bool isAsRecorded = entry.properties.areAsRecorded();
+    std::set<std::string> recordedKeys;
+    // The recorded text also has values that are cut, and numbers in the form of the record.
+    if (entry.recorded != nullptr) {
+        for (const RecordedProperty& property : entry.recorded->properties()) {
+            if (!isAsRecorded) {
+                const std::string key(property.key);
+                recordedKeys.insert(key);
+                if (!entry.properties.isAsRecorded(key)) {
+                    if (const auto value = entry.get(key)) takeValue(key, *value);
+                    continue;
+                }
+            }
+            const auto value = hexadecimal ? parseRecordedValue(property.text) : std::nullopt;
+            if (value) {
+                take(property.key, printRecordedValue(*value, true));
+            } else {
+                take(property.key, property.text);
+            }
+        }
+    }
+    // Reading them all takes time.
+    if (isAsRecorded) return;
+    for (const auto& [key, value] : entry.properties.all()) {
+        if (!recordedKeys.contains(key)) takeValue(key, *value);
+    }
+}
+
 class TreePrinter {
   public:
-    explicit TreePrinter(const RegistryQuery& query) : query_(query) {}
+    TreePrinter(const RegistryQuery& query, const Print& print) : query_(query), print_(print) {}
 
     /// One entry and all below it. `rails` leads the lines: a bar for every ancestor that has more
     /// children to come.
     void tree(const RegistryEntry& entry, const std::string& rails, bool isLast,
               std::size_t level = 1) {
-        header(entry, rails);
+        line({rails, "+-o ", headerLine(entry)});
         const auto& children = query_.childrenOf(entry, level);
         const std::string below = rails + (isLast ? "  " : "| ");
         if (query_.showsProperties(entry))
@@ -37,32 +73,41 @@ class TreePrinter {
         const Entry parent = entry.parent.lock();
         if (parent == nullptr) return "";
         const std::string rails = way(*parent);
-        header(*parent, rails);
+        line({rails, "+-o ", headerLine(*parent)});
         return rails + "  ";
     }
 
-    void line(const std::string& line) {
-        const bool cut = query_.width > 0 && line.size() > query_.width;
-        text.append(line, 0, cut ? query_.width : line.size()).append("\n");
+    void line(std::initializer_list<std::string_view> parts) {
+        const std::size_t begin = text_.size();
+        for (const std::string_view part : parts) text_ += part;
+        if (query_.width > 0 && text_.size() - begin > query_.width) {
+            text_.resize(begin + query_.width);
+        }
+        text_ += '\n';
+        if (text_.size() >= pieceSize) finish();
     }
 
-    std::string text;
+    /// Prints what is left.
+    void finish() {
+        print_(text_);
+        text_.clear();
+    }
 
   private:
-    void header(const RegistryEntry& entry, const std::string& rails) {
-        line(rails + "+-o " + headerLine(entry));
-    }
+    static constexpr std::size_t pieceSize = 60'000;
 
     void properties(const RegistryEntry& entry, const std::string& rails) {
-        line(rails + "{");
-        for (const auto& property : propertyLines(entry, query_.hexadecimal)) {
-            line(rails + "  " + property);
-        }
-        line(rails + "}");
-        line(rails);
+        line({rails, "{"});
+        showProperties(entry, query_.hexadecimal, [&](std::string_view key, std::string_view text) {
+            line({rails, "  \"", key, "\" = ", text});
+        });
+        line({rails, "}"});
+        line({rails});
     }
 
     const RegistryQuery& query_;
+    const Print& print_;
+    std::string text_;
 };
 
 }  // namespace
@@ -81,47 +126,22 @@ std::string headerLine(const RegistryEntry& entry) {
                        entry.classes.front(), entry.id, state);
 }
 
-std::vector<std::string> propertyLines(const RegistryEntry& entry, bool hexadecimal) {
-    std::vector<std::string> lines;
-    const auto add = [&lines](std::string_view key, std::string_view value) {
-        lines.push_back(fmt::format("\"{}\" = {}", key, value));
-    };
-    const auto addValue = [&](std::string_view key, const CFObject& value) {
-        add(key, printRecordedValue(propertyValueOf(value), hexadecimal));
-    };
-    const bool isAsRecorded = entry.properties.areAsRecorded();
-    std::set<std::string> recordedKeys;
-    // The recorded text also has values that are cut, and numbers in the form of the record.
-    if (entry.recorded != nullptr) {
-        for (const RecordedProperty& property : entry.recorded->properties()) {
-            const std::string key(property.key);
-            if (!isAsRecorded) recordedKeys.insert(key);
-            if (!entry.properties.isAsRecorded(key)) {
-                if (const auto value = entry.get(key)) addValue(key, *value);
-                continue;
-            }
-            const auto value = hexadecimal ? parseRecordedValue(property.text) : std::nullopt;
-            add(key, value ? printRecordedValue(*value, true) : std::string(property.text));
-        }
-    }
-    // Reading them all takes time.
-    if (isAsRecorded) return lines;
-    for (const auto& [key, value] : entry.properties.all()) {
-        if (!recordedKeys.contains(key)) addValue(key, *value);
-    }
-    return lines;
-}
-
-std::string registryText(const Registry& registry, const RegistryQuery& query) {
-    TreePrinter printer(query);
+void printRegistry(const Registry& registry, const RegistryQuery& query, const Print& print) {
+    TreePrinter printer(query, print);
     registry.inspect([&] {
         for (const Entry& root : query.roots(registry.root())) {
             const std::string rails = query.subtrees && query.tracks ? printer.way(*root) : "";
             printer.tree(*root, rails, true);
-            if (query.subtrees) printer.line("");
+            if (query.subtrees) printer.line({});
         }
     });
-    return std::move(printer.text);
+    printer.finish();
+}
+
+std::string registryText(const Registry& registry, const RegistryQuery& query) {
+    std::string text;
+    printRegistry(registry, query, [&text](std::string_view piece) { text += piece; });
+    return text;
 }
 
 }  // namespace simulated_mac

@@ -15,6 +15,7 @@ namespace simulated_mac {
 
 namespace {
 
+constexpr int success = 0;
 constexpr int usageError = 64;
 constexpr int notFound = 127;
 
@@ -27,19 +28,21 @@ SystemTools::SystemTools(const MacDescription& description, const Registry& regi
       screens_(std::move(screens)),
       listed_(std::move(listed)) {}
 
-ToolOutput SystemTools::run(const std::vector<std::string>& commandLine) {
+int SystemTools::run(const std::vector<std::string>& commandLine, const Print& print) {
     const std::string& tool = commandLine.front();
-    ToolOutput output = printed(tool, Arguments(commandLine.begin() + 1, commandLine.end()));
     std::size_t call = 0;
     {
         const std::lock_guard lock(mutex_);
         call = calls_[tool]++;
     }
-    if (const ToolOverride* const instead = overrideOf(tool, call)) {
-        if (instead->prints) output = {*instead->prints, 0};
-        if (instead->status != 0) output.status = instead->status;
+    const ToolOverride* const instead = overrideOf(tool, call);
+    int status = 0;
+    if (instead != nullptr && instead->prints) {
+        print(*instead->prints);
+    } else {
+        status = runReal(tool, Arguments(commandLine.begin() + 1, commandLine.end()), print);
     }
-    return output;
+    return instead != nullptr && instead->status != 0 ? instead->status : status;
 }
 
 double SystemTools::secondsOf(const std::string& tool) const {
@@ -55,52 +58,59 @@ const ToolOverride* SystemTools::overrideOf(const std::string& tool, std::size_t
     return &overrides->second[std::min(call, overrides->second.size() - 1)];
 }
 
-ToolOutput SystemTools::printed(const std::string& tool, const Arguments& arguments) const {
-    if (tool == "ioreg") return ioreg(arguments);
-    if (tool == "system_profiler") return systemProfiler(arguments);
-    if (tool == "afktool" && description_.chip == Chip::apple) return afktool(arguments);
-    return {"", notFound};
+int SystemTools::runReal(const std::string& tool, const Arguments& arguments,
+                         const Print& print) const {
+    if (tool == "ioreg") return ioreg(arguments, print);
+    if (tool == "system_profiler") return systemProfiler(arguments, print);
+    if (tool == "afktool" && description_.chip == Chip::apple) return afktool(arguments, print);
+    return notFound;
 }
 
-ToolOutput SystemTools::ioreg(const Arguments& arguments) const {
+int SystemTools::ioreg(const Arguments& arguments, const Print& print) const {
     const auto query = readRegistryQuery(arguments);
-    if (!query) return {"", usageError};
-    return {query->propertyList ? registryPropertyList(registry_, *query)
-                                : registryText(registry_, *query),
-            0};
+    if (!query) return usageError;
+    if (query->propertyList) {
+        print(registryPropertyList(registry_, *query));
+    } else {
+        printRegistry(registry_, *query, print);
+    }
+    return success;
 }
 
-ToolOutput SystemTools::systemProfiler(const Arguments& arguments) const {
+int SystemTools::systemProfiler(const Arguments& arguments, const Print& print) const {
     constexpr auto displays = "SPDisplaysDataType";
     const auto is = [&](const Arguments& some) {
         return std::is_permutation(arguments.begin(), arguments.end(), some.begin(), some.end());
     };
     const std::string chipset = description_.graphics.chipset.value_or(
         description_.chip == Chip::apple ? "Apple M2 Pro" : "Intel UHD Graphics 630");
-    if (is({displays})) return {displaysProfileText(chipset, screens_()), 0};
-    const CFPointer chips = displaysProfile(chipset, screens_());
-    if (is({displays, "-xml"})) return {xmlPropertyList(*displaysReport(chips)), 0};
-    if (is({displays, "-json"})) {
-        return {jsonOf(CFObject(CFObject::Dictionary{{displays, chips}})), 0};
+    if (is({displays})) {
+        print(displaysProfileText(chipset, screens_()));
+    } else if (is({displays, "-xml"})) {
+        print(xmlPropertyList(*displaysReport(displaysProfile(chipset, screens_()))));
+    } else if (is({displays, "-json"})) {
+        print(jsonOf(
+            CFObject(CFObject::Dictionary{{displays, displaysProfile(chipset, screens_())}})));
+    } else {
+        return usageError;
     }
-    return {"", usageError};
+    return success;
 }
 
 /// The firmware's register sets: one line for the first block of each EDID, its fields between
 /// bars.
-ToolOutput SystemTools::afktool(const Arguments& arguments) const {
-    if (arguments != Arguments{"-r", "all", "registry"}) return {"", usageError};
+int SystemTools::afktool(const Arguments& arguments, const Print& print) const {
+    if (arguments != Arguments{"-r", "all", "registry"}) return usageError;
     constexpr std::size_t blockSize = 128;
-    ToolOutput output;
     for (const Display* display : listed_()) {
         Bytes block = listedEDID(display->screen);
         block.resize(std::min(block.size(), blockSize));
-        output.text += fmt::format(
-            "\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <{}> | "
-            "\"RegisterSetSize\" = {}\n",
-            lowerHexText(block), block.size());
+        print(
+            fmt::format("\"RegisterSetName\"=\"EDID Block 0\" | \"RegisterSetData\" = <{}> | "
+                        "\"RegisterSetSize\" = {}\n",
+                        lowerHexText(block), block.size()));
     }
-    return output;
+    return success;
 }
 
 }  // namespace simulated_mac

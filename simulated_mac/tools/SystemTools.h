@@ -24,19 +24,19 @@ class SystemTools {
     SystemTools(const MacDescription& description, const Registry& registry, Displays screens,
                 Displays listed);
 
-    /// Runs a command line, the tool first. Status 64 with no output for arguments that are not
-    /// supported here, 127 for another tool. One call at a time.
-    ToolOutput run(const std::vector<std::string>& commandLine);
+    /// Runs a command line, the tool first. Returns its exit status: 64 with no output for
+    /// arguments that are not supported here, 127 for another tool. One call at a time.
+    int run(const std::vector<std::string>& commandLine, const Print& print);
     /// The seconds that the next call of a tool takes; 0 for another program. From any thread.
     double secondsOf(const std::string& tool) const;
 
   private:
     using Arguments = std::vector<std::string>;
 
-    ToolOutput printed(const std::string& tool, const Arguments& arguments) const;
-    ToolOutput ioreg(const Arguments& arguments) const;
-    ToolOutput systemProfiler(const Arguments& arguments) const;
-    ToolOutput afktool(const Arguments& arguments) const;
+    int runReal(const std::string& tool, const Arguments& arguments, const Print& print) const;
+    int ioreg(const Arguments& arguments, const Print& print) const;
+    int systemProfiler(const Arguments& arguments, const Print& print) const;
+    int afktool(const Arguments& arguments, const Print& print) const;
 
     /// What the file has for a tool's call, counted from 0; nullptr if it has nothing.
     const ToolOverride* overrideOf(const std::string& tool, std::size_t call) const;

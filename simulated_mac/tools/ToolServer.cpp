@@ -168,9 +168,11 @@ void ToolServer::serve() {
 void ToolServer::answer(int connection) {
     const auto commandLine = wordsOf(readAll(connection));
     if (commandLine.empty()) return;
-    const ToolOutput output = answer_(commandLine);
-    // Exit status, a line break and the tool's output.
-    writeAll(connection, std::to_string(output.status) + "\n" + output.text);
+    const int status =
+        answer_(commandLine, [&](std::string_view piece) { writeAll(connection, piece); });
+    // Behind what the tool prints comes its exit status, a byte.
+    const char last = static_cast<char>(status);
+    writeAll(connection, {&last, 1});
 }
 
 }  // namespace simulated_mac

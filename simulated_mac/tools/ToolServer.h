@@ -15,8 +15,10 @@ namespace simulated_mac {
 /// socket for their output and exit status.
 class ToolServer {
   public:
-    /// Answers a command line, the tool first. Called on the server's own thread.
-    using Answer = std::function<ToolOutput(const std::vector<std::string>& commandLine)>;
+    /// Runs a command line, the tool first, and returns its exit status. Called on the server's own
+    /// thread.
+    using Answer =
+        std::function<int(const std::vector<std::string>& commandLine, const Print& print)>;
 
     /// Throws std::system_error if the socket can't be made.
     explicit ToolServer(Answer answer);

@@ -56,14 +56,15 @@ int main(int argumentCount, char* arguments[]) {
     }
     shutdown(mac, SHUT_WR);
 
-    std::string answer;
+    // The last byte of the answer is the exit status, so one is kept back.
     std::array<char, 65536> piece;
-    for (ssize_t count; (count = read(mac, piece.data(), piece.size())) > 0;) {
-        answer.append(piece.data(), static_cast<std::size_t>(count));
+    std::size_t kept = 0;
+    for (ssize_t count; (count = read(mac, piece.data() + kept, piece.size() - kept)) > 0;) {
+        const std::size_t last = kept + static_cast<std::size_t>(count) - 1;
+        writeAll(STDOUT_FILENO, piece.data(), last);
+        piece[0] = piece[last];
+        kept = 1;
     }
-    const std::size_t lineEnd = answer.find('\n');
-    if (lineEnd == std::string::npos) return fail(tool, "the simulated Mac gave no answer");
-    const int status = std::atoi(answer.c_str());
-    writeAll(STDOUT_FILENO, answer.data() + lineEnd + 1, answer.size() - lineEnd - 1);
-    return status;
+    if (kept == 0) return fail(tool, "the simulated Mac gave no answer");
+    return static_cast<unsigned char>(piece[0]);
 }

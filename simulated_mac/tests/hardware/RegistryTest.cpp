@@ -228,31 +228,39 @@ TEST_F(RegistryTest, IteratorsAreIndependent) {
     EXPECT_THAT(rest(two), ElementsAre("a", "b"));
 }
 
+TEST_F(RegistryTest, AWalkIsOverWhatStandsBelow) {
+    EXPECT_THAT(rest(registry_.handOutWalk(registry_.root(), true, "call")),
+                ElementsAre("a", "a1", "deep", "a2", "b", "b1"));
+    EXPECT_THAT(rest(registry_.handOutWalk(a_, true, "call")), ElementsAre("a1", "deep", "a2"));
+    EXPECT_THAT(rest(registry_.handOutWalk(a_, false, "call")), ElementsAre("a1", "a2"));
+    EXPECT_THAT(rest(registry_.handOutWalk(deep_, true, "call")), IsEmpty());
+}
+
 TEST_F(RegistryTest, AWalkEndsAsSoonAsAnEntryComes) {
-    const auto walk = registry_.handOutWalk(registry_.walk(registry_.root()), "call");
-    EXPECT_EQ(registry_.next(walk)->name, "Root");
+    const auto walk = registry_.handOutWalk(registry_.root(), true, "call");
+    EXPECT_EQ(registry_.next(walk)->name, "a");
     registry_.add(deep_, describe("new"));
     EXPECT_EQ(registry_.next(walk), nullptr);
     EXPECT_EQ(registry_.next(walk), nullptr);
 }
 
 TEST_F(RegistryTest, AWalkEndsAsSoonAsAnEntryGoes) {
-    const auto walk = registry_.handOutWalk(registry_.walk(registry_.root()), "call");
-    EXPECT_EQ(registry_.next(walk)->name, "Root");
+    const auto walk = registry_.handOutWalk(registry_.root(), true, "call");
+    EXPECT_EQ(registry_.next(walk)->name, "a");
     registry_.remove(deep_);
     EXPECT_EQ(registry_.next(walk), nullptr);
 }
 
 TEST_F(RegistryTest, AWalkThatBeginsAfterAChangeIsWhole) {
     registry_.add(deep_, describe("new"));
-    const auto walk = registry_.handOutWalk(registry_.walk(a1_), "call");
-    EXPECT_THAT(rest(walk), ElementsAre("a1", "deep", "new"));
+    const auto walk = registry_.handOutWalk(a1_, true, "call");
+    EXPECT_THAT(rest(walk), ElementsAre("deep", "new"));
 }
 
 TEST_F(RegistryTest, AWalkSurvivesAPropertyThatChanges) {
-    const auto walk = registry_.handOutWalk(registry_.walk(a1_), "call");
+    const auto walk = registry_.handOutWalk(a_, true, "call");
     registry_.setProperty(deep_, "key", makeCFText("value"));
-    EXPECT_THAT(rest(walk), ElementsAre("a1", "deep"));
+    EXPECT_THAT(rest(walk), ElementsAre("a1", "deep", "a2"));
 }
 
 TEST_F(RegistryTest, ASetOfMatchesSurvivesChanges) {

@@ -2,12 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "plugin/Utilities/RunCommand.h"
+#include "simulated_mac/hardware/HardwareTree.h"
 #include "simulated_mac/machine/Mac.h"
 
 // The options of `ioreg`, as a shell's users give them.
@@ -125,6 +127,20 @@ TEST_F(RegistryTool, PrintsAStateOfServicesAlone) {
     EXPECT_THAT(linesWith(text, "hub@1")[0],
                 testing::MatchesRegex("  \\+-o hub@1  <class VornHub, id 0x[0-9a-f]+, registered, "
                                       "matched, active, busy 0 \\(0 ms\\), retain [0-9]+>"));
+}
+
+TEST_F(RegistryTool, PrintsALongTreePieceByPiece) {
+    for (int count = 0; count < 3000; ++count) {
+        mac.registry.add(mac.registry.root(), makeEntry("leaf", "", {"VornLeaf", "IOService"}));
+    }
+    std::string whole;
+    std::size_t longest = 0;
+    mac.runTool({"ioreg", "-l"}, [&](std::string_view piece) {
+        whole += piece;
+        longest = std::max(longest, piece.size());
+    });
+    EXPECT_LT(longest, whole.size() / 3);
+    EXPECT_EQ(whole, shell("ioreg -l"));
 }
 
 TEST_F(RegistryTool, CutsLinesAtTheWidthAskedFor) {
