@@ -12,7 +12,7 @@
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/Languages.h"
 #include "displaycheck/commands/MacFiles.h"
-#include "displaycheck/host/StandardError.h"
+#include "displaycheck/report/Terminal.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/machine/Installation.h"
 
@@ -28,7 +28,7 @@ bool isSet(const char* variable) {
 }
 
 int complain(int status, const std::string& message) {
-    printError("displaycheck: {}\n", message);
+    printMessages("displaycheck: " + message);
     return status;
 }
 
@@ -37,11 +37,14 @@ void sayAssumption(const MacFile& file, simulated_mac::Assumption assumption) {
     const std::size_t unknown = simulated_mac::countUnknownMonitors(file.description);
     if (unknown == 0) return;
     const bool answers = assumption == simulated_mac::Assumption::answers;
-    fmt::print(
-        "{}: assumed of {}: {} (--assume {})\n", printable(file.path),
-        unknown == 1 ? "the unknown monitor" : fmt::format("{} unknown monitors", unknown),
-        answers ? "an answer over DDC/CI as of a supported monitor" : "no answer over DDC/CI",
-        nameOf(assumption));
+    const Terminal terminal;
+    terminal.print(wholeWords(
+        fmt::format(
+            "{}: assumed of {}: {} (--assume {})", file.path,
+            unknown == 1 ? "the unknown monitor" : fmt::format("{} unknown monitors", unknown),
+            answers ? "an answer over DDC/CI as of a supported monitor" : "no answer over DDC/CI",
+            nameOf(assumption)),
+        terminal.columns, 0, 2));
     std::fflush(stdout);
 }
 
@@ -50,7 +53,7 @@ void sayAssumption(const MacFile& file, simulated_mac::Assumption assumption) {
 int showWindow(const WindowOptions& options) {
     const MacFile file = readMacFile(options.file);
     if (file.error) {
-        printError("{}\n", *file.error);
+        printMessages(*file.error);
         return badInput;
     }
     const std::string language = options.language.empty() ? languageOfUser() : options.language;

@@ -62,12 +62,12 @@ class Import : public testing::Test {
         arguments.insert(arguments.begin(), {"import", "--no-run", "-o", folder.path("mac.yaml")});
         return test::run(folder, arguments, input);
     }
-    /// The same of dumps that are readable.
+    /// The same of dumps that are readable, with each note on one line.
     std::string imported(const std::vector<std::string>& arguments) {
         const test::Finished result = import(arguments);
         EXPECT_EQ(result.status, 0) << result.errors;
         EXPECT_THAT(result.errors, IsEmpty());
-        return result.output;
+        return test::unwrapped(result.output, 4);
     }
     simulated_mac::MacDescription mac() const {
         return simulated_mac::readMacFile(folder.path("mac.yaml"));
