@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/Languages.h"
@@ -32,6 +33,15 @@ int complain(int status, const std::string& message) {
     return status;
 }
 
+/// Whether the file can be read once only, if at all.
+bool isStream(const std::string& file) {
+    std::error_code ignored;
+    const auto type = std::filesystem::status(file, ignored).type();
+    using std::filesystem::file_type;
+    return file == "-" || type == file_type::fifo || type == file_type::character ||
+           type == file_type::socket;
+}
+
 /// Says what is assumed of the Mac's unknown monitors, if it has any.
 void sayAssumption(const MacFile& file, simulated_mac::Assumption assumption) {
     const std::size_t unknown = simulated_mac::countUnknownMonitors(file.description);
@@ -51,6 +61,12 @@ void sayAssumption(const MacFile& file, simulated_mac::Assumption assumption) {
 }  // namespace
 
 int showWindow(const WindowOptions& options) {
+    if (isStream(options.file)) {
+        return complain(badInput,
+                        fmt::format("{} can be read only once; expected a regular file, which the "
+                                    "window's program reads again",
+                                    options.file == "-" ? "standard input" : options.file));
+    }
     const MacFile file = readMacFile(options.file);
     if (file.error) {
         printMessages(*file.error);
