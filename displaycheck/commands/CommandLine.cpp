@@ -70,7 +70,7 @@ void addLanguage(CLI::App* command, const std::string& explanation, std::string&
         ->add_option_function<std::string>(
             "--lang", [&language](const std::string& name) { language = *languageNamed(name); },
             explanation)
-        ->type_name("LANGUAGE")
+        ->type_name(languageType)
         ->check([](const std::string& name) {
             return languageNamed(name) ? std::string() : unknownLanguage(name);
         });
