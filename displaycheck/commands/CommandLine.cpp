@@ -16,6 +16,7 @@
 #include "displaycheck/commands/SweepCommand.h"
 #include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/Embedded.h"
+#include "displaycheck/report/Terminal.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/file/MacFileFormat.h"
@@ -83,7 +84,7 @@ void addLanguage(CLI::App* command, const std::string& explanation, std::string&
         ->add_option_function<std::string>(
             "--lang", [&language](const std::string& name) { language = *languageNamed(name); },
             explanation)
-        ->type_name("LANGUAGE")
+        ->type_name(languageType)
         ->check([](const std::string& name) {
             return languageNamed(name) ? std::string() : unknownLanguage(name);
         });
@@ -124,10 +125,12 @@ int CommandLine::run(int argc, char** argv) {
     try {
         app_.parse(argc, argv);
     } catch (const CLI::ExtrasError&) {
-        printError("displaycheck: {}\n", strangeArgument());
+        printMessages("displaycheck: " + strangeArgument());
         return badInput;
     } catch (const CLI::ParseError& error) {
-        return app_.exit(error) == 0 ? done : badInput;
+        if (error.get_exit_code() == 0) return app_.exit(error);  // help, or the version
+        printMessages("displaycheck: " + wrongUsage(error));
+        return badInput;
     }
     if (app_.get_subcommands().empty()) {
         printError("{}", app_.help());
@@ -140,6 +143,14 @@ CLI::App* CommandLine::addCommand(const std::string& name) {
     CLI::App* const command = app_.add_subcommand(name, std::string(helpOf(name).summary));
     command->group("Commands");
     return command;
+}
+
+/// What is wrong with the arguments of a command, and where their help is.
+std::string CommandLine::wrongUsage(const CLI::ParseError& error) const {
+    const auto commands = app_.get_subcommands();
+    if (commands.empty()) return error.what();
+    const std::string name = commands.front()->get_name();
+    return fmt::format("{}: {} (see \"displaycheck {} --help\")", name, error.what(), name);
 }
 
 /// What is wrong with the first argument that nothing takes.
@@ -319,7 +330,7 @@ int CommandLine::showHelp(const std::string& command) {
         return one->get_name() == command;
     });
     if (!command.empty() && named == commands.end()) {
-        printError("displaycheck: {}\n", unknownCommand(command));
+        printMessages("displaycheck: " + unknownCommand(command));
         return badInput;
     }
     // The program's own help() is that of the command that runs, which is this one.

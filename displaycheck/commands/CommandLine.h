@@ -37,6 +37,7 @@ class CommandLine {
     void addCompletions();
     void addHelp();
 
+    std::string wrongUsage(const CLI::ParseError& error) const;
     std::string strangeArgument();
     std::string unknownCommand(const std::string& name) const;
     int showHelp(const std::string& command);

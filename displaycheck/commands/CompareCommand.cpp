@@ -11,7 +11,7 @@
 #include "displaycheck/dumps/RegistryComparison.h"
 #include "displaycheck/dumps/SystemProfile.h"
 #include "displaycheck/host/AssumedMac.h"
-#include "displaycheck/host/StandardError.h"
+#include "displaycheck/report/Terminal.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/machine/Mac.h"
 
@@ -57,7 +57,7 @@ void compareProfiles(const SystemProfile& mac, const SystemProfile& dump,
 int compareWithDumps(const std::string& macFile, const std::vector<std::string>& dumps) {
     const MacFile file = readMacFile(macFile);
     if (file.error) {
-        printError("{}\n", *file.error);
+        printMessages(*file.error);
         return badInput;
     }
     std::vector<std::string> found;
@@ -74,21 +74,26 @@ int compareWithDumps(const std::string& macFile, const std::vector<std::string>&
         const auto profile = readSystemProfile(shown.profile);
         if (record.profile && profile) compareProfiles(*profile, *record.profile, found);
     } catch (const DumpError& error) {
-        printError("displaycheck: {}\n", printable(error.what()));
+        printMessages("displaycheck: " + printable(error.what()));
         return badInput;
     } catch (const simulated_mac::RecordedRegistryError& error) {
-        printError("{}: its ioreg prints no registry: {}\n", printable(macFile),
-                   printable(error.what()));
+        printMessages(printable(macFile) +
+                      ": its ioreg prints no registry: " + printable(error.what()));
         return badInput;
     }
+    const Terminal terminal;
     if (found.empty()) {
-        fmt::print("{}: shows what the dump shows, in all {} entries that the pane reads\n",
-                   printable(macFile), compared);
+        terminal.print(wholeWords(
+            fmt::format("{}: shows what the dump shows, in all {} entries that the pane reads",
+                        macFile, compared),
+            terminal.columns, 0, 4));
         return done;
     }
-    fmt::print("{}: differs from the dump in {} {}\n", printable(macFile), found.size(),
-               found.size() == 1 ? "place" : "places");
-    for (const std::string& line : found) fmt::print("  {}\n", printable(line));
+    std::string text = wholeWords(fmt::format("{}: differs from the dump in {} {}", macFile,
+                                              found.size(), found.size() == 1 ? "place" : "places"),
+                                  terminal.columns, 0, 4);
+    for (const std::string& line : found) text += wholeWords(line, terminal.columns, 2, 2);
+    terminal.print(text);
     return unfinished;
 }
 

@@ -11,8 +11,8 @@
 
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/dumps/EDIDText.h"
-#include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/EDIDFacts.h"
+#include "displaycheck/report/Terminal.h"
 #include "displaycheck/report/TerminalText.h"
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Platform/Text.h"
@@ -52,7 +52,7 @@ void makeDecoder() {
 }
 
 void complain(std::string_view place, std::string_view what) {
-    printError("{}: {}\n", printable(place), printable(what));
+    printMessages(printable(place) + ": " + printable(what));
 }
 
 void printJSON(const JSON& object) {
@@ -138,19 +138,18 @@ JSON paneFields(const EDIDInfo& info) {
             {"plugNplayID", orNull(info.plugNplayID)}};
 }
 
-std::string paneText(const std::string& place, const EDIDInfo& info) {
-    const auto orNone = [](const std::optional<std::string>& text) {
-        return text ? printable(*text) : "(none)";
+std::string paneText(const std::string& place, const EDIDInfo& info, std::size_t columns) {
+    const auto row = [columns](std::string_view label, const std::string& text) {
+        return labelledWords(label, edidTextIndent, text, columns);
     };
-    return fmt::format(
-        "{}\n"
-        "  model name     {}\n"
-        "  PnP ID         {}\n"
-        "  serial number  {} (0x{:08X})\n"
-        "  service tag    {}\n"
-        "  model info     {}\n",
-        printable(place), orNone(info.modelName), orNone(info.plugNplayID), info.serialNumber,
-        info.serialNumber, orNone(info.serviceTag), orNone(info.modelInfo));
+    const auto orNone = [](const std::optional<std::string>& text) {
+        return text.value_or("(none)");
+    };
+    return wholeWords(place, columns, 0, 2) + row("model name", orNone(info.modelName)) +
+           row("PnP ID", orNone(info.plugNplayID)) +
+           row("serial number",
+               fmt::format("{} (0x{:08X})", info.serialNumber, info.serialNumber)) +
+           row("service tag", orNone(info.serviceTag)) + row("model info", orNone(info.modelInfo));
 }
 
 /// Where something was found in a file. Binary files have no lines.
@@ -174,8 +173,9 @@ void show(const std::string& name, const FoundEDID& edid, bool json) {
         object.update(edidFactsAsJSON(edid.bytes));
         printJSON(object);
     } else {
-        fmt::print("{}{}", paneText(placeOf(name, edid.line, edid.offset), info),
-                   edidFactsAsText(edid.bytes));
+        const Terminal terminal;
+        terminal.print(paneText(placeOf(name, edid.line, edid.offset), info, terminal.columns) +
+                       edidFactsAsText(edid.bytes, terminal.columns));
     }
 }
 
@@ -232,7 +232,8 @@ int showVerbatim(const Source& source, bool json) {
         if (json) {
             printJSON(paneFields(info));
         } else {
-            fmt::print("{}", paneText(source.place, info));
+            const Terminal terminal;
+            terminal.print(paneText(source.place, info, terminal.columns));
         }
         return done;
     } catch (const std::out_of_range& error) {

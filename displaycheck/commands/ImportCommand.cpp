@@ -12,8 +12,8 @@
 #include "displaycheck/commands/RunCommand.h"
 #include "displaycheck/dumps/DumpError.h"
 #include "displaycheck/dumps/ImportedMac.h"
-#include "displaycheck/host/StandardError.h"
 #include "displaycheck/host/WholeFile.h"
+#include "displaycheck/report/Terminal.h"
 #include "displaycheck/report/TerminalText.h"
 
 namespace displaycheck {
@@ -106,6 +106,16 @@ void writeFiles(const Output& output, const ImportedMac& imported) {
     }
 }
 
+/// Says what was written, and where it comes from.
+void printNotes(const Output& output, const ImportedMac& imported) {
+    const Terminal terminal;
+    std::string written = "Wrote " + output.macFile.string();
+    if (!imported.registry.empty()) written += " and " + output.registry.string();
+    std::string text = wholeWords(written + ".", terminal.columns, 0, 4);
+    for (const std::string& note : imported.notes) text += wholeWords(note, terminal.columns, 2, 2);
+    terminal.print(text);
+}
+
 }  // namespace
 
 int importDumps(const ImportOptions& options) {
@@ -117,13 +127,9 @@ int importDumps(const ImportOptions& options) {
         const ImportedMac imported =
             importMac(record, choices, output.registry.filename().string());
         writeFiles(output, imported);
-        fmt::print("Wrote {}", printable(output.macFile.string()));
-        if (!imported.registry.empty()) fmt::print(" and {}", printable(output.registry.string()));
-        fmt::print(".\n");
-        // Not wrapped: they hold paths of the registry, which are copied.
-        for (const std::string& note : imported.notes) fmt::print("  {}\n", printable(note));
+        printNotes(output, imported);
     } catch (const DumpError& error) {
-        printError("displaycheck: {}\n", printable(error.what()));
+        printMessages("displaycheck: " + printable(error.what()));
         return badInput;
     }
     if (options.onlyImport) return done;

@@ -18,16 +18,6 @@ namespace displaycheck {
 
 namespace {
 
-/// The languages of the pane's string tables.
-std::set<std::string> languages() {
-    std::set<std::string> known;
-    const auto tables = simulated_mac::Installation::resource("");
-    for (const auto& entry : std::filesystem::directory_iterator(tables)) {
-        if (entry.path().extension() == ".lproj") known.insert(entry.path().stem());
-    }
-    return known;
-}
-
 /// The locale of "pt_BR.UTF-8", "pt-br" and the like.
 icu::Locale localeOf(std::string_view name) {
     return icu::Locale::createCanonical(
@@ -85,6 +75,15 @@ std::optional<std::string> languageCalled(std::string_view name,
 }
 
 }  // namespace
+
+std::set<std::string> languages() {
+    std::set<std::string> known;
+    const auto tables = simulated_mac::Installation::resource("");
+    for (const auto& entry : std::filesystem::directory_iterator(tables)) {
+        if (entry.path().extension() == ".lproj") known.insert(entry.path().stem());
+    }
+    return known;
+}
 
 std::optional<std::string> languageNamed(std::string_view name) {
     const auto known = languages();

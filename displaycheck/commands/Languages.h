@@ -1,10 +1,14 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
 namespace displaycheck {
+
+/// The languages of the pane's string tables.
+std::set<std::string> languages();
 
 /// The language of the pane that a name means, as its string tables name it ("pt-BR"): the tag of a
 /// language or a locale in any usual spelling, or the language's name in English or in itself.

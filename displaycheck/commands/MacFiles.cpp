@@ -10,7 +10,7 @@
 
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/host/PaneCalls.h"
-#include "displaycheck/host/StandardError.h"
+#include "displaycheck/report/Terminal.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/description/ReadFile.h"
 #include "simulated_mac/file/MacFile.h"
@@ -28,7 +28,7 @@ MacFileText readText(const std::string& path) {
     const bool isInput = path == "-";
     const std::string name = isInput ? "standard input" : path;
     const auto sayWaiting = [&name](std::string_view kind) {
-        printError("displaycheck: waiting for {}, which is {}\n", printable(name), kind);
+        printMessages(fmt::format("displaycheck: waiting for {}, which is {}", name, kind));
     };
     try {
         // Files that standard input names are looked up in the current folder.
@@ -97,17 +97,16 @@ std::vector<MacFile> readMacFiles(const std::vector<std::string>& paths) {
 }
 
 int checkMacFiles(const std::vector<std::string>& paths) {
+    const Terminal terminal;
     int status = done;
     for (const MacFile& file : readMacFiles(paths)) {
         if (file.error) {
-            printError("{}\n", *file.error);
+            printMessages(*file.error);
             status = badInput;
         } else {
-            fmt::print("{}: ok\n", printable(file.path));
-            if (!file.warnings.empty()) {
-                std::fflush(stdout);
-                printError("{}\n", file.warnings);
-            }
+            terminal.print(wholeWords(file.path + ": ok", terminal.columns, 0, 2));
+            std::fflush(stdout);
+            printMessages(file.warnings);
         }
     }
     return status;

@@ -15,7 +15,6 @@
 #include "displaycheck/host/CapturedOutput.h"
 #include "displaycheck/host/ChildProcess.h"
 #include "displaycheck/host/PaneHost.h"
-#include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/JSONReport.h"
 #include "displaycheck/report/Progress.h"
 #include "displaycheck/report/Summary.h"
@@ -149,11 +148,11 @@ std::size_t jobsFor(const std::optional<std::size_t>& asked) {
 ExitStatus complain(const RunRecord& run) {
     ExitStatus status = done;
     for (const std::string& text : problemTexts(run)) {
-        printError("displaycheck: {}: {}\n", run.name, printable(text));
+        printMessages("displaycheck: " + run.name + ": " + printable(text));
         status = unfinished;
     }
     for (const std::string& text : differenceTexts(run)) {
-        printError("displaycheck: {}: {}\n", run.name, printable(text));
+        printMessages("displaycheck: " + run.name + ": " + printable(text));
         status = unexpected;
     }
     return status;

@@ -169,7 +169,7 @@ int runMacFiles(const RunOptions& options) {
     bool allGood = true;
     for (const MacFile& file : readMacFiles(options.files)) {
         if (file.error) {
-            printError("{}\n", *file.error);
+            printMessages(*file.error);
             allGood = false;
             continue;
         }

@@ -10,7 +10,6 @@
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/MacFiles.h"
 #include "displaycheck/commands/Plays.h"
-#include "displaycheck/host/StandardError.h"
 #include "displaycheck/report/Summary.h"
 #include "plugin/ProductData.h"
 
@@ -71,7 +70,7 @@ Play playOf(const MacFile& file, Chip chip, const Behaviour& behaviour) {
 int sweepMacFile(const std::string& path, const std::optional<std::size_t>& jobs) {
     const MacFile file = readMacFiles({path}).front();
     if (file.error) {
-        printError("{}\n", *file.error);
+        printMessages(*file.error);
         return badInput;
     }
     const Terminal terminal;

@@ -8,11 +8,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "displaycheck/commands/ExitStatus.h"
 #include "displaycheck/commands/Languages.h"
 #include "displaycheck/commands/MacFiles.h"
-#include "displaycheck/host/StandardError.h"
+#include "displaycheck/report/Terminal.h"
 #include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/machine/Installation.h"
 
@@ -28,8 +29,17 @@ bool isSet(const char* variable) {
 }
 
 int complain(int status, const std::string& message) {
-    printError("displaycheck: {}\n", message);
+    printMessages("displaycheck: " + message);
     return status;
+}
+
+/// Whether the file can be read once only, if at all.
+bool isStream(const std::string& file) {
+    std::error_code ignored;
+    const auto type = std::filesystem::status(file, ignored).type();
+    using std::filesystem::file_type;
+    return file == "-" || type == file_type::fifo || type == file_type::character ||
+           type == file_type::socket;
 }
 
 /// Says what is assumed of the Mac's unknown monitors, if it has any.
@@ -37,20 +47,29 @@ void sayAssumption(const MacFile& file, simulated_mac::Assumption assumption) {
     const std::size_t unknown = simulated_mac::countUnknownMonitors(file.description);
     if (unknown == 0) return;
     const bool answers = assumption == simulated_mac::Assumption::answers;
-    fmt::print(
-        "{}: assumed of {}: {} (--assume {})\n", printable(file.path),
-        unknown == 1 ? "the unknown monitor" : fmt::format("{} unknown monitors", unknown),
-        answers ? "an answer over DDC/CI as of a supported monitor" : "no answer over DDC/CI",
-        nameOf(assumption));
+    const Terminal terminal;
+    terminal.print(wholeWords(
+        fmt::format(
+            "{}: assumed of {}: {} (--assume {})", file.path,
+            unknown == 1 ? "the unknown monitor" : fmt::format("{} unknown monitors", unknown),
+            answers ? "an answer over DDC/CI as of a supported monitor" : "no answer over DDC/CI",
+            nameOf(assumption)),
+        terminal.columns, 0, 2));
     std::fflush(stdout);
 }
 
 }  // namespace
 
 int showWindow(const WindowOptions& options) {
+    if (isStream(options.file)) {
+        return complain(badInput,
+                        fmt::format("{} can be read only once; expected a regular file, which the "
+                                    "window's program reads again",
+                                    options.file == "-" ? "standard input" : options.file));
+    }
     const MacFile file = readMacFile(options.file);
     if (file.error) {
-        printError("{}\n", *file.error);
+        printMessages(*file.error);
         return badInput;
     }
     const std::string language = options.language.empty() ? languageOfUser() : options.language;

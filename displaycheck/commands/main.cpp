@@ -8,11 +8,12 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <string>
 #include <system_error>
 
 #include "displaycheck/commands/CommandLine.h"
 #include "displaycheck/commands/ExitStatus.h"
-#include "displaycheck/host/StandardError.h"
+#include "displaycheck/report/Terminal.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ void arrangeMemory() {
 }
 
 int outputFailed(int error, int status) {
-    printError("displaycheck: can't write the output: {}\n", std::strerror(error));
+    printMessages(std::string("displaycheck: can't write the output: ") + std::strerror(error));
     return status == done ? unfinished : status;
 }
 
@@ -58,10 +59,10 @@ int main(int argc, char** argv) {
         return finishOutput(CommandLine().run(argc, argv));
     } catch (const std::system_error& error) {
         if (std::ferror(stdout) != 0) return outputFailed(error.code().value(), done);
-        printError("displaycheck: {}\n", error.what());
+        printMessages(std::string("displaycheck: ") + error.what());
         return unfinished;
     } catch (const std::exception& error) {
-        printError("displaycheck: {}\n", error.what());
+        printMessages(std::string("displaycheck: ") + error.what());
         return unfinished;
     }
 }

@@ -63,7 +63,7 @@ class Comparison {
                         const displayInfo& found) {
         const std::int64_t state = found.displayState.load();
         compare(which + ", displayState", expected.state, state);
-        compare(which + ", supported", expected.supported, state == 0 || state == 1);
+        compare(which + ", supported", expected.supported, isSupportedState(state));
         compare(which + ", paired with an EDID", expected.paired, found.EDIDString.has_value());
     }
 

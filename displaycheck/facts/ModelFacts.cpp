@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <numeric>
 #include <sstream>
 #include <string_view>
 
 #include "plugin/Extension/NSString+normalization.h"
 #include "plugin/Platform/Text.h"
+#include "simulated_mac/file/NearestWord.h"
 
 namespace displaycheck {
 
@@ -106,21 +106,6 @@ std::optional<NearMiss> nearMissAround(const std::string& name, const Models& mo
     return near;
 }
 
-/// The number of characters to replace, add or take out (Levenshtein).
-std::size_t differences(std::string_view one, std::string_view other) {
-    std::vector<std::size_t> row(other.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t at = 0; at < one.size(); ++at) {
-        std::size_t diagonal = row[0]++;
-        for (std::size_t column = 0; column < other.size(); ++column) {
-            const std::size_t replaced = diagonal + (one[at] == other[column] ? 0 : 1);
-            diagonal = row[column + 1];
-            row[column + 1] = std::min({replaced, diagonal + 1, row[column] + 1});
-        }
-    }
-    return row.back();
-}
-
 std::vector<std::string> wordsOf(const std::string& text) {
     std::istringstream stream(text);
     std::vector<std::string> words;
@@ -134,7 +119,9 @@ std::optional<NearMiss> nearMissInSpelling(const std::vector<std::string>& words
     std::size_t fewest = mostDifferences;
     for (const std::string_view model : WhiteList::supportedDisplaysNeedsUpdate) {
         std::size_t count = mostDifferences + 1;
-        for (const std::string& word : words) count = std::min(count, differences(word, model));
+        for (const std::string& word : words) {
+            count = std::min(count, simulated_mac::editDistance(word, model));
+        }
         if (count > fewest) continue;
         if (count < fewest) nearest.clear();
         fewest = count;

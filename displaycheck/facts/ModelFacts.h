@@ -13,8 +13,8 @@ namespace displaycheck {
 /// The models whose name a display's name nearly is.
 struct NearMiss {
     std::vector<std::string> models;  ///< by bare name; several only if all are equally near
-    /// How many characters differ; 0 if the model's name stands in the display's as it is, and
-    /// something around it, or the case, prevents the match.
+    /// The edit distance; 0 if the model's name stands in the display's as it is, and something
+    /// around it, or the case, prevents the match.
     std::size_t differences = 0;
     std::string obstacle;  ///< `the trailing " (1)" prevents the match`; empty with differences
     /// Whether the name ends in the number by which the system tells monitors of one name apart,

@@ -101,6 +101,7 @@ Report makeReport(std::string file, const Mac& mac, vorn::MyInstallerPane& pane,
     if (outcome == Scheduler::Outcome::stuck) report.waiting = mac.scheduler.waiting();
     report.pane = paneFacts(mac, pane);
     report.cameras = infoDic.get();
+    report.withoutEffect = withoutEffect(mac);
     // What follows makes platform calls of its own.
     const DisplayList displays = displayInfoArray.get();
     const auto pairings = pairServices(pane, displays);
@@ -130,6 +131,11 @@ std::string_view nameOf(Verdict verdict) {
 Verdict verdictOf(const Report& report) {
     if (report.runs == 0) return Verdict::noRun;
     return report.pane.warningShown() ? Verdict::warns : Verdict::doesNotWarn;
+}
+
+bool isSupportedState(std::int64_t displayState) {
+    return displayState == displayInfo::supportedAndAnswering ||
+           displayState == displayInfo::supportedByList;
 }
 
 std::optional<Problem> problemOf(const Report& report) {

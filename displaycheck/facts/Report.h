@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "displaycheck/facts/Effects.h"
 #include "displaycheck/facts/Explanation.h"
 #include "displaycheck/facts/TextRange.h"
 #include "plugin/Display/displayInfo.h"
@@ -76,6 +77,8 @@ struct Report {
     std::vector<std::string> misuses;
     /// Nothing for a Mac whose file expects nothing in particular.
     std::optional<std::vector<Difference>> differences;
+    /// What of the Mac file did nothing.
+    std::vector<WithoutEffect> withoutEffect;
     /// The last call that the Mac file made to fail, if its thread did nothing of note after it.
     std::optional<simulated_mac::TracedCall> failedCall;
     /// The threads that waited at the end of a run that got stuck.
@@ -97,6 +100,9 @@ Report makeReport(std::string file, const simulated_mac::Mac& mac, vorn::MyInsta
                   simulated_mac::Scheduler::Outcome outcome, std::string standardOutput);
 
 Verdict verdictOf(const Report& report);
+
+/// Whether a displayState is one of the supported ones: confirmed, or by the model list alone.
+bool isSupportedState(std::int64_t displayState);
 
 /// Nothing if the run came to its end with Continue enabled.
 std::optional<Problem> problemOf(const Report& report);

@@ -18,10 +18,12 @@ simulated_mac::Scheduler::Outcome PaneHost::run() {
     mac_.onUser([this](User action) {
         switch (action) {
             case User::entersPane:
-                return enterPane();
+                enterPane();
+                return true;
             case User::clicksWarning:
                 return clickWarning();
         }
+        return false;
     });
     mac_.scheduler.onMainAt(simulated_mac::Time(0), [this] { enterPane(); });
     return mac_.scheduler.runUntilQuiet();
@@ -32,14 +34,16 @@ void PaneHost::enterPane() {
     runPlugin("didEnterPane:", [this] { pane_.didEnterPane(forward); });
 }
 
-void PaneHost::clickWarning() {
+bool PaneHost::clickWarning() {
     // However many recognizers the label has, one of them takes the click.
     const bool takesClicks = mac_.window.warnings.clickRecognizers > 0 && !mac_.window.viewReleased;
     mac_.journal.note("user", takesClicks
                                   ? "clicks the warning"
                                   : "clicks where the warning would be; nothing takes the click");
-    if (!takesClicks) return;
-    runPlugin("vornWebsiteBtnDidClicked", [this] { pane_.vornWebsiteBtnDidClicked(); });
+    if (takesClicks) {
+        runPlugin("vornWebsiteBtnDidClicked", [this] { pane_.vornWebsiteBtnDidClicked(); });
+    }
+    return takesClicks;
 }
 
 }  // namespace displaycheck

@@ -21,7 +21,7 @@ class PaneHost {
 
   private:
     void enterPane();
-    void clickWarning();
+    bool clickWarning();  ///< whether it takes clicks
 
     simulated_mac::Mac& mac_;
     vorn::MyInstallerPane pane_;

@@ -106,8 +106,7 @@ std::string lackOfConfirmation(const Explanation& why) {
 std::string heading(const DisplayFacts& display, std::size_t columns, const Palette& palette) {
     const auto bold = [&palette](std::string_view text) { return palette.bold(text); };
     const displayInfo& record = *display.record;
-    const bool supported = record.displayState == displayInfo::supportedAndAnswering ||
-                           record.displayState == displayInfo::supportedByList;
+    const bool supported = isSupportedState(record.displayState);
     const bool refused = record.displayState == displayInfo::notSupported;
     const std::string mark = supported ? palette.green("✓")
                              : refused ? palette.yellow("✗")

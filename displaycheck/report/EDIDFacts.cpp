@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <vector>
 
+#include "displaycheck/report/TerminalText.h"
 #include "simulated_mac/description/EDID.h"
 
 namespace displaycheck {
@@ -73,19 +75,17 @@ std::string blocksText(const Bytes& edid) {
 
 }  // namespace
 
-std::string edidFactsAsText(const Bytes& edid) {
+std::string edidFactsAsText(const Bytes& edid, std::size_t columns) {
+    const auto row = [columns](std::string_view label, const std::string& text) {
+        return labelledWords(label, edidTextIndent, text, columns);
+    };
     const EDIDIdentity identity = simulated_mac::identifyEDID(edid);
-    std::string text = fmt::format(
-        "  manufactured   {}\n"
-        "  size           {}\n"
-        "  header         ok\n"
-        "  length         {} bytes\n"
-        "  blocks         {}\n",
-        dateText(identity), sizeText(identity), edid.size(), blocksText(edid));
+    std::string text = row("manufactured", dateText(identity)) + row("size", sizeText(identity)) +
+                       row("header", "ok") + row("length", fmt::format("{} bytes", edid.size())) +
+                       row("blocks", blocksText(edid));
     std::size_t block = 0;
     for (const Checksum& checksum : checksumsOf(edid)) {
-        text += fmt::format("  {:13}  {}\n", fmt::format("checksum {}", block++),
-                            checksumText(checksum));
+        text += row(fmt::format("checksum {}", block++), checksumText(checksum));
     }
     return text;
 }

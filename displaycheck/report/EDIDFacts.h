@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -9,8 +10,11 @@
 /// blocks there are and whether their checksums are right.
 namespace displaycheck {
 
-/// Lines for people, each indented by two blanks. `edid` begins with a whole base block.
-std::string edidFactsAsText(const simulated_mac::Bytes& edid);
+/// Where the facts begin on a line for people, behind their labels.
+inline constexpr std::size_t edidTextIndent = 17;
+
+/// Lines for people, of `labelledWords`. `edid` begins with a whole base block.
+std::string edidFactsAsText(const simulated_mac::Bytes& edid, std::size_t columns);
 
 /// The keys "header" to "height_cm" of `displaycheck edid --json` (docs/report.md).
 nlohmann::ordered_json edidFactsAsJSON(const simulated_mac::Bytes& edid);

@@ -40,6 +40,10 @@ void addVerdict(pugi::xml_node section, const RunRecord& run) {
     for (const std::string& difference : differenceTexts(run)) {
         addElementWithText(section, "p", "Not as its file expects: " + difference, "bad");
     }
+    if (run.verdict == Verdict::failed) return;
+    for (const JSON& one : run.report["without_effect"]) {
+        addElementWithText(section, "p", "Warning: " + stringOf(one["text"]) + ".", "warn");
+    }
 }
 
 void addPane(pugi::xml_node section, const JSON& pane) {
@@ -109,9 +113,7 @@ void addTries(pugi::xml_node parent, const JSON& reading) {
 }
 
 const char* styleOfState(int state) {
-    if (state == displayInfo::supportedAndAnswering || state == displayInfo::supportedByList) {
-        return "good";
-    }
+    if (isSupportedState(state)) return "good";
     return state == displayInfo::notSupported ? "warn" : "dim";
 }
 

@@ -168,6 +168,15 @@ JSON expectationObject(const std::optional<std::vector<Difference>>& differences
     return {{"met", differences->empty()}, {"differences", std::move(objects)}};
 }
 
+JSON effectObjects(const std::vector<WithoutEffect>& all) {
+    JSON objects = JSON::array();
+    for (const WithoutEffect& one : all) {
+        objects.push_back(
+            {{"kind", nameOf(one.kind)}, {"number", one.number}, {"text", textOf(one)}});
+    }
+    return objects;
+}
+
 }  // namespace
 
 JSON jsonReport(const Report& report, bool withTrace) {
@@ -193,6 +202,7 @@ JSON jsonReport(const Report& report, bool withTrace) {
     whole["conclusion"] = conclusionText(report);
     whole["problem"] = problemObject(report);
     whole["expectation"] = expectationObject(report.differences);
+    whole["without_effect"] = effectObjects(report.withoutEffect);
     return whole;
 }
 

@@ -51,8 +51,7 @@ std::string nearlyListedText(const NearMiss& near) {
         return fmt::format("nearly listed as {}; {}", modelNames(near.models), near.obstacle);
     }
     return fmt::format("not listed; nearest is {}, {} {}", modelNames(near.models),
-                       near.differences,
-                       near.differences == 1 ? "character differs" : "characters differ");
+                       near.differences, near.differences == 1 ? "change away" : "changes away");
 }
 
 std::string nearlySpecialChipText(const NearMiss& near) {

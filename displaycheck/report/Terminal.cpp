@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "displaycheck/host/StandardError.h"
+
 namespace displaycheck {
 
 namespace {
@@ -41,6 +43,10 @@ std::size_t columnsAt(int descriptor) {
     return size.ws_col;
 }
 
+std::size_t usedColumnsAt(int descriptor) {
+    return std::clamp(columnsAt(descriptor), narrowest, widest);
+}
+
 /// Whether the locale's encoding is UTF-8; where none is set, it is taken for that.
 bool hasUTF8() {
     for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
@@ -60,12 +66,22 @@ Terminal::Terminal()
     : output(wantsColour(STDOUT_FILENO)),
       errors(wantsColour(STDERR_FILENO)),
       errorsLive(takesControls(STDERR_FILENO)),
-      columns(std::clamp(columnsAt(STDOUT_FILENO), narrowest, widest)),
+      columns(usedColumnsAt(STDOUT_FILENO)),
       takesFrames_(hasUTF8()) {}
 
 void Terminal::print(const std::string& text) const {
     const std::string& shown = takesFrames_ ? text : withASCIIFrames(text);
     std::fwrite(shown.data(), 1, shown.size(), stdout);
+}
+
+void printMessages(std::string_view messages) {
+    constexpr std::size_t indentOfFurtherLines = 2;
+    const std::size_t columns = usedColumnsAt(STDERR_FILENO);
+    while (!messages.empty()) {
+        const std::size_t end = std::min(messages.find('\n'), messages.size());
+        printError("{}", wholeWords(messages.substr(0, end), columns, 0, indentOfFurtherLines));
+        messages.remove_prefix(std::min(end + 1, messages.size()));
+    }
 }
 
 }  // namespace displaycheck

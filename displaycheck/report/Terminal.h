@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "displaycheck/report/TerminalText.h"
 
@@ -25,5 +26,8 @@ struct Terminal {
   private:
     bool takesFrames_;
 };
+
+/// Prints messages to standard error, one for each line of the text, as `wholeWords` of its width.
+void printMessages(std::string_view messages);
 
 }  // namespace displaycheck

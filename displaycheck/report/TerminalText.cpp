@@ -301,6 +301,50 @@ std::string paragraph(std::string_view text, std::size_t columns, std::size_t in
     return all;
 }
 
+std::string wholeWords(std::string_view text, std::size_t columns, std::size_t indent,
+                       std::size_t further) {
+    const std::string line = printable(text);
+    const std::size_t blanks = indent + further;
+    std::string all(indent, ' ');
+    std::size_t taken = blanks;
+    for (std::size_t at = 0; at < line.size();) {
+        const std::size_t wordAt = std::min(line.find_first_not_of(' ', at), line.size());
+        const std::size_t end = std::min(line.find(' ', wordAt), line.size());
+        const std::string_view word = std::string_view(line).substr(wordAt, end - wordAt);
+        if (word.empty()) break;
+        // Blanks that stand together, such as in a name, are the text's own.
+        const std::size_t gap = at == 0 ? 0 : wordAt - at;
+        const std::size_t width = displayWidth(word);
+        if (at != 0 && taken + gap + width > columns) {
+            all += "\n" + std::string(blanks, ' ');
+            taken = blanks;
+        } else {
+            all.append(gap, ' ');
+            taken += gap;
+        }
+        all += word;
+        taken += width;
+        at = end;
+    }
+    return all + "\n";
+}
+
+std::string labelledWords(std::string_view label, std::size_t indent, std::string_view text,
+                          std::size_t columns) {
+    std::size_t longestWord = 0;
+    const std::string line = printable(text);
+    for (std::size_t at = 0; at < line.size();) {
+        const std::size_t end = std::min(line.find(' ', at), line.size());
+        longestWord = std::max(longestWord, displayWidth(line.substr(at, end - at)));
+        at = end + 1;
+    }
+    if (indent + longestWord > columns) {
+        return "  " + printable(label) + "\n" + wholeWords(text, columns, 4);
+    }
+    // The label stands in the place of the first line's blanks.
+    return "  " + padded(label, indent - 2) + wholeWords(text, columns, indent).substr(indent);
+}
+
 std::string withASCIIFrames(std::string text) {
     constexpr std::array<std::pair<std::string_view, char>, 22> drawn = {{
         {"─", '-'}, {"│", '|'}, {"┌", '+'}, {"┐", '+'},  {"└", '+'}, {"┘", '+'},

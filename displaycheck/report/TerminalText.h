@@ -70,6 +70,16 @@ using Paint = std::function<std::string(std::string_view)>;
 std::string paragraph(std::string_view text, std::size_t columns, std::size_t indent = 0,
                       std::size_t further = 0, const Paint& paint = {});
 
+/// `printable` text on lines likewise, but broken at blanks alone: what people copy (paths, names,
+/// bytes) stays whole, and a word that is too long has a line of its own.
+std::string wholeWords(std::string_view text, std::size_t columns, std::size_t indent = 0,
+                       std::size_t further = 0);
+
+/// "  LABEL  TEXT": `wholeWords`, with a label in the place of the first line's `indent` blanks; or
+/// below the label where a word would not fit behind it.
+std::string labelledWords(std::string_view label, std::size_t indent, std::string_view text,
+                          std::size_t columns);
+
 /// The text with the frames and marks of this program drawn in ASCII.
 std::string withASCIIFrames(std::string text);
 

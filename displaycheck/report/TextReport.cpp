@@ -29,9 +29,7 @@ std::string title(const Report& report, std::size_t columns, const Palette& pale
 }
 
 bool isSupported(const DisplayFacts& display) {
-    const std::int32_t state = display.record->displayState;
-    return !display.why.builtIn &&
-           (state == displayInfo::supportedAndAnswering || state == displayInfo::supportedByList);
+    return !display.why.builtIn && isSupportedState(display.record->displayState);
 }
 
 struct Finding {
@@ -81,6 +79,15 @@ std::string differenceLines(const Report& report, std::size_t columns, const Pal
         text += paragraph(fmt::format("Not as its file expects: {}: found {}, expected {}",
                                       one.what, one.found, one.expected),
                           columns, 0, 4, alarm);
+    }
+    return text;
+}
+
+std::string effectLines(const Report& report, std::size_t columns, const Palette& palette) {
+    const auto yellow = [&palette](std::string_view line) { return palette.yellow(line); };
+    std::string text;
+    for (const WithoutEffect& one : report.withoutEffect) {
+        text += paragraph("Warning: " + textOf(one) + ".", columns, 0, 4, yellow);
     }
     return text;
 }
@@ -179,7 +186,8 @@ std::string textReport(const Report& report, const TextReportOptions& options,
     const std::size_t columns = options.columns;
     std::string text = title(report, columns, palette);
     text += conclusion(report, columns, palette) + problemLines(report, columns, palette) +
-            differenceLines(report, columns, palette) + "\n";
+            differenceLines(report, columns, palette) + effectLines(report, columns, palette) +
+            "\n";
     text += drawPane(report.pane, columns, palette);
     text += paneNotes(report.pane, columns, palette);
 

@@ -20,7 +20,8 @@ namespace test {
 struct Finished {
     int status = -1;  ///< exit status; -1 when a signal ended the program
     std::string output;
-    std::string errors;
+    std::string errors;         ///< messages on one line each
+    std::string printedErrors;  ///< as they came
 };
 
 /// A folder for one test's files, removed with it.
@@ -54,6 +55,16 @@ inline std::string quoted(const std::string& word) {
     return text + "'";
 }
 
+/// The text with paragraphs on one line whose further lines are indented by so many blanks.
+inline std::string unwrapped(std::string text, std::size_t indent) {
+    const std::string lineBreak = "\n" + std::string(indent, ' ');
+    for (std::size_t at = text.find(lineBreak); at != std::string::npos;
+         at = text.find(lineBreak, at + 1)) {
+        if (text[at + lineBreak.size()] != ' ') text.replace(at, lineBreak.size(), " ");
+    }
+    return text;
+}
+
 /// Runs the program with these arguments and this standard input.
 inline Finished run(const Folder& folder, const std::vector<std::string>& arguments,
                     const std::string& input = "") {
@@ -63,8 +74,9 @@ inline Finished run(const Folder& folder, const std::vector<std::string>& argume
     line += " <" + quoted(folder.path("stdin")) + " >" + quoted(folder.path("stdout")) + " 2>" +
             quoted(folder.path("stderr"));
     const int status = std::system(line.c_str());
+    const std::string errors = folder.read("stderr");
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.read("stdout"),
-            folder.read("stderr")};
+            unwrapped(errors, 2), errors};
 }
 
 inline std::vector<std::string> linesOf(const std::string& text) {
@@ -72,16 +84,6 @@ inline std::vector<std::string> linesOf(const std::string& text) {
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) lines.push_back(line);
     return lines;
-}
-
-/// The text with paragraphs on one line whose further lines are indented by so many blanks.
-inline std::string unwrapped(std::string text, std::size_t indent) {
-    const std::string lineBreak = "\n" + std::string(indent, ' ');
-    for (std::size_t at = text.find(lineBreak); at != std::string::npos;
-         at = text.find(lineBreak, at + 1)) {
-        if (text[at + lineBreak.size()] != ' ') text.replace(at, lineBreak.size(), " ");
-    }
-    return text;
 }
 
 /// One JSON object a line.

@@ -114,6 +114,7 @@ void setUpGNUstep(const Arguments& arguments) {
         using User = simulated_mac::EventDescription::User;
         if (action == User::entersPane) [[InstallerWindow shared] enterPane];
         if (action == User::clicksWarning) [[InstallerWindow shared] clickWarning];
+        return true;
     });
     mac->onViewReleased([] { [[InstallerWindow shared] releasePaneView]; });
     mac->journal.onNote([](const simulated_mac::TimelineEntry& entry) {

@@ -7,6 +7,7 @@
 
 #include "simulated_mac/description/EDID.h"
 #include "simulated_mac/description/RecordedRegistry.h"
+#include "simulated_mac/file/EntriesOfRecord.h"
 #include "simulated_mac/file/MacFileKeys.h"
 #include "simulated_mac/file/NearestWord.h"
 
@@ -293,6 +294,7 @@ JSON InfoDictionary::schema(const ScreenDescription& initial) const {
 MacDescription readMac(YAMLReader& reader, const YAMLNode& node) {
     MacDescription mac;
     if (!reader.attempt([&] { Mapping{}.read(reader, node, mac); })) return mac;
+    requireDistinctEntries(reader, node, mac);
     // A recorded registry has the EDID of the Mac's own panel.
     if (mac.chip == Chip::intel && mac.registry == nullptr) addPanelEDIDs(node, mac.screens);
     return mac;

@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 
+#include "simulated_mac/description/Assumption.h"
 #include "simulated_mac/description/RecordedRegistry.h"
 #include "simulated_mac/file/YAMLReader.h"
 
@@ -55,6 +56,10 @@ class Inspection {
             inspectScreen(screens.items[i], mac_.screens[i]);
         }
         inspectDisplayIDs(screens);
+        if (countUnknownMonitors(mac_) == 0) {
+            warnOfKeys(valueIn(root_, "expect"), {"if_answers", "if_silent"},
+                       "on a Mac without unknown monitors; expected it with \"vcp: unknown\"");
+        }
         const YAMLNode& events = valueIn(root_, "events");
         for (std::size_t i = 0; i < mac_.events.size(); ++i) {
             inspectEvent(events.items[i], mac_.events[i]);

@@ -3,12 +3,24 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstddef>
 
 namespace simulated_mac {
 namespace {
 
-/// Number of letters to add, drop, change or swap with a neighbour to turn one word into the other.
+/// Without regard to case, '-' and '_'.
+std::string looseSpelling(std::string_view word) {
+    std::string loose;
+    for (const char character : word) {
+        if (character != '-' && character != '_') {
+            const bool isUpper = character >= 'A' && character <= 'Z';
+            loose += isUpper ? static_cast<char>(character | 0x20) : character;
+        }
+    }
+    return loose;
+}
+
+}  // namespace
+
 std::size_t editDistance(std::string_view a, std::string_view b) {
     std::vector<std::vector<std::size_t>> cost(a.size() + 1,
                                                std::vector<std::size_t>(b.size() + 1));
@@ -28,20 +40,6 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
     }
     return cost[a.size()][b.size()];
 }
-
-/// Without regard to case, '-' and '_'.
-std::string looseSpelling(std::string_view word) {
-    std::string loose;
-    for (const char character : word) {
-        if (character != '-' && character != '_') {
-            const bool isUpper = character >= 'A' && character <= 'Z';
-            loose += isUpper ? static_cast<char>(character | 0x20) : character;
-        }
-    }
-    return loose;
-}
-
-}  // namespace
 
 std::optional<std::string> nearestWord(std::string_view word,
                                        const std::vector<std::string>& known) {

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace simulated_mac {
+
+/// Number of letters to add, drop, change or swap with a neighbour to turn one word into the other.
+std::size_t editDistance(std::string_view a, std::string_view b);
 
 /// The known word that a mistyped one is closest to, without regard to case, '-' and '_'; the first
 /// of several. Nothing if none is close.

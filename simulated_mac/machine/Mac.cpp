@@ -170,8 +170,9 @@ void Mac::scheduleScreens() {
 }
 
 void Mac::scheduleEvents() {
-    for (const EventDescription& event : description.events) {
-        const auto happen = [this, event] { play(event); };
+    for (std::size_t index = 0; index < description.events.size(); ++index) {
+        const EventDescription& event = description.events[index];
+        const auto happen = [this, index] { play(index); };
         if (!event.atCall) {
             scheduler.onMainAt(timeOf(event.at), happen);
         } else if (event.user || event.installer) {
@@ -237,10 +238,16 @@ void Mac::removeDisplayService(Display& display) {
     journal.note("mac", "the display service of " + display.localizedName + " disappears");
 }
 
-void Mac::play(const EventDescription& event) {
+void Mac::play(std::size_t index) {
+    const EventDescription& event = description.events[index];
+    bool isInVain = false;
     if (event.attach) attach(*event.attach);
-    if (event.detach) detach(*event.detach);
-    if (event.user && userAction_) userAction_(*event.user);
+    if (event.detach) isInVain = !detach(*event.detach);
+    if (event.user && userAction_) isInVain = !userAction_(*event.user);
+    if (isInVain) {
+        const std::lock_guard lock(mutex_);
+        eventsInVain_.insert(index);
+    }
     if (event.installer == EventDescription::Installer::releasesView) {
         journal.note("mac", "the installer releases the pane's view");
         window.viewReleased = true;
@@ -277,7 +284,8 @@ void Mac::attach(const USBDeviceDescription& device) {
     addUSBDevice(registry, hardware_.usbController, device);
 }
 
-void Mac::detach(std::uint32_t locationID) {
+bool Mac::detach(std::uint32_t locationID) {
+    bool isThere = false;
     for (const auto& device : registry.matching({"IOUSBDevice", ""})) {
         const CFPointer location = device->get("locationID");
         const auto* const number =
@@ -289,10 +297,17 @@ void Mac::detach(std::uint32_t locationID) {
         registry.remove(device);
         journal.note(
             "mac", fmt::format("USB device detached from 0x{:08X}: {}", locationID, device->name));
+        isThere = true;
     }
+    return isThere;
 }
 
-void Mac::onUser(std::function<void(EventDescription::User)> action) {
+std::set<std::size_t> Mac::eventsInVain() const {
+    const std::lock_guard lock(mutex_);
+    return eventsInVain_;
+}
+
+void Mac::onUser(std::function<bool(EventDescription::User)> action) {
     userAction_ = std::move(action);
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -73,8 +74,9 @@ class Mac {
     /// Those whose EDID the system's tools print by now.
     std::vector<const Display*> displaysWithListedEDID() const;
 
-    /// What the user does in the events of the description; the host of the pane takes part.
-    void onUser(std::function<void(EventDescription::User)> action);
+    /// What the user does in the events of the description; the host of the pane takes part, and
+    /// says whether it had an effect.
+    void onUser(std::function<bool(EventDescription::User)> action);
     /// Called when the installer releases the pane's view, for a host with a view of its own.
     void onViewReleased(std::function<void()> action);
 
@@ -97,7 +99,10 @@ class Mac {
     IONotificationPort* addNotificationPort();
 
     void attach(const USBDeviceDescription& device);
-    void detach(std::uint32_t locationID);
+    /// Whether a device was there.
+    bool detach(std::uint32_t locationID);
+    /// The events so far, by their place in the description, that found nothing to act on.
+    std::set<std::size_t> eventsInVain() const;
 
   private:
     Time timeOfListing(const Display& display) const;
@@ -107,12 +112,13 @@ class Mac {
     void removeDisplayService(Display& display);
     void scheduleEvents();
     void scheduleDisplayServices();
-    void play(const EventDescription& event);
+    void play(std::size_t event);
 
     std::vector<std::unique_ptr<Display>> displays_;
-    std::function<void(EventDescription::User)> userAction_;
+    std::function<bool(EventDescription::User)> userAction_;
     std::function<void()> viewReleased_;
     mutable std::mutex mutex_;
+    std::set<std::size_t> eventsInVain_;
     std::vector<std::shared_ptr<IONotificationPort>> notificationPorts_;
     std::map<std::string, std::string> strings_;
     HardwareTree hardware_;

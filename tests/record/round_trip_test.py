@@ -181,7 +181,7 @@ class RoundTrip(unittest.TestCase):
             for file in files:
                 self.assertIn(f"{name}.tar.gz:{file}", self.notes)
             # The property list tells more than the text.
-            self.assertRegex(self.notes, r"Display IDs and names: from \S*/system_profiler\.xml\.")
+            self.assertRegex(self.notes, r"Display IDs and names: from\s+\S*/system_profiler\.xml\.")
 
     def test_every_rule_leaves_an_example_out(self):
         macs = [yaml.safe_load(path.read_text()) for path in EXAMPLES.glob("*.yaml")]

@@ -94,6 +94,7 @@ PaneOnMac::PaneOnMac(MacDescription description, Mac::Options options)
         if (action == simulated_mac::EventDescription::User::clicksWarning) {
             pane.vornWebsiteBtnDidClicked();
         }
+        return true;
     });
 }
 

@@ -42,8 +42,11 @@ class CompareCommand : public testing::Test {
         mac_ = folder_.write("mac.yaml", "registry: mac.txt\nscreens: []\n");
     }
 
+    /// With each finding on one line.
     Finished comparedWith(const std::string& dump) {
-        return run(folder_, {"compare", mac_, folder_.write("dump.txt", dump)});
+        auto finished = run(folder_, {"compare", mac_, folder_.write("dump.txt", dump)});
+        finished.output = unwrapped(finished.output, 4);
+        return finished;
     }
 
     Folder folder_;

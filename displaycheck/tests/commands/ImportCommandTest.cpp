@@ -62,12 +62,12 @@ class Import : public testing::Test {
         arguments.insert(arguments.begin(), {"import", "--no-run", "-o", folder.path("mac.yaml")});
         return test::run(folder, arguments, input);
     }
-    /// The same of dumps that are readable.
+    /// The same of dumps that are readable, with each note on one line.
     std::string imported(const std::vector<std::string>& arguments) {
         const test::Finished result = import(arguments);
         EXPECT_EQ(result.status, 0) << result.errors;
         EXPECT_THAT(result.errors, IsEmpty());
-        return result.output;
+        return test::unwrapped(result.output, 4);
     }
     simulated_mac::MacDescription mac() const {
         return simulated_mac::readMacFile(folder.path("mac.yaml"));
@@ -556,11 +556,30 @@ TEST_F(FileOfARecordedMac, NamesEntriesOnlyWithARegistry) {
 TEST_F(FileOfARecordedMac, NamesAFramebufferOnlyOnce) {
     folder.write("registry.txt", dump("intel"));
     const std::string screen = "  - framebuffer: {entry: 0x100000229}\n";
-    const std::string path =
-        folder.write("mac.yaml", "registry: registry.txt\nscreens:\n" + screen + screen);
-    const auto result = test::run(folder, {"run", path});
-    EXPECT_NE(result.status, 0);
-    EXPECT_THAT(result.errors, HasSubstr("no further entry 0x100000229"));
+    EXPECT_THAT(
+        messageAbout("registry: registry.txt\nscreens:\n" + screen + screen),
+        StartsWith("4:26: screen 1 already has the recorded entry \"0x100000229\"; expected "
+                   "another one\n"));
+}
+
+TEST_F(FileOfARecordedMac, NamesFramebuffersThatAreSome) {
+    folder.write("registry.txt", dump("intel-framebuffers"));
+    EXPECT_THAT(
+        messageAbout("registry: registry.txt\nscreens:\n"
+                     "  - framebuffer: {entry: 0x100000237}\n"),
+        StartsWith("3:26: the recorded entry \"0x100000237\" is no framebuffer but of class "
+                   "IODisplayConnect; expected a framebuffer\n"));
+}
+
+TEST_F(FileOfARecordedMac, NamesAnAVServiceOnlyOnce) {
+    folder.write("registry.txt", dump("apple-silicon"));
+    EXPECT_THAT(
+        messageAbout("chip: apple\nregistry: registry.txt\nscreens:\n"
+                     "  - display_service:\n"
+                     "      entry: 0x100000268\n"
+                     "      proxies: [{entry: 0x100000292}, {entry: 0x100000292}]\n"),
+        StartsWith("6:47: screen 1 already has the recorded entry \"0x100000292\"; expected "
+                   "another one\n"));
 }
 
 /// Screens that name no entry get framebuffers and services of their own, wherever the record ends.

@@ -62,13 +62,13 @@ TEST(ModelCommand, SaysWhatNearlyMatched) {
 }
 
 TEST(ModelCommand, SaysWhichListedNamesAreNearest) {
-    EXPECT_NE(blockOf("K2723QY").find("no: not listed; nearest is K2723QX, 1 character differs\n"),
+    EXPECT_NE(blockOf("K2723QY").find("no: not listed; nearest is K2723QX, 1 change away\n"),
               std::string::npos);
-    EXPECT_NE(blockOf("K2723Q").find("nearest is K2723QX or J2723Q, 1 character differs\n"),
+    EXPECT_NE(blockOf("K2723Q").find("nearest is K2723QX or J2723Q, 1 change away\n"),
               std::string::npos);
-    EXPECT_NE(blockOf("K2929H").find(
-                  "nearest is K2220H, K2420H, K2421H or 3 others, 2 characters differ\n"),
-              std::string::npos);
+    EXPECT_NE(
+        blockOf("K2929H").find("nearest is K2220H, K2420H, K2421H or 3 others, 2 changes away\n"),
+        std::string::npos);
     EXPECT_EQ(objectOf("K2929H")["near_misses"][0]["models"].size(), 6u);
     EXPECT_NE(blockOf("VORN K1912A").find("no: \"K1912A\" is not listed\n"), std::string::npos);
 }

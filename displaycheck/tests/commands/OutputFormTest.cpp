@@ -90,6 +90,73 @@ TEST_P(Width, HoldsWhatIsSaidOfAModel) {
     EXPECT_THAT(linesWiderThan(GetParam(), finished.output), IsEmpty());
 }
 
+/// Lines of several words that are wider than the terminal: one word alone, which may be a path
+/// that people copy, stays whole.
+std::vector<std::string> proseWiderThan(std::size_t columns, const std::string& text) {
+    std::vector<std::string> wide;
+    for (const std::string& line : linesWiderThan(columns, text)) {
+        const auto word = line.find_first_not_of(' ');
+        if (line.find(' ', word) != std::string::npos) wide.push_back(line);
+    }
+    return wide;
+}
+
+const std::string dumpOfAnIntelMac = PROJECT_SOURCE_DIR "/tests/dumps/intel.ioreg.txt";
+
+TEST_P(Width, HoldsEDIDs) {
+    const std::string edid = "00FFFFFFFFFFFF005A4E25270403020111230104";
+    const auto finished = run(folder, {"edid", dumpOfAnIntelMac, "-"}, edid + "\n");
+    EXPECT_THAT(proseWiderThan(GetParam(), finished.output), IsEmpty());
+    EXPECT_THAT(finished.output, HasSubstr(" VRN27.01020304.K2725QX.7VRN001\n"));
+    EXPECT_THAT(proseWiderThan(GetParam(), finished.printedErrors), IsEmpty());
+    EXPECT_THAT(finished.errors, HasSubstr("standard input:1: "));
+}
+
+TEST_P(Width, HoldsWhatAnImportNotes) {
+    const auto finished =
+        run(folder, {"import", "--no-run", "-o", folder.path("mac.yaml"), dumpOfAnIntelMac});
+    EXPECT_THAT(proseWiderThan(GetParam(), finished.output), IsEmpty());
+    EXPECT_THAT(finished.output,
+                HasSubstr("IOService:/AppleACPIPlatformExpert/PCI0@0/AppleACPIPCI/IGPU@2/"
+                          "AppleIntelFramebuffer@0."));
+}
+
+TEST_P(Width, HoldsAComparison) {
+    run(folder, {"import", "--no-run", "-o", folder.path("mac.yaml"), dumpOfAnIntelMac});
+    const std::string other = PROJECT_SOURCE_DIR "/tests/dumps/intel-framebuffers.ioreg.txt";
+    for (const std::string& dump : {dumpOfAnIntelMac, other}) {
+        const auto finished = run(folder, {"compare", folder.path("mac.yaml"), dump});
+        EXPECT_THAT(proseWiderThan(GetParam(), finished.output), IsEmpty());
+        EXPECT_THAT(finished.output, HasSubstr(folder.path("mac.yaml:")));
+    }
+}
+
+TEST_P(Width, HoldsWhatIsWrongWithMacFiles) {
+    const std::string bad = folder.write("bad.yaml", "chip: x\nscreens: 5\nmodel: 1\n");
+    const std::string useless =
+        folder.write("useless.yaml", "screens: []\nfaults: [{call: IOAVServiceReadI2C}]\n");
+    const auto finished = run(folder, {"check", bad, useless});
+    EXPECT_THAT(proseWiderThan(GetParam(), finished.output + finished.printedErrors), IsEmpty());
+    EXPECT_THAT(linesOf(finished.printedErrors),
+                testing::Contains(testing::StartsWith(bad + ":1:7:")));
+}
+
+TEST_P(Width, HoldsWhatIsWrongWithTheArguments) {
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"rnu"}, {"run"}, {"run", "--jsno", "x"}, {"run", "--lang=xx", "x"}}) {
+        const auto finished = run(folder, arguments);
+        EXPECT_EQ(finished.status, 2);
+        EXPECT_THAT(linesWiderThan(GetParam(), finished.printedErrors), IsEmpty());
+    }
+}
+
+TEST_P(Width, HoldsWhatIsWrongWithARun) {
+    const std::string file = folder.write("mac.yaml", "screens: []\nexpect: {warning: false}\n");
+    const auto finished = run(folder, {"run", file});
+    EXPECT_EQ(finished.status, 3);
+    EXPECT_THAT(proseWiderThan(GetParam(), finished.printedErrors), IsEmpty());
+}
+
 INSTANTIATE_TEST_SUITE_P(From40Columns, Width, testing::Values(40, 52, 80, 100),
                          testing::PrintToStringParamName());
 

@@ -341,7 +341,8 @@ TEST_F(RealMacs, AreImportedAsFarAsATerminalOf80ColumnsShowsThem) {
         const auto result =
             import(eachLine(dump.text, [](const std::string& line) { return line.substr(0, 80); }));
         ASSERT_EQ(result.status, 0) << result.errors;
-        EXPECT_THAT(result.output, HasSubstr("; \"ioreg -l -w0\" prints them whole"));
+        EXPECT_THAT(test::unwrapped(result.output, 4),
+                    HasSubstr("; \"ioreg -l -w0\" prints them whole"));
         EXPECT_LE(importedMac().screens.size(), screens);
         EXPECT_EQ(test::run(folder, {"run", folder.path("mac.yaml")}).status, 0);
     }

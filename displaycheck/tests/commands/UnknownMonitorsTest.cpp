@@ -140,12 +140,14 @@ TEST_F(UnknownMonitors, AreAssumedToAnswerInTheWindow) {
     unsetenv("DISPLAY");
     const std::string file = write(recent);
     const auto usual = run(folder, {"window", file});
-    EXPECT_THAT(usual.output, HasSubstr(file + ": assumed of the unknown monitor: an answer over "
-                                               "DDC/CI as of a supported monitor (--assume "
-                                               "answers)\n"));
+    EXPECT_THAT(unwrapped(usual.output, 2),
+                HasSubstr(file + ": assumed of the unknown monitor: an answer over "
+                                 "DDC/CI as of a supported monitor (--assume "
+                                 "answers)\n"));
     const auto silent = run(folder, {"window", "--assume", "silent", file});
-    EXPECT_THAT(silent.output, HasSubstr(file + ": assumed of the unknown monitor: no answer over "
-                                                "DDC/CI (--assume silent)\n"));
+    EXPECT_THAT(unwrapped(silent.output, 2),
+                HasSubstr(file + ": assumed of the unknown monitor: no answer over "
+                                 "DDC/CI (--assume silent)\n"));
 }
 
 }  // namespace unknown_monitors_test

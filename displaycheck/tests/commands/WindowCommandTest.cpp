@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 
@@ -29,6 +30,18 @@ TEST(WindowCommand, SaysWhatItNeedsWhereThereIsNoScreen) {
     // With GNUstep the screen is missing, without it the window itself.
     EXPECT_THAT(finished.errors,
                 testing::AnyOf(HasSubstr("DISPLAY is not set"), HasSubstr("make window")));
+}
+
+TEST(WindowCommand, SaysThatItNeedsARegularFile) {
+    const Folder folder;
+    const std::string expected =
+        " can be read only once; expected a regular file, which the window's program reads again\n";
+    EXPECT_EQ(run(folder, {"window", "-"}, good).errors, "displaycheck: standard input" + expected);
+    const std::string pipe = folder.path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const auto finished = run(folder, {"window", pipe});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_EQ(finished.errors, "displaycheck: " + pipe + expected);
 }
 
 }  // namespace window_command_test

@@ -219,7 +219,7 @@ TEST(Explain, ANameThatIsNearlyListed) {
                          "model list  no: nearly listed as K2424HX; the \"VORN  \" in front of it, "
                          "where \"VORN \" is expected, prevents the match"));
     EXPECT_TRUE(contains(textOf(factsOf(test::answeringMonitor("VORN K2424HY", 0x4000))),
-                         "no: not listed; nearest is K2424HX, 1 character differs"));
+                         "no: not listed; nearest is K2424HX, 1 change away"));
 }
 
 TEST(Explain, AYearFromTextBehindTheModel) {

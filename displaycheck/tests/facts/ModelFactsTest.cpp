@@ -110,6 +110,7 @@ TEST_F(ModelFactsTest, TheNearestNamesAreThoseWithTheFewestDifferences) {
     EXPECT_EQ(of("VORN K2723QY").nearlyListed->differences, 1u);
     EXPECT_EQ(of("VORN L4025QWY").nearlyListed->differences, 2u);
     EXPECT_EQ(nearestTo("VORN L4025QWY"), Names{"K4025QWX"});
+    EXPECT_EQ(of("VORN K2723XQ").nearlyListed->differences, 1u);
     EXPECT_EQ(nearestTo("VORN L4025QVY"), Names{});
     EXPECT_EQ(nearestTo("QZ 24"), Names{});
 }

@@ -25,9 +25,10 @@ JSON reportOn(simulated_mac::MacDescription description, bool withTrace = false)
     return jsonReport(makeReport("mac.yaml", mac, host.pane(), outcome, output.text()), withTrace);
 }
 
-const Keys reportKeys = {"mac",        "file",      "pane",       "displays",   "cameras",
-                         "runs",       "elapsed_s", "timeline",   "system_log", "stdout",
-                         "references", "verdict",   "conclusion", "problem",    "expectation"};
+const Keys reportKeys = {"mac",        "file",    "pane",        "displays",
+                         "cameras",    "runs",    "elapsed_s",   "timeline",
+                         "system_log", "stdout",  "references",  "verdict",
+                         "conclusion", "problem", "expectation", "without_effect"};
 
 TEST(JSONReport, HasItsKeysInOrder) {
     auto description = test::macWith({test::builtInPanel(), test::silentMonitor("VORN K2725QX")});

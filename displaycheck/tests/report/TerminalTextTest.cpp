@@ -141,5 +141,30 @@ TEST(PaletteTest, PaintsOnlyWithColour) {
     EXPECT_EQ(coloured.bold(""), "");
 }
 
+TEST(WholeWords, BreakAtBlanksAlone) {
+    EXPECT_EQ(wholeWords("one two/three-four five", 12), "one\ntwo/three-four\nfive\n");
+    EXPECT_EQ(wholeWords("one two three", 7), "one two\nthree\n");
+    EXPECT_EQ(wholeWords("", 12), "\n");
+}
+
+TEST(WholeWords, IndentTheirLines) {
+    EXPECT_EQ(wholeWords("one two three", 12, 2, 2), "  one two\n    three\n");
+    EXPECT_EQ(wholeWords("ab cd", 6, 2, 0), "  ab\n  cd\n");
+}
+
+TEST(WholeWords, KeepTheBlanksOfALine) {
+    EXPECT_EQ(wholeWords("a  b", 12), "a  b\n");
+}
+
+TEST(WholeWords, ArePrintable) {
+    EXPECT_EQ(wholeWords("a\nb", 12), "a\\nb\n");
+    EXPECT_EQ(wholeWords("\u6F22\u5B57 \u6F22", 6), "\u6F22\u5B57\n\u6F22\n");
+}
+
+TEST(LabelledWords, AlignBehindTheLabel) {
+    EXPECT_EQ(labelledWords("size", 8, "60 x 34 cm", 16), "  size  60 x 34\n        cm\n");
+    EXPECT_EQ(labelledWords("size", 8, "2560x1440 px", 16), "  size\n    2560x1440 px\n");
+}
+
 }  // namespace terminal_text_test
 }  // namespace displaycheck

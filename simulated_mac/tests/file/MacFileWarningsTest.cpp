@@ -187,5 +187,17 @@ TEST(MacFileWarnings, AreCountedWhereThereAreTooManyToList) {
     EXPECT_EQ(lines.back(), " and 2 more warnings");
 }
 
+TEST(MacFileWarnings, NameExpectationsOfUnknownMonitorsWhereThereAreNone) {
+    const std::string expect =
+        "expect: {if_answers: {warning: false}, if_silent: {warning: true}}\n";
+    EXPECT_EQ(warningsIn("screens: [{monitor: {vcp: unknown}}]\n" + expect), Lines{});
+    EXPECT_EQ(
+        warningsIn("screens: [{}]\n" + expect),
+        (Lines{"2:10: warning: \"if_answers\" has no effect on a Mac without unknown monitors; "
+               "expected it with \"vcp: unknown\"",
+               "2:40: warning: \"if_silent\" has no effect on a Mac without unknown monitors; "
+               "expected it with \"vcp: unknown\""}));
+}
+
 }  // namespace mac_file_warnings_test
 }  // namespace simulated_mac
