@@ -90,10 +90,21 @@ void addLanguage(CLI::App* command, const std::string& explanation, std::string&
         });
 }
 
+CLI::Validator numbersFrom(double least, double most) {
+    const std::string expected = fmt::format("{} to {}", least, most);
+    const auto check = [=](const std::string& text) {
+        double number = 0;
+        const bool isGood =
+            CLI::detail::lexical_cast(text, number) && number >= least && number <= most;
+        return isGood ? "" : fmt::format("found {}; expected {}", printable(text), expected);
+    };
+    return {check, expected};
+}
+
 void addJobs(CLI::App* command, std::optional<std::size_t>& jobs) {
     command->add_option("--jobs", jobs, "How many runs at a time (default: the cores)")
         ->type_name("N")
-        ->check(CLI::Range(1, 1000, "1 to 1000"));
+        ->check(numbersFrom(1, 1000));
 }
 
 }  // namespace
@@ -185,7 +196,7 @@ void CommandLine::addRun() {
     command->add_option("FILE", run_.files, macFilesText)->type_name("")->required();
     command->add_flag("--json", run_.json, "Print one JSON object per line for each FILE");
     command->add_flag("--details", run_.details,
-                      "Print whole reports on more than three FILEs\ntoo, not a summary");
+                      "Print full reports, not a summary,\neven of more than three FILEs");
     addJobs(command, run_.jobs);
     command->add_option("--junit", run_.junit, "Write the outcomes to this file as JUnit's XML")
         ->type_name("XML");
@@ -202,7 +213,7 @@ void CommandLine::addRun() {
         ->type_name("FILE");
     command->add_flag("--realtime", run_.realtime,
                       "Run in real time, with progress on standard error");
-    addAssume(command, "Play only this of Macs with unknown monitors\n(default: both)",
+    addAssume(command, "Assume only this of unknown monitors\n(default: each in turn)",
               [this](Assumption assumption) { run_.assume = assumption; });
     addLanguage(command, "Language of the pane, such as de or pt-BR\n(default: English)",
                 run_.language);
@@ -232,7 +243,7 @@ void CommandLine::addWindow() {
     command->add_flag("--dark", window_.dark, "Use the Mac's dark appearance");
     command->add_option("--speed", window_.speed, "Run the Mac's clock this many times faster")
         ->type_name("FACTOR")
-        ->check(CLI::Range(0.1, 100.0, "0.1 to 100"));
+        ->check(numbersFrom(0.1, 100));
     addAssume(command, "What unknown monitors do (default: answers)",
               [this](Assumption assumption) { window_.assume = assumption; });
     command->callback([this] { status_ = showWindow(window_); });
@@ -247,7 +258,7 @@ void CommandLine::addCheck() {
 void CommandLine::addSchema() {
     auto* const command = addCommand("schema");
     command->add_flag("--report", showsReportSchema_,
-                      "Print that of the objects that \"run --json\"\nprints instead");
+                      "Print the schema of what \"run --json\" prints");
     command->callback([this] {
         fmt::print("{}", showsReportSchema_ ? std::string(reportSchema())
                                             : simulated_mac::macFileSchema());

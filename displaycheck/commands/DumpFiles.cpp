@@ -57,7 +57,7 @@ class Reader {
                 continue;
             }
             throw DumpError(fmt::format(
-                "{}: is no dump of a Mac; expected the output of ioreg, system_profiler or "
+                "{}: is not a dump of a Mac; expected the output of ioreg, system_profiler or "
                 "afktool, or an EDID",
                 file.name));
         }

@@ -8,7 +8,7 @@ enum ExitStatus : int {
     unfinished =
         1,         ///< a run failed, a comparison found differences, or the output can't be written
     badInput = 2,  ///< wrong usage, or an invalid or unreadable file
-    unexpected = 3,  ///< a run shows something else than its file expects
+    unexpected = 3,  ///< a run is not as its file expects
 };
 
 }  // namespace displaycheck

@@ -22,14 +22,14 @@ constexpr std::array helpTexts = {
         "for all *.yaml in it and below, \"-\" for standard input. More than three files get a "
         "summary.\n"
         "A Mac with monitors of which nobody knows whether they answer over DDC/CI (\"vcp: "
-        "unknown\") is run twice: once all of them answer, once all are silent.",
+        "unknown\") is run twice: once as if all of them answered, once as if all were silent.",
         "0  success, whatever the pane's verdict\n"
         "1  a run failed (it crashed, got stuck, timed out, left Continue disabled or misused the "
         "platform), or the output can't be written\n"
         "2  wrong usage, or an invalid or unreadable file\n"
-        "3  a run shows something else than its file expects\n"},
+        "3  a run is not as its file expects\n"},
     HelpText{
-        "sweep", "Run a Mac under all answers of its monitors",
+        "sweep", "Run a Mac with every answer of its monitors",
         "Runs the Mac that FILE describes as an Intel Mac and as an Apple-silicon Mac, each with "
         "external monitors that answer over DDC/CI, stay silent, send a bad checksum, send a reply "
         "for another code, or answer only at the third try. Prints what the pane shows in each "
@@ -56,7 +56,7 @@ constexpr std::array helpTexts = {
         "0  all files are valid\n"
         "2  wrong usage, or an invalid or unreadable file\n"},
     HelpText{"schema", "Print the JSON Schema of Mac files or reports",
-             "With the schema of Mac files, editors complete and check them as you type.",
+             "Editors use the schema of Mac files to complete and check them as you type.",
              "0  success\n"
              "2  wrong usage\n"},
     HelpText{
@@ -66,38 +66,38 @@ constexpr std::array helpTexts = {
         "reads from each, its checksums and blocks, and when it was made. With no FILE, or with "
         "\"-\", reads standard input.",
         "0  success\n"
-        "2  wrong usage, an unreadable file, or something that is no EDID\n"},
+        "2  wrong usage, an unreadable file, or something that is not an EDID\n"},
     HelpText{
         "model", "Show how the pane classifies display names",
         "For each NAME, prints whether it is a supported model, whether its display chip needs "
-        "special treatment, its bare model name, and whether its model year is 25 or later; and "
-        "with each answer what matched, or what nearly did and why it does not.",
+        "special treatment, its bare model name, and whether its model year is 25 or later. Each "
+        "answer says what matched, or what nearly did and what prevented it.",
         "0  success\n"
         "2  wrong usage\n"},
-    HelpText{
-        "import", "Make a Mac file of a real Mac's dumps, and run it",
-        "Reads what a real Mac's tools printed: ioreg -l or ioreg -a, system_profiler "
-        "SPDisplaysDataType, afktool -r all registry, and EDIDs in any form. What a file is shows "
-        "in its contents; the order doesn't matter, and \"-\" is standard input. Writes a Mac file "
-        "whose registry is the recorded one, says what it took from where and what stays unknown, "
-        "and reports what the pane would do on that Mac.",
-        "0  success, whatever the pane's verdict\n"
-        "1  the run failed, or a file can't be written\n"
-        "2  wrong usage, or dumps that are unreadable or tell nothing\n"},
+    HelpText{"import", "Turn a real Mac's dumps into a Mac file and run it",
+             "Reads what a real Mac's tools printed: ioreg -l or ioreg -a, system_profiler "
+             "SPDisplaysDataType, afktool -r all registry, and EDIDs in any form. Files are "
+             "recognised by "
+             "their contents and may come in any order; \"-\" is standard input. Writes a Mac file "
+             "whose registry is the recorded one, says where each part comes from and what stays "
+             "unknown, and reports what the pane would do on that Mac.",
+             "0  success, whatever the pane's verdict\n"
+             "1  the run failed, or a file can't be written\n"
+             "2  wrong usage, or dumps that are unreadable or tell nothing\n"},
     HelpText{
         "compare", "Compare a Mac file with a real Mac's dumps",
-        "Says where the Mac that MAC describes shows something else than the real Mac of the "
-        "dumps, for what the pane reads: framebuffers, I2C interfaces, displays, AV service "
-        "proxies and USB devices, by path, class, property and order, and what system_profiler "
-        "prints.",
+        "Says where the Mac that MAC describes differs from the real Mac of the dumps in what the "
+        "pane reads: framebuffers, I2C interfaces, displays, AV service proxies and USB devices, "
+        "by path, class, property and order, and what system_profiler prints.",
         "0  they show the same\n"
         "1  they differ\n"
         "2  wrong usage, or an invalid or unreadable file\n"},
-    HelpText{"completions", "Print what a shell needs to complete commands",
-             "Prints the completions of bash, zsh or fish. For bash: displaycheck completions bash "
-             "> ~/.local/share/bash-completion/completions/displaycheck",
-             "0  success\n"
-             "2  wrong usage\n"},
+    HelpText{
+        "completions", "Print the completions for a shell",
+        "Prints the completions for bash, zsh or fish. For bash: displaycheck completions bash "
+        "> ~/.local/share/bash-completion/completions/displaycheck",
+        "0  success\n"
+        "2  wrong usage\n"},
     HelpText{"help", "Print the help of a command", "Prints the same as COMMAND --help.",
              "0  success\n"
              "2  wrong usage\n"},

@@ -168,7 +168,7 @@ std::vector<DumpFile> readDumpFiles(const std::string& path) {
     const OpenFile file(path);
     if (file.kind() == S_IFDIR) throw DumpError("is a folder; expected a file or an archive");
     if (path != "-" && file.kind() != S_IFREG) {
-        throw DumpError("is no regular file; expected a file or an archive");
+        throw DumpError("is not a regular file; expected a file or an archive");
     }
 
     const Archive reader = makeReader();

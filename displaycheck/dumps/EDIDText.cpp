@@ -321,7 +321,7 @@ class TextSearch {
         if (bytes) {
             cutter_.cut({std::move(*bytes), {part}, form, isMeantAsEDID, false});
         } else if (isMeantAsEDID) {
-            cutter_.refuse(part.line, 0, "is no base64");
+            cutter_.refuse(part.line, 0, "is not base64");
         }
     }
 

@@ -236,8 +236,8 @@ class Importer {
                 note("Screen {}: its EDID is that from {}.", screen, beside->place);
             } else if ((fields = fieldsOf(display))) {
                 note(
-                    "Screen {}: no EDID is recorded; one is made of its ProductAttributes. "
-                    "Unknown: all of it that they don't tell.",
+                    "Screen {}: no EDID is recorded; one is made from its ProductAttributes. "
+                    "Unknown: whatever they don't tell.",
                     screen);
             } else if (!display.builtIn || display.isEDIDCut) {
                 note("Unknown: the EDID of screen {}; none is recorded whole.", screen);
@@ -309,8 +309,7 @@ class Importer {
             throw DumpError(fmt::format("the monitor's name \"{}\" does not fit an EDID: {}",
                                         *choices_.withMonitor, error.what()));
         }
-        note("Screen {}: {} stands in the place of the recorded monitor.", screen,
-             *choices_.withMonitor);
+        note("Screen {}: {} replaces the recorded monitor.", screen, *choices_.withMonitor);
         write("    monitor:");
         writeFields(fields);
         writeAnswers();
@@ -329,7 +328,7 @@ class Importer {
         write("      entry: {}", entryName(registry, display.framebuffer));
         if (display.proxies.empty()) {
             write("      proxies: []");
-            if (!display.builtIn) note("Screen {}: no AV service of it is recorded.", screens_);
+            if (!display.builtIn) note("Screen {}: no AV service is recorded for it.", screens_);
             return;
         }
         write("      proxies:");

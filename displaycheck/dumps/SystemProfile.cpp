@@ -284,9 +284,9 @@ nlohmann::ordered_json parseJSON(std::string_view contents) {
             wanted = isWanted(parsed.get_ref<const std::string&>());
         if (!wanted) return false;
         if (level > mostLevels || ++values > mostValues) {
-            throw DumpError(fmt::format(
-                "the report's displays are too many values; expected at most {}, in {} levels",
-                mostValues, mostLevels));
+            throw DumpError(
+                fmt::format("the report has too many values; expected at most {}, in {} levels",
+                            mostValues, mostLevels));
         }
         return true;
     };

@@ -47,7 +47,7 @@ std::optional<TracedCall> failureAtTheEnd(const simulated_mac::Trace& trace) {
     return goesOn ? std::nullopt : std::optional(failure->call);
 }
 
-/// `thread "SerialQueue" waits in dispatch_sync_f since 5.000 s for what can't happen any more`
+/// `thread "SerialQueue" waits in dispatch_sync_f since 5.000 s for what can no longer happen`
 std::string waitsText(const std::vector<Scheduler::Waiting>& waiting) {
     std::vector<std::string> waits;
     for (const auto& thread : waiting) {
@@ -56,7 +56,7 @@ std::string waitsText(const std::vector<Scheduler::Waiting>& waiting) {
     }
     const std::string who =
         waits.empty() ? "threads wait" : fmt::format("{}", fmt::join(waits, ", "));
-    return who + " for what can't happen any more";
+    return who + " for what can no longer happen";
 }
 
 std::string causeText(const Report& report) {

@@ -93,7 +93,7 @@ std::string confirmation(const DisplayFacts& display) {
         return fmt::format("an answer over DDC/CI confirms it, but that of display {}'s monitor",
                            *other);
     }
-    return display.why.answerAssumed ? "its answer over DDC/CI, which is assumed, confirms it"
+    return display.why.answerAssumed ? "its assumed answer over DDC/CI confirms it"
                                      : "its answer over DDC/CI confirms it";
 }
 
@@ -136,7 +136,8 @@ std::string pairing(const DisplayFacts& display) {
                                            quoted(record.name), record.serialNumber);
     if (!why.unpaired) return "none paired, and the monitor has none that could be: " + screen;
     if (why.unpairedFits) {
-        return "none paired: the monitor's own fits, but the pane had not got it when it paired (" +
+        return "none paired: the monitor's own fits, but the pane did not have it when it paired "
+               "(" +
                identity(*why.unpaired) + ")";
     }
     return "none paired: " + screen + ", but the monitor's EDID says " + identity(*why.unpaired);
@@ -207,7 +208,7 @@ std::string outcome(const Try& attempt, const DisplayFacts& display) {
     }
     if (!attempt.faults.empty()) text += ": bad reply, " + joined(attempt.faults);
     if (attempt.good) text += ": good reply";
-    if (attempt.good && display.why.codeWithoutAnswer) text += ", made up for want of `vcp`";
+    if (attempt.good && display.why.codeWithoutAnswer) text += ", made up, as there is no `vcp`";
     if (!attempt.transaction.empty()) text += "; " + attempt.transaction;
     return text;
 }
@@ -247,14 +248,14 @@ std::string fate(const ServiceCandidate& candidate) {
         case handedOut:
             return "handed out too, but only the first counts" + opened;
         case refused:
-            return "refused, the display and the service being taken";
+            return "refused: the display and the service were taken";
         case noMatch:
             return "never handed out";
         case notExternal:
             break;
     }
-    return candidate.location ? "not external, its location being " + quoted(candidate.location)
-                              : "not known to be external, for want of a location";
+    return candidate.location ? "not external: its location is " + quoted(candidate.location)
+                              : "not known to be external: it has no location";
 }
 
 std::string judgement(const ServiceCandidate& candidate) {

@@ -31,7 +31,7 @@ std::string summary(const std::vector<RunRecord>& runs, std::size_t columns,
 /// What is wrong with the run itself.
 std::vector<std::string> problemTexts(const RunRecord& run);
 
-/// Where a run shows something else than its file expects, such as "warning: found yes, expected
+/// Where a run is not as its file expects, such as "warning: found yes, expected
 /// no".
 std::vector<std::string> differenceTexts(const RunRecord& run);
 

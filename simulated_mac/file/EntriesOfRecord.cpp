@@ -69,7 +69,7 @@ void requireDistinctEntries(YAMLReader& reader, const YAMLNode& root, const MacD
             if (entry && !isFramebuffer(*mac.registry, *entry)) {
                 reader.report(
                     node,
-                    fmt::format("the recorded entry \"{}\" is no framebuffer but of class "
+                    fmt::format("the recorded entry \"{}\" is not a framebuffer but of class "
                                 "{}; expected a framebuffer",
                                 *framebuffer.entry, mac.registry->entries()[*entry].className));
             }

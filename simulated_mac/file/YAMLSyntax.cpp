@@ -181,7 +181,7 @@ class Complaint {
             const std::size_t backslash = std::min(text_.substr(0, offset_).rfind('\\'), offset_);
             const auto escaped = characterAt(text_, backslash + 1);
             return YAMLMistake(backslash,
-                               fmt::format("\\{} is no escape sequence; expected \\\\ for a "
+                               fmt::format("\\{} is not an escape sequence; expected \\\\ for a "
                                            "backslash, or the text in single quotes",
                                            text_.substr(backslash + 1, escaped.bytes)));
         }

@@ -153,8 +153,8 @@ TEST_F(Import, OfAnIntelMacFindsItsMonitorAndCamera) {
 
 TEST_F(Import, OfAnAppleSiliconMacFindsEachDisplaysAVService) {
     EXPECT_THAT(imported({dumpPath("apple-silicon")}),
-                HasSubstr("  Screen 2: no EDID is recorded; one is made of its "
-                          "ProductAttributes. Unknown: all of it that they don't tell.\n"));
+                HasSubstr("  Screen 2: no EDID is recorded; one is made from its "
+                          "ProductAttributes. Unknown: whatever they don't tell.\n"));
     const auto description = mac();
     EXPECT_EQ(description.chip, Chip::apple);
     EXPECT_EQ(description.graphics.chipset, "Apple M1");
@@ -181,7 +181,7 @@ TEST_F(Import, TakesFramebuffersAloneFromAmongPrompts) {
 
 TEST_F(Import, SaysThatFramebuffersAloneHaveNoAVService) {
     EXPECT_THAT(imported({dumpPath("apple-silicon-framebuffers")}),
-                HasSubstr("  Screen 2: no AV service of it is recorded.\n"));
+                HasSubstr("  Screen 2: no AV service is recorded for it.\n"));
     for (const auto& report : reports()) EXPECT_EQ(report["displays"][1]["displayState"], 3);
 }
 
@@ -212,10 +212,9 @@ TEST_F(Import, TakesThatTheMonitorsAreSilent) {
 class ImportOnEither : public Import, public testing::WithParamInterface<const char*> {};
 
 TEST_P(ImportOnEither, PutsAVornMonitorInThePlaceOfTheRecordedOne) {
-    EXPECT_THAT(
-        imported(
-            {dumpPath(GetParam()), "--with-monitor", "VORN U4025QW", "--answers", "0xF1=0x4000"}),
-        HasSubstr("  Screen 2: VORN U4025QW stands in the place of the recorded monitor.\n"));
+    EXPECT_THAT(imported({dumpPath(GetParam()), "--with-monitor", "VORN U4025QW", "--answers",
+                          "0xF1=0x4000"}),
+                HasSubstr("  Screen 2: VORN U4025QW replaces the recorded monitor.\n"));
     const auto display = reports().at(0)["displays"][1];
     EXPECT_EQ(display["name"], "VORN U4025QW");
     EXPECT_EQ(display["plugNplayID"], "VRN2700");
@@ -350,7 +349,7 @@ TEST_F(Import, RefusesAFileThatIsNoDump) {
     const auto result = import({dumpPath("intel"), file});
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.errors, "displaycheck: " + file +
-                                 ": is no dump of a Mac; expected the output of ioreg, "
+                                 ": is not a dump of a Mac; expected the output of ioreg, "
                                  "system_profiler or afktool, or an EDID\n");
     EXPECT_FALSE(std::filesystem::exists(folder.path("mac.yaml")));
 }
@@ -567,7 +566,7 @@ TEST_F(FileOfARecordedMac, NamesFramebuffersThatAreSome) {
     EXPECT_THAT(
         messageAbout("registry: registry.txt\nscreens:\n"
                      "  - framebuffer: {entry: 0x100000237}\n"),
-        StartsWith("3:26: the recorded entry \"0x100000237\" is no framebuffer but of class "
+        StartsWith("3:26: the recorded entry \"0x100000237\" is not a framebuffer but of class "
                    "IODisplayConnect; expected a framebuffer\n"));
 }
 

@@ -158,7 +158,7 @@ TEST_F(ReadDumpFiles, SaysWhyAFileCannotBeRead) {
     EXPECT_EQ(errorOf(path("missing.txt")), "can't be read: No such file or directory");
     EXPECT_EQ(errorOf(path("")), "is a folder; expected a file or an archive");
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
-    EXPECT_EQ(errorOf(path("pipe")), "is no regular file; expected a file or an archive");
+    EXPECT_EQ(errorOf(path("pipe")), "is not a regular file; expected a file or an archive");
 }
 
 TEST_F(ReadDumpFiles, RefusesADamagedArchive) {

@@ -480,7 +480,8 @@ TEST(NotAnEDIDText, IsRefusedWithItsLine) {
               Texts{"1: does not begin with the EDID header 00FFFFFFFFFFFF00"});
     EXPECT_EQ(refusals("<key>IODisplayEDID</key><data>AAAA</data>"),
               Texts{"1: does not begin with the EDID header 00FFFFFFFFFFFF00"});
-    EXPECT_EQ(refusals("<key>IODisplayEDID</key>\n<data>\nA?A\n</data>"), Texts{"2: is no base64"});
+    EXPECT_EQ(refusals("<key>IODisplayEDID</key>\n<data>\nA?A\n</data>"),
+              Texts{"2: is not base64"});
     EXPECT_EQ(refusals("00000000  41 42 43 44 45 46 47 48  |ABCDEFGH|\n00000008\n"),
               Texts{"1: does not begin with the EDID header 00FFFFFFFFFFFF00"});
 }

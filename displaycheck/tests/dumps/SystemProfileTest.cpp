@@ -230,7 +230,7 @@ TEST(SystemProfile, IsRefusedWhereItIsDamagedOrTooLarge) {
     EXPECT_EQ(errorOf("{\"SPDisplaysDataType\":[1e999]}"),
               "the report is damaged; expected numbers of at most 64 bits");
     EXPECT_EQ(errorOf("{\"SPDisplaysDataType\":" + std::string(100'000, '[')),
-              "the report's displays are too many values; expected at most 100000, in 100 levels");
+              "the report has too many values; expected at most 100000, in 100 levels");
     EXPECT_EQ(errorOf("<plist><array><string>SPDisplaysDataType</string></plist>"),
               "the property list is damaged: line 1: expected a value");
 }

@@ -49,7 +49,7 @@ TEST(ServicePairing, AMonitorHasItsOwnService) {
     EXPECT_THAT(
         textOf(display),
         HasSubstr("    AV service  that behind framebuffer 2\n"
-                  "      buffer 1  not external, its location being \"Embedded\"\n"
+                  "      buffer 1  not external: its location is \"Embedded\"\n"
                   "      buffer 2  12 of 13 points (vendor, product code, date, size, name, "
                   "serial number): handed out first\n"));
 }
@@ -65,7 +65,7 @@ TEST(ServicePairing, TwinsShareTheServiceThatWasHandedOutFirst) {
     EXPECT_THAT(textOf(second),
                 HasSubstr("AV service  that behind framebuffer 1: it reaches display "
                           "69730752's monitor\n"));
-    EXPECT_THAT(textOf(second), HasSubstr("refused, the display and the service being taken\n"));
+    EXPECT_THAT(textOf(second), HasSubstr("refused: the display and the service were taken\n"));
 }
 
 TEST(ServicePairing, OfTwoProxiesBelowAFramebufferTheFirstIsHandedOut) {
@@ -100,7 +100,7 @@ TEST(ServicePairing, AProxyWithoutALocationIsNotScored) {
     screen.displayService.proxies[0].location = simulated_mac::PropertyValue{};
     const auto report = reportOn(appleMacWith({screen}));
     EXPECT_THAT(textOf(report.displays.at(0)),
-                HasSubstr("buffer 1  not known to be external, for want of a location\n"));
+                HasSubstr("buffer 1  not known to be external: it has no location\n"));
 }
 
 TEST(ServicePairing, AProxyBeforeEveryFramebufferHasNoBuffer) {

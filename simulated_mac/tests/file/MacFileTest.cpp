@@ -175,7 +175,7 @@ screens:
       properties: {Transport: null}
       product_attributes: {ProductName: Other}
       proxies:
-        - {entry: "0x100000102", location: Odd, name_readable: false, opens: false, copy_edid_result: kIOReturnNotFound,
+        - {entry: "0x100000103", location: Odd, name_readable: false, opens: false, copy_edid_result: kIOReturnNotFound,
            edid: 00 01}
         - {location: null, edid: none}
         - {edid: empty}

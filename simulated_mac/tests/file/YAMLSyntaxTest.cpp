@@ -153,7 +153,7 @@ TEST(YAMLSyntax, NamesTextWhereNoneMayStand) {
         {"screens: []\nmac: | x\n  a\n",
          "2:8: found text behind \"|\" or \">\"; expected it on the lines below"},
         {"screens: []\nmac: \"a\\qb\"\n",
-         "2:8: \\q is no escape sequence; expected \\\\ for a backslash, or the text in single "
+         "2:8: \\q is not an escape sequence; expected \\\\ for a backslash, or the text in single "
          "quotes"},
         {"screens: []\nmac: ,\n",
          "2:6: found \",\" behind the value; expected the end of the line"},
