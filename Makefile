@@ -9,6 +9,7 @@ configure := cmake --preset $(preset) $(if $(joined),-DJOINED=ON) $(if $(VERBOSE
 # Packages that building and testing need.
 needed_packages := cmake ninja-build g++ pkg-config libyaml-cpp-dev nlohmann-json3-dev libfmt-dev \
                    libcli11-dev libicu-dev libplist-dev libarchive-dev libpugixml-dev libgtest-dev libgmock-dev \
+                   libbz2-dev liblzma-dev libzstd-dev nettle-dev zlib1g-dev \
                    python3 python3-jsonschema python3-yaml original-awk
 # Extra packages for the window and its tests.
 window_packages := clang gobjc++ libgnustep-gui-dev gnustep-back0.29-cairo fonts-inter \
