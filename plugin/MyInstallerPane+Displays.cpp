@@ -6,7 +6,6 @@
 #include "plugin/Cocoa/Screens.h"
 #include "plugin/Cocoa/ThreadSleep.h"
 #include "plugin/DDCCI/DDCCtl.h"
-#include "plugin/Extension/NSString+normalization.h"
 #include "plugin/MyInstallerPane.h"
 #include "plugin/Platform/Text.h"
 #include "plugin/Utilities/StringUtil.h"
@@ -77,8 +76,8 @@ DisplayList MyInstallerPane::ReturnAllDisplaysWithBuiltIn() const {
             display->modelInfo = "Build-in";
         } else {
             display->name = screen.localizedName;
-            if (!::whiteList->availableDisplay(display->name) &&
-                !isYear25orAbove(regularMonitorName(*display->name))) {
+            if (!::whiteList->isListed(display->forms().upperCase) &&
+                !isYear25orAbove(display->forms().bareModel)) {
                 display->displayState = displayInfo::notSupported;
             }
         }

@@ -5,7 +5,6 @@
 #include "plugin/Cocoa/ThreadSleep.h"
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Display/EDIDPairing.h"
-#include "plugin/Extension/NSString+normalization.h"
 #include "plugin/MyInstallerPane.h"
 #include "plugin/Platform/Text.h"
 #include "plugin/ProductData.h"
@@ -30,7 +29,8 @@ void MyInstallerPane::parseMonitorEDIDWithScreenNumber(const std::vector<Display
     for (const auto& display : displays) {
         if (!CGDisplayIsBuiltin(display->screenNumber) &&
             display->displayState != displayInfo::notSupported) {
-            candidates.emplace_back(keyOf(*display), display.get());
+            candidates.push_back(
+                {{display->forms().upperCase, display->serialNumber}, display.get()});
         }
     }
     // Of several EDIDs that fit a display, the last one wins.
@@ -66,8 +66,8 @@ void MyInstallerPane::setDisplayConnectionState(const DisplayList& displays) {
             name.find("Build-in") != std::string::npos) {
             continue;
         }
-        const bool listed = ::whiteList->availableDisplay(display->name);
-        const bool recent = isYear25orAbove(regularMonitorName(name));
+        const bool listed = ::whiteList->isListed(display->forms().upperCase);
+        const bool recent = isYear25orAbove(display->forms().bareModel);
         const bool fromMaker = isFromMaker(*display);
         if (!listed && !recent) {
             display->displayState = displayInfo::notSupported;

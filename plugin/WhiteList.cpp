@@ -1,7 +1,6 @@
 #include "plugin/WhiteList.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include "plugin/Platform/Text.h"
 #include "plugin/Utilities/RunCommand.h"
@@ -35,11 +34,13 @@ bool WhiteList::isM1Mac() const {
 }
 
 bool WhiteList::availableDisplay(const std::optional<std::string>& name) const {
+    return name && isListed(uppercaseText(*name));
+}
+
+bool WhiteList::isListed(std::string_view upperCaseName) const {
     constexpr std::string_view brand = "VORN ";
 
-    if (!name) return false;
-    const std::string upperCase = uppercaseText(*name);
-    std::string_view model = upperCase;
+    std::string_view model = upperCaseName;
     if (const auto first = model.find(brand); first != model.npos) {
         model.remove_prefix(first + brand.size());
         model = model.substr(0, model.find(brand));

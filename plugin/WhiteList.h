@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "plugin/Platform/Exported.h"
@@ -28,6 +29,9 @@ class WhiteList {
     /// Whether a display name, in any case, with the brand word and a blank in front or without
     /// them, is a supported model. Nothing else is trimmed. False without a name.
     bool availableDisplay(const std::optional<std::string>& name) const;
+
+    /// The same of a name in upper case.
+    bool isListed(std::string_view upperCaseName) const;
 
     /// Whether the name is exactly that of a model whose display chip needs a clean request before
     /// it answers again. Case must match, and a brand word is not removed.

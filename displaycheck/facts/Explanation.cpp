@@ -4,6 +4,7 @@
 
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Display/EDIDPairing.h"
+#include "plugin/Platform/Text.h"
 #include "plugin/WhiteList.h"
 #include "simulated_mac/description/HexText.h"
 
@@ -26,7 +27,9 @@ void explainPairing(Explanation& why, const Mac& mac, const displayInfo& display
     if (screen == nullptr) return;
     const std::string EDID = simulated_mac::hexText(screen->screen.monitor.edid);
     why.unpaired = vorn::decodeEDID(EDID);
-    why.unpairedFits = why.unpaired && vorn::fits(vorn::keyOf(*why.unpaired), vorn::keyOf(display));
+    const vorn::MonitorKey key = {vorn::uppercaseText(display.name.value_or("")),
+                                  display.serialNumber};
+    why.unpairedFits = why.unpaired && vorn::fits(vorn::keyOf(*why.unpaired), key);
 }
 
 /// Whether the file says what comes back for a VCP code: it lists the code, or gives the reply's

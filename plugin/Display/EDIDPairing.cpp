@@ -20,10 +20,6 @@ MonitorKey keyOf(const EDIDInfo& info) {
     return {uppercaseText(info.modelName.value_or("")), info.serialNumber};
 }
 
-MonitorKey keyOf(const displayInfo& display) {
-    return {uppercaseText(display.name.value_or("")), display.serialNumber};
-}
-
 bool fits(const MonitorKey& EDID, const MonitorKey& display) {
     return !EDID.name.empty() && display.serialNumber == EDID.serialNumber &&
            display.name.find(EDID.name) != std::string::npos;

@@ -19,7 +19,6 @@ struct MonitorKey {
 };
 
 MonitorKey keyOf(const EDIDInfo& info);
-MonitorKey keyOf(const displayInfo& display);
 
 /// Whether an EDID's identity is that of a display: its name is part of the display's.
 bool fits(const MonitorKey& EDID, const MonitorKey& display);

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "plugin/Display/NameForms.h"
+
 /// Everything known about one screen while the pane looks for a supported monitor.
 struct displayInfo {
     /// displayState's values.
@@ -17,9 +19,10 @@ struct displayInfo {
         notSupported = 3,
     };
 
-    std::int32_t idx = 0;             ///< position in the enumeration, from 0
-    std::uint32_t screenNumber = 0;   ///< CGDirectDisplayID
-    std::optional<std::string> name;  ///< the screen's localised name
+    std::int32_t idx = 0;                ///< position in the enumeration, from 0
+    std::uint32_t screenNumber = 0;      ///< CGDirectDisplayID
+    std::optional<std::string> name;     ///< the screen's localised name
+    std::optional<NameForms> nameForms;  ///< use forms()
     std::optional<std::string> modelInfo;
     std::optional<std::string> plugNplayID;  ///< PnP letters and product code, from the EDID
     std::uint32_t serialNumber = 0;          ///< CGDisplaySerialNumber
@@ -35,6 +38,13 @@ struct displayInfo {
         EDIDString;  ///< the EDID as hex text that was paired with the screen
     /// IOAVServiceRef through which DDC/CI reaches the monitor on Apple silicon; not owned.
     const void* arm64avService = nullptr;
+
+    /// The forms of `name`, the empty one if there is none; made once for each name.
+    const NameForms& forms() {
+        const std::string text = name.value_or("");
+        if (!nameForms || nameForms->name != text) nameForms.emplace(text);
+        return *nameForms;
+    }
 };
 
 /// The displays of one enumeration, in the order of the screen list.

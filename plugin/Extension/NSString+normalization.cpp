@@ -7,7 +7,11 @@
 using namespace vorn;
 
 std::string regularMonitorName(const std::string& displayName) {
-    std::string withoutBrand = replaceAll(uppercaseText(displayName), "VORN", "");
+    return bareModelName(displayName, uppercaseText(displayName));
+}
+
+std::string bareModelName(const std::string& displayName, std::string upperCase) {
+    std::string withoutBrand = replaceAll(std::move(upperCase), "VORN", "");
     return getRealModelNameWithStr(displayName, trimWhitespace(std::move(withoutBrand)));
 }
 

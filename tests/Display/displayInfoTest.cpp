@@ -5,6 +5,7 @@
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Display/EDIDInfo.h"
 #include "simulated_mac/platform/CFReferences.h"
+#include "tests/support/Detection.h"
 #include "tests/support/PaneOnMac.h"
 
 namespace display_info_test {
@@ -43,6 +44,25 @@ TEST(DisplayRecord, AFreshOneIsNotJudgedAndHasNoUSBIndex) {
     const displayInfo display;
     EXPECT_EQ(display.displayState, -1);
     EXPECT_EQ(display.USBIdx, -1);
+}
+
+TEST(DisplayRecord, KnowsItsNameInTheFormsThatQuestionsNeed) {
+    const test::Mac mac(test::macWith({}));
+    const auto display = displayNamed("Vorn k2790z (2)", 0);
+    EXPECT_EQ(display->forms().upperCase, "VORN K2790Z (2)");
+    EXPECT_EQ(display->forms().bareModel, "K2790Z");
+    display->name = "Vorn K2791Z";
+    EXPECT_EQ(display->forms().bareModel, "K2791Z");
+    display->name.reset();
+    EXPECT_EQ(display->forms().upperCase, "");
+}
+
+TEST(DisplayRecord, HasItsNameNormalisedOnceInARun) {
+    auto monitor = test::monitorNamed("VORN K2725QX");
+    monitor.name = "VORN K2725QX\uFF082\uFF09";
+    const test::Detection run(test::macWith({test::builtInPanel(), monitor}));
+    EXPECT_EQ(run.display(1).plugNplayID.value_or("").substr(0, 3), "VRN");
+    EXPECT_THAT(run.calls("CFStringUppercase"), ::testing::SizeIs(1));
 }
 
 TEST(DisplayRecord, AFreshOneIsNotPassedThroughUSB) {
