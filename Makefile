@@ -30,7 +30,7 @@ help:
 	@echo 'make coverage  list the lines and branches of the plug-in that no test runs'
 	@echo 'make mutants   mutate the plug-in and check that its tests notice (over an hour)'
 	@echo 'make tidy      run clang-tidy on the C++ (some minutes)'
-	@echo 'make bench     build optimised, then run the benchmarks'
+	@echo 'make bench     build this and an earlier commit optimised, then compare their benchmarks'
 	@echo 'make packages  install missing packages (Debian 12); install=no prevents that in any command'
 	@echo 'make clean     remove all build output'
 
@@ -115,15 +115,9 @@ mutants: packages
 	@scripts/install-packages 'the mutants need' clang lld
 	@tools/mutants/mutants build/mutants
 
-bench:
-	@scripts/install-packages 'the benchmarks need' libbenchmark-dev
-	@cmake --preset bench $(if $(VERBOSE),,> /dev/null)
-	@cmake --build --preset bench --target benchmarks run_benchmarks plugin_alone displaycheck \
-	    $(if $(VERBOSE),,-- --quiet)
-	@build/bench/bin/benchmarks
-	@echo
-	@build/bench/bin/run_benchmarks
-	@echo
+bench: packages
+	@scripts/install-packages 'the benchmarks need' libbenchmark-dev edid-decode read-edid
+	@scripts/bench
 	@size build/bench/bench/libplugin_alone.so
 
 tidy: packages

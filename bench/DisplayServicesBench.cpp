@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "bench/TimePerOne.h"
 #include "plugin/DDCCI/Arm64Utility.h"
 #include "plugin/Platform/IOObject.h"
 #include "simulated_mac/description/EDID.h"
@@ -38,6 +39,7 @@ void walkRegistry(benchmark::State& state) {
     for (auto iteration : state) {
         benchmark::DoNotOptimize(utility.getIoregServicesForMatching());
     }
+    state.counters["per_entry"] = bench::timePerOne(static_cast<std::size_t>(state.range(0)));
     state.SetComplexityN(state.range(0));
 }
 BENCHMARK(walkRegistry)
@@ -62,6 +64,7 @@ void callForEveryEntry(benchmark::State& state) {
         }
         benchmark::DoNotOptimize(name);
     }
+    state.counters["per_entry"] = bench::timePerOne(static_cast<std::size_t>(state.range(0)));
     state.SetComplexityN(state.range(0));
 }
 BENCHMARK(callForEveryEntry)
@@ -79,6 +82,8 @@ void pairDisplays(benchmark::State& state) {
     for (auto iteration : state) {
         benchmark::DoNotOptimize(utility.getServiceMatches(displayIDs));
     }
+    state.counters["per_display_and_service"] =
+        bench::timePerOne(displayIDs.size() * static_cast<std::size_t>(state.range(0)));
     state.SetComplexityN(state.range(0));
 }
 BENCHMARK(pairDisplays)

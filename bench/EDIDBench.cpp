@@ -4,6 +4,7 @@
 #include <string>
 
 #include "bench/EDIDCorpus.h"
+#include "bench/TimePerOne.h"
 #include "plugin/DDCCI/DDCCtl.h"
 #include "plugin/Utilities/EDIDUtils.h"
 #include "plugin/Utilities/StringUtil.h"
@@ -18,12 +19,6 @@ void makeDecoder() {
     if (edidUtils == nullptr) edidUtils = new EDIDUtils;
 }
 
-/// The time of one of them, where an iteration takes all.
-benchmark::Counter timePerOne(std::size_t count) {
-    return {static_cast<double>(count),
-            benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert};
-}
-
 void decode(benchmark::State& state) {
     makeDecoder();
     const auto corpus = bench::corpusOfEDIDs();
@@ -32,7 +27,7 @@ void decode(benchmark::State& state) {
             benchmark::DoNotOptimize(edidUtils->generateEDIDInfo(text));
         }
     }
-    state.counters["per_EDID"] = timePerOne(corpus.size());
+    state.counters["per_EDID"] = bench::timePerOne(corpus.size());
     state.SetLabel(fmt::format("{} EDIDs {}", corpus.size(), bench::originOfEDIDs()));
 }
 BENCHMARK(decode)->Name("EDIDs decoded")->Unit(benchmark::kMillisecond);
@@ -65,7 +60,7 @@ void walkToolOutput(benchmark::State& state) {
     const StringUtil util;
     for (auto iteration : state) benchmark::DoNotOptimize(util.EDIDTextsIn(text));
     state.SetComplexityN(state.range(0));
-    state.counters["per_EDID"] = timePerOne(static_cast<std::size_t>(state.range(0)));
+    state.counters["per_character"] = bench::timePerOne(text.size());
 }
 BENCHMARK(walkToolOutput)
     ->Name("tool's output walked, by EDIDs in it")

@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 
+#include "bench/TimePerOne.h"
 #include "plugin/Extension/NSString+normalization.h"
 #include "plugin/ProductData.h"
 #include "plugin/WhiteList.h"
@@ -24,6 +25,7 @@ void normalise(benchmark::State& state) {
     const std::string model(static_cast<std::size_t>(state.range(0)), 'k');
     const std::string name = "Vorn " + model + " (2)";
     for (auto iteration : state) benchmark::DoNotOptimize(regularMonitorName(name));
+    state.counters["per_character"] = bench::timePerOne(name.size());
     state.SetComplexityN(state.range(0));
 }
 BENCHMARK(normalise)
