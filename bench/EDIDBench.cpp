@@ -1,3 +1,4 @@
+#include <CoreFoundation/CoreFoundation.h>
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
@@ -31,6 +32,18 @@ void decode(benchmark::State& state) {
     state.SetLabel(fmt::format("{} EDIDs {}", corpus.size(), bench::originOfEDIDs()));
 }
 BENCHMARK(decode)->Name("EDIDs decoded")->Unit(benchmark::kMillisecond);
+
+/// The platform's share of decoding one: the memory of two copies.
+void allocate(benchmark::State& state) {
+    for (auto iteration : state) {
+        for (const CFIndex size : {128, 8}) {
+            void* const block = CFAllocatorAllocate(kCFAllocatorDefault, size, 0);
+            benchmark::DoNotOptimize(block);
+            CFAllocatorDeallocate(kCFAllocatorDefault, block);
+        }
+    }
+}
+BENCHMARK(allocate)->Name("EDID decoded, the platform's calls alone");
 
 void decodeBlocks(benchmark::State& state) {
     makeDecoder();
