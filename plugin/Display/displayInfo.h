@@ -22,7 +22,7 @@ struct displayInfo {
     std::int32_t idx = 0;                ///< position in the enumeration, from 0
     std::uint32_t screenNumber = 0;      ///< CGDirectDisplayID
     std::optional<std::string> name;     ///< the screen's localised name
-    std::optional<NameForms> nameForms;  ///< use forms()
+    std::optional<NameForms> nameForms;  ///< what forms() made
     std::optional<std::string> modelInfo;
     std::optional<std::string> plugNplayID;  ///< PnP letters and product code, from the EDID
     std::uint32_t serialNumber = 0;          ///< CGDisplaySerialNumber

@@ -90,7 +90,7 @@ class Registry {
     std::vector<Entry> matching(const Match& match) const;
     /// The first of them; nothing if none matches.
     Entry firstMatching(const Match& match) const;
-    /// Shows entries as walk() has them to `isFound` until that says so. Returns the last one then.
+    /// The first entry of walk() for which `isFound` says so; nothing if there is none.
     Entry find(const Entry& from, const std::function<bool(const RegistryEntry&)>& isFound) const;
     std::string pathOf(const Entry& entry) const;
     /// Calls `look`, during which the tree doesn't change.

@@ -65,6 +65,17 @@ TEST(DisplayRecord, HasItsNameNormalisedOnceInARun) {
     EXPECT_THAT(run.calls("CFStringUppercase"), ::testing::SizeIs(1));
 }
 
+TEST(DisplayRecord, OfSeveralIsPairedWithEDIDsThatAreDecodedOnce) {
+    const test::Detection run(
+        test::macWith({test::builtInPanel(), test::monitorNamed("VORN K2725QX"),
+                       test::monitorNamed("VORN K2726QX")}));
+    EXPECT_NE(run.display(1).EDIDString, std::nullopt);
+    EXPECT_NE(run.display(2).EDIDString, std::nullopt);
+    const auto sizes = run.argumentsOf("CFAllocatorAllocate");
+    // Each decoding copies a base block.
+    EXPECT_EQ(std::count(sizes.begin(), sizes.end(), "size 128"), 2);
+}
+
 TEST(DisplayRecord, AFreshOneIsNotPassedThroughUSB) {
     const displayInfo display;
     EXPECT_FALSE(display.isUSBPassthrough);
